@@ -1,0 +1,25 @@
+#pragma once
+
+// One call of a traced native, from its trace scope to its result.
+
+#include "frame/trace.h"
+
+#include <cstdint>
+#include <jni.h>
+
+namespace velk {
+
+struct Call {
+    JNIEnv* env;
+    jobject self;
+    const char* native;      // "<Class>.<native>", for messages
+    std::uint32_t exit_line; // trace line of the native's exit
+    jint result;             // what the native returns: 0, or what a failed Throw returned
+    trace::Scope scope;
+};
+
+// Stops a native that cannot go on: reports -1 at its exit line and throws VELKException("<native>:
+// <what is wrong>", -1), what is wrong given as for printf. Returns false.
+bool fail(Call& call, const char* format, ...);
+
+} // namespace velk

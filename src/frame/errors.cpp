@@ -1,0 +1,114 @@
+#include "frame/errors.h"
+
+#include "engine/datacnv.h"
+#include "engine/provider.h"
+#include "frame/class_cache.h"
+#include "frame/flags.h"
+#include "frame/text16.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace velk {
+
+char16_t error_text[error_text_capacity];
+
+namespace {
+
+constexpr std::size_t message_capacity = 3184; // bytes
+
+// One byte more than the conversion is told, so that a text that fills the capacity still ends.
+char message[message_capacity + 1];
+
+// The three message texts, each with one unit more than the engine is told.
+struct Texts {
+    char16_t text1[message_capacity1 / sizeof(char16_t) + 1];
+    char16_t text2[message_capacity2 / sizeof(char16_t) + 1];
+    char16_t text3[message_capacity3 / sizeof(char16_t) + 1];
+};
+static_assert(sizeof(Texts) / sizeof(char16_t) + 3 <= error_text_capacity);
+
+// Without a class cache there is no VELKException to make: say what is missing instead of ending the JVM.
+jint throw_cache_not_filled(JNIEnv* env, const char* text, std::int32_t code)
+{
+    char reason[256];
+    std::snprintf(reason, sizeof reason, "VELK.init0 has not run: %s (%d)", text, static_cast<int>(code));
+    const jclass clazz = env->FindClass("java/lang/IllegalStateException");
+    return clazz == nullptr ? 0 : env->ThrowNew(clazz, reason);
+}
+
+const char16_t* request_text(std::uint32_t code)
+{
+    Texts texts{};
+    MessageBuffers buffers{message_capacity1, message_capacity2, message_capacity3, {},
+                           texts.text1,       texts.text2,       texts.text3};
+    EMSG request{
+        {'E', 'M', 'S', 'G'}, record_version, sizeof(EMSG), code, {}, nullptr, wide_message, {}, &buffers};
+    if (Provider_GetErrorMessage(&request) != 0) return nullptr;
+    compose_error_text(texts.text1, texts.text2, texts.text3);
+    return error_text;
+}
+
+} // namespace
+
+jint ThrowVELKException(JNIEnv* env, const char* text, std::int32_t code)
+{
+    if (cache.VELKException.init == nullptr) return throw_cache_not_filled(env, text, code);
+    const jstring string = env->NewStringUTF(text);
+    if (string == nullptr) return 0;
+    const auto exception = static_cast<jthrowable>(
+        env->NewObject(cache.VELKException.clazz, cache.VELKException.init, string, static_cast<jint>(code)));
+    env->DeleteLocalRef(string);
+    return exception == nullptr ? 0 : env->Throw(exception);
+}
+
+void compose_error_text(const char16_t* text1, char16_t* text2, const char16_t* text3)
+{
+    if (char16_t* mark = text16::find(text2, u" Input [UNKNOWN TOKEN]")) *mark = 0;
+    error_text[0] = 0;
+    text16::append(error_text, text1);
+    text16::append(error_text, u":\n");
+    text16::append(error_text, text2);
+    text16::append(error_text, u"\n");
+    text16::append(error_text, text3);
+}
+
+const char16_t* GetErrorText(std::uint32_t code)
+{
+    static trace::Block block;
+    trace::Scope scope;
+    if (const std::int32_t status = trace::open(scope, block, trace::error_text))
+        return reinterpret_cast<const char16_t*>(static_cast<std::intptr_t>(status));
+    trace::entry(scope, 1980, trace::integer("errCode", static_cast<std::int32_t>(code)));
+
+    const char16_t* text = request_text(code);
+
+    if (trace::wants(scope, trace_mask_message)) {
+        trace::write(scope, trace_event_data, trace_mask_message, 2016,
+                     {text == nullptr ? trace::narrow("msg", "Could not get error message")
+                                      : trace::wide("retmsg", text)});
+    }
+    trace::close(scope, 2025);
+    return text;
+}
+
+const char* error_message()
+{
+    std::memset(message, 0, sizeof message);
+    const auto convert = wide_conversion != 0 ? Cnv_WideToUtf8 : Cnv_Utf16ToUtf8;
+    convert(message, message_capacity, error_text, static_cast<std::int64_t>(text16::length(error_text)),
+            nullptr);
+    return message;
+}
+
+jint throw_engine_failure(JNIEnv* env, const trace::Scope& scope, std::uint32_t line, std::int32_t status)
+{
+    // error_text is thrown as it stands: where the engine has no text for the status, the Java side gets
+    // the text of the failure before it, and relies on the code.
+    GetErrorText(static_cast<std::uint32_t>(status));
+    const char* text = error_message();
+    trace::return_code(scope, line, status);
+    return ThrowVELKException(env, text, status);
+}
+
+} // namespace velk

@@ -1,0 +1,38 @@
+#pragma once
+
+// Turning failures into what Java sees: a thrown VELKException. After a throw the native leaves at once.
+
+#include "frame/trace.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <jni.h>
+
+namespace velk {
+
+// The latest error text of the process: of the engine or the parser. It keeps its text until the next
+// one is composed, is empty at load, and is shared by all threads unguarded. Zero-terminated. Three full
+// texts with their separators and the terminator take 3,189 units.
+inline constexpr std::size_t error_text_capacity = 3192; // units
+extern char16_t error_text[error_text_capacity];
+
+// Throws VELKException(message, code). message is zero-terminated modified UTF-8. Returns the result of
+// the JNI Throw, 0 when the exception is pending. Where the exception object cannot be made, the JVM's own
+// pending exception is left to surface and the result is 0.
+jint ThrowVELKException(JNIEnv* env, const char* message, std::int32_t code);
+
+// Composes the engine's three-part text of an error code in error_text. Returns error_text; null, with
+// error_text unchanged, where the engine has no text; or, widened to a pointer, the trace facility's
+// status where no scope could be opened: so a caller takes the result for text only if it is error_text.
+const char16_t* GetErrorText(std::uint32_t code);
+
+// Ends the text at the parser's mark for an unknown token, then composes error_text from the three texts.
+void compose_error_text(const char16_t* text1, char16_t* text2, const char16_t* text3);
+
+// Converts error_text to UTF-8. The result is the process's one message buffer.
+const char* error_message();
+
+// Reports an engine failure at its trace line and throws it with the engine's text for it.
+jint throw_engine_failure(JNIEnv* env, const trace::Scope& scope, std::uint32_t line, std::int32_t status);
+
+} // namespace velk

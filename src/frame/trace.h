@@ -1,0 +1,138 @@
+#pragma once
+
+// The trace frame: every traced operation opens one scope, reports its entry, chosen values, failing
+// return codes and its exit to the engine's trace facility, and closes the scope. The facility answers
+// with a mask of what it wants and lends the record that the library fills. With an empty mask a scope
+// costs the begin call, the end call and a compare: records are filled out of line.
+
+#include "engine/provider.h"
+#include "records/trace.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+
+namespace velk::trace {
+
+// Function ids of the traced operations. The mirror classes take three each (toC, toJava, free); the
+// places of the free natives, which write no trace, stay empty.
+enum Function : std::uint32_t {
+    VELK_initializeFramework0 = 0xC0801,
+    VELK_parseVELKSyntaxString = 0xC0802,
+    VELK_terminateFramework0 = 0xC0803,
+    VELK_destroy0 = 0xC0804,
+    NativeProvider_initializeProvider0 = 0xC0805,
+    NativeProvider_serviceProvider0 = 0xC0806,
+    NativeProvider_terminateProvider0 = 0xC0807,
+    FrameworkDefinition_toC = 0xC0808,
+    FrameworkDefinition_toJava = 0xC0809,
+    ServiceDefinition_toC = 0xC080B,
+    ServiceDefinition_toJava = 0xC080C,
+    InitializationOperand_toC = 0xC080E,
+    InitializationOperand_toJava = 0xC080F,
+    FieldDefinition_toC = 0xC0811,
+    FieldDefinition_toJava = 0xC0812,
+    RowSet_toC = 0xC0814,
+    RowSet_toJava = 0xC0815,
+    Row_toC = 0xC0817,
+    Row_toJava = 0xC0818,
+    Field_toC = 0xC081A,
+    Field_toJava = 0xC081B,
+    error_text = 0xC081D,
+    parse_error_text = 0xC081E,
+    parameter_parse = 0xC0820,
+};
+
+// One per operation, static, zero at load; the facility keeps it for the life of the process.
+using Block = TraceBlock;
+
+// One per call, on its stack.
+struct Scope {
+    TraceContext context;
+};
+
+// A labelled value. Text is passed by address and must stay valid until the record is written.
+struct Item {
+    const char* label;
+    std::uint32_t type;
+    std::uint32_t length; // bytes
+    std::uint64_t slot;
+};
+
+inline Item integer(const char* label, std::int32_t value)
+{
+    return {label, trace_type_integer, 4, static_cast<std::uint32_t>(value)};
+}
+
+inline Item byte(const char* label, char value)
+{
+    return {label, trace_type_byte, 1, static_cast<unsigned char>(value)};
+}
+
+inline Item pointer(const char* label, const void* value)
+{
+    return {label, trace_type_pointer, 8, reinterpret_cast<std::uintptr_t>(value)};
+}
+
+// Zero-terminated 8-bit text; null is shown as the text "null".
+Item narrow(const char* label, const char* text);
+
+// 16-bit text of a known length; null is shown as the 8-bit text "null".
+Item wide(const char* label, const char16_t* text, std::size_t units);
+
+// 16-bit text up to its first zero unit, null as above.
+Item wide(const char* label, const char16_t* text);
+
+// Fills the lent record and hands it over; nothing where no record was lent.
+void write(const Scope& scope, std::uint32_t event, std::uint32_t level, std::uint32_t line,
+           std::initializer_list<Item> items);
+
+// Opens the scope. Not 0: the scope is not open, and the operation returns this status at once, undone.
+inline std::int32_t open(Scope& scope, Block& block, Function function)
+{
+    scope.context = {};
+    if (block.state != trace_block_registered) Provider_TraceRegister(function, &block, 0);
+    scope.context.function = function;
+    return Provider_TraceBegin(&scope.context, &block);
+}
+
+inline bool wants(const Scope& scope, std::uint32_t level)
+{
+    return (scope.context.mask & level) != 0;
+}
+
+inline bool wants_data(const Scope& scope)
+{
+    return wants(scope, trace_mask_data);
+}
+
+inline void entry(const Scope& scope, std::uint32_t line, std::initializer_list<Item> items = {})
+{
+    if (wants(scope, trace_mask_entry)) write(scope, trace_event_entry, trace_mask_entry, line, items);
+}
+
+inline void entry(const Scope& scope, std::uint32_t line, Item item)
+{
+    if (wants(scope, trace_mask_entry)) write(scope, trace_event_entry, trace_mask_entry, line, {item});
+}
+
+// Ask wants_data first, so that nothing is built in vain.
+inline void data(const Scope& scope, std::uint32_t line, std::initializer_list<Item> items)
+{
+    write(scope, trace_event_data, trace_mask_data, line, items);
+}
+
+// Reports a failing return code, whatever the mask; nothing for 0.
+void return_code(const Scope& scope, std::uint32_t line, std::int32_t code);
+
+// The exit step: the result where it is neither 0 nor -2, the exit record, the end of the scope. Nothing
+// happens where the facility gave no handle. A native that reported its failure already passes no result.
+inline void close(Scope& scope, std::uint32_t line, std::int32_t result = 0)
+{
+    if (scope.context.handle == 0) return;
+    if (result != 0 && result != -2) return_code(scope, line, result);
+    if (wants(scope, trace_mask_entry)) write(scope, trace_event_exit, trace_mask_entry, line, {});
+    Provider_TraceEnd(&scope.context);
+}
+
+} // namespace velk::trace

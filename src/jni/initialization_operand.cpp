@@ -1,0 +1,225 @@
+// com.brel.sorn.velk.internal.InitializationOperand and its OPRA record.
+
+#include "frame/class_cache.h"
+#include "marshal/record.h"
+#include "marshal/text.h"
+#include "records/definitions.h"
+
+#include <cstdlib>
+#include <jni.h>
+
+using namespace velk;
+
+namespace {
+
+// A string that goes into the record: where its size and block stand, and its trace point.
+struct Target {
+    const char* field;
+    std::int32_t* size;
+    TextBlock** block;
+    std::uint32_t line;
+    const char* label;
+};
+
+// The 8 bytes of the block's first slot: only wide text is ever written, and only that slot is ours.
+bool allocate_block(Call& call, const Target& target, jsize length)
+{
+    *target.block = nullptr;
+    *target.size = 0;
+    const std::int32_t size = text::wide_size(length);
+    if (size == 0) return fail(call, "%s is too long", target.field);
+    auto* block = static_cast<TextBlock*>(record::allocate(sizeof(TextBlock::pParmName)));
+    void* units = block == nullptr ? nullptr : record::allocate(static_cast<std::size_t>(size));
+    if (units == nullptr) {
+        std::free(block);
+        return fail(call, "out of memory for %s", target.field);
+    }
+    block->pParmName = static_cast<char16_t*>(units);
+    *target.block = block;
+    *target.size = size;
+    return true;
+}
+
+// A text that the record already holds is neither released nor used again: the engine may still hold it.
+bool put_text(Call& call, const Target& target, const jchar* chars, jsize length)
+{
+    if (!allocate_block(call, target, length)) return false;
+    char16_t* text = (*target.block)->pParmName;
+    text::to_wide(text, chars, length);
+    if (trace::wants_data(call.scope))
+        trace::data(call.scope, target.line, {trace::wide(target.label, text)});
+    return true;
+}
+
+// Without a name the record keeps the one it has.
+bool put_name(Call& call, OPRA* record)
+{
+    const auto name =
+        static_cast<jstring>(call.env->GetObjectField(call.self, cache.InitializationOperand.parameterName));
+    if (name == nullptr) return true;
+    const jsize length = call.env->GetStringLength(name);
+    const jchar* chars = call.env->GetStringChars(name, nullptr);
+    if (chars == nullptr) return false;
+    record->nameType = wide_name;
+    const bool put = put_text(
+        call, {"parameterName", &record->nameSize, &record->PN.pWC, 1050, "pDpInitOpDef->PN.pWC->pParmName"},
+        chars, length);
+    call.env->ReleaseStringChars(name, chars);
+    return put;
+}
+
+void put_string_value(Call& call, OPRA* record, jstring value)
+{
+    const jsize length = call.env->GetStringLength(value);
+    const jchar* chars = call.env->GetStringChars(value, nullptr);
+    if (chars == nullptr) return;
+    record->valueType = wide_value;
+    put_text(call, {"sValue", &record->valueSize, &record->PV.pWC, 1070, "pDpInitOpDef->PV.pWC->pParamVal"},
+             chars, length);
+    call.env->ReleaseStringChars(value, chars);
+}
+
+// A string wins over the integer, which is read only where there is no string.
+void put_value(Call& call, OPRA* record)
+{
+    const auto value =
+        static_cast<jstring>(call.env->GetObjectField(call.self, cache.InitializationOperand.sValue));
+    if (value != nullptr) return put_string_value(call, record, value);
+    const jint integer = call.env->GetIntField(call.self, cache.InitializationOperand.iValue);
+    if (trace::wants_data(call.scope)) trace::data(call.scope, 1076, {trace::integer("jIValue", integer)});
+    record->valueType = integer_value;
+    record->PV.integer = integer;
+}
+
+void refresh(Call& call)
+{
+    auto* record = static_cast<OPRA*>(record::bind(call, cache.InitializationOperand.pointer,
+                                                   {"OPRA", offsetof(OPRA, eyeCatcher), sizeof(OPRA)}));
+    if (record == nullptr) return;
+    const jint id = call.env->GetIntField(call.self, cache.InitializationOperand.parameterId);
+    if (trace::wants_data(call.scope)) {
+        trace::data(call.scope, 1030,
+                    {trace::pointer("jPointer", record), trace::integer("jParameterId", id)});
+    }
+    record->parameterId = static_cast<std::uint16_t>(id); // 16 bits: the record has no room for more
+    if (put_name(call, record)) put_value(call, record);
+}
+
+bool give_text(Call& call, const text::Source& source, std::uint32_t line, const char* label, jfieldID field)
+{
+    text::Buffer buffer;
+    if (!text::read(call, source, buffer)) return false;
+    if (trace::wants_data(call.scope)) trace::data(call.scope, line, {trace::wide(label, buffer.units)});
+    return text::hand_over(call, buffer, field);
+}
+
+// A size of 0 or less, or a missing text, reads as empty text.
+text::Source wide_source(const TextBlock* block, std::int32_t size)
+{
+    if (block == nullptr || size <= 0) return {};
+    return {block->pParmName, nullptr, static_cast<std::size_t>(size) / sizeof(char16_t)};
+}
+
+text::Source utf8_source(const TextBlock* block, std::int32_t size)
+{
+    if (block == nullptr || size <= 0) return {};
+    return {nullptr, block->utf8Text, static_cast<std::size_t>(size)};
+}
+
+bool give_name(Call& call, const OPRA* record)
+{
+    if (record->nameSize <= 0 || record->PN.pWC == nullptr) return true;
+    const text::Source source = record->nameType == wide_name ? wide_source(record->PN.pWC, record->nameSize)
+                                                              : utf8_source(record->PN.pWC, record->nameSize);
+    return give_text(call, source, 1162, "jParameterNameChars", cache.InitializationOperand.parameterName);
+}
+
+// The Java field of the other kind keeps what it holds.
+void give_value(Call& call, const OPRA* record)
+{
+    switch (record->valueType) {
+    case integer_value:
+        if (trace::wants_data(call.scope))
+            trace::data(call.scope, 1180, {trace::integer("jIValue", record->PV.integer)});
+        call.env->SetIntField(call.self, cache.InitializationOperand.iValue, record->PV.integer);
+        break;
+    case wide_value:
+        give_text(call, wide_source(record->PV.pWC, record->valueSize), 1202, "jSValueChars",
+                  cache.InitializationOperand.sValue);
+        break;
+    case utf8_value:
+        give_text(call, utf8_source(record->PV.pWC, record->valueSize), 1225, "jSValueChars",
+                  cache.InitializationOperand.sValue);
+        break;
+    default:
+        break;
+    }
+}
+
+void copy_back(Call& call)
+{
+    const auto* record =
+        static_cast<OPRA*>(record::address(call.env, call.self, cache.InitializationOperand.pointer));
+    if (record == nullptr) return;
+    if (trace::wants_data(call.scope)) {
+        trace::data(
+            call.scope, 1122,
+            {trace::pointer("jPointer", record), trace::integer("jParameterId", record->parameterId)});
+    }
+    call.env->SetIntField(call.self, cache.InitializationOperand.parameterId, record->parameterId);
+    if (give_name(call, record)) give_value(call, record);
+}
+
+// Frees the block and the text in its first slot; one in the second slot belongs to whoever made it.
+void free_block(TextBlock* block)
+{
+    if (block == nullptr) return;
+    std::free(block->pParmName);
+    std::free(block);
+}
+
+} // namespace
+
+extern "C" {
+
+JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_InitializationOperand_toC(JNIEnv* env, jobject self)
+{
+    static trace::Block block;
+    Call call{env, self, "InitializationOperand.toC", 1082, 0, {}};
+    if (const std::int32_t status = trace::open(call.scope, block, trace::InitializationOperand_toC))
+        return status;
+    trace::entry(call.scope, 1015, trace::pointer("env", env));
+
+    if (cache.InitializationOperand.pointer != nullptr) refresh(call);
+
+    trace::close(call.scope, 1082);
+    return call.result;
+}
+
+JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_InitializationOperand_toJava(JNIEnv* env,
+                                                                                     jobject self)
+{
+    static trace::Block block;
+    Call call{env, self, "InitializationOperand.toJava", 1243, 0, {}};
+    if (const std::int32_t status = trace::open(call.scope, block, trace::InitializationOperand_toJava))
+        return status;
+    trace::entry(call.scope, 1108, trace::pointer("env", env));
+
+    if (cache.InitializationOperand.pointer != nullptr) copy_back(call);
+
+    trace::close(call.scope, 1243);
+    return call.result;
+}
+
+JNIEXPORT void JNICALL Java_com_brel_sorn_velk_internal_InitializationOperand_free(JNIEnv* env, jobject self)
+{
+    const jfieldID pointer = cache.InitializationOperand.pointer;
+    if (pointer == nullptr) return;
+    auto* record = static_cast<OPRA*>(record::address(env, self, pointer));
+    if (record == nullptr) return;
+    free_block(record->PN.pWC);
+    if (record->valueType > integer_value) free_block(record->PV.pWC);
+    record::release(env, self, pointer, record);
+}
+
+} // extern "C"

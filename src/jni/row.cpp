@@ -1,0 +1,74 @@
+// com.brel.sorn.velk.Row and its ROWD record.
+
+#include "frame/class_cache.h"
+#include "marshal/chain.h"
+#include "marshal/record.h"
+#include "records/rowdata.h"
+
+#include <jni.h>
+
+using namespace velk;
+
+namespace {
+
+void refresh(Call& call)
+{
+    auto* record = static_cast<ROWD*>(
+        record::bind(call, cache.Row.pointer, {"ROWD", offsetof(ROWD, eyeCatcher), sizeof(ROWD)}));
+    if (record == nullptr) return;
+    record->hasError = call.env->GetBooleanField(call.self, cache.Row.hasError);
+    chain::Children fields{"fields", &record->firstField, "Field.toC", cache.Field.pointer};
+    if (!chain::read_array(call, cache.Row.fields, fields)) return;
+    if (trace::wants_data(call.scope)) {
+        trace::data(call.scope, 1656,
+                    {trace::pointer("jPointer", record), trace::integer("jFieldCount", fields.count)});
+    }
+    // 16 bits of the count, though every field is chained: the record has no room for more.
+    record->fieldCount = static_cast<std::uint16_t>(fields.count);
+    chain::link_array(call, fields);
+    call.env->DeleteLocalRef(fields.container);
+}
+
+void copy_back(Call& call)
+{
+    const auto* record = static_cast<ROWD*>(record::address(call.env, call.self, cache.Row.pointer));
+    if (trace::wants_data(call.scope)) trace::data(call.scope, 1702, {trace::pointer("jPointer", record)});
+    if (record != nullptr) call.env->SetBooleanField(call.self, cache.Row.hasError, record->hasError != 0);
+}
+
+} // namespace
+
+extern "C" {
+
+JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_Row_toC(JNIEnv* env, jobject self)
+{
+    static trace::Block block;
+    Call call{env, self, "Row.toC", 1678, 0, {}};
+    if (const std::int32_t status = trace::open(call.scope, block, trace::Row_toC)) return status;
+    trace::entry(call.scope, 1638, trace::pointer("env", env));
+
+    if (cache.Row.pointer != nullptr) refresh(call);
+
+    trace::close(call.scope, 1678);
+    return call.result;
+}
+
+JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_Row_toJava(JNIEnv* env, jobject self)
+{
+    static trace::Block block;
+    Call call{env, self, "Row.toJava", 1710, 0, {}};
+    if (const std::int32_t status = trace::open(call.scope, block, trace::Row_toJava)) return status;
+    trace::entry(call.scope, 1696, trace::pointer("env", env));
+
+    if (cache.Row.pointer != nullptr) copy_back(call);
+
+    trace::close(call.scope, 1710);
+    return call.result;
+}
+
+JNIEXPORT void JNICALL Java_com_brel_sorn_velk_Row_free(JNIEnv* env, jobject self)
+{
+    record::release(env, self, cache.Row.pointer);
+}
+
+} // extern "C"

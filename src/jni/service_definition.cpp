@@ -1,0 +1,176 @@
+// com.brel.sorn.velk.internal.ServiceDefinition and its SVCA record.
+
+#include "frame/class_cache.h"
+#include "frame/errors.h"
+#include "marshal/chain.h"
+#include "marshal/record.h"
+#include "records/definitions.h"
+
+#include <jni.h>
+
+using namespace velk;
+
+namespace {
+
+bool refresh_operands(Call& call, SVCA* record, jint& count)
+{
+    chain::Children operands{"initializationOperands", &record->firstOperand, "InitializationOperand.toC",
+                             cache.InitializationOperand.pointer};
+    if (!chain::read_list(call, cache.ServiceDefinition.initializationOperands, operands)) return false;
+    count = operands.count;
+    if (trace::wants_data(call.scope)) {
+        trace::data(
+            call.scope, 804,
+            {trace::pointer("jPointer", record), trace::integer("jInitializationOperandsSize", count)});
+    }
+    // 16 bits of the count, though every operand is chained: the record has no room for more.
+    record->operandCount = static_cast<std::uint16_t>(count);
+    return chain::link_list(call, operands);
+}
+
+bool refresh_fields(Call& call, SVCA* record, jint operand_count)
+{
+    chain::Children fields{"fieldDefinitions", &record->firstField, "FieldDefinition.toC",
+                           cache.FieldDefinition.pointer};
+    if (!chain::read_list(call, cache.ServiceDefinition.fieldDefinitions, fields)) return false;
+    if (trace::wants_data(call.scope)) {
+        trace::data(call.scope, 827,
+                    {trace::pointer("jPointer", record),
+                     trace::integer("jInitializationOperandsSize", operand_count),
+                     trace::integer("jFieldDefinitionsSize", fields.count)});
+    }
+    record->fieldCount = static_cast<std::uint16_t>(fields.count); // 16 bits, as above
+    return chain::link_list(call, fields);
+}
+
+void refresh(Call& call)
+{
+    auto* record =
+        static_cast<SVCA*>(record::bind(call, cache.ServiceDefinition.pointer, {"SVCA", 0, sizeof(SVCA)}));
+    if (record == nullptr) return;
+    record->copyToDestination =
+        call.env->GetBooleanField(call.self, cache.ServiceDefinition.copyToDestination);
+    jint operand_count = 0;
+    if (refresh_operands(call, record, operand_count)) refresh_fields(call, record, operand_count);
+}
+
+// The mirror class of a chain's records, and what is thrown, from which trace line, when one cannot be made.
+struct Mirror {
+    jclass clazz;
+    jmethodID init;
+    jfieldID pointer;
+    std::uint32_t constructor_line;
+    const char* constructor_message;
+    std::uint32_t add_line;
+    const char* add_message;
+};
+
+bool mirror_failed(Call& call, std::uint32_t line, const char* message)
+{
+    trace::return_code(call.scope, line, -1);
+    call.env->ExceptionClear();
+    ThrowVELKException(call.env, message, -1);
+    return false;
+}
+
+bool add_mirror(Call& call, jobject list, const Mirror& mirror, const void* record)
+{
+    const jobject object = call.env->NewObject(mirror.clazz, mirror.init);
+    if (object == nullptr) return mirror_failed(call, mirror.constructor_line, mirror.constructor_message);
+    call.env->SetLongField(object, mirror.pointer,
+                           static_cast<jlong>(reinterpret_cast<std::intptr_t>(record)));
+    const jboolean added = call.env->CallBooleanMethod(list, cache.ArrayList.add, object);
+    if (call.env->ExceptionCheck() || !added) return mirror_failed(call, mirror.add_line, mirror.add_message);
+    call.env->DeleteLocalRef(object);
+    return true;
+}
+
+// Appends to whatever the list holds: a second call appends a second set, and the Java side counts on it.
+bool add_operands(Call& call, jobject list, const SVCA* record)
+{
+    const Mirror mirror{cache.InitializationOperand.clazz,
+                        cache.InitializationOperand.init,
+                        cache.InitializationOperand.pointer,
+                        906,
+                        "InitializationOperand constructor failed",
+                        917,
+                        "ServiceDefinition - add to InitializationOperand list failed"};
+    for (const OPRA* operand = record->firstOperand; operand != nullptr; operand = operand->next)
+        if (!add_mirror(call, list, mirror, operand)) return false;
+    return true;
+}
+
+bool add_fields(Call& call, jobject list, const SVCA* record)
+{
+    const Mirror mirror{cache.FieldDefinition.clazz,
+                        cache.FieldDefinition.init,
+                        cache.FieldDefinition.pointer,
+                        943,
+                        "FieldDefinition constructor failed",
+                        954,
+                        "ServiceDefinition - add to FieldDefinition list failed"};
+    for (const FLDA* field = record->firstField; field != nullptr; field = field->next)
+        if (!add_mirror(call, list, mirror, field)) return false;
+    return true;
+}
+
+void copy_back(Call& call)
+{
+    auto* record = static_cast<SVCA*>(record::address(call.env, call.self, cache.ServiceDefinition.pointer));
+    if (record == nullptr) return;
+    call.env->SetBooleanField(call.self, cache.ServiceDefinition.copyToDestination,
+                              record->copyToDestination != 0);
+
+    chain::Children operands{"initializationOperands"};
+    if (!chain::read_list(call, cache.ServiceDefinition.initializationOperands, operands)) return;
+    if (!add_operands(call, operands.container, record)) return;
+    chain::Children fields{"fieldDefinitions"};
+    if (!chain::read_list(call, cache.ServiceDefinition.fieldDefinitions, fields)) return;
+    if (trace::wants_data(call.scope)) {
+        trace::data(call.scope, 933,
+                    {trace::pointer("jPointer", record),
+                     trace::integer("jInitializationOperandsSize", operands.count),
+                     trace::integer("jFieldDefinitionsSize", fields.count)});
+    }
+    // Unlike the operands, fields go into an empty list only.
+    if (fields.count == 0) add_fields(call, fields.container, record);
+}
+
+} // namespace
+
+extern "C" {
+
+JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_ServiceDefinition_toC(JNIEnv* env, jobject self)
+{
+    static trace::Block block;
+    Call call{env, self, "ServiceDefinition.toC", 849, 0, {}};
+    if (const std::int32_t status = trace::open(call.scope, block, trace::ServiceDefinition_toC))
+        return status;
+    trace::entry(call.scope, 785, trace::pointer("env", env));
+
+    if (cache.ServiceDefinition.pointer != nullptr) refresh(call);
+
+    trace::close(call.scope, 849);
+    return call.result;
+}
+
+JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_ServiceDefinition_toJava(JNIEnv* env, jobject self)
+{
+    static trace::Block block;
+    Call call{env, self, "ServiceDefinition.toJava", 964, 0, {}};
+    if (const std::int32_t status = trace::open(call.scope, block, trace::ServiceDefinition_toJava))
+        return status;
+    trace::entry(call.scope, 878, trace::pointer("env", env));
+
+    if (cache.ServiceDefinition.pointer != nullptr) copy_back(call);
+
+    trace::close(call.scope, 964);
+    return call.result;
+}
+
+JNIEXPORT void JNICALL Java_com_brel_sorn_velk_internal_ServiceDefinition_free(JNIEnv* env, jobject self)
+{
+    record::release(env, self, cache.ServiceDefinition.pointer);
+}
+
+} // extern "C"

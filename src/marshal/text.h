@@ -1,0 +1,51 @@
+#pragma once
+
+// Java strings to the 16-bit text of a record, and a record's text back to Java.
+
+#include "frame/call.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <jni.h>
+
+namespace velk::text {
+
+inline const char16_t* units(const jchar* chars)
+{
+    return reinterpret_cast<const char16_t*>(chars);
+}
+
+// Bytes of a record's text: length units and a terminator. 0 where its 32-bit size cannot count them.
+std::int32_t wide_size(jsize length);
+
+// Writes Java characters into a zeroed text of length units and a terminator, by the wide-conversion flag.
+void to_wide(char16_t* text, const jchar* chars, jsize length);
+
+// A record's text. Both pointers null: empty, whatever the units.
+struct Source {
+    const char16_t* wide;
+    const char* utf8;
+    std::size_t units; // 16-bit units of wide, or bytes of utf8
+};
+
+// A temporary text: on the stack up to 512 bytes, else from malloc.
+struct Buffer {
+    char16_t* units;
+    std::size_t length; // units of the text
+    char16_t stack[256];
+};
+
+enum class Memory { stack_or_heap, heap };
+
+// Converts the text into the buffer, where it ends with a zero unit. False after throwing: nothing is held
+// then.
+bool read(Call& call, const Source& source, Buffer& buffer, Memory memory = Memory::stack_or_heap);
+
+// Makes a Java string of the buffer's text, stores it in the object's field and lets go of the buffer. False
+// with a Java exception pending.
+bool hand_over(Call& call, Buffer& buffer, jfieldID field);
+
+// Makes a Java string and stores it in the object's field. False with a Java exception pending.
+bool set_string(Call& call, jfieldID field, const char16_t* units, std::size_t length);
+
+} // namespace velk::text
