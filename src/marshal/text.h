@@ -37,8 +37,10 @@ struct Buffer {
 
 enum class Memory { stack_or_heap, heap };
 
-// Converts the text into the buffer, where it ends with a zero unit. False after throwing: nothing is held
-// then.
+// Takes zeroed room for the units and a terminator. False after throwing: nothing is held then.
+bool acquire(Call& call, Buffer& buffer, std::size_t units, Memory memory = Memory::stack_or_heap);
+
+// Acquires the buffer and converts the text into it. False after throwing: nothing is held then.
 bool read(Call& call, const Source& source, Buffer& buffer, Memory memory = Memory::stack_or_heap);
 
 // Makes a Java string of the buffer's text, stores it in the object's field and lets go of the buffer. False
