@@ -20,13 +20,10 @@ constexpr std::size_t message_capacity = 3184; // bytes
 // One byte more than the conversion is told, so that a text that fills the capacity still ends.
 char message[message_capacity + 1];
 
-// The three message texts, each with one unit more than the engine is told.
-struct Texts {
-    char16_t text1[message_capacity1 / sizeof(char16_t) + 1];
-    char16_t text2[message_capacity2 / sizeof(char16_t) + 1];
-    char16_t text3[message_capacity3 / sizeof(char16_t) + 1];
-};
-static_assert(sizeof(Texts) / sizeof(char16_t) + 3 <= error_text_capacity);
+// Three full texts with their separators and the terminator fit error_text.
+static_assert(sizeof(MessageRequest::text1) + sizeof(MessageRequest::text2) + sizeof(MessageRequest::text3) +
+                  3 * sizeof(char16_t) <=
+              sizeof error_text);
 
 // Without a class cache there is no VELKException to make: say what is missing instead of ending the JVM.
 jint throw_cache_not_filled(JNIEnv* env, const char* text, std::int32_t code)
@@ -39,13 +36,10 @@ jint throw_cache_not_filled(JNIEnv* env, const char* text, std::int32_t code)
 
 const char16_t* request_text(std::uint32_t code)
 {
-    Texts texts{};
-    MessageBuffers buffers{message_capacity1, message_capacity2, message_capacity3, {},
-                           texts.text1,       texts.text2,       texts.text3};
-    EMSG request{
-        {'E', 'M', 'S', 'G'}, record_version, sizeof(EMSG), code, {}, nullptr, wide_message, {}, &buffers};
-    if (Provider_GetErrorMessage(&request) != 0) return nullptr;
-    compose_error_text(texts.text1, texts.text2, texts.text3);
+    MessageRequest message;
+    prepare(message, code);
+    if (Provider_GetErrorMessage(&message.request) != 0) return nullptr;
+    compose_error_text(message);
     return error_text;
 }
 
@@ -62,15 +56,25 @@ jint ThrowVELKException(JNIEnv* env, const char* text, std::int32_t code)
     return exception == nullptr ? 0 : env->Throw(exception);
 }
 
-void compose_error_text(const char16_t* text1, char16_t* text2, const char16_t* text3)
+void prepare(MessageRequest& message, std::uint32_t code)
 {
-    if (char16_t* mark = text16::find(text2, u" Input [UNKNOWN TOKEN]")) *mark = 0;
+    message = {};
+    message.request = {
+        {'E', 'M', 'S', 'G'}, record_version, sizeof(EMSG), code, {}, nullptr, wide_message, {},
+        &message.buffers};
+    message.buffers = {message_capacity1, message_capacity2, message_capacity3, {},
+                       message.text1,     message.text2,     message.text3};
+}
+
+void compose_error_text(MessageRequest& message)
+{
+    if (char16_t* mark = text16::find(message.text2, u" Input [UNKNOWN TOKEN]")) *mark = 0;
     error_text[0] = 0;
-    text16::append(error_text, text1);
+    text16::append(error_text, message.text1);
     text16::append(error_text, u":\n");
-    text16::append(error_text, text2);
+    text16::append(error_text, message.text2);
     text16::append(error_text, u"\n");
-    text16::append(error_text, text3);
+    text16::append(error_text, message.text3);
 }
 
 const char16_t* GetErrorText(std::uint32_t code)

@@ -3,6 +3,7 @@
 // Turning failures into what Java sees: a thrown VELKException. After a throw the native leaves at once.
 
 #include "frame/trace.h"
+#include "records/requests.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -26,8 +27,23 @@ jint ThrowVELKException(JNIEnv* env, const char* message, std::int32_t code);
 // status where no scope could be opened: so a caller takes the result for text only if it is error_text.
 const char16_t* GetErrorText(std::uint32_t code);
 
-// Ends the text at the parser's mark for an unknown token, then composes error_text from the three texts.
-void compose_error_text(const char16_t* text1, char16_t* text2, const char16_t* text3);
+// A request for the three texts of an error, with the buffers that take them. Each has one unit more than
+// the engine is told, so that a text that fills its capacity still ends. Not to be moved: the parts point
+// at each other.
+struct MessageRequest {
+    EMSG request;
+    MessageBuffers buffers;
+    char16_t text1[message_capacity1 / sizeof(char16_t) + 1];
+    char16_t text2[message_capacity2 / sizeof(char16_t) + 1];
+    char16_t text3[message_capacity3 / sizeof(char16_t) + 1];
+};
+
+// Makes the request ready, its buffers empty.
+void prepare(MessageRequest& message, std::uint32_t code);
+
+// Composes error_text from the three texts, after it has cut the second one at the parser's mark for an
+// unknown token.
+void compose_error_text(MessageRequest& message);
 
 // Converts error_text to UTF-8. The result is the process's one message buffer.
 const char* error_message();
