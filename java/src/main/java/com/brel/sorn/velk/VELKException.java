@@ -1,0 +1,29 @@
+package com.brel.sorn.velk;
+
+/** A failure of the engine or of the native library, with the code it gave. */
+public final class VELKException extends RuntimeException {
+  private static final long serialVersionUID = 1L;
+
+  /** What failed, as the engine numbers it. */
+  private final int code;
+
+  /**
+   * Makes a failure; the native library calls this, too.
+   *
+   * @param message what went wrong
+   * @param code the engine's status, or a negative code of the native library or this API
+   */
+  public VELKException(String message, int code) {
+    super(message);
+    this.code = code;
+  }
+
+  /**
+   * Tells what failed.
+   *
+   * @return the engine's status, or a negative code of the native library or this API
+   */
+  public int code() {
+    return code;
+  }
+}

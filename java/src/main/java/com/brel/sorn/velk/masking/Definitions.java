@@ -1,0 +1,81 @@
+package com.brel.sorn.velk.masking;
+
+import com.brel.sorn.velk.internal.FieldDefinition;
+import com.brel.sorn.velk.internal.FrameworkDefinition;
+import com.brel.sorn.velk.internal.InitializationOperand;
+import com.brel.sorn.velk.internal.ServiceDefinition;
+import java.util.List;
+
+/** Definitions in the form that crosses into native code, their records, and the end of those. */
+final class Definitions {
+  /** The parameter id of what speaks of the whole; column k has id k, counted from 1. */
+  static final int WHOLE = 0;
+
+  private Definitions() {}
+
+  static FrameworkDefinition framework(Trace trace) {
+    FrameworkDefinition definition = new FrameworkDefinition();
+    if (trace != null) {
+      definition.initializationOperands.add(operand(WHOLE, "trace", trace.mask()));
+      definition.initializationOperands.add(operand(WHOLE, "trace_file", trace.file().toString()));
+    }
+    return definition;
+  }
+
+  static InitializationOperand operand(int id, String name, String value) {
+    InitializationOperand operand = new InitializationOperand();
+    operand.parameterId = id;
+    operand.parameterName = name;
+    operand.sValue = value;
+    return operand;
+  }
+
+  /** Adds a column with its rule and its type. */
+  static void add(ServiceDefinition definition, Column column) {
+    FieldDefinition field = new FieldDefinition();
+    field.id = Column.EXCHANGE_TYPE;
+    field.length = column.limit();
+    field.precision = column.type().precision();
+    field.scale = column.type().scale();
+    field.columnName = column.name();
+    definition.fieldDefinitions.add(field);
+
+    int id = definition.fieldDefinitions.size();
+    List<InitializationOperand> operands = definition.initializationOperands;
+    operands.add(operand(id, column.rule().function(), column.rule().arguments()));
+    operands.add(operand(id, "type", column.type().toString()));
+    if (column.unique()) {
+      operands.add(operand(id, "unique", "true"));
+    }
+  }
+
+  static void toC(FrameworkDefinition definition) {
+    toC(definition.initializationOperands);
+    Bridge.check(definition.toC(), "FrameworkDefinition.toC");
+  }
+
+  static void toC(ServiceDefinition definition) {
+    toC(definition.initializationOperands);
+    for (FieldDefinition field : definition.fieldDefinitions) {
+      Bridge.check(field.toC(), "FieldDefinition.toC");
+    }
+    Bridge.check(definition.toC(), "ServiceDefinition.toC");
+  }
+
+  private static void toC(List<InitializationOperand> operands) {
+    for (InitializationOperand operand : operands) {
+      Bridge.check(operand.toC(), "InitializationOperand.toC");
+    }
+  }
+
+  static void free(FrameworkDefinition definition) {
+    definition.initializationOperands.forEach(InitializationOperand::free);
+    definition.free();
+  }
+
+  static void free(ServiceDefinition definition) {
+    definition.initializationOperands.forEach(InitializationOperand::free);
+    definition.fieldDefinitions.forEach(FieldDefinition::free);
+    definition.free();
+  }
+}

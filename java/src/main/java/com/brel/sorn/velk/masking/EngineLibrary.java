@@ -1,0 +1,25 @@
+package com.brel.sorn.velk.masking;
+
+import java.nio.file.Path;
+
+/**
+ * The engine that was loaded into this process.
+ *
+ * @param identification what the engine's provider library says of itself, or {@link #UNIDENTIFIED}
+ * @param directory where all five libraries were loaded from
+ * @param source how that directory was found
+ */
+public record EngineLibrary(String identification, Path directory, Source source) {
+  /** The identification of an engine that says nothing known of itself. */
+  public static final String UNIDENTIFIED = "unidentified engine";
+
+  /** How the libraries were found. */
+  public enum Source {
+    /** The directory that the system property {@code velk.library.dir} names. */
+    PROPERTY,
+    /** A directory of the system property {@code java.library.path}. */
+    LIBRARY_PATH,
+    /** The copy in the jar, unpacked to a temporary directory. */
+    JAR
+  }
+}

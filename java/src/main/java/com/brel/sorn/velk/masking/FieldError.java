@@ -1,0 +1,24 @@
+package com.brel.sorn.velk.masking;
+
+/**
+ * Why a value could not be masked. The masked rows hold nothing in its place.
+ *
+ * @param row the row, counted from 0
+ * @param column the column, counted from 0
+ * @param columnName the column's name
+ * @param code the engine's code, or a negative one where the value was never sent to the engine
+ * @param message what is wrong
+ */
+public record FieldError(int row, int column, String columnName, int code, String message) {
+  /** The value contains U+0000, which ends a value on its way to the engine. */
+  public static final int ZERO_CHARACTER = -101;
+
+  /** The value contains half a surrogate pair, which is no character. */
+  public static final int LONE_SURROGATE = -102;
+
+  /** The error in one line, with its place. */
+  @Override
+  public String toString() {
+    return "row " + row + ", column \"" + columnName + "\": error " + code + ": " + message;
+  }
+}

@@ -1,0 +1,96 @@
+package com.brel.sorn.velk.masking;
+
+import com.brel.sorn.velk.VELKException;
+import java.util.Arrays;
+import java.util.List;
+import java.util.Objects;
+import java.util.Optional;
+
+/** The masked values of one batch and the errors of its fields; it never changes. */
+public final class MaskedRows {
+  private final List<String> columnNames;
+  private final String[][] values;
+
+  /** A row without errors has null in place of its array. */
+  private final FieldError[][] errors;
+
+  MaskedRows(List<String> columnNames, String[][] values, FieldError[][] errors) {
+    this.columnNames = columnNames;
+    this.values = values;
+    this.errors = errors;
+  }
+
+  /**
+   * Counts the rows.
+   *
+   * @return the number of rows, that of the batch
+   */
+  public int rowCount() {
+    return values.length;
+  }
+
+  /**
+   * Names the columns.
+   *
+   * @return the names in the order of the service
+   */
+  public List<String> columnNames() {
+    return columnNames;
+  }
+
+  /**
+   * Reads a masked value.
+   *
+   * @param row the row, counted from 0
+   * @param column the column, counted from 0
+   * @return the masked value, null where it is null
+   * @throws VELKException if the field has an error, with its code
+   * @throws IndexOutOfBoundsException if there is no such row or column
+   */
+  public String value(int row, int column) {
+    error(row, column)
+        .ifPresent(
+            error -> {
+              throw new VELKException(error.toString(), error.code());
+            });
+    return values[row][column];
+  }
+
+  /**
+   * Tells why a value could not be masked.
+   *
+   * @param row the row, counted from 0
+   * @param column the column, counted from 0
+   * @return the field's error, empty where it has none
+   * @throws IndexOutOfBoundsException if there is no such row or column
+   */
+  public Optional<FieldError> error(int row, int column) {
+    Objects.checkIndex(row, values.length);
+    Objects.checkIndex(column, columnNames.size());
+    return Optional.ofNullable(errors[row] == null ? null : errors[row][column]);
+  }
+
+  /**
+   * Tells whether a row has a field that could not be masked.
+   *
+   * @param row the row, counted from 0
+   * @return true where it has
+   * @throws IndexOutOfBoundsException if there is no such row
+   */
+  public boolean hasError(int row) {
+    return errors[Objects.checkIndex(row, values.length)] != null;
+  }
+
+  /**
+   * Lists every value that could not be masked.
+   *
+   * @return the errors, row by row
+   */
+  public List<FieldError> errors() {
+    return Arrays.stream(errors)
+        .filter(Objects::nonNull)
+        .flatMap(Arrays::stream)
+        .filter(Objects::nonNull)
+        .toList();
+  }
+}

@@ -1,0 +1,156 @@
+package com.brel.sorn.velk.masking;
+
+import com.brel.sorn.velk.VELKException;
+import com.brel.sorn.velk.internal.ServiceDefinition;
+import java.util.List;
+
+/**
+ * A running service: it masks rows of the columns it was described with.
+ *
+ * <p>Any thread may use it. Batches follow one another, in this service and in every other one.
+ */
+public final class MaskingService implements AutoCloseable {
+  private final Engine engine;
+  private final String id;
+  private final List<Column> columns;
+  private final ServiceDefinition definition;
+  private final RowPool pool;
+  private int handle;
+  private boolean closed;
+
+  MaskingService(
+      Engine engine, String id, List<Column> columns, ServiceDefinition definition, RowPool pool) {
+    this.engine = engine;
+    this.id = id;
+    this.columns = columns;
+    this.definition = definition;
+    this.pool = pool;
+  }
+
+  /**
+   * Masks a batch of rows.
+   *
+   * <p>A value that cannot be masked is an error of its field, and the other values are masked. If
+   * the call fails as a whole there are no results, and nothing of the batch is kept.
+   *
+   * @param rows the rows, each with one value for each column, null for a null value
+   * @return the masked rows, in the same order
+   * @throws IllegalStateException if the service or its engine is closed
+   * @throws IllegalArgumentException if there are no rows, a row has another number of values than
+   *     the service has columns, or a value is no String
+   * @throws VELKException if the engine fails
+   */
+  public MaskedRows mask(List<? extends List<String>> rows) {
+    String[][] values = copy(rows);
+    Bridge.LOCK.lock();
+    try {
+      if (closed) {
+        throw new IllegalStateException("the service \"" + id + "\" is closed");
+      }
+      return mask(values);
+    } finally {
+      Bridge.LOCK.unlock();
+    }
+  }
+
+  private MaskedRows mask(String[][] values) {
+    try {
+      pool.load(values);
+      pool.toC();
+      Bridge.check(
+          Bridge.PROVIDER.serviceProvider0(handle, definition, pool.rowSet()), "serviceProvider0");
+      pool.toJava();
+      return pool.results();
+    } finally {
+      pool.clear();
+    }
+  }
+
+  /** Copied before the lock is taken: what a caller's list does must not keep others waiting. */
+  private String[][] copy(List<? extends List<String>> rows) {
+    String[][] values = new String[rows.size()][];
+    if (values.length == 0) {
+      throw new IllegalArgumentException("a batch has at least one row");
+    }
+    for (int row = 0; row < values.length; row++) {
+      values[row] = copy(row, rows.get(row));
+    }
+    return values;
+  }
+
+  private String[] copy(int row, List<?> values) {
+    if (values.size() != columns.size()) {
+      throw new IllegalArgumentException(
+          "row "
+              + row
+              + " has "
+              + values.size()
+              + " values, the service has "
+              + columns.size()
+              + " columns");
+    }
+    String[] copy = new String[values.size()];
+    for (int column = 0; column < copy.length; column++) {
+      Object value = values.get(column);
+      if (value != null && !(value instanceof String)) {
+        throw new IllegalArgumentException(
+            "row "
+                + row
+                + ", column \""
+                + columns.get(column).name()
+                + "\": a "
+                + value.getClass().getName()
+                + " is no String");
+      }
+      copy[column] = (String) value;
+    }
+    return copy;
+  }
+
+  /**
+   * Ends the service and frees what it holds; a second call does nothing.
+   *
+   * @throws VELKException if the engine fails to end it; it can then be closed again, and is
+   *     released at the latest with its engine
+   */
+  @Override
+  public void close() {
+    Bridge.LOCK.lock();
+    try {
+      if (engine.hasService(this)) {
+        end();
+        release();
+      }
+    } finally {
+      Bridge.LOCK.unlock();
+    }
+  }
+
+  /** Starts the provider; whatever fails, nothing native stays behind. */
+  void start() {
+    try {
+      Definitions.toC(definition);
+      handle = Bridge.PROVIDER.initializeProvider0(id, definition, false);
+      if (handle == 0) {
+        throw new VELKException("the engine started no provider for \"" + id + "\"", 0);
+      }
+    } catch (RuntimeException | Error e) {
+      Definitions.free(definition);
+      throw e;
+    }
+  }
+
+  /** From here on the service masks no more, even if the engine fails to end it. */
+  void end() {
+    closed = true;
+    Bridge.check(Bridge.PROVIDER.terminateProvider0(handle), "terminateProvider0");
+  }
+
+  /** Frees every native record, once the engine no longer uses any. */
+  void release() {
+    closed = true;
+    pool.free();
+    Definitions.free(definition);
+    engine.forget(this);
+  }
+}

@@ -1,0 +1,141 @@
+package com.brel.sorn.velk.masking;
+
+import com.brel.sorn.velk.internal.ServiceDefinition;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.Objects;
+import java.util.regex.Pattern;
+
+/** Describes a service column by column. Everything is checked here, before any native call. */
+public final class ServiceBuilder {
+  private static final Pattern ID = Pattern.compile("[A-Za-z0-9_-]{1,9}");
+  private static final Pattern KEY = Pattern.compile("(env|file):.+", Pattern.DOTALL);
+  private static final int MOST_COLUMNS = 65_535;
+
+  private final Engine engine;
+  private final String id;
+  private final List<Column> columns = new ArrayList<>();
+  private String key;
+  private OnError onError;
+  private boolean masksNulls;
+
+  ServiceBuilder(Engine engine, String id) {
+    if (!ID.matcher(id).matches()) {
+      throw new IllegalArgumentException(
+          "\"" + id + "\" is no service id: 1 to 9 ASCII letters, digits, '_' and '-'");
+    }
+    this.engine = engine;
+    this.id = id;
+  }
+
+  /**
+   * Says where the engine finds the masking key; the key itself is never given here.
+   *
+   * @param place {@code env:NAME} or {@code file:PATH}
+   * @return this
+   * @throws IllegalArgumentException if it is neither
+   */
+  public ServiceBuilder key(String place) {
+    if (!KEY.matcher(place).matches()) {
+      throw new IllegalArgumentException("a key is named as env:NAME or file:PATH");
+    }
+    key = Text.requireFit("place of the key", place);
+    return this;
+  }
+
+  /**
+   * Says what becomes of a value that cannot be masked.
+   *
+   * @param choice the choice
+   * @return this
+   */
+  public ServiceBuilder onError(OnError choice) {
+    onError = Objects.requireNonNull(choice);
+    return this;
+  }
+
+  /**
+   * Has null values masked like any other; unless this is said, null stays null.
+   *
+   * @return this
+   */
+  public ServiceBuilder maskNulls() {
+    masksNulls = true;
+    return this;
+  }
+
+  /**
+   * Adds a column.
+   *
+   * @param name the column's name
+   * @param type its declared type
+   * @param rule how it is masked
+   * @return this
+   * @throws IllegalArgumentException if the name is empty, not well-formed or taken
+   */
+  public ServiceBuilder column(String name, Type type, Rule rule) {
+    return add(new Column(name, type, rule, false));
+  }
+
+  /**
+   * Adds a column whose values must stay different from each other.
+   *
+   * @param name the column's name
+   * @param type its declared type
+   * @param rule how it is masked
+   * @return this
+   * @throws IllegalArgumentException if the name is empty, not well-formed or taken
+   */
+  public ServiceBuilder uniqueColumn(String name, Type type, Rule rule) {
+    return add(new Column(name, type, rule, true));
+  }
+
+  private ServiceBuilder add(Column column) {
+    Text.require("column name", column.name());
+    Objects.requireNonNull(column.type());
+    Objects.requireNonNull(column.rule());
+    if (columns.stream().anyMatch(other -> other.name().equals(column.name()))) {
+      throw new IllegalArgumentException("there is a column \"" + column.name() + "\" already");
+    }
+    if (columns.size() == MOST_COLUMNS) {
+      throw new IllegalArgumentException("a service has at most " + MOST_COLUMNS + " columns");
+    }
+    columns.add(column);
+    return this;
+  }
+
+  /**
+   * Starts the service.
+   *
+   * @return the running service
+   * @throws IllegalStateException if the engine is closed, or the service has no columns
+   * @throws com.brel.sorn.velk.VELKException if the engine refuses the description
+   */
+  public MaskingService open() {
+    if (columns.isEmpty()) {
+      throw new IllegalStateException("the service \"" + id + "\" has no columns");
+    }
+    List<Column> all =
+        onError == null
+            ? List.copyOf(columns)
+            : columns.stream().map(column -> column.withFallback(onError)).toList();
+    RowPool pool = new RowPool(all, onError != null && onError.stops());
+    return engine.start(new MaskingService(engine, id, all, definition(all), pool));
+  }
+
+  private ServiceDefinition definition(List<Column> all) {
+    ServiceDefinition definition = new ServiceDefinition();
+    definition.serviceId = id;
+    add(definition, "key", key);
+    add(definition, "on_error", onError == null ? null : onError.toString());
+    add(definition, "on_null", masksNulls ? "mask" : null);
+    all.forEach(column -> Definitions.add(definition, column));
+    return definition;
+  }
+
+  private static void add(ServiceDefinition definition, String name, String value) {
+    if (value != null) {
+      definition.initializationOperands.add(Definitions.operand(Definitions.WHOLE, name, value));
+    }
+  }
+}

@@ -1,0 +1,126 @@
+package com.brel.sorn.velk.masking;
+
+/** The declared type of a column. */
+public final class Type {
+  private static final int GREATEST_LIMIT = 1_000_000;
+  private static final int LONGEST_INTEGER = "-9223372036854775808".length();
+  private static final int LONGEST_DATE = "YYYY-MM-DD".length();
+  private static final int LONGEST_TIMESTAMP = "YYYY-MM-DD hh:mm:ss.123456789".length();
+
+  private final String declaration;
+  private final int limit;
+  private final int precision;
+  private final int scale;
+
+  private Type(String declaration, int limit, int precision, int scale) {
+    this.declaration = declaration;
+    this.limit = limit;
+    this.precision = precision;
+    this.scale = scale;
+  }
+
+  /**
+   * Text without a limit.
+   *
+   * @return the type {@code text}
+   */
+  public static Type text() {
+    return new Type("text", 0, 0, 0);
+  }
+
+  /**
+   * Text of at most so many code points.
+   *
+   * @param limit the limit, at least 1
+   * @return the type {@code varchar(limit)}
+   * @throws IllegalArgumentException if the limit is out of range
+   */
+  public static Type varchar(int limit) {
+    return limited("varchar", limit);
+  }
+
+  /**
+   * Text of at most so many code points, in a column of fixed width.
+   *
+   * @param limit the limit, at least 1
+   * @return the type {@code char(limit)}
+   * @throws IllegalArgumentException if the limit is out of range
+   */
+  public static Type character(int limit) {
+    return limited("char", limit);
+  }
+
+  /**
+   * A plain decimal number.
+   *
+   * @param precision number of digits, at least 1
+   * @param scale number of those digits behind the point
+   * @return the type {@code decimal(precision,scale)}
+   * @throws IllegalArgumentException if the precision or the scale is out of range
+   */
+  public static Type decimal(int precision, int scale) {
+    if (precision < 1 || precision > 1000 || scale < 0 || scale > precision) {
+      throw new IllegalArgumentException(
+          "decimal(" + precision + "," + scale + "): 1 to 1000 digits, 0 to all behind the point");
+    }
+    int sign = 1;
+    int point = scale > 0 ? 1 : 0;
+    int leadingZero = scale == precision ? 1 : 0;
+    String declaration = "decimal(" + precision + "," + scale + ")";
+    return new Type(declaration, sign + precision + point + leadingZero, precision, scale);
+  }
+
+  /**
+   * A signed integer of 64 bits.
+   *
+   * @return the type {@code integer}
+   */
+  public static Type integer() {
+    return new Type("integer", LONGEST_INTEGER, 0, 0);
+  }
+
+  /**
+   * A date such as {@code 2024-02-29}.
+   *
+   * @return the type {@code date}
+   */
+  public static Type date() {
+    return new Type("date", LONGEST_DATE, 0, 0);
+  }
+
+  /**
+   * A date and time without a zone, such as {@code 2024-02-29 12:30:00.5}.
+   *
+   * @return the type {@code timestamp}
+   */
+  public static Type timestamp() {
+    return new Type("timestamp", LONGEST_TIMESTAMP, 0, 0);
+  }
+
+  private static Type limited(String name, int limit) {
+    if (limit < 1 || limit > GREATEST_LIMIT) {
+      throw new IllegalArgumentException(
+          name + "(" + limit + "): the limit is 1 to " + GREATEST_LIMIT + " code points");
+    }
+    return new Type(name + "(" + limit + ")", limit, 0, 0);
+  }
+
+  /** The longest text of the type in code points, 0 for no limit. */
+  int limit() {
+    return limit;
+  }
+
+  int precision() {
+    return precision;
+  }
+
+  int scale() {
+    return scale;
+  }
+
+  /** The type as it is declared, such as {@code varchar(20)}. */
+  @Override
+  public String toString() {
+    return declaration;
+  }
+}

@@ -1,0 +1,7 @@
+/**
+ * Data masking for applications: open the engine, describe a service column by column, mask rows.
+ *
+ * <p>Start with {@link com.brel.sorn.velk.masking.Engine#open()}. Any thread may call; one lock of
+ * the whole process is held over each batch, so that another thread waits until the batch is done.
+ */
+package com.brel.sorn.velk.masking;
