@@ -1,0 +1,2 @@
+/** What an application does with the masking API. */
+package com.brel.sorn.velk.examples;
