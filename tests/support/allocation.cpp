@@ -1,0 +1,116 @@
+#include "support/allocation.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+
+namespace velk::test {
+
+namespace {
+
+Allocations* watch = nullptr;
+
+} // namespace
+
+Allocations::Allocations()
+{
+    EXPECT_EQ(watch, nullptr) << "the heap is watched already";
+    watch = this;
+}
+
+Allocations::~Allocations()
+{
+    watch = nullptr;
+    for (const Allocation& leak : held()) ADD_FAILURE() << leak.size << " bytes leaked at " << leak.address;
+}
+
+std::vector<Allocation> Allocations::held() const
+{
+    std::vector<std::pair<std::size_t, Allocation>> ordered;
+    for (const auto& [address, block] : blocks)
+        ordered.push_back({block.serial, {const_cast<void*>(address), block.size}});
+    std::sort(ordered.begin(), ordered.end(), [](auto& a, auto& b) { return a.first < b.first; });
+    std::vector<Allocation> result;
+    for (const auto& entry : ordered) result.push_back(entry.second);
+    return result;
+}
+
+std::vector<std::size_t> Allocations::sizes() const
+{
+    std::vector<std::size_t> result;
+    for (const Allocation& block : held()) result.push_back(block.size);
+    return result;
+}
+
+std::size_t Allocations::size_of(const void* address) const
+{
+    const auto block = blocks.find(address);
+    return block == blocks.end() ? 0 : block->second.size;
+}
+
+bool Allocations::refuses()
+{
+    ++allocated;
+    if (countdown == 0 || --countdown != 0) return false;
+    failed = true;
+    return true;
+}
+
+void Allocations::add(void* address, std::size_t size)
+{
+    if (address != nullptr) blocks[address] = {size, allocated};
+}
+
+void Allocations::remove(void* address)
+{
+    released += blocks.erase(address);
+}
+
+namespace {
+
+bool refused()
+{
+    return watch != nullptr && watch->refuses();
+}
+
+void* watched(void* address, std::size_t size)
+{
+    if (watch != nullptr) watch->add(address, size);
+    return address;
+}
+
+} // namespace
+} // namespace velk::test
+
+using namespace velk::test;
+
+extern "C" {
+
+void* __real_malloc(std::size_t size);
+void* __real_calloc(std::size_t count, std::size_t size);
+void* __real_realloc(void* address, std::size_t size);
+void __real_free(void* address);
+
+void* __wrap_malloc(std::size_t size)
+{
+    return refused() ? nullptr : watched(__real_malloc(size), size);
+}
+
+void* __wrap_calloc(std::size_t count, std::size_t size)
+{
+    return refused() ? nullptr : watched(__real_calloc(count, size), count * size);
+}
+
+void* __wrap_realloc(void* address, std::size_t size)
+{
+    if (refused()) return nullptr;
+    if (watch != nullptr) watch->remove(address);
+    return watched(__real_realloc(address, size), size);
+}
+
+void __wrap_free(void* address)
+{
+    if (watch != nullptr && address != nullptr) watch->remove(address);
+    __real_free(address);
+}
+
+} // extern "C"
