@@ -1,12 +1,13 @@
 package com.brel.sorn.velk.masking;
 
 /**
- * Why a value could not be masked. The masked rows hold nothing in its place.
+ * Why a value could not be masked. What the masked rows hold in its place is said by {@link
+ * OnError}: nothing, unless a replacement was chosen.
  *
  * @param row the row, counted from 0
  * @param column the column, counted from 0
  * @param columnName the column's name
- * @param code the engine's code, or a negative one where the value was never sent to the engine
+ * @param code the engine's code, or a negative one of this class
  * @param message what is wrong
  */
 public record FieldError(int row, int column, String columnName, int code, String message) {
@@ -15,6 +16,9 @@ public record FieldError(int row, int column, String columnName, int code, Strin
 
   /** The value contains half a surrogate pair, which is no character. */
   public static final int LONE_SURROGATE = -102;
+
+  /** The engine reported an error of the whole row and none of its values. */
+  public static final int ROW = -103;
 
   /** The error in one line, with its place. */
   @Override

@@ -14,10 +14,14 @@ public final class MaskedRows {
   /** A row without errors has null in place of its array. */
   private final FieldError[][] errors;
 
-  MaskedRows(List<String> columnNames, String[][] values, FieldError[][] errors) {
+  /** Whether a value with an error has a replacement. */
+  private final boolean replaced;
+
+  MaskedRows(List<String> columnNames, String[][] values, FieldError[][] errors, boolean replaced) {
     this.columnNames = columnNames;
     this.values = values;
     this.errors = errors;
+    this.replaced = replaced;
   }
 
   /**
@@ -43,16 +47,16 @@ public final class MaskedRows {
    *
    * @param row the row, counted from 0
    * @param column the column, counted from 0
-   * @return the masked value, null where it is null
-   * @throws VELKException if the field has an error, with its code
+   * @return the masked value, null where it is null; what {@link OnError} puts in the place of a
+   *     value with an error
+   * @throws VELKException if the field has an error that nothing replaces, with its code
    * @throws IndexOutOfBoundsException if there is no such row or column
    */
   public String value(int row, int column) {
-    error(row, column)
-        .ifPresent(
-            error -> {
-              throw new VELKException(error.toString(), error.code());
-            });
+    Optional<FieldError> error = error(row, column);
+    if (error.isPresent() && !replaced) {
+      throw new VELKException(error.get().toString(), error.get().code());
+    }
     return values[row][column];
   }
 

@@ -2,25 +2,37 @@ package com.brel.sorn.velk.masking;
 
 /** What becomes of a value that cannot be masked; where nothing is said, its field has an error. */
 public final class OnError {
-  private final String text;
-  private final int longestText;
+  /** What stands in the place of a value with an error. */
+  enum Way {
+    ERROR,
+    REPLACEMENT,
+    FAILURE
+  }
 
-  private OnError(String text, int longestText) {
+  /** Where nothing is said. */
+  static final OnError UNSAID = new OnError("", Way.ERROR, null);
+
+  private final String text;
+  private final Way way;
+  private final String replacement;
+
+  private OnError(String text, Way way, String replacement) {
     this.text = text;
-    this.longestText = longestText;
+    this.way = way;
+    this.replacement = replacement;
   }
 
   /**
-   * The value becomes null.
+   * The value becomes null; its error is still told.
    *
    * @return {@code null}
    */
   public static OnError nullValue() {
-    return new OnError("null", 0);
+    return new OnError("null", Way.REPLACEMENT, null);
   }
 
   /**
-   * A text takes the value's place.
+   * A text takes the value's place; its error is still told.
    *
    * @param text the text
    * @return {@code fixed}
@@ -28,7 +40,7 @@ public final class OnError {
    */
   public static OnError fixed(String text) {
     Text.requireFit("fixed text", text);
-    return new OnError("fixed(" + Text.quote(text) + ")", text.codePointCount(0, text.length()));
+    return new OnError("fixed(" + Text.quote(text) + ")", Way.REPLACEMENT, text);
   }
 
   /**
@@ -37,16 +49,21 @@ public final class OnError {
    * @return {@code stop}
    */
   public static OnError stop() {
-    return new OnError("stop", 0);
+    return new OnError("stop", Way.FAILURE, null);
+  }
+
+  Way way() {
+    return way;
+  }
+
+  /** What takes a value's place, which may be null. */
+  String replacement() {
+    return replacement;
   }
 
   /** Code points of the text that takes a value's place, 0 where none does. */
   int longestText() {
-    return longestText;
-  }
-
-  boolean stops() {
-    return text.equals("stop");
+    return replacement == null ? 0 : replacement.codePointCount(0, replacement.length());
   }
 
   /** The choice as a masking string writes it. */

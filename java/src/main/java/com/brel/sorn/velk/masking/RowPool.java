@@ -13,18 +13,15 @@ import java.util.List;
  */
 final class RowPool {
   private final List<Column> columns;
-  private final boolean refusalFails;
+  private final OnError onError;
   private final List<Row> rows = new ArrayList<>();
   private final RowSet rowSet = new RowSet();
   private FieldError[][] errors;
   private boolean readable;
 
-  /**
-   * @param refusalFails whether a value that cannot be sent fails the batch, not its field alone
-   */
-  RowPool(List<Column> columns, boolean refusalFails) {
+  RowPool(List<Column> columns, OnError onError) {
     this.columns = columns;
-    this.refusalFails = refusalFails;
+    this.onError = onError;
   }
 
   RowSet rowSet() {
@@ -63,7 +60,7 @@ final class RowPool {
       return value;
     }
     FieldError error = error(row, column, flaw, Text.describe(flaw));
-    if (refusalFails) {
+    if (onError.way() == OnError.Way.FAILURE) {
       throw new VELKException(error.toString(), flaw);
     }
     put(error);
@@ -102,21 +99,35 @@ final class RowPool {
       for (int column = 0; column < columns.size(); column++) {
         values[row][column] = result(row, column);
       }
+      if (rowSet.rows[row].hasError && errors[row] == null) {
+        refuse(row, values[row]);
+      }
     }
-    return new MaskedRows(columns.stream().map(Column::name).toList(), values, errors);
+    boolean replaced = onError.way() == OnError.Way.REPLACEMENT;
+    List<String> names = columns.stream().map(Column::name).toList();
+    return new MaskedRows(names, values, errors, replaced);
   }
 
+  /** The value that may be shown: masked, or what stands in the place of one with an error. */
   private String result(int row, int column) {
     Field field = field(row, column);
     if (errors[row] != null && errors[row][column] != null) {
-      return null;
+      return onError.replacement();
     }
     if (field.errorCode != 0) {
       String text = field.errorMessage == null ? "the engine has no text" : field.errorMessage;
       put(error(row, column, field.errorCode, text));
-      return null;
     }
-    return (String) field.source;
+    boolean readable = field.errorCode == 0 || onError.way() == OnError.Way.REPLACEMENT;
+    return readable ? (String) field.source : null;
+  }
+
+  /** A row in error of which no value is: none of them can be trusted. */
+  private void refuse(int row, String[] values) {
+    for (int column = 0; column < columns.size(); column++) {
+      values[column] = onError.replacement();
+      put(error(row, column, FieldError.ROW, "the engine reports an error of the whole row"));
+    }
   }
 
   /** Lets go of the values, masked or not; the objects and their records stay. */

@@ -1,8 +1,9 @@
 package com.brel.sorn.velk.masking;
 
 import com.brel.sorn.velk.internal.ServiceDefinition;
-import java.util.ArrayList;
+import java.util.LinkedHashMap;
 import java.util.List;
+import java.util.Map;
 import java.util.Objects;
 import java.util.regex.Pattern;
 
@@ -14,9 +15,9 @@ public final class ServiceBuilder {
 
   private final Engine engine;
   private final String id;
-  private final List<Column> columns = new ArrayList<>();
+  private final Map<String, Column> columns = new LinkedHashMap<>();
   private String key;
-  private OnError onError;
+  private OnError onError = OnError.UNSAID;
   private boolean masksNulls;
 
   ServiceBuilder(Engine engine, String id) {
@@ -94,13 +95,13 @@ public final class ServiceBuilder {
     Text.require("column name", column.name());
     Objects.requireNonNull(column.type());
     Objects.requireNonNull(column.rule());
-    if (columns.stream().anyMatch(other -> other.name().equals(column.name()))) {
+    if (columns.containsKey(column.name())) {
       throw new IllegalArgumentException("there is a column \"" + column.name() + "\" already");
     }
     if (columns.size() == MOST_COLUMNS) {
       throw new IllegalArgumentException("a service has at most " + MOST_COLUMNS + " columns");
     }
-    columns.add(column);
+    columns.put(column.name(), column);
     return this;
   }
 
@@ -116,10 +117,8 @@ public final class ServiceBuilder {
       throw new IllegalStateException("the service \"" + id + "\" has no columns");
     }
     List<Column> all =
-        onError == null
-            ? List.copyOf(columns)
-            : columns.stream().map(column -> column.withFallback(onError)).toList();
-    RowPool pool = new RowPool(all, onError != null && onError.stops());
+        columns.values().stream().map(column -> column.withFallback(onError)).toList();
+    RowPool pool = new RowPool(all, onError);
     return engine.start(new MaskingService(engine, id, all, definition(all), pool));
   }
 
@@ -127,7 +126,7 @@ public final class ServiceBuilder {
     ServiceDefinition definition = new ServiceDefinition();
     definition.serviceId = id;
     add(definition, "key", key);
-    add(definition, "on_error", onError == null ? null : onError.toString());
+    add(definition, "on_error", onError == OnError.UNSAID ? null : onError.toString());
     add(definition, "on_null", masksNulls ? "mask" : null);
     all.forEach(column -> Definitions.add(definition, column));
     return definition;
