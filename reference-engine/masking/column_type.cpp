@@ -1,0 +1,191 @@
+#include "masking/column_type.h"
+
+#include "failure.h"
+#include "parser/argument.h"
+#include "parser/excerpt.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <string>
+
+namespace velk::engine {
+
+namespace {
+
+constexpr std::array<std::string_view, 7> type_names{"text",    "char", "varchar",  "decimal",
+                                                     "integer", "date", "timestamp"};
+
+[[noreturn]] void refuse_type(std::string_view text)
+{
+    throw Failure{type_unknown, shown(text), {}, advice(text.substr(0, text.find('(')), "Types", type_names)};
+}
+
+bool is_digit(char16_t unit)
+{
+    return unit >= '0' && unit <= '9';
+}
+
+// A number of at most seven digits that stands between from and to.
+int scan_size(Scanner& scanner, std::string_view type, int from, int to)
+{
+    scan_blanks(scanner);
+    int size = 0;
+    std::size_t digits = 0;
+    for (; !at_end(scanner) && is_digit(static_cast<unsigned char>(scanner.text[scanner.position]));
+         ++digits) {
+        if (digits == 7) throw Failure{type_out_of_range, shown(type)};
+        size = size * 10 + (scanner.text[scanner.position++] - '0');
+    }
+    if (digits == 0) refuse_type(type);
+    if (size < from || size > to) throw Failure{type_out_of_range, shown(type)};
+    scan_blanks(scanner);
+    return size;
+}
+
+void scan_sizes(Scanner& scanner, ColumnType& type)
+{
+    const bool decimal = type.name == TypeName::decimal;
+    if (!scan_character(scanner, '(')) refuse_type(scanner.text);
+    type.length = scan_size(scanner, scanner.text, 1, decimal ? largest_precision : longest_type_length);
+    if (decimal) {
+        if (!scan_character(scanner, ',')) refuse_type(scanner.text);
+        type.scale = scan_size(scanner, scanner.text, 0, type.length);
+    }
+    if (!scan_character(scanner, ')')) refuse_type(scanner.text);
+}
+
+// Reads a value unit by unit.
+struct Reader {
+    std::u16string_view text;
+
+    bool take(char16_t unit)
+    {
+        if (!text.starts_with(unit)) return false;
+        text.remove_prefix(1);
+        return true;
+    }
+
+    std::u16string_view take_digits()
+    {
+        const auto end = std::find_if_not(text.begin(), text.end(), is_digit);
+        const auto digits = text.substr(0, static_cast<std::size_t>(end - text.begin()));
+        text.remove_prefix(digits.size());
+        return digits;
+    }
+
+    // Exactly count digits, as a number; -1 if there are not so many.
+    int take_number(std::size_t count)
+    {
+        int number = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            if (i >= text.size() || !is_digit(text[i])) return -1;
+            number = number * 10 + (text[i] - '0');
+        }
+        text.remove_prefix(count);
+        return number;
+    }
+};
+
+std::u16string_view without_leading_zeros(std::u16string_view digits)
+{
+    digits.remove_prefix(std::min(digits.find_first_not_of(u'0'), digits.size()));
+    return digits;
+}
+
+bool is_integer(Reader reader)
+{
+    const bool negative = reader.take('-');
+    const std::u16string_view digits = reader.take_digits();
+    if (digits.empty() || !reader.text.empty()) return false;
+    const std::u16string_view significant = without_leading_zeros(digits);
+    const std::u16string_view largest = negative ? u"9223372036854775808" : u"9223372036854775807";
+    return significant.size() < largest.size() ||
+           (significant.size() == largest.size() && significant <= largest);
+}
+
+bool is_decimal(Reader reader, const ColumnType& type)
+{
+    reader.take('-');
+    const std::u16string_view whole = reader.take_digits();
+    if (whole.empty()) return false;
+    std::u16string_view fraction;
+    if (reader.take('.')) {
+        fraction = reader.take_digits();
+        if (fraction.empty()) return false;
+    }
+    return reader.text.empty() && fraction.size() <= static_cast<std::size_t>(type.scale) &&
+           without_leading_zeros(whole).size() <= static_cast<std::size_t>(type.length - type.scale);
+}
+
+bool take_date(Reader& reader)
+{
+    const int year = reader.take_number(4);
+    if (year < 1 || !reader.take('-')) return false;
+    const int month = reader.take_number(2);
+    if (month < 1 || !reader.take('-')) return false;
+    const int day = reader.take_number(2);
+    using namespace std::chrono;
+    return day > 0 &&
+           year_month_day{std::chrono::year{year}, std::chrono::month{static_cast<unsigned>(month)},
+                          std::chrono::day{static_cast<unsigned>(day)}}
+               .ok();
+}
+
+bool take_part(Reader& reader, int limit)
+{
+    const int number = reader.take_number(2);
+    return number >= 0 && number < limit;
+}
+
+bool take_time(Reader& reader)
+{
+    if (!take_part(reader, 24) || !reader.take(':')) return false;
+    if (!take_part(reader, 60) || !reader.take(':')) return false;
+    if (!take_part(reader, 60)) return false;
+    if (!reader.take('.')) return true;
+    const std::size_t digits = reader.take_digits().size();
+    return digits >= 1 && digits <= 9;
+}
+
+bool is_timestamp(Reader reader)
+{
+    return take_date(reader) && (reader.take(' ') || reader.take('T')) && take_time(reader) &&
+           reader.text.empty();
+}
+
+} // namespace
+
+ColumnType parse_type(std::string_view text)
+{
+    Scanner scanner{text};
+    scan_blanks(scanner);
+    const std::string name = scan_name(scanner);
+    const auto found = std::find(type_names.begin(), type_names.end(), name);
+    if (found == type_names.end()) refuse_type(text);
+    ColumnType type{static_cast<TypeName>(found - type_names.begin())};
+    if (type.name == TypeName::character || type.name == TypeName::varying || type.name == TypeName::decimal)
+        scan_sizes(scanner, type);
+    scan_blanks(scanner);
+    if (!at_end(scanner)) refuse_type(text);
+    return type;
+}
+
+bool is_value_of(const ColumnType& type, std::u16string_view text)
+{
+    Reader reader{text};
+    switch (type.name) {
+    case TypeName::integer:
+        return is_integer(reader);
+    case TypeName::decimal:
+        return is_decimal(reader, type);
+    case TypeName::date:
+        return take_date(reader) && reader.text.empty();
+    case TypeName::timestamp:
+        return is_timestamp(reader);
+    default:
+        return true;
+    }
+}
+
+} // namespace velk::engine

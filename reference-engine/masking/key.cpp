@@ -1,0 +1,54 @@
+#include "masking/key.h"
+
+#include "failure.h"
+#include "parser/excerpt.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace velk::engine {
+
+namespace {
+
+std::string from_environment(std::string_view name)
+{
+    const char* value = std::getenv(std::string(name).c_str());
+    if (value == nullptr) throw Failure{key_variable_unset, shown(name)};
+    return value;
+}
+
+std::string from_file(std::string_view path)
+{
+    const std::u8string utf8(path.begin(), path.end());
+    std::ifstream file(std::filesystem::path(utf8), std::ios::binary);
+    std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    if (!file.is_open() || file.bad()) throw Failure{key_file_unreadable, shown(path)};
+    if (bytes.ends_with("\r\n"))
+        bytes.resize(bytes.size() - 2);
+    else if (bytes.ends_with('\n'))
+        bytes.pop_back();
+    return bytes;
+}
+
+std::string key_bytes(std::string_view source)
+{
+    constexpr std::string_view environment = "env:";
+    constexpr std::string_view file = "file:";
+    if (source.starts_with(environment)) return from_environment(source.substr(environment.size()));
+    if (source.starts_with(file)) return from_file(source.substr(file.size()));
+    throw Failure{key_source_unknown}; // what stands here may be the key itself, so it is not shown
+}
+
+} // namespace
+
+HmacKey read_key(std::string_view source)
+{
+    const std::string bytes = key_bytes(source);
+    if (bytes.size() < shortest_key) throw Failure{key_too_short, shown(source)};
+    return HmacKey({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+}
+
+} // namespace velk::engine

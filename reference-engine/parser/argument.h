@@ -1,0 +1,42 @@
+#pragma once
+
+// The arguments of a rule, `keep_last=4, with='#'`:
+//
+//     arguments = ws [ arg { ws "," ws arg } ws ]
+//     arg       = [ name ws "=" ws ] ( bare | squoted | dquoted )
+//     name      = ALPHA *( ALPHA | DIGIT | "_" | "-" )
+//     bare      = 1*( any but blank , ; ( ) = ' " # and controls )
+//     squoted   = "'" *( any but "'" | "''" ) "'"            literal; '' is one quote
+//     dquoted   = DQ *( any but DQ and "\" | escape ) DQ     escapes \\ \" \n \r \t \u{1-6 hex}
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velk::engine {
+
+inline constexpr std::size_t argument_limit = 64;
+
+struct Argument {
+    std::string name;  // empty: known by its place
+    std::string value; // UTF-8, quotes and escapes resolved
+};
+
+// A text and how far it is read. The scan functions move the position behind what they read and throw a
+// Failure that names the byte where they could not go on.
+struct Scanner {
+    std::string_view text; // UTF-8
+    std::size_t position = 0;
+};
+
+bool at_end(const Scanner& scanner);
+bool scan_character(Scanner& scanner, char character);
+void scan_blanks(Scanner& scanner);
+std::string scan_name(Scanner& scanner);  // empty if none starts here
+std::string scan_value(Scanner& scanner); // bare or quoted
+Argument scan_argument(Scanner& scanner);
+
+std::vector<Argument> parse_arguments(std::string_view text);
+
+} // namespace velk::engine

@@ -1,0 +1,150 @@
+#include "parser/excerpt.h"
+
+#include "datacnv/unicode.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <numeric>
+#include <utility>
+#include <vector>
+
+namespace velk::engine {
+
+namespace {
+
+std::string hexadecimal(char32_t code_point, std::size_t width)
+{
+    std::string digits;
+    for (; code_point != 0 || digits.size() < width; code_point >>= 4)
+        digits.insert(digits.begin(), "0123456789ABCDEF"[code_point & 0xF]);
+    return digits;
+}
+
+bool is_control(char32_t code_point)
+{
+    return code_point < 0x20 || (code_point >= 0x7F && code_point < 0xA0) || code_point == 0x2028 ||
+           code_point == 0x2029;
+}
+
+bool is_name_character(char character)
+{
+    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
+           (character >= '0' && character <= '9') || character == '_' || character == '-';
+}
+
+std::size_t skip_blanks(std::string_view text, std::size_t position)
+{
+    return std::min(text.find_first_not_of(" \t\r\n", position), text.size());
+}
+
+// Where the value that starts at position ends: behind its closing quote, or before a separator.
+std::size_t value_end(std::string_view text, std::size_t position)
+{
+    if (position == text.size()) return position;
+    const char quote = text[position];
+    if (quote == '\'' || quote == '"') {
+        const std::size_t closing = text.find(quote, position + 1);
+        return closing == std::string_view::npos ? text.size() : closing + 1;
+    }
+    return std::min(text.find_first_of(" \t\r\n,;)", position), text.size());
+}
+
+// Where the value of the next `key` starts, at or behind position; the text's size if there is none.
+std::size_t next_key_value(std::string_view text, std::size_t position)
+{
+    constexpr std::string_view word = "key";
+    while ((position = text.find(word, position)) != std::string_view::npos) {
+        const bool starts = position == 0 || !is_name_character(text[position - 1]);
+        position += word.size();
+        const std::size_t sign = skip_blanks(text, position);
+        if (starts && sign < text.size() && text[sign] == '=') return skip_blanks(text, sign + 1);
+    }
+    return text.size();
+}
+
+// The least number of single-character edits that turn one text into the other.
+std::size_t edit_distance(std::string_view a, std::string_view b)
+{
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const std::size_t replaced = diagonal + (a[i] == b[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
+        }
+    }
+    return row.back();
+}
+
+} // namespace
+
+std::string shown(std::string_view text, std::size_t limit)
+{
+    std::string result;
+    std::size_t count = 0;
+    for (std::size_t position = 0; position < text.size(); ++count) {
+        if (count == limit) return result + "...";
+        const char32_t code_point = next_code_point(text, position);
+        if (code_point != ill_formed && (is_control(code_point) || code_point > 0xFFFF))
+            result += "\\u{" + hexadecimal(code_point, 1) + "}";
+        else
+            append(result, code_point);
+    }
+    return result;
+}
+
+std::string code_point_name(char32_t code_point)
+{
+    return "U+" + hexadecimal(code_point, 4);
+}
+
+bool names_key_source(std::string_view value)
+{
+    if (!value.empty() && (value[0] == '\'' || value[0] == '"')) value.remove_prefix(1);
+    return value.starts_with("env:") || value.starts_with("file:");
+}
+
+std::string without_key(std::string_view text)
+{
+    std::string result;
+    std::size_t copied = 0;
+    while (copied < text.size()) {
+        const std::size_t start = next_key_value(text, copied);
+        const std::size_t end = value_end(text, start);
+        const bool secret = end > start && !names_key_source(text.substr(start, end - start));
+        result += text.substr(copied, (secret ? start : end) - copied);
+        if (secret) result += "***";
+        copied = end;
+    }
+    return result;
+}
+
+std::string_view nearest(std::string_view name, std::span<const std::string_view> known)
+{
+    std::string_view best;
+    std::size_t best_distance = std::max<std::size_t>(2, name.size() / 3) + 1;
+    if (name.size() > 2 * name_excerpt) return best;
+    for (const std::string_view candidate : known) {
+        const std::size_t distance = edit_distance(name, candidate);
+        if (distance < best_distance && distance < candidate.size()) {
+            best = candidate;
+            best_distance = distance;
+        }
+    }
+    return best;
+}
+
+std::string advice(std::string_view name, std::string_view kind, std::span<const std::string_view> known)
+{
+    std::string result;
+    if (const std::string_view near = nearest(name, known); !near.empty())
+        result = "Did you mean \"" + std::string(near) + "\"? ";
+    result += kind;
+    result += ": ";
+    for (std::size_t i = 0; i < known.size(); ++i) result.append(i == 0 ? "" : ", ").append(known[i]);
+    return result + ".";
+}
+
+} // namespace velk::engine

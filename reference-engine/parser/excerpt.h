@@ -1,0 +1,33 @@
+#pragma once
+
+// Text of the user as it may appear in a message or a trace.
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace velk::engine {
+
+inline constexpr std::size_t name_excerpt = 40; // code points
+inline constexpr std::size_t rule_excerpt = 60;
+
+// At most limit code points of the text, "..." behind a cut. Controls and characters above U+FFFF are
+// shown as \u{...}: messages cross the JVM as modified UTF-8, which knows no four-byte characters.
+std::string shown(std::string_view text, std::size_t limit = name_excerpt);
+
+// "U+00A0"
+std::string code_point_name(char32_t code_point);
+
+// A secret that was written where only its source may stand must not be repeated: the value of `key`
+// becomes ***, unless it names an environment variable or a file.
+std::string without_key(std::string_view text);
+bool names_key_source(std::string_view value);
+
+// The known name that resembles the given one most, empty if none does.
+std::string_view nearest(std::string_view name, std::span<const std::string_view> known);
+
+// "Did you mean "email"? Functions: card, classes, ..."
+std::string advice(std::string_view name, std::string_view kind, std::span<const std::string_view> known);
+
+} // namespace velk::engine

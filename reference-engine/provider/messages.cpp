@@ -1,0 +1,285 @@
+#include "provider/messages.h"
+
+#include "engine/provider.h"
+
+#include "datacnv/unicode.h"
+#include "provider/records.h"
+#include "provider/state.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace velk {
+
+namespace engine {
+
+namespace {
+
+constexpr Message table[] = {
+    {framework_already_started, "the framework is already started", "A process starts it once.",
+     "End it before it is started again."},
+    {framework_not_started, "the framework is not started", "Providers run only while the framework does.",
+     "Start the framework first."},
+    {framework_record_damaged, "not a framework definition record",
+     "Its eye-catcher, version or length is not that of an FRPA record.",
+     "Build it with FrameworkDefinition.toC."},
+    {framework_operand_count_differs, "the framework's operand count differs from its chain",
+     "The count and the length of the chain must agree in their low 16 bits.",
+     "Run FrameworkDefinition.toC again after the operands changed."},
+    {operand_record_damaged, "not an operand record",
+     "Its eye-catcher, version or length is not that of an OPRA record, or a text is missing.",
+     "Build it with InitializationOperand.toC."},
+    {operand_text_ill_formed, "a name or value is not well-formed text",
+     "It holds a lone surrogate or bytes that are not UTF-8.", "Correct the text."},
+    {framework_operand_unknown, "unknown framework operand", "The framework does not know this name.",
+     "Remove the operand or correct its name."},
+    {framework_operand_repeated, "framework operand given twice", "Each operand may stand once.",
+     "Remove one of the two."},
+    {trace_file_not_text, "framework operand has no text value", "A file is named by a text.",
+     "Set the operand's text value; - writes the trace to standard error."},
+    {trace_mask_unknown, "unknown word in the trace mask", "A mask is made of words or of a number.",
+     "Words: all, data, entry, message. Number: decimal, or hexadecimal behind 0x."},
+    {trace_file_not_opened, "the trace file cannot be opened", "It could not be opened for writing.",
+     "Check the path and its permissions; - writes the trace to standard error."},
+    {trace_file_not_written, "the trace is not complete",
+     "Not every event could be written to the trace file.",
+     "Check the space left where the file is. The framework has ended."},
+    {providers_still_open, "providers are still open", "The framework cannot end before its providers.",
+     "End every provider first."},
+    {message_request_damaged, "not a message request",
+     "Its eye-catcher, version, length or encoding is not that of an EMSG record, or it has no buffers.",
+     "Ask for 16-bit text with a complete EMSG record."},
+    {message_unknown, "no text for this error code", "The engine has no such code.",
+     "Look at the code itself."},
+    {trace_argument_missing, "a trace operation misses an argument",
+     "The address of a context, a control block or a record is null.", "Pass the address."},
+    {trace_scope_unknown, "no open trace scope", "The context or the record belongs to no open scope.",
+     "Begin the scope first and end it once."},
+    {out_of_memory, "out of memory", "The engine could not allocate what it needs.",
+     "Use smaller row sets or give the process more memory."},
+    {internal_error, "internal error", "The engine met a state that it does not know.",
+     "Report this with the trace of the run."},
+
+    {service_record_damaged, "not a service definition record",
+     "Its eye-catcher, version or length is not that of an SVCA record.",
+     "Build it with ServiceDefinition.toC."},
+    {operand_count_differs, "the service's operand count differs from its chain",
+     "The count and the length of the chain must agree in their low 16 bits.",
+     "Run ServiceDefinition.toC again after the operands changed."},
+    {field_count_differs, "the service's field count differs from its chain",
+     "The count and the length of the chain must agree in their low 16 bits.",
+     "Run ServiceDefinition.toC again after the field definitions changed."},
+    {no_columns, "the service has no columns", "There is nothing to mask.",
+     "Add a field definition for each column."},
+    {field_record_damaged, "not a field definition record",
+     "Its eye-catcher, version or length is not that of an FLDA record, or its name is missing.",
+     "Build it with FieldDefinition.toC."},
+    {column_name_missing, "a column has no name", "Every column needs a name of at least one character.",
+     "Set the column's name."},
+    {data_type_unsupported, "data type not supported", "Every column is exchanged as data type 6.",
+     "Set the field definition's id to 6 and say the declared type in the operand \"type\"."},
+    {field_length_negative, "a column's length is negative", "It is a number of characters, 0 for no limit.",
+     "Set a length of 0 or more."},
+    {service_operand_unknown, "unknown service operand", "The service does not know this name.",
+     "Remove the operand, correct its name, or give it the number of the column that it is for."},
+    {operand_repeated, "operand given twice",
+     "Each operand may stand once for the service and once for a column.", "Remove one of the two."},
+    {rule_without_column, "an operand speaks of a column that is not there",
+     "Its parameter id is above the number of columns.", "Correct the parameter id; the first column has 1."},
+    {column_without_rule, "a column has no rule", "A column is left as it is only where a rule says so.",
+     "Give the column a rule; keep leaves it as it is."},
+    {column_with_two_rules, "a column has two rules", "A column is masked by one rule.",
+     "Remove one of the two."},
+    {operand_not_text, "an operand's value is not text", "Keys, rules and attributes are given as text.",
+     "Set the operand's text value; without arguments it is empty."},
+    {type_unknown, "unknown column type", "The type is not one of the known ones, or not written as such.",
+     "Write for instance varchar(20), char(2), decimal(9,2), integer, date, timestamp or text."},
+    {type_out_of_range, "a column type's size is out of range",
+     "A length is from 1 to 1000000, a precision from 1 to 1000, a scale from 0 to the precision.",
+     "Correct the size."},
+    {field_length_contradicts_type, "a column's length contradicts its type",
+     "The field definition's length must be the n of char(n) or varchar(n).", "Make the two the same."},
+    {unique_not_true, "unique can only be true", "A column that need not be unique has no such attribute.",
+     "Write true or remove the attribute."},
+    {service_id_invalid, "the service id is not valid",
+     "It has 1 to 9 characters: ASCII letters, digits, _ and -.", "Choose another service id."},
+    {on_error_unknown, "unknown way to treat an error", "on_error is one of null, fixed('...') and stop.",
+     "Correct it, or remove it: a value in error then comes back empty."},
+    {on_null_unknown, "unknown way to treat a null", "on_null is keep or mask.", "Correct it, or remove it."},
+    {key_missing, "the service has no key", "Only keep, null and fixed work without one.",
+     "Add the operand key=env:NAME or key=file:PATH."},
+    {key_source_unknown, "the key is not named by its source",
+     "A key itself never stands here, only where it is to be found.", "Write key=env:NAME or key=file:PATH."},
+    {key_variable_unset, "the key's environment variable is not set", "The key is read from this variable.",
+     "Set the variable before the process starts."},
+    {key_file_unreadable, "the key file cannot be read", "The key is read from this file.",
+     "Check the path and its permissions."},
+    {key_too_short, "the key is too short", "A key has at least 16 bytes.", "Use a longer key."},
+    {masking_strings_unavailable, "masking strings are not available in this build",
+     "This build of the engine has no parser for them.", "Build the service column by column."},
+
+    {function_unknown, "unknown function", "No masking function has this name.",
+     "Correct the function's name."},
+    {argument_unknown, "unknown argument", "The function does not take it.",
+     "Remove it or correct its name."},
+    {argument_repeated, "argument given twice", "Each argument may stand once.", "Remove one of the two."},
+    {argument_missing, "an argument is missing", "The function cannot work without it.", "Add the argument."},
+    {argument_not_in_range, "an argument is not a number in its range", "It is written in ASCII digits.",
+     "Correct the number."},
+    {quote_not_closed, "a quoted text does not end", "Its closing quote is missing.",
+     "Close the text. A single quote inside single quotes is written twice."},
+    {character_unexpected, "unexpected character", "It cannot stand here outside quotes.",
+     "Quote the value, or set arguments apart by commas."},
+    {escape_unknown, "unknown escape",
+     "Between double quotes \\ starts one of \\\\ \\\" \\n \\r \\t and \\u{...}.",
+     "Write \\\\ for the character itself, or use single quotes."},
+    {number_sign_unquoted, "a # must be quoted", "Outside quotes it would start a comment.", "Write '#'."},
+    {white_space_unquoted, "unexpected white space",
+     "Outside quotes only blank, tab and line ends set words apart.",
+     "Replace it by a blank, or quote the value."},
+    {text_ill_formed, "not well-formed text", "A byte is zero or not part of UTF-8 text.",
+     "Correct the text."},
+    {too_many_arguments, "too many arguments", "A function takes at most 64.", "Remove some."},
+    {argument_unusable, "an argument cannot be used", "Its value is not of the kind that the function needs.",
+     "Correct the value."},
+    {function_unfit_for_type, "the function cannot mask this type",
+     "Its results would be no values of the column's type.", "Choose another function or another type."},
+    {result_longer_than_column, "the rule's result is longer than the column",
+     "The first number is the result's length in characters, the second the column's.",
+     "Shorten the result or declare a longer column."},
+    {fixed_text_unfit, "the fixed text is no value of the column's type",
+     "It is not written as the type's values are.", "Choose another text or another type."},
+    {value_missing, "a value is missing", "The text ends where a value should stand.",
+     "Add the value; an empty one is written ''."},
+
+    {handle_address_missing, "no place for the provider's handle", "The address for the handle is null.",
+     "Pass the address of a 32-bit integer."},
+    {provider_unknown, "unknown provider", "No open provider has this handle.",
+     "Use the handle that the provider's start gave, and only until its end."},
+    {request_unknown, "unknown request code", "The service call knows one request, 5128.", "Pass 5128."},
+    {row_set_damaged, "not a row set record",
+     "Its eye-catcher, version or length is not that of an RWST record.", "Build it with RowSet.toC."},
+    {row_count_differs, "the row count differs from its chain",
+     "The count and the length of the chain must agree.", "Run RowSet.toC again after the rows changed."},
+    {row_damaged, "not a row record", "Its eye-catcher, version or length is not that of an ROWD record.",
+     "Build it with Row.toC."},
+    {field_damaged, "not a field record", "Its eye-catcher, version or length is not that of a DATA record.",
+     "Build it with Field.toC."},
+    {service_differs, "the service definition is not the provider's",
+     "It has another number of columns than the provider was started with.",
+     "Pass the definition that the provider was started with."},
+
+    {value_ill_formed, "the value is not well-formed text", "It holds half of a surrogate pair.",
+     "The value was not masked and is not given back."},
+    {value_too_long, "the value is longer than its column", "It has more characters than the column holds.",
+     "The value was not masked and is not given back."},
+    {value_not_of_type, "the value is not of its column's type",
+     "It is not written as the type's values are.", "The value was not masked and is not given back."},
+    {value_not_terminated, "the value does not end inside its buffer", "The buffer holds no zero unit.",
+     "The value was not masked and is not given back."},
+    {result_does_not_fit, "the masked value does not fit its column",
+     "It is too long, or out of the range of the column's type.", "The value is not given back."},
+    {row_width_differs, "the row does not have one field for each column",
+     "It has more or fewer fields than the service has columns.", "No field of the row is given back."},
+    {row_field_count_differs, "the row's field count differs from its chain",
+     "The count and the length of the chain must agree in their low 16 bits.",
+     "No field of the row is given back."},
+    {value_buffer_missing, "the value has no buffer", "The record gives the buffer a size but no address.",
+     "The value was not masked."},
+    {conversion_replaced, "text was repaired in a conversion", "What was ill-formed became U+FFFD.",
+     "Correct the text before it is converted."},
+    {conversion_truncated, "text was cut in a conversion", "The result does not fit its buffer.",
+     "Use a longer buffer."},
+    {conversion_source_missing, "a conversion has no text",
+     "The address of the text is null, its length is not 0.", "Pass the address of the text."},
+};
+
+// Together below 3,000 bytes of UTF-8, so that the whole text fits wherever it is converted to.
+constexpr std::size_t heading_bytes = 500;
+constexpr std::size_t detail_bytes = 1000;
+constexpr std::size_t trailing_bytes = 1400;
+
+const Message* find_message(std::uint32_t code)
+{
+    const auto* found = std::find_if(std::begin(table), std::end(table), [code](const Message& message) {
+        return static_cast<std::uint32_t>(message.code) == code;
+    });
+    return found == std::end(table) ? nullptr : found;
+}
+
+std::string heading_of(const Message& message, const Failure* failure)
+{
+    std::string heading = std::to_string(message.code) + " " + std::string(message.heading);
+    if (failure != nullptr && !failure->subject.empty()) heading += " \"" + failure->subject + "\"";
+    return heading;
+}
+
+// What is known of the very case stands before what holds for every case.
+std::string joined(const std::string& special, std::string_view general, char separator)
+{
+    return special.empty() ? std::string(general) : special + separator + std::string(general);
+}
+
+// As many whole characters as fit, and a terminator.
+void write_text(char16_t* buffer, std::uint32_t capacity, std::string_view text, std::size_t bytes)
+{
+    std::size_t room = capacity / sizeof(char16_t);
+    if (buffer == nullptr || room == 0) return;
+    for (std::size_t position = 0; position < text.size();) {
+        char16_t units[2];
+        const std::size_t size = encode(next_code_point(text, position), units);
+        if (size >= room || position > bytes) break;
+        buffer = std::copy_n(units, size, buffer);
+        room -= size;
+    }
+    *buffer = 0;
+}
+
+bool is_request(const EMSG& request)
+{
+    return has_header(request, "EMSG") && request.textEncoding == wide_message && request.buffers != nullptr;
+}
+
+// The last failure is the reason to ask for its own code only.
+const Failure* failure_with(std::uint32_t code)
+{
+    const std::optional<Failure>& last = state().last_failure;
+    return last && static_cast<std::uint32_t>(last->code) == code ? &*last : nullptr;
+}
+
+void write_message(const Message& message, const Failure* failure, const MessageBuffers& buffers)
+{
+    static const Failure nothing{};
+    const Failure& special = failure != nullptr ? *failure : nothing;
+    write_text(buffers.text1, buffers.capacity1, heading_of(message, failure), heading_bytes);
+    write_text(buffers.text2, buffers.capacity2, joined(special.detail, message.detail, '\n'), detail_bytes);
+    write_text(buffers.text3, buffers.capacity3, joined(special.advice, message.trailing, ' '),
+               trailing_bytes);
+}
+
+} // namespace
+
+std::span<const Message> messages()
+{
+    return table;
+}
+
+} // namespace engine
+
+// Its own failures are not remembered: they would replace the one that is asked about.
+std::int32_t Provider_GetErrorMessage(EMSG* request)
+{
+    using namespace engine;
+    if (request == nullptr || !is_request(*request)) return message_request_damaged;
+    const Message* message = find_message(request->errorCode);
+    if (message == nullptr) return message_unknown;
+    try {
+        const std::lock_guard lock(state().mutex);
+        write_message(*message, failure_with(request->errorCode), *request->buffers);
+        return 0;
+    } catch (...) {
+        return out_of_memory;
+    }
+}
+
+} // namespace velk

@@ -1,0 +1,220 @@
+#include "provider/provider.h"
+
+#include "datacnv/unicode.h"
+#include "failure.h"
+#include "masking/key.h"
+#include "parser/excerpt.h"
+#include "provider/records.h"
+
+#include <algorithm>
+#include <array>
+#include <set>
+
+namespace velk::engine {
+
+namespace {
+
+constexpr std::int16_t exchanged_type = 6; // 16-bit text, whatever the declared type
+
+constexpr std::array<std::string_view, 3> service_operands{"key", "on_error", "on_null"};
+constexpr std::array<std::string_view, 2> attributes{"type", "unique"};
+constexpr std::array<std::string_view, 3> error_ways{"null", "fixed", "stop"};
+constexpr std::array<std::string_view, 2> null_ways{"keep", "mask"};
+
+template <std::size_t size>
+bool contains(const std::array<std::string_view, size>& names, std::string_view name)
+{
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+struct Operand {
+    std::string name;
+    std::string text;
+};
+
+// The operands of the service (first) and of each column, in the order of their definition.
+using Operands = std::vector<std::vector<Operand>>;
+
+Operands read_operands(const SVCA& service, std::size_t column_count)
+{
+    Operands operands(column_count + 1);
+    for (const OPRA* record = service.firstOperand; record != nullptr; record = record->next) {
+        if (!has_header(*record, "OPRA")) throw Failure{operand_record_damaged};
+        std::string name = name_of(*record);
+        if (record->parameterId > column_count)
+            throw Failure{rule_without_column,
+                          shown(name) + " of column " + std::to_string(record->parameterId)};
+        if (!is_text(*record)) throw Failure{operand_not_text, shown(name)};
+        operands[record->parameterId].push_back({std::move(name), text_of(*record)});
+    }
+    return operands;
+}
+
+// The text of the operand with that name; null if there is none.
+const std::string* find_text(const std::vector<Operand>& operands, std::string_view name)
+{
+    const auto found = std::find_if(operands.begin(), operands.end(),
+                                    [name](const Operand& operand) { return operand.name == name; });
+    return found == operands.end() ? nullptr : &found->text;
+}
+
+void refuse_repetition(const std::vector<Operand>& operands)
+{
+    std::set<std::string_view> names;
+    for (const Operand& operand : operands)
+        if (!names.insert(operand.name).second) throw Failure{operand_repeated, shown(operand.name)};
+}
+
+Column read_column(const FLDA& field, std::size_t number)
+{
+    if (!has_header(field, "FLDA")) throw Failure{field_record_damaged, std::to_string(number)};
+    Column column;
+    column.name = name_of(field);
+    if (column.name.empty()) throw Failure{column_name_missing, std::to_string(number)};
+    try {
+        if (field.dataType != exchanged_type)
+            throw Failure{data_type_unsupported, std::to_string(field.dataType)};
+        if (field.fieldLength < 0) throw Failure{field_length_negative, std::to_string(field.fieldLength)};
+    } catch (Failure& failure) {
+        add_place(failure, column);
+        throw;
+    }
+    column.limits.length = static_cast<std::size_t>(field.fieldLength);
+    return column;
+}
+
+std::vector<Column> read_columns(const SVCA& service)
+{
+    std::vector<Column> columns;
+    for (const FLDA* field = service.firstField; field != nullptr; field = field->next)
+        columns.push_back(read_column(*field, columns.size() + 1));
+    if (columns.empty()) throw Failure{no_columns};
+    return columns;
+}
+
+void read_attributes(const std::vector<Operand>& operands, ColumnLimits& limits)
+{
+    if (const std::string* text = find_text(operands, "type")) limits.type = parse_type(*text);
+    const bool sized = limits.type.name == TypeName::character || limits.type.name == TypeName::varying;
+    if (sized && limits.length != static_cast<std::size_t>(limits.type.length))
+        throw Failure{field_length_contradicts_type,
+                      std::to_string(limits.length) + " and " + std::to_string(limits.type.length)};
+    const std::string* unique = find_text(operands, "unique");
+    if (unique != nullptr && *unique != "true") throw Failure{unique_not_true, shown(*unique)};
+}
+
+// The one operand that is no attribute.
+const Operand& rule_of(const std::vector<Operand>& operands)
+{
+    const Operand* rule = nullptr;
+    for (const Operand& operand : operands) {
+        if (contains(attributes, operand.name)) continue;
+        if (rule != nullptr)
+            throw Failure{column_with_two_rules, shown(rule->name) + " and " + shown(operand.name)};
+        rule = &operand;
+    }
+    if (rule == nullptr) throw Failure{column_without_rule, {}, {}, function_advice("")};
+    return *rule;
+}
+
+void compile_column(Column& column, const std::vector<Operand>& operands, const HmacKey* key)
+{
+    try {
+        refuse_repetition(operands);
+        const Operand& rule = rule_of(operands);
+        column.rule = without_key(rule.name + "(" + rule.text + ")");
+        read_attributes(operands, column.limits);
+        column.mask = make_mask(rule.name, rule.text, {column.limits, key});
+    } catch (Failure& failure) {
+        add_place(failure, column);
+        throw;
+    }
+}
+
+// `fixed('...')`: the text between the parentheses, as a rule's argument.
+std::u16string parse_error_text(const std::string& text)
+{
+    constexpr std::string_view opening = "fixed(";
+    if (!text.starts_with(opening) || !text.ends_with(')'))
+        throw Failure{on_error_unknown, shown(text), {}, advice(text, "Ways", error_ways)};
+    RuleArguments arguments{
+        parse_arguments(std::string_view(text).substr(opening.size(), text.size() - opening.size() - 1))};
+    std::string value = take_only(arguments, "a text");
+    refuse_rest(arguments);
+    return to_utf16(value);
+}
+
+void read_on_error(const std::string& text, Provider& provider)
+{
+    if (text == "stop")
+        provider.on_error = OnError::stop;
+    else if (text == "null")
+        provider.on_error = OnError::null;
+    else {
+        provider.error_text = parse_error_text(text);
+        provider.on_error = OnError::fixed;
+    }
+}
+
+void read_service_operands(const std::vector<Operand>& operands, Provider& provider)
+{
+    for (const Operand& operand : operands)
+        if (!contains(service_operands, operand.name))
+            throw Failure{service_operand_unknown,
+                          shown(operand.name),
+                          {},
+                          advice(operand.name, "Operands", service_operands)};
+    refuse_repetition(operands);
+    if (const std::string* key = find_text(operands, "key"))
+        provider.key = std::make_unique<HmacKey>(read_key(*key));
+    if (const std::string* way = find_text(operands, "on_error")) read_on_error(*way, provider);
+    if (const std::string* way = find_text(operands, "on_null")) {
+        if (!contains(null_ways, *way))
+            throw Failure{on_null_unknown, shown(*way), {}, advice(*way, "Ways", null_ways)};
+        provider.masks_null = *way == "mask";
+    }
+}
+
+// Of a text column the limit speaks of its rule only; a longer error text is judged value by value.
+void require_error_text_fits(const Provider& provider, const Column& column)
+{
+    if (provider.on_error != OnError::fixed || column.limits.type.name == TypeName::text) return;
+    try {
+        require_fit(provider.error_text, column.limits);
+    } catch (Failure& failure) {
+        add_detail(failure, "on_error = fixed(...)");
+        add_place(failure, column);
+        throw;
+    }
+}
+
+} // namespace
+
+void add_place(Failure& failure, const Column& column)
+{
+    add_detail(failure, "column \"" + shown(column.name) + "\"");
+    if (!column.rule.empty()) add_detail(failure, "rule " + shown(column.rule, rule_excerpt));
+}
+
+void require_service(const SVCA* service)
+{
+    if (service == nullptr || !has_header(*service, "SVCA")) throw Failure{service_record_damaged};
+    require_count(service->firstOperand, service->operandCount, operand_count_differs);
+    require_count(service->firstField, service->fieldCount, field_count_differs);
+}
+
+Provider make_provider(const SVCA* service)
+{
+    require_service(service);
+    Provider provider;
+    provider.columns = read_columns(*service);
+    const Operands operands = read_operands(*service, provider.columns.size());
+    read_service_operands(operands.front(), provider);
+    for (std::size_t i = 0; i < provider.columns.size(); ++i) {
+        compile_column(provider.columns[i], operands[i + 1], provider.key.get());
+        require_error_text_fits(provider, provider.columns[i]);
+    }
+    return provider;
+}
+
+} // namespace velk::engine

@@ -1,0 +1,47 @@
+#pragma once
+
+// A provider: a service definition made ready to mask.
+
+#include "failure.h"
+#include "masking/functions.h"
+#include "records/definitions.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace velk::engine {
+
+struct Column {
+    std::string name;
+    std::string rule; // as written, without secrets
+    ColumnLimits limits;
+    Mask mask;
+};
+
+// What a value in error leaves in its field, beside the error code.
+enum class OnError : std::uint8_t {
+    clear, // an empty buffer: unless something else is said
+    null,
+    fixed,
+    stop, // the whole row set is cleared and the call fails
+};
+
+struct Provider {
+    std::unique_ptr<HmacKey> key; // null: no rule needs one. The columns' masks refer to it.
+    OnError on_error = OnError::clear;
+    std::u16string error_text; // of OnError::fixed
+    bool masks_null = false;   // a null is masked as an empty value is, and stays null if the result is empty
+    std::vector<Column> columns;
+};
+
+// Throws a Failure where the definition cannot be carried out.
+Provider make_provider(const SVCA* service);
+
+// Throws a Failure unless this is a service definition whose counts agree with its chains.
+void require_service(const SVCA* service);
+
+// Adds the column and the rule that a failure was about.
+void add_place(Failure& failure, const Column& column);
+
+} // namespace velk::engine

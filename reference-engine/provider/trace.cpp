@@ -1,0 +1,307 @@
+#include "provider/trace.h"
+
+#include "engine/provider.h"
+
+#include "datacnv/unicode.h"
+#include "failure.h"
+#include "parser/excerpt.h"
+#include "provider/trace_output.h"
+
+#include <atomic>
+#include <bit>
+#include <chrono>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <thread>
+#include <utility>
+
+namespace velk {
+
+namespace engine {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// The traced operations, by function id from first_function on. An id without a name writes no records.
+constexpr std::uint32_t first_function = 0xC0801;
+constexpr const char* function_names[] = {
+    "VELK.initializeFramework0",
+    "VELK.parseVELKSyntaxString",
+    "VELK.terminateFramework0",
+    "VELK.destroy0",
+    "NativeProvider.initializeProvider0",
+    "NativeProvider.serviceProvider0",
+    "NativeProvider.terminateProvider0",
+    "FrameworkDefinition.toC",
+    "FrameworkDefinition.toJava",
+    nullptr,
+    "ServiceDefinition.toC",
+    "ServiceDefinition.toJava",
+    nullptr,
+    "InitializationOperand.toC",
+    "InitializationOperand.toJava",
+    nullptr,
+    "FieldDefinition.toC",
+    "FieldDefinition.toJava",
+    nullptr,
+    "RowSet.toC",
+    "RowSet.toJava",
+    nullptr,
+    "Row.toC",
+    "Row.toJava",
+    nullptr,
+    "Field.toC",
+    "Field.toJava",
+    nullptr,
+    "GetErrorText",
+    "parse error text",
+    nullptr,
+    "parameter parse",
+};
+
+struct Scope {
+    TraceRecord record{};     // lent; it tells which scope a written record belongs to
+    std::uint64_t handle = 0; // 0: free
+    std::uint32_t function = 0;
+    int thread = 0;
+    bool has_span = false;
+    bool key_follows = false; // the last text was the word "key", so the next one is the key's source
+};
+
+struct Facility {
+    std::mutex mutex;
+    std::atomic<std::uint32_t> mask{0}; // 0: tracing is off
+    TraceOutput output;
+    Clock::time_point start;
+    std::uint64_t last_handle = 0;
+    std::map<std::thread::id, int> threads;
+    // Kept for the life of the process: a scope that outlives the framework still holds its record.
+    std::vector<std::unique_ptr<Scope>> scopes;
+};
+
+Facility& facility()
+{
+    static Facility process;
+    return process;
+}
+
+std::string hexadecimal(std::uint64_t number)
+{
+    std::string digits;
+    for (; number != 0 || digits.empty(); number >>= 4)
+        digits.insert(digits.begin(), "0123456789abcdef"[number & 0xF]);
+    return "0x" + digits;
+}
+
+std::string function_name(std::uint32_t function)
+{
+    const std::uint32_t index = function - first_function; // an id below wraps to a large index
+    const bool known = index < std::size(function_names) && function_names[index] != nullptr;
+    return known ? function_names[index] : hexadecimal(function);
+}
+
+int thread_number(Facility& facility)
+{
+    const int next = static_cast<int>(facility.threads.size()) + 1;
+    return facility.threads.try_emplace(std::this_thread::get_id(), next).first->second;
+}
+
+void emit(Facility& facility, const Scope& scope, TracePhase phase, std::string name,
+          std::vector<TraceArgument> arguments)
+{
+    const auto elapsed = std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - facility.start);
+    write_event(facility.output, {phase, std::move(name), static_cast<std::uint64_t>(elapsed.count()),
+                                  scope.thread, std::move(arguments)});
+}
+
+void end_span(Facility& facility, Scope& scope, std::vector<TraceArgument> arguments)
+{
+    scope.has_span = false;
+    emit(facility, scope, TracePhase::end, function_name(scope.function), std::move(arguments));
+}
+
+// The text that the slot points at. A key is never repeated, only where it comes from.
+std::string item_text(const TraceItem& item, Scope& scope)
+{
+    const auto* address = reinterpret_cast<const char*>(item.slot);
+    if (address == nullptr) return "null";
+    const bool wide = (item.type & ~trace_string_mark) == trace_type_wide;
+    const std::string text =
+        wide ? to_utf8({reinterpret_cast<const char16_t*>(address), item.length / sizeof(char16_t)})
+             : to_utf8(to_utf16({address, item.length})); // repairs what is ill-formed
+    const bool secret = std::exchange(scope.key_follows, text == "key") && !names_key_source(text);
+    return secret ? "***" : without_key(text);
+}
+
+TraceArgument argument_of(const TraceItem& item, std::string label, Scope& scope)
+{
+    switch (item.type) {
+    case trace_type_integer:
+        return {std::move(label), std::to_string(static_cast<std::int32_t>(item.slot)), true};
+    case trace_type_byte:
+        return {std::move(label), std::to_string(item.slot & 0xFF), true};
+    case trace_type_narrow | trace_string_mark:
+    case trace_type_wide | trace_string_mark:
+        return {std::move(label), item_text(item, scope), false};
+    default:
+        return {std::move(label), hexadecimal(item.slot), false};
+    }
+}
+
+std::vector<TraceArgument> arguments_of(const TraceRecord& record, Scope& scope)
+{
+    std::vector<TraceArgument> arguments{{"line", std::to_string(record.line), true}};
+    for (unsigned i = 0; i < trace_item_limit; ++i) {
+        if ((record.flags & trace_flag_value1 << i) == 0) continue;
+        const char* label = record.labels[i];
+        std::string name((record.flags & trace_flag_label1 << i) != 0 ? label : "value",
+                         (record.flags & trace_flag_label1 << i) != 0 ? strnlen(label, trace_label_limit)
+                                                                      : 5);
+        arguments.push_back(argument_of(record.items[i], std::move(name), scope));
+    }
+    return arguments;
+}
+
+void write_record(Facility& facility, Scope& scope, const TraceRecord& record)
+{
+    const std::string name = function_name(scope.function);
+    std::vector<TraceArgument> arguments = arguments_of(record, scope);
+    switch (record.event) {
+    case trace_event_entry:
+        scope.has_span = true;
+        return emit(facility, scope, TracePhase::begin, name, std::move(arguments));
+    case trace_event_exit:
+        if (scope.has_span) end_span(facility, scope, std::move(arguments));
+        return;
+    case trace_event_data:
+        return emit(facility, scope, TracePhase::instant, name, std::move(arguments));
+    default:
+        const auto code = static_cast<std::int32_t>(record.event);
+        arguments.insert(arguments.begin(), {"code", std::to_string(code), true});
+        return emit(facility, scope, TracePhase::instant, name + " failed", std::move(arguments));
+    }
+}
+
+Scope& free_scope(Facility& facility)
+{
+    for (const std::unique_ptr<Scope>& scope : facility.scopes)
+        if (scope->handle == 0) return *scope;
+    return *facility.scopes.emplace_back(std::make_unique<Scope>());
+}
+
+void open_scope(Facility& facility, TraceContext& context)
+{
+    Scope& scope = free_scope(facility);
+    const int thread = thread_number(facility);
+    scope.handle = ++facility.last_handle;
+    scope.function = context.function;
+    scope.thread = thread;
+    scope.has_span = false;
+    scope.key_follows = false;
+    context.handle = scope.handle;
+    context.record = &scope.record;
+    context.mask = facility.mask.load(std::memory_order_relaxed);
+}
+
+void close_scope(Facility& facility, Scope& scope)
+{
+    if (scope.has_span) end_span(facility, scope, {});
+    scope.handle = 0;
+}
+
+template <typename Matches> Scope& find_scope(Facility& facility, Matches matches)
+{
+    for (const std::unique_ptr<Scope>& scope : facility.scopes)
+        if (scope->handle != 0 && matches(*scope)) return *scope;
+    throw Failure{trace_scope_unknown};
+}
+
+// Results of the trace operations carry no text of their own: nobody waits for one.
+template <typename Work> std::int32_t traced(Work work) noexcept
+{
+    try {
+        const std::lock_guard lock(facility().mutex);
+        work(facility());
+        return 0;
+    } catch (const Failure& failure) {
+        return failure.code;
+    } catch (const std::bad_alloc&) {
+        return out_of_memory;
+    } catch (...) {
+        return internal_error;
+    }
+}
+
+} // namespace
+
+void trace_start(std::uint32_t mask, const std::string& path)
+{
+    Facility& trace = facility();
+    const std::lock_guard lock(trace.mutex);
+    if (!open_output(trace.output, path)) throw Failure{trace_file_not_opened, shown(path)};
+    trace.start = Clock::now();
+    trace.threads.clear();
+    trace.mask.store(mask, std::memory_order_relaxed);
+}
+
+bool trace_stop()
+{
+    Facility& trace = facility();
+    const std::lock_guard lock(trace.mutex);
+    trace.mask.store(0, std::memory_order_relaxed);
+    // Spans nest, so the youngest ends first.
+    std::map<std::uint64_t, Scope*, std::greater<>> open;
+    for (const std::unique_ptr<Scope>& scope : trace.scopes)
+        if (scope->handle != 0) open.emplace(scope->handle, scope.get());
+    for (const auto& [handle, scope] : open) close_scope(trace, *scope);
+    return close_output(trace.output);
+}
+
+} // namespace engine
+
+using namespace engine;
+
+std::int32_t Provider_TraceRegister(std::uint32_t, TraceBlock* block, std::uint64_t)
+{
+    if (block == nullptr) return trace_argument_missing;
+    block->state = trace_block_registered;
+    return 0;
+}
+
+// With tracing off a scope is never open: no handle, no record, nothing to close.
+std::int32_t Provider_TraceBegin(TraceContext* context, TraceBlock*)
+{
+    if (context == nullptr) return trace_argument_missing;
+    context->handle = 0;
+    context->record = nullptr;
+    context->mask = 0;
+    if (facility().mask.load(std::memory_order_relaxed) == 0) return 0;
+    return traced([context](Facility& trace) {
+        if (trace.output.file != nullptr) open_scope(trace, *context);
+    });
+}
+
+std::int32_t Provider_TraceWrite(TraceRecord* record)
+{
+    if (record == nullptr) return trace_argument_missing;
+    return traced([record](Facility& trace) {
+        Scope& scope = find_scope(trace, [record](const Scope& open) { return &open.record == record; });
+        write_record(trace, scope, *record);
+    });
+}
+
+std::int32_t Provider_TraceEnd(TraceContext* context)
+{
+    if (context == nullptr) return trace_argument_missing;
+    return traced([context](Facility& trace) {
+        close_scope(trace, find_scope(trace, [context](const Scope& open) {
+                        return open.handle == context->handle;
+                    }));
+    });
+}
+
+} // namespace velk
