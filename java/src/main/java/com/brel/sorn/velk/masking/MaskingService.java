@@ -126,6 +126,14 @@ public final class MaskingService implements AutoCloseable {
     }
   }
 
+  int handle() {
+    return handle;
+  }
+
+  RowPool pool() {
+    return pool;
+  }
+
   /** Starts the provider; whatever fails, nothing native stays behind. */
   void start() {
     try {

@@ -1,0 +1,82 @@
+package com.brel.sorn.velk.masking;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.function.Executable;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.CsvSource;
+
+class TypeTest {
+  @Test
+  void aTypeIsDeclaredAsInAMaskingString() {
+    assertEquals("text", Type.text().toString());
+    assertEquals("char(3)", Type.character(3).toString());
+    assertEquals("varchar(20)", Type.varchar(20).toString());
+    assertEquals("decimal(9,2)", Type.decimal(9, 2).toString());
+    assertEquals("integer", Type.integer().toString());
+    assertEquals("date", Type.date().toString());
+    assertEquals("timestamp", Type.timestamp().toString());
+  }
+
+  @Test
+  void theLimitIsTheLongestTextOfTheType() {
+    assertEquals(0, Type.text().limit());
+    assertEquals(3, Type.character(3).limit());
+    assertEquals(20, Type.varchar(20).limit());
+    assertEquals("-1234567.89".length(), Type.decimal(9, 2).limit());
+    assertEquals("-123456789".length(), Type.decimal(9, 0).limit());
+    assertEquals("-0.12".length(), Type.decimal(2, 2).limit());
+    assertEquals(20, Type.integer().limit());
+    assertEquals(10, Type.date().limit());
+    assertEquals(29, Type.timestamp().limit());
+  }
+
+  @Test
+  void aLimitOrPrecisionOutOfRangeIsRefused() {
+    refused(() -> Type.varchar(0));
+    refused(() -> Type.varchar(1_000_001));
+    refused(() -> Type.character(-1));
+    refused(() -> Type.decimal(0, 0));
+    refused(() -> Type.decimal(1001, 0));
+    refused(() -> Type.decimal(5, 6));
+    refused(() -> Type.decimal(5, -1));
+  }
+
+  @ParameterizedTest
+  @CsvSource({
+    "0, 84", // varchar(20): 4 bytes a code point and 4 more, whatever the input
+    "20, 84",
+    "5000, 84"
+  })
+  void theBufferOfALimitedColumnDoesNotDependOnTheInput(int units, int bytes) {
+    Column column = new Column("c", Type.varchar(20), Rule.classes(), false);
+    assertEquals(bytes, column.bufferSize(units));
+  }
+
+  @ParameterizedTest
+  @CsvSource({"0, 130", "64, 130", "65, 132", "5000, 10002"})
+  void theBufferOfATextColumnHoldsTheInputAndTheLongestResult(int units, int bytes) {
+    Column column = new Column("c", Type.text(), Rule.hash(), false);
+    assertEquals(32, column.limit());
+    assertEquals(bytes, column.bufferSize(units));
+  }
+
+  @Test
+  void theBufferOfATextColumnHoldsTheTextThatReplacesAnError() {
+    Column column = new Column("c", Type.text(), Rule.keep(), false);
+    assertEquals(2, column.bufferSize(0));
+    assertEquals(2 * (2 * 5 + 1), column.withFallback(OnError.fixed("a😀b😀c")).bufferSize(0));
+  }
+
+  @Test
+  void anInputTooLongForAnyBufferIsRefusedBeforeItIsSent() {
+    Column column = new Column("c", Type.text(), Rule.keep(), false);
+    assertThrows(ArithmeticException.class, () -> column.bufferSize(Integer.MAX_VALUE));
+  }
+
+  private static void refused(Executable declaration) {
+    assertThrows(IllegalArgumentException.class, declaration);
+  }
+}
