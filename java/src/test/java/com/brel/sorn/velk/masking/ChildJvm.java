@@ -1,0 +1,34 @@
+package com.brel.sorn.velk.masking;
+
+import java.io.IOException;
+import java.lang.management.ManagementFactory;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.List;
+
+/** A program in a virtual machine of its own, checked like this one. */
+record ChildJvm(int exitCode, String output) {
+
+  static ChildJvm run(List<String> options, String classPath, String main, String... arguments)
+      throws IOException, InterruptedException {
+    List<String> command = new ArrayList<>();
+    command.add(Path.of(System.getProperty("java.home"), "bin", "java").toString());
+    command.addAll(inheritedOptions());
+    command.addAll(options);
+    command.addAll(List.of("-cp", classPath, main));
+    command.addAll(List.of(arguments));
+    Process process = new ProcessBuilder(command).redirectErrorStream(true).start();
+    String output = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
+    int exitCode = process.waitFor();
+    // What the checker says in a child must be seen by whoever counts its warnings.
+    System.out.print(output);
+    return new ChildJvm(exitCode, output);
+  }
+
+  private static List<String> inheritedOptions() {
+    return ManagementFactory.getRuntimeMXBean().getInputArguments().stream()
+        .filter(option -> option.startsWith("-Xcheck") || option.contains("native-access"))
+        .toList();
+  }
+}

@@ -1,0 +1,25 @@
+package com.brel.sorn.velk.masking;
+
+import java.io.PrintStream;
+import java.nio.charset.StandardCharsets;
+
+/** Opens the engine in a virtual machine of its own and says what came of it. */
+final class LoaderProbe {
+  private LoaderProbe() {}
+
+  public static void main(String[] arguments) {
+    PrintStream out = new PrintStream(System.out, true, StandardCharsets.UTF_8);
+    int attempts = Integer.parseInt(arguments[0]);
+    for (int i = 0; i < attempts; i++) {
+      try (Engine engine = Engine.open()) {
+        EngineLibrary library = engine.library();
+        out.println("source: " + library.source());
+        out.println("directory: " + library.directory());
+        out.println("identification: " + library.identification());
+        out.println("masked: " + Columns.mask(engine, Type.text(), Rule.fixed("ok"), "a"));
+      } catch (EngineLoadException e) {
+        out.println("attempt " + i + ": " + e.getMessage());
+      }
+    }
+  }
+}

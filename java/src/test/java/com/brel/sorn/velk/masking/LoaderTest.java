@@ -1,0 +1,200 @@
+package com.brel.sorn.velk.masking;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.io.File;
+import java.io.IOException;
+import java.io.OutputStream;
+import java.net.URISyntaxException;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.List;
+import java.util.jar.JarEntry;
+import java.util.jar.JarOutputStream;
+import java.util.stream.Stream;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.io.TempDir;
+
+class LoaderTest {
+  private static final Path NATIVES =
+      Path.of(System.getProperty("velk.library.dir")).toAbsolutePath().normalize();
+
+  @TempDir Path folder;
+
+  @Test
+  void thePropertyNamesTheDirectory() throws Exception {
+    ChildJvm child = probe(bareJar(), "-Dvelk.library.dir=" + NATIVES);
+    assertLoaded(child, "PROPERTY", NATIVES);
+  }
+
+  @Test
+  void thereIsNoFallbackBehindTheProperty() throws Exception {
+    Path empty = Files.createDirectory(folder.resolve("empty"));
+    ChildJvm child =
+        probe(jarWithNatives(), "-Dvelk.library.dir=" + empty, "-Djava.library.path=" + NATIVES);
+    assertSays(child, "attempt 0: the native libraries could not be loaded; tried:");
+    for (String name : NativeLibraries.NAMES) {
+      assertSays(child, empty.resolve(System.mapLibraryName(name)) + ": not there");
+    }
+    assertFalse(child.output().contains(NATIVES.toString()));
+    assertFalse(child.output().contains("source:"));
+  }
+
+  @Test
+  void theLibraryPathIsSearchedForADirectoryThatHasAllFive() throws Exception {
+    Path partial = copyOfNatives("partial");
+    Files.delete(partial.resolve(System.mapLibraryName("VELKAdapter")));
+    String path = folder.resolve("missing") + File.pathSeparator + partial + File.pathSeparator;
+    ChildJvm child = probe(bareJar(), "-Djava.library.path=" + path + NATIVES);
+    assertLoaded(child, "LIBRARY_PATH", NATIVES);
+  }
+
+  @Test
+  void theLibraryPathGoesBeforeTheJar() throws Exception {
+    assertLoaded(
+        probe(jarWithNatives(), "-Djava.library.path=" + NATIVES), "LIBRARY_PATH", NATIVES);
+  }
+
+  @Test
+  void theCopyInTheJarIsUnpackedAndRemovedAtTheEnd() throws Exception {
+    Path temporary = Files.createDirectory(folder.resolve("temporary"));
+    ChildJvm child =
+        probe(
+            jarWithNatives(),
+            "-Djava.io.tmpdir=" + temporary,
+            "-Djava.library.path=" + folder.resolve("missing"));
+    assertSays(child, "source: JAR");
+    assertSays(child, "directory: " + temporary.resolve("velk-"));
+    assertSays(child, "masked: ok");
+    try (Stream<Path> left = Files.list(temporary)) {
+      assertEquals(List.of(), left.toList());
+    }
+  }
+
+  @Test
+  void aFailureListsEveryPathThatWasTried() throws Exception {
+    Path missing = folder.resolve("missing");
+    ChildJvm child = probe(bareJar(), "-Djava.library.path=" + missing);
+    String first = System.mapLibraryName(NativeLibraries.NAMES.get(0));
+    assertSays(child, missing.resolve(first) + ": not there");
+    assertSays(child, "the jar's /native/" + NativeLibraries.platform() + "/" + first);
+  }
+
+  @Test
+  void aLibraryThatIsNoneIsPassedOverWhileNothingIsLoaded() throws Exception {
+    Path broken = copyOfNatives("broken");
+    Path first = broken.resolve(System.mapLibraryName(NativeLibraries.NAMES.get(0)));
+    Files.writeString(first, "no library");
+    ChildJvm child =
+        probe(bareJar(), "-Djava.library.path=" + broken + File.pathSeparator + NATIVES);
+    assertLoaded(child, "LIBRARY_PATH", NATIVES);
+  }
+
+  @Test
+  void librariesOfTwoPlacesAreNeverMixed() throws Exception {
+    Path broken = copyOfNatives("broken");
+    Path last = broken.resolve(System.mapLibraryName("VELKJNI"));
+    Files.writeString(last, "no library");
+    ChildJvm child =
+        probeTwice(bareJar(), "-Djava.library.path=" + broken + File.pathSeparator + NATIVES);
+    assertSays(child, "attempt 0: the native libraries could not be loaded; tried:\n  " + last);
+    assertSays(child, "attempt 1: the native libraries could not be loaded; tried:\n  " + last);
+    assertFalse(child.output().contains("source:"));
+  }
+
+  @Test
+  void anEngineThatSaysNothingKnownOfItselfIsUnidentified() throws Exception {
+    assertEquals("unidentified engine", identify("\u007fELF and so on\0"));
+    assertEquals("unidentified engine", identify("@(#)VELK reference engine without an end"));
+    assertEquals("unidentified engine", identify("@(#)another engine 1.0\0"));
+    assertEquals("unidentified engine", NativeLibraries.identify(folder.resolve("missing")));
+  }
+
+  @Test
+  void anEngineIsIdentifiedByItsMarkedTextUpToTheZeroByte() throws Exception {
+    assertEquals(
+        "VELK reference engine 1.2.3", identify("\u007fELF\0@(#)VELK reference engine 1.2.3\0x"));
+  }
+
+  private String identify(String content) throws IOException {
+    Path file = folder.resolve(System.mapLibraryName("VELKProvider"));
+    Files.write(file, content.getBytes(StandardCharsets.UTF_8));
+    return NativeLibraries.identify(folder);
+  }
+
+  private static ChildJvm probe(Path jar, String... options) throws Exception {
+    return run(jar, 1, options);
+  }
+
+  private static ChildJvm probeTwice(Path jar, String... options) throws Exception {
+    return run(jar, 2, options);
+  }
+
+  private static ChildJvm run(Path jar, int attempts, String... options) throws Exception {
+    String classPath = jar + File.pathSeparator + codeOf(LoaderProbe.class);
+    ChildJvm child =
+        ChildJvm.run(
+            List.of(options), classPath, LoaderProbe.class.getName(), Integer.toString(attempts));
+    assertEquals(0, child.exitCode(), child.output());
+    return child;
+  }
+
+  private static void assertLoaded(ChildJvm child, String source, Path directory) {
+    assertSays(child, "source: " + source + "\n");
+    assertSays(child, "directory: " + directory + "\n");
+    assertSays(child, "identification: VELK reference engine ");
+    assertSays(child, "masked: ok\n");
+  }
+
+  private static void assertSays(ChildJvm child, String part) {
+    assertTrue(child.output().contains(part), "\"" + part + "\" in:\n" + child.output());
+  }
+
+  private Path copyOfNatives(String name) throws IOException {
+    Path copy = Files.createDirectory(folder.resolve(name));
+    for (String library : NativeLibraries.NAMES) {
+      String file = System.mapLibraryName(library);
+      Files.copy(NATIVES.resolve(file), copy.resolve(file));
+    }
+    return copy;
+  }
+
+  private Path bareJar() throws Exception {
+    return jar(false);
+  }
+
+  private Path jarWithNatives() throws Exception {
+    return jar(true);
+  }
+
+  /** The classes under test in a jar, with or without the libraries. */
+  private Path jar(boolean withNatives) throws Exception {
+    Path jar = folder.resolve("velk.jar");
+    Path classes = codeOf(Engine.class);
+    try (OutputStream file = Files.newOutputStream(jar);
+        JarOutputStream out = new JarOutputStream(file);
+        Stream<Path> tree = Files.walk(classes.resolve("com"))) {
+      for (Path entry : tree.filter(Files::isRegularFile).toList()) {
+        add(out, classes.relativize(entry).toString(), entry);
+      }
+      for (String library : withNatives ? NativeLibraries.NAMES : List.<String>of()) {
+        String name = System.mapLibraryName(library);
+        add(out, "native/" + NativeLibraries.platform() + "/" + name, NATIVES.resolve(name));
+      }
+    }
+    return jar;
+  }
+
+  private static void add(JarOutputStream out, String name, Path content) throws IOException {
+    out.putNextEntry(new JarEntry(name.replace(File.separatorChar, '/')));
+    Files.copy(content, out);
+    out.closeEntry();
+  }
+
+  private static Path codeOf(Class<?> type) throws URISyntaxException {
+    return Path.of(type.getProtectionDomain().getCodeSource().getLocation().toURI());
+  }
+}
