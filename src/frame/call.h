@@ -18,6 +18,13 @@ struct Call {
     trace::Scope scope;
 };
 
+// The exit step of a native that reported its failures already. Returns what the native returns.
+inline jint close(Call& call)
+{
+    trace::close(call.scope, call.exit_line);
+    return call.result;
+}
+
 // Stops a native that cannot go on: reports -1 at its exit line and throws VELKException("<native>:
 // <what is wrong>", -1), what is wrong given as for printf. Returns false.
 bool fail(Call& call, const char* format, ...);

@@ -102,12 +102,22 @@ constinit const Entry entries[] = {
     field("errorMessage", "Ljava/lang/String;", &cache.Field.errorMessage),
 };
 
+// The JVM refuses a global reference without an exception: a start-up that failed must not look as if it
+// went well, for every native would do nothing from then on.
+void throw_out_of_memory(JNIEnv* env)
+{
+    if (env->ExceptionCheck()) return;
+    if (const jclass clazz = env->FindClass("java/lang/OutOfMemoryError"))
+        env->ThrowNew(clazz, "VELK.init0: no global reference");
+}
+
 jclass find_class(JNIEnv* env, const char* name)
 {
     const jclass local = env->FindClass(name);
     if (local == nullptr) return nullptr;
     const auto global = static_cast<jclass>(env->NewGlobalRef(local));
     env->DeleteLocalRef(local);
+    if (global == nullptr) throw_out_of_memory(env);
     return global;
 }
 

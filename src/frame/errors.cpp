@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t message_capacity = 3184; // bytes
 
 // One byte more than the conversion is told, so that a text that fills the capacity still ends.
-char message[message_capacity + 1];
+char message_utf8[message_capacity + 1];
 
 // Three full texts with their separators and the terminator fit error_text.
 static_assert(sizeof(MessageRequest::text1) + sizeof(MessageRequest::text2) + sizeof(MessageRequest::text3) +
@@ -98,11 +98,11 @@ const char16_t* GetErrorText(std::uint32_t code)
 
 const char* error_message()
 {
-    std::memset(message, 0, sizeof message);
+    std::memset(message_utf8, 0, sizeof message_utf8);
     const auto convert = wide_conversion != 0 ? Cnv_WideToUtf8 : Cnv_Utf16ToUtf8;
-    convert(message, message_capacity, error_text, static_cast<std::int64_t>(text16::length(error_text)),
+    convert(message_utf8, message_capacity, error_text, static_cast<std::int64_t>(text16::length(error_text)),
             nullptr);
-    return message;
+    return message_utf8;
 }
 
 jint throw_engine_failure(JNIEnv* env, const trace::Scope& scope, std::uint32_t line, std::int32_t status)

@@ -30,7 +30,7 @@ bool is_wide(jint id)
 // A buffer that is large enough is kept, with its size. A new one is not cleared yet.
 bool size_buffer(Call& call, DATA* record, jint size)
 {
-    if (record->buffer != nullptr && record->bufferSize >= size) return true;
+    if (record->buffer != nullptr && record->bufferSize >= size && record->bufferSize >= 0) return true;
     std::free(record->buffer);
     record->buffer = nullptr;
     record->bufferSize = size;
@@ -88,19 +88,23 @@ bool has_room(Call& call, const DATA* record, jint id, jsize length)
     const bool refused =
         (is_wide(id) && record->bufferSize < 2 && length > 0) || (is_utf8(id) && record->bufferSize < 0);
     if (!refused) return true;
-    return fail(call, "sourceSize %d has no room for a string of type %d",
+    return fail(call, "a value buffer of %d bytes has no room for a string of type %d",
                 static_cast<int>(record->bufferSize), static_cast<int>(id));
+}
+
+// Nothing of an earlier value stays in the buffer.
+bool give_up(const DATA* record)
+{
+    clear_buffer(record);
+    return false;
 }
 
 bool put_string(Call& call, const DATA* record, jint id, jstring string)
 {
     const jsize length = call.env->GetStringLength(string);
-    const jchar* chars =
-        has_room(call, record, id, length) ? call.env->GetStringChars(string, nullptr) : nullptr;
-    if (chars == nullptr) {
-        clear_buffer(record);
-        return false;
-    }
+    if (!has_room(call, record, id, length)) return give_up(record);
+    const jchar* chars = call.env->GetStringChars(string, nullptr);
+    if (chars == nullptr) return give_up(record);
     convert(record, id, text::units(chars), length);
     call.env->ReleaseStringChars(string, chars);
     return true;
@@ -220,8 +224,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_Field_toC(JNIEnv* env, jobject se
 
     if (cache.Field.pointer != nullptr) refresh(call);
 
-    trace::close(call.scope, 1855);
-    return call.result;
+    return close(call);
 }
 
 JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_Field_toJava(JNIEnv* env, jobject self)
@@ -233,8 +236,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_Field_toJava(JNIEnv* env, jobject
 
     if (cache.Field.pointer != nullptr) copy_back(call);
 
-    trace::close(call.scope, 1963);
-    return call.result;
+    return close(call);
 }
 
 JNIEXPORT void JNICALL Java_com_brel_sorn_velk_Field_free(JNIEnv* env, jobject self)

@@ -145,8 +145,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_FieldDefinition_toC(JNIE
 
     if (cache.FieldDefinition.pointer != nullptr) refresh(call);
 
-    trace::close(call.scope, 1361);
-    return call.result;
+    return close(call);
 }
 
 JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_FieldDefinition_toJava(JNIEnv* env, jobject self)
@@ -159,8 +158,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_FieldDefinition_toJava(J
 
     if (cache.FieldDefinition.pointer != nullptr) copy_back(call);
 
-    trace::close(call.scope, 1462);
-    return call.result;
+    return close(call);
 }
 
 JNIEXPORT void JNICALL Java_com_brel_sorn_velk_internal_FieldDefinition_free(JNIEnv* env, jobject self)

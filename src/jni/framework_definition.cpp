@@ -43,8 +43,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_FrameworkDefinition_toC(
 
     if (cache.FrameworkDefinition.pointer != nullptr) refresh(call);
 
-    trace::close(call.scope, 709);
-    return call.result;
+    return close(call);
 }
 
 // The record has no output fields: nothing is copied back.

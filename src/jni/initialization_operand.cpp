@@ -113,16 +113,16 @@ bool give_text(Call& call, const text::Source& source, std::uint32_t line, const
     return text::hand_over(call, buffer, field);
 }
 
-// A size of 0 or less, or a missing text, reads as empty text.
+// A negative size or a missing text reads as empty text.
 text::Source wide_source(const TextBlock* block, std::int32_t size)
 {
-    if (block == nullptr || size <= 0) return {};
+    if (block == nullptr || block->pParmName == nullptr || size < 0) return {};
     return {block->pParmName, nullptr, static_cast<std::size_t>(size) / sizeof(char16_t)};
 }
 
 text::Source utf8_source(const TextBlock* block, std::int32_t size)
 {
-    if (block == nullptr || size <= 0) return {};
+    if (block == nullptr || block->utf8Text == nullptr || size < 0) return {};
     return {nullptr, block->utf8Text, static_cast<std::size_t>(size)};
 }
 
@@ -192,8 +192,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_InitializationOperand_to
 
     if (cache.InitializationOperand.pointer != nullptr) refresh(call);
 
-    trace::close(call.scope, 1082);
-    return call.result;
+    return close(call);
 }
 
 JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_InitializationOperand_toJava(JNIEnv* env,
@@ -207,8 +206,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_InitializationOperand_to
 
     if (cache.InitializationOperand.pointer != nullptr) copy_back(call);
 
-    trace::close(call.scope, 1243);
-    return call.result;
+    return close(call);
 }
 
 JNIEXPORT void JNICALL Java_com_brel_sorn_velk_internal_InitializationOperand_free(JNIEnv* env, jobject self)

@@ -40,7 +40,7 @@ bool read_service_id(Call& call, jstring string, ServiceId& id)
 std::int32_t start_provider(Call& call, jstring service_id, jobject service, jboolean flag)
 {
     ServiceId id;
-    if (!read_service_id(call, service_id, id)) return call.result;
+    if (!read_service_id(call, service_id, id)) return 0;
     auto* record = static_cast<SVCA*>(record_of(call.env, service, cache.ServiceDefinition.pointer));
     if (trace::wants_data(call.scope)) {
         trace::data(call.scope, 523,
@@ -92,7 +92,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_NativeProvider_initializeProvider
     std::int32_t handle = 0;
     if (cache.ServiceDefinition.pointer != nullptr) handle = start_provider(call, service_id, service, flag);
 
-    trace::close(call.scope, 547);
+    close(call);
     return handle;
 }
 
@@ -108,7 +108,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_NativeProvider_serviceProvider0(J
 
     if (cache.ServiceDefinition.pointer != nullptr) mask_rows(call, handle, service, row_set);
 
-    trace::close(call.scope, 618);
+    close(call);
     return 0;
 }
 

@@ -49,8 +49,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_Row_toC(JNIEnv* env, jobject self
 
     if (cache.Row.pointer != nullptr) refresh(call);
 
-    trace::close(call.scope, 1678);
-    return call.result;
+    return close(call);
 }
 
 JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_Row_toJava(JNIEnv* env, jobject self)
@@ -62,8 +61,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_Row_toJava(JNIEnv* env, jobject s
 
     if (cache.Row.pointer != nullptr) copy_back(call);
 
-    trace::close(call.scope, 1710);
-    return call.result;
+    return close(call);
 }
 
 JNIEXPORT void JNICALL Java_com_brel_sorn_velk_Row_free(JNIEnv* env, jobject self)

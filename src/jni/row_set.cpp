@@ -39,8 +39,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_RowSet_toC(JNIEnv* env, jobject s
 
     if (cache.RowSet.pointer != nullptr) refresh(call);
 
-    trace::close(call.scope, 1568);
-    return call.result;
+    return close(call);
 }
 
 // Nothing is copied back: the results stand in the rows and their fields.

@@ -150,8 +150,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_ServiceDefinition_toC(JN
 
     if (cache.ServiceDefinition.pointer != nullptr) refresh(call);
 
-    trace::close(call.scope, 849);
-    return call.result;
+    return close(call);
 }
 
 JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_ServiceDefinition_toJava(JNIEnv* env, jobject self)
@@ -164,8 +163,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_ServiceDefinition_toJava
 
     if (cache.ServiceDefinition.pointer != nullptr) copy_back(call);
 
-    trace::close(call.scope, 964);
-    return call.result;
+    return close(call);
 }
 
 JNIEXPORT void JNICALL Java_com_brel_sorn_velk_internal_ServiceDefinition_free(JNIEnv* env, jobject self)

@@ -9,7 +9,7 @@ namespace velk::chain {
 
 namespace {
 
-// Every link is the first word of what it stands in, whatever the record's type.
+// A link is 8 bytes, whatever the type of the record that it points at.
 void store(void* link, void* target)
 {
     std::memcpy(link, &target, sizeof target);

@@ -28,8 +28,7 @@ void* bind(Call& call, jfieldID pointer, const Layout& layout);
 // Frees the record and sets the object's pointer to 0.
 void release(JNIEnv* env, jobject object, jfieldID pointer, void* record);
 
-// What is not mirrored in a definition of its own: frees the record where the cache is filled and there is
-// one.
+// The free native of a class whose record owns nothing else.
 void release(JNIEnv* env, jobject object, jfieldID pointer);
 
 } // namespace velk::record
