@@ -7,15 +7,13 @@ import com.brel.sorn.velk.masking.MaskingService;
 import com.brel.sorn.velk.masking.Rule;
 import com.brel.sorn.velk.masking.ServiceBuilder;
 import com.brel.sorn.velk.masking.Type;
+import de.siegmar.fastcsv.reader.AbstractBaseCsvCallbackHandler;
 import de.siegmar.fastcsv.reader.CsvReader;
-import de.siegmar.fastcsv.reader.FieldModifier;
-import de.siegmar.fastcsv.reader.StringArrayHandler;
 import java.io.IOException;
 import java.io.PrintStream;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
 import java.util.ArrayList;
-import java.util.Arrays;
 import java.util.List;
 
 /** Masks the rows of a CSV file of people and prints each of them before and after. */
@@ -24,11 +22,23 @@ final class MaskCsv {
 
   private MaskCsv() {}
 
-  /** An unquoted empty value is null, a quoted one is empty. */
-  private static final class NullWhereEmpty implements FieldModifier {
+  /** Reads a line as its values; an unquoted empty one is null, a quoted one is empty. */
+  private static final class Values extends AbstractBaseCsvCallbackHandler<List<String>> {
+    private List<String> values;
+
     @Override
-    public String modify(long line, int column, boolean quoted, String value) {
-      return value.isEmpty() && !quoted ? null : value;
+    protected void handleBegin(long line) {
+      values = new ArrayList<>();
+    }
+
+    @Override
+    protected void handleField(int column, char[] text, int start, int length, boolean quoted) {
+      values.add(length == 0 && !quoted ? null : new String(text, start, length));
+    }
+
+    @Override
+    protected List<String> buildRecord() {
+      return values;
     }
   }
 
@@ -62,10 +72,8 @@ final class MaskCsv {
   }
 
   private static List<List<String>> read(Path file) throws IOException {
-    StringArrayHandler handler =
-        StringArrayHandler.of(builder -> builder.fieldModifier(new NullWhereEmpty()));
-    try (CsvReader<String[]> reader = CsvReader.builder().build(handler, file)) {
-      return reader.stream().map(Arrays::asList).toList();
+    try (CsvReader<List<String>> reader = CsvReader.builder().build(new Values(), file)) {
+      return reader.stream().toList();
     }
   }
 

@@ -7,6 +7,7 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import java.io.File;
 import java.io.IOException;
 import java.io.OutputStream;
+import java.io.RandomAccessFile;
 import java.net.URISyntaxException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
@@ -84,10 +85,10 @@ class LoaderTest {
   }
 
   @Test
-  void aLibraryThatIsNoneIsPassedOverWhileNothingIsLoaded() throws Exception {
+  void aBrokenLibraryIsPassedOverWhileNothingIsLoaded() throws Exception {
     Path broken = copyOfNatives("broken");
     Path first = broken.resolve(System.mapLibraryName(NativeLibraries.NAMES.get(0)));
-    Files.writeString(first, "no library");
+    damage(first);
     ChildJvm child =
         probe(bareJar(), "-Djava.library.path=" + broken + File.pathSeparator + NATIVES);
     assertLoaded(child, "LIBRARY_PATH", NATIVES);
@@ -97,7 +98,7 @@ class LoaderTest {
   void librariesOfTwoPlacesAreNeverMixed() throws Exception {
     Path broken = copyOfNatives("broken");
     Path last = broken.resolve(System.mapLibraryName("VELKJNI"));
-    Files.writeString(last, "no library");
+    damage(last);
     ChildJvm child =
         probeTwice(bareJar(), "-Djava.library.path=" + broken + File.pathSeparator + NATIVES);
     assertSays(child, "attempt 0: the native libraries could not be loaded; tried:\n  " + last);
@@ -117,6 +118,15 @@ class LoaderTest {
   void anEngineIsIdentifiedByItsMarkedTextUpToTheZeroByte() throws Exception {
     assertEquals(
         "VELK reference engine 1.2.3", identify("\u007fELF\0@(#)VELK reference engine 1.2.3\0x"));
+  }
+
+  /** Makes a library one of another machine. */
+  private static void damage(Path library) throws IOException {
+    int machine = 18;
+    try (RandomAccessFile file = new RandomAccessFile(library.toFile(), "rw")) {
+      file.seek(machine);
+      file.write(0xB7);
+    }
   }
 
   private String identify(String content) throws IOException {
