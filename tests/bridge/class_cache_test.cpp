@@ -317,10 +317,24 @@ INSTANTIATE_TEST_SUITE_P(EachLookup, FailingLookupTest, ::testing::Range(std::si
 
 TEST_F(ClassCacheTest, Init0StopsWhereAGlobalReferenceCannotBeMade)
 {
+    jvm.fail({.function = "NewGlobalRef", .nth = 2, .exception = nullptr});
+    jvm.may_leave = {"class OutOfMemoryError"};
+    init();
+    EXPECT_EQ(log, joined({calls_before(1),
+                           calls_of(lookups()[1]),
+                           {"ExceptionCheck", "FindClass java/lang/OutOfMemoryError",
+                            "ThrowNew class OutOfMemoryError"}}));
+    EXPECT_EQ(jvm.take_exception(),
+              (Thrown{"java/lang/OutOfMemoryError", "VELK.init0: no global reference", 0}));
+}
+
+TEST_F(ClassCacheTest, Init0ThrowsNothingOverTheJvmsOwnExceptionForAGlobalReference)
+{
     jvm.fail({.function = "NewGlobalRef", .nth = 2});
     init();
-    EXPECT_EQ(log, joined({calls_before(1), calls_of(lookups()[1])}));
-    EXPECT_EQ(jvm.take_exception()->class_name, "java/lang/OutOfMemoryError");
+    EXPECT_EQ(log, joined({calls_before(1), calls_of(lookups()[1]), {"ExceptionCheck"}}));
+    EXPECT_EQ(jvm.take_exception(),
+              (Thrown{"java/lang/OutOfMemoryError", "NewGlobalRef was told to fail", 0}));
 }
 
 } // namespace
