@@ -91,10 +91,10 @@ final class MaskCsv {
     out.println();
     out.println(rows.size() + " rows masked, " + errors.size() + " values could not be masked:");
     for (FieldError error : errors) {
-      String text = error.message().strip().replaceAll("\\s*\\R\\s*", "; ");
+      String text = error.message().replaceFirst("^" + error.code() + " ", "");
       out.printf(
           "  row %d, column %s, error %d: %s%n",
-          error.row() + 1, error.columnName(), error.code(), text);
+          error.row() + 1, error.columnName(), error.code(), text.replaceAll("\\R", " "));
     }
   }
 

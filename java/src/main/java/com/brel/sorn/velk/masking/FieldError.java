@@ -20,9 +20,11 @@ public record FieldError(int row, int column, String columnName, int code, Strin
   /** The engine reported an error of the whole row and none of its values. */
   public static final int ROW = -103;
 
-  /** The error in one line, with its place. */
+  /** The error with its place and its code. */
   @Override
   public String toString() {
-    return "row " + row + ", column \"" + columnName + "\": error " + code + ": " + message;
+    // The engine's own texts begin with their code.
+    String text = message.startsWith(code + " ") ? message : code + " " + message;
+    return "row " + row + ", column \"" + columnName + "\": " + text;
   }
 }
