@@ -23,6 +23,7 @@ Mask make_null(RuleArguments&, const RuleContext&)
 Mask make_fixed(RuleArguments& arguments, const RuleContext& context)
 {
     std::u16string text = to_utf16(take_only(arguments, "a text"));
+    refuse_rest(arguments);
     require_fit(text, context.column);
     return [text = std::move(text)](Values values, Results& results) {
         for (std::size_t i = 0; i < values.size(); ++i) add_result(results, text);

@@ -25,6 +25,7 @@ Mask make_hash(RuleArguments& arguments, const RuleContext& context)
 {
     const std::size_t length = take_number(arguments, "length", usual_hash, 1, longest_hash);
     KeyedInput input(*context.key, "hash", take_scope(arguments, "hash"));
+    refuse_rest(arguments);
     require_length(length, context.column);
     return [length, input](Values values, Results& results) mutable {
         for (const std::u16string_view value : values) {

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 namespace velk::engine {
@@ -24,7 +23,10 @@ std::string from_file(std::string_view path)
 {
     const std::u8string utf8(path.begin(), path.end());
     std::ifstream file(std::filesystem::path(utf8), std::ios::binary);
-    std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::string bytes;
+    char block[4096];
+    while (file.read(block, sizeof block) || file.gcount() > 0)
+        bytes.append(block, static_cast<std::size_t>(file.gcount()));
     if (!file.is_open() || file.bad()) throw Failure{key_file_unreadable, shown(path)};
     if (bytes.ends_with("\r\n"))
         bytes.resize(bytes.size() - 2);

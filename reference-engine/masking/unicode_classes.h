@@ -1,7 +1,7 @@
 #pragma once
 
-// Classes of exchangeable characters: the letters or digits of one Unicode block, one script and one kind
-// (upper case, lower case, other letter, digit). A character that has no like is in no class.
+// Classes of exchangeable characters: the letters of one Unicode block, one script and one kind (upper
+// case, lower case, other letter), or one set of the digits 0 to 9. A character without a like is in none.
 
 #include <cstdint>
 

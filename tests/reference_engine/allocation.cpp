@@ -1,0 +1,58 @@
+#include "allocation.h"
+
+#include <cstdlib>
+#include <limits>
+#include <new>
+
+namespace {
+
+std::size_t left = std::numeric_limits<std::size_t>::max();
+
+void* allocate(std::size_t size)
+{
+    if (left == 0) throw std::bad_alloc();
+    if (left != std::numeric_limits<std::size_t>::max()) --left;
+    if (void* block = std::malloc(size == 0 ? 1 : size)) return block;
+    throw std::bad_alloc();
+}
+
+} // namespace
+
+namespace velk::test {
+
+void fail_allocations_after(std::size_t count)
+{
+    left = count;
+}
+
+void allow_allocations()
+{
+    left = std::numeric_limits<std::size_t>::max();
+}
+
+} // namespace velk::test
+
+void* operator new(std::size_t size)
+{
+    return allocate(size);
+}
+void* operator new[](std::size_t size)
+{
+    return allocate(size);
+}
+void operator delete(void* block) noexcept
+{
+    std::free(block);
+}
+void operator delete[](void* block) noexcept
+{
+    std::free(block);
+}
+void operator delete(void* block, std::size_t) noexcept
+{
+    std::free(block);
+}
+void operator delete[](void* block, std::size_t) noexcept
+{
+    std::free(block);
+}

@@ -1,0 +1,68 @@
+#include "parser/excerpt.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+
+namespace velk::engine {
+namespace {
+
+TEST(Excerpts, are_clipped_by_characters)
+{
+    EXPECT_EQ(shown("short"), "short");
+    EXPECT_EQ(shown(std::string(40, 'a')), std::string(40, 'a'));
+    EXPECT_EQ(shown(std::string(41, 'a')), std::string(40, 'a') + "...");
+    EXPECT_EQ(shown("日本語", 2), "日本...");
+}
+
+TEST(Excerpts, show_controls_and_four_byte_characters_by_number)
+{
+    EXPECT_EQ(shown("a\tb\x7F"), "a\\u{9}b\\u{7F}");
+    EXPECT_EQ(shown("😀"), "\\u{1F600}");
+    EXPECT_EQ(shown("\u2028"), "\\u{2028}");
+    EXPECT_EQ(shown("a\xFFz"), "a\uFFFDz");
+    EXPECT_EQ(code_point_name(0xA0), "U+00A0");
+    EXPECT_EQ(code_point_name(0x1F600), "U+1F600");
+}
+
+TEST(Excerpts, never_show_a_key)
+{
+    struct Row {
+        const char* text;
+        const char* result;
+    };
+    const Row rows[] = {
+        {"", ""},
+        {"no secret here", "no secret here"},
+        {"key=env:MASK_KEY", "key=env:MASK_KEY"},
+        {"key='file:/a b'", "key='file:/a b'"},
+        {"key=topsecret", "key=***"},
+        {"service=s key = topsecret name=keep", "service=s key = *** name=keep"},
+        {"key='top secret', on_null=mask", "key=***, on_null=mask"},
+        {"key=\"top secret\" x", "key=*** x"},
+        {"key='never closed", "key=***"},
+        {"monkey=banana", "monkey=banana"},
+        {"hash(key=topsecret)", "hash(key=***)"},
+        {"key=one key=two", "key=*** key=***"},
+        {"key=", "key="},
+        {"key", "key"},
+    };
+    for (const Row& row : rows) EXPECT_EQ(without_key(row.text), row.result);
+}
+
+TEST(Excerpts, name_the_nearest_known_word)
+{
+    constexpr std::array<std::string_view, 4> known{"classes", "fixed", "hash", "partial"};
+    EXPECT_EQ(nearest("clases", known), "classes");
+    EXPECT_EQ(nearest("hsah", known), "hash");
+    EXPECT_EQ(nearest("partials", known), "partial");
+    EXPECT_EQ(nearest("encrypt", known), "");
+    EXPECT_EQ(nearest("", known), "");
+    EXPECT_EQ(nearest(std::string(1000, 'h'), known), "");
+    EXPECT_EQ(advice("hsah", "Functions", known),
+              "Did you mean \"hash\"? Functions: classes, fixed, hash, partial.");
+    EXPECT_EQ(advice("zzz", "Functions", known), "Functions: classes, fixed, hash, partial.");
+}
+
+} // namespace
+} // namespace velk::engine

@@ -1,0 +1,81 @@
+#include "masking/hmac.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace velk::engine {
+namespace {
+
+std::string bytes(const std::string& hex)
+{
+    std::string result;
+    for (std::size_t i = 0; i < hex.size(); i += 2)
+        result += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+    return result;
+}
+
+std::string hex(const Digest& digest)
+{
+    std::string result;
+    for (const std::uint8_t byte : digest) {
+        result += "0123456789abcdef"[byte >> 4];
+        result += "0123456789abcdef"[byte & 15];
+    }
+    return result;
+}
+
+std::span<const std::uint8_t> view(const std::string& text)
+{
+    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+struct Vector {
+    std::string key;
+    std::string data;
+    std::string digest;
+};
+
+// RFC 4231, test cases 1 to 4, 6 and 7 (5 is about a truncated digest, whose first half it gives).
+const Vector vectors[] = {
+    {std::string(20, '\x0b'), "Hi There", "b0344c61d8db38535ca8afceaf0bf12b881dc200c9833da726e9376c2e32cff7"},
+    {"Jefe", "what do ya want for nothing?",
+     "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843"},
+    {std::string(20, '\xaa'), std::string(50, '\xdd'),
+     "773ea91e36800e46854db8ebd09181a72959098b3ef8c122d9635514ced565fe"},
+    {bytes("0102030405060708090a0b0c0d0e0f10111213141516171819"), std::string(50, '\xcd'),
+     "82558a389a443c0ea4cc819899f2083a85f0faa3e578f8077a2e3ff46729665b"},
+    {std::string(131, '\xaa'), "Test Using Larger Than Block-Size Key - Hash Key First",
+     "60e431591ee0b67f0d8a26aacbf5b77f8e0bc6213728c5140546040f0ee37f54"},
+    {std::string(131, '\xaa'),
+     "This is a test using a larger than block-size key and a larger than block-size data. The key needs to "
+     "be hashed before being used by the HMAC algorithm.",
+     "9b09ffa71b942fcb27635fbcd5b0e944bfdc63644f0713938a7f51535c3a35e2"},
+};
+
+TEST(Hmac, gives_the_published_digests)
+{
+    for (const Vector& vector : vectors) {
+        SCOPED_TRACE(vector.data);
+        const HmacKey key(view(vector.key));
+        EXPECT_EQ(hex(key.digest(view(vector.data))), vector.digest);
+        EXPECT_EQ(hex(key.digest(view(vector.data))), vector.digest) << "a key is used again unchanged";
+    }
+}
+
+TEST(Hmac, gives_the_first_half_of_the_truncated_digest)
+{
+    const std::string text(20, '\x0c');
+    const HmacKey key(view(text));
+    EXPECT_EQ(hex(key.digest(view("Test With Truncation"))).substr(0, 32),
+              "a3b6167473100ee06e0c796c2955552b");
+}
+
+TEST(Hmac, hashes_without_a_key)
+{
+    EXPECT_EQ(hex(sha256({})), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+    EXPECT_EQ(hex(sha256(view("abc"))), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+}
+
+} // namespace
+} // namespace velk::engine

@@ -1,0 +1,451 @@
+#include "allocation.h"
+#include "datacnv/unicode.h"
+#include "support.h"
+
+#include <thread>
+
+namespace velk::test {
+namespace {
+
+class ServiceCalls : public FrameworkTest {
+protected:
+    // A service of two columns whose values differ from their masks.
+    Service two_columns(const std::string& on_error = "")
+    {
+        Service service;
+        service.operand(0, "key", "env:VELK_TEST_KEY");
+        if (!on_error.empty()) service.operand(0, "on_error", on_error);
+        service.column("name", "classes", "", 12, "varchar(12)");
+        service.column("born", "fixed", "'1970-01-01'", 10, "date");
+        return service;
+    }
+};
+
+const std::u16string lone_surrogate = u"x" + std::u16string(1, u'\xD800');
+const std::u16string too_long = u"thirteen char";
+
+TEST_F(ServiceCalls, mask_every_field_in_place_and_zero_the_rest_of_its_buffer)
+{
+    Service service = two_columns();
+    Rows rows(2);
+    rows.add({u"Anna", u"2024-02-29"});
+    rows.add({u"", u"1999-12-31"});
+    rows.row(0).hasError = 1;
+    EXPECT_EQ(run(start(service), service, rows), 0);
+    EXPECT_EQ(rows.text(0, 0).size(), 4u);
+    EXPECT_NE(rows.text(0, 0), u"Anna");
+    EXPECT_EQ(rows.text(0, 1), u"1970-01-01");
+    EXPECT_EQ(rows.text(1, 0), u"") << "empty stays empty";
+    for (std::size_t row = 0; row < 2; ++row) {
+        EXPECT_EQ(rows.row(row).hasError, 0);
+        for (std::size_t column = 0; column < 2; ++column) {
+            EXPECT_EQ(rows.field(row, column).errorCode, 0) << "written for every field";
+            const std::u16string buffer = rows.buffer(row, column);
+            EXPECT_EQ(buffer.find_first_not_of(u'\0', rows.text(row, column).size()), std::u16string::npos);
+        }
+    }
+}
+
+TEST_F(ServiceCalls, an_empty_row_set_is_done_at_once)
+{
+    Service service = two_columns();
+    Rows rows(2);
+    EXPECT_EQ(run(start(service), service, rows), 0);
+}
+
+TEST_F(ServiceCalls, a_value_in_error_is_cleared_and_the_run_goes_on)
+{
+    struct Row {
+        std::u16string name;
+        std::u16string born;
+        ErrorCode name_error;
+        ErrorCode born_error;
+    };
+    const Row cases[] = {{too_long, u"2024-02-29", value_too_long, ErrorCode{}},
+                         {lone_surrogate, u"2024-02-29", value_ill_formed, ErrorCode{}},
+                         {u"Anna", u"2024-02-30", ErrorCode{}, value_not_of_type},
+                         {too_long, u"yesterday", value_too_long, value_not_of_type},
+                         {u"Anna", u"", ErrorCode{}, value_not_of_type}};
+    for (const Row& one : cases) {
+        Service service = two_columns();
+        Rows rows(2);
+        rows.add({one.name, one.born});
+        rows.add({u"Berta", u"2000-01-01"});
+        EXPECT_EQ(run(start(service), service, rows), 0);
+        EXPECT_EQ(rows.row(0).hasError, 1);
+        EXPECT_EQ(rows.row(1).hasError, 0);
+        const ErrorCode errors[] = {one.name_error, one.born_error};
+        for (std::size_t column = 0; column < 2; ++column) {
+            EXPECT_EQ(rows.field(0, column).errorCode, errors[column]);
+            EXPECT_EQ(rows.is_cleared(0, column), errors[column] != 0);
+            EXPECT_FALSE(rows.is_null(0, column));
+            if (errors[column] != 0) expect_code(rows.field(0, column).errorCode, errors[column]);
+        }
+        EXPECT_NE(rows.text(1, 0), u"Berta");
+        EXPECT_EQ(rows.field(1, 0).errorCode, 0);
+    }
+}
+
+TEST_F(ServiceCalls, a_limit_counts_characters)
+{
+    const Outcome fits = mask("keep", "", u"😀😀😀", "varchar(3)", 3);
+    EXPECT_EQ(fits.error, 0);
+    EXPECT_EQ(fits.text, u"😀😀😀");
+    EXPECT_EQ(mask("keep", "", u"😀😀😀a", "varchar(3)", 3).error, value_too_long);
+    EXPECT_EQ(mask("keep", "", u"e\u0301e\u0301", "char(3)", 3).error, value_too_long);
+    EXPECT_EQ(mask("hash", "length=2", u"longer than the two of its result", "", 2).error, 0)
+        << "the limit of a text column speaks of its rule's result only";
+}
+
+TEST_F(ServiceCalls, a_value_that_does_not_end_in_its_buffer_is_an_error)
+{
+    Service service = two_columns();
+    for (const std::int32_t size : {8, 7, 2}) {
+        Rows rows(2);
+        rows.add({u"Anna Maria", u"2024-02-29"});
+        rows.field(0, 0).bufferSize = size;
+        EXPECT_EQ(run(start(service), service, rows), 0);
+        expect_code(rows.field(0, 0).errorCode, value_not_terminated);
+        EXPECT_TRUE(rows.is_cleared(0, 0));
+    }
+}
+
+TEST_F(ServiceCalls, a_result_that_does_not_fit_its_buffer_is_an_error_and_no_cut)
+{
+    Service service = two_columns();
+    Rows rows(2);
+    rows.add({u"A", Value{}}, 11);
+    rows.add({u"B", u"2024-02-29"}, 11);
+    rows.field(1, 1).bufferSize = 23; // room for eleven units, one of them the terminator
+    EXPECT_EQ(run(start(service), service, rows), 0);
+    EXPECT_EQ(rows.text(1, 1), u"1970-01-01");
+    Service longer;
+    longer.column("note", "fixed", "'gone'", 4);
+    Rows tight(1);
+    tight.add({u"x"}, 4);
+    EXPECT_EQ(run(start(longer), longer, tight), 0);
+    expect_code(tight.field(0, 0).errorCode, result_does_not_fit);
+    EXPECT_TRUE(tight.is_cleared(0, 0));
+}
+
+TEST_F(ServiceCalls, a_field_without_a_buffer_is_empty_or_an_error)
+{
+    Service service;
+    service.column("a", "keep");
+    service.column("b", "keep");
+    service.column("c", "fixed", "'x'", 1);
+    service.column("d", "keep");
+    Rows rows(4);
+    rows.add({u"", u"", u"", u""});
+    for (std::size_t column = 0; column < 4; ++column) {
+        rows.field(0, column).buffer = nullptr;
+        rows.field(0, column).bufferSize = 0;
+    }
+    rows.field(0, 1).bufferSize = 8;
+    rows.field(0, 3).bufferSize = -4;
+    EXPECT_EQ(run(start(service), service, rows), 0);
+    EXPECT_EQ(rows.field(0, 0).errorCode, 0);
+    expect_code(rows.field(0, 1).errorCode, value_buffer_missing);
+    EXPECT_EQ(rows.field(0, 2).errorCode, result_does_not_fit);
+    EXPECT_EQ(rows.field(0, 3).errorCode, 0);
+}
+
+TEST_F(ServiceCalls, on_error_null_makes_the_field_null_beside_its_code)
+{
+    Service service = two_columns("null");
+    Rows rows(2);
+    rows.add({too_long, u"2024-02-29"});
+    EXPECT_EQ(run(start(service), service, rows), 0);
+    EXPECT_TRUE(rows.is_null(0, 0));
+    EXPECT_TRUE(rows.is_cleared(0, 0));
+    EXPECT_EQ(rows.field(0, 0).errorCode, value_too_long);
+    EXPECT_FALSE(rows.is_null(0, 1));
+    EXPECT_EQ(rows.row(0).hasError, 1);
+}
+
+TEST_F(ServiceCalls, on_error_fixed_writes_its_text_beside_the_code)
+{
+    Service service;
+    service.operand(0, "on_error", "fixed('it''s bad')");
+    service.column("name", "keep", "", 12, "varchar(12)");
+    service.column("note", "keep");
+    Rows rows(2);
+    rows.add({too_long, lone_surrogate}, 20);
+    rows.add({u"Anna", u"long enough " + lone_surrogate}, 20);
+    EXPECT_EQ(run(start(service), service, rows), 0);
+    EXPECT_EQ(rows.text(0, 0), u"it's bad");
+    EXPECT_EQ(rows.field(0, 0).errorCode, value_too_long);
+    EXPECT_TRUE(rows.is_cleared(0, 1)) << "a text column holds what is as long as its value";
+    EXPECT_EQ(rows.field(0, 1).errorCode, value_ill_formed);
+    EXPECT_EQ(rows.text(1, 1), u"it's bad");
+    EXPECT_EQ(rows.field(1, 1).errorCode, value_ill_formed);
+}
+
+TEST_F(ServiceCalls, on_error_stop_fails_the_call_and_leaves_nothing_readable)
+{
+    Service service = two_columns("stop");
+    const std::int32_t handle = start(service);
+    Rows rows(2);
+    rows.add({u"Anna", u"2024-02-29"});
+    rows.add({u"Berta", u"not a date"});
+    rows.add({u"Clara", u"2024-02-29"});
+    expect_code(run(handle, service, rows), value_not_of_type);
+    EXPECT_TRUE(rows.all_cleared());
+    for (std::size_t row = 0; row < 3; ++row) {
+        EXPECT_EQ(rows.row(row).hasError, 1);
+        EXPECT_EQ(rows.field(row, 0).errorCode, value_not_of_type);
+    }
+    const Texts texts = texts_of(value_not_of_type);
+    EXPECT_TRUE(texts.detail.starts_with(u"row 2\ncolumn \"born\"\nrule fixed('1970-01-01')\n"))
+        << to_utf8(texts.detail);
+    Rows good(2);
+    good.add({u"Anna", u"2024-02-29"});
+    EXPECT_EQ(run(handle, service, good), 0) << "the provider goes on";
+    EXPECT_EQ(texts_of(value_not_of_type).detail, u"It is not written as the type's values are.");
+}
+
+TEST_F(ServiceCalls, nulls_stay_null_unless_they_are_to_be_masked)
+{
+    for (const bool masks : {false, true}) {
+        Service service;
+        service.operand(0, "key", "env:VELK_TEST_KEY");
+        if (masks) service.operand(0, "on_null", "mask");
+        service.column("a", "keep");
+        service.column("b", "null");
+        service.column("c", "fixed", "'gone'", 4);
+        service.column("d", "hash", "", 32);
+        service.column("e", "classes", "", 20, "integer");
+        Rows rows(5);
+        rows.add(std::vector<Value>(5));
+        EXPECT_EQ(run(start(service), service, rows), 0);
+        for (const std::size_t column : {0u, 1u, 3u, 4u}) {
+            EXPECT_TRUE(rows.is_null(0, column)) << column;
+            EXPECT_TRUE(rows.is_cleared(0, column));
+            EXPECT_EQ(rows.field(0, column).errorCode, 0);
+        }
+        EXPECT_EQ(rows.is_null(0, 2), !masks);
+        EXPECT_EQ(rows.text(0, 2), masks ? u"gone" : u"");
+        EXPECT_EQ(rows.row(0).hasError, 0);
+    }
+}
+
+TEST_F(ServiceCalls, a_row_of_another_width_is_an_error_as_a_whole)
+{
+    Service service = two_columns();
+    Rows rows(2);
+    rows.add({u"Anna", u"2024-02-29"});
+    rows.add({u"Berta", u"2024-02-29"});
+    rows.add({u"Clara", u"2024-02-29"});
+    rows.field(0, 0).next = nullptr;
+    rows.row(0).fieldCount = 1;
+    rows.row(2).fieldCount = 3;
+    EXPECT_EQ(run(start(service), service, rows), 0);
+    expect_code(rows.field(0, 0).errorCode, row_width_differs);
+    EXPECT_TRUE(rows.is_cleared(0, 0));
+    EXPECT_EQ(rows.row(0).hasError, 1);
+    EXPECT_EQ(rows.row(1).hasError, 0);
+    EXPECT_EQ(rows.text(1, 1), u"1970-01-01");
+    for (std::size_t column = 0; column < 2; ++column) {
+        expect_code(rows.field(2, column).errorCode, row_field_count_differs);
+        EXPECT_TRUE(rows.is_cleared(2, column));
+    }
+}
+
+TEST_F(ServiceCalls, a_row_with_too_many_fields_is_cleared_to_its_end)
+{
+    Service service;
+    service.column("name", "keep");
+    Rows rows(3);
+    rows.add({u"Anna", u"Berta", u"Clara"});
+    EXPECT_EQ(run(start(service), service, rows), 0);
+    EXPECT_TRUE(rows.all_cleared());
+    for (std::size_t column = 0; column < 3; ++column)
+        EXPECT_EQ(rows.field(0, column).errorCode, row_width_differs);
+}
+
+TEST_F(ServiceCalls, a_row_without_fields_is_an_error)
+{
+    Service service;
+    service.column("name", "keep");
+    Rows rows(0);
+    rows.add({});
+    EXPECT_EQ(run(start(service), service, rows), 0);
+    EXPECT_EQ(rows.row(0).hasError, 1);
+}
+
+TEST_F(ServiceCalls, a_broken_row_stops_the_call_where_errors_do)
+{
+    Service service = two_columns("stop");
+    Rows rows(2);
+    rows.add({u"Anna", u"2024-02-29"});
+    rows.add({u"Berta", u"2024-02-29"});
+    rows.row(1).fieldCount = 7;
+    expect_code(run(start(service), service, rows), row_field_count_differs);
+    EXPECT_TRUE(texts_of(row_field_count_differs).detail.starts_with(u"row 2\n"));
+    EXPECT_TRUE(rows.all_cleared());
+}
+
+TEST_F(ServiceCalls, whatever_fails_leaves_nothing_readable)
+{
+    Service service = two_columns();
+    Service narrower;
+    narrower.column("name", "keep");
+    const std::int32_t handle = start(service);
+    const auto attempt = [&](ErrorCode code, auto call) {
+        Rows rows(2);
+        rows.add({u"Anna", u"2024-02-29"});
+        rows.add({u"Berta", u"2024-02-29"});
+        expect_code(call(rows), code);
+        EXPECT_TRUE(rows.all_cleared()) << code;
+        EXPECT_EQ(rows.field(1, 1).errorCode, code);
+        EXPECT_EQ(rows.row(1).hasError, 1);
+    };
+    attempt(provider_unknown, [&](Rows& rows) { return run(handle + 1, service, rows); });
+    attempt(request_unknown,
+            [&](Rows& rows) { return Provider_Service(handle, 0x1409, service.record(), rows.record()); });
+    attempt(service_record_damaged, [&](Rows& rows) {
+        return Provider_Service(handle, provider_service_request, nullptr, rows.record());
+    });
+    attempt(service_differs, [&](Rows& rows) { return run(handle, narrower, rows); });
+    attempt(field_count_differs, [&](Rows& rows) {
+        SVCA* record = service.record();
+        record->fieldCount = 3;
+        return Provider_Service(handle, provider_service_request, record, rows.record());
+    });
+    attempt(operand_count_differs, [&](Rows& rows) {
+        SVCA* record = service.record();
+        record->operandCount = 0;
+        return Provider_Service(handle, provider_service_request, record, rows.record());
+    });
+    for (const std::int32_t count : {0, 1, 3, -1})
+        attempt(row_count_differs, [&](Rows& rows) {
+            rows.record()->rowCount = count;
+            RWST* record = rows.record();
+            record->rowCount = count;
+            return Provider_Service(handle, provider_service_request, service.record(), record);
+        });
+    attempt(row_set_damaged, [&](Rows& rows) {
+        RWST* record = rows.record();
+        record->version = 20;
+        return Provider_Service(handle, provider_service_request, service.record(), record);
+    });
+    attempt(row_damaged, [&](Rows& rows) {
+        rows.row(1).eyeCatcher[0] = 'X';
+        return run(handle, service, rows);
+    });
+    attempt(field_damaged, [&](Rows& rows) {
+        rows.field(0, 1).version = 20;
+        return run(handle, service, rows);
+    });
+    attempt(field_damaged, [&](Rows& rows) {
+        rows.field(1, 0).eyeCatcher[0] = 'X';
+        return run(handle, service, rows);
+    });
+}
+
+TEST_F(ServiceCalls, what_is_no_row_set_is_refused_untouched)
+{
+    Service service = two_columns();
+    const std::int32_t handle = start(service);
+    expect_code(Provider_Service(handle, provider_service_request, service.record(), nullptr),
+                row_set_damaged);
+    Rows rows(2);
+    rows.add({u"Anna", u"2024-02-29"});
+    RWST* record = rows.record();
+    record->eyeCatcher[0] = 'X';
+    expect_code(Provider_Service(handle, provider_service_request, service.record(), record),
+                row_set_damaged);
+    EXPECT_EQ(rows.text(0, 0), u"Anna") << "its pointers are no row's, so they are not followed";
+}
+
+TEST_F(ServiceCalls, counts_are_compared_in_their_low_16_bits)
+{
+    Service wide;
+    for (int i = 0; i < 70000; ++i) wide.field("c", 0);
+    EXPECT_EQ(wide.record()->fieldCount, 4464);
+    expect_code(try_start(wide), column_without_rule); // and not a count that differs
+    Service service;
+    service.column("name", "keep");
+    Rows rows(65537);
+    rows.add(std::vector<Value>(65537, u"x"), 2);
+    EXPECT_EQ(rows.row(0).fieldCount, 1);
+    EXPECT_EQ(run(start(service), service, rows), 0);
+    EXPECT_EQ(rows.field(0, 0).errorCode, row_width_differs);
+    EXPECT_EQ(rows.field(0, 65536).errorCode, row_width_differs);
+    EXPECT_TRUE(rows.all_cleared());
+}
+
+TEST_F(ServiceCalls, running_out_of_memory_leaves_nothing_readable)
+{
+    Service service = two_columns();
+    const std::int32_t handle = start(service);
+    int failures = 0;
+    for (std::size_t allowed = 0;; ++allowed) {
+        Rows rows(2);
+        rows.add({u"Anna Maria W", u"2024-02-29"});
+        rows.add({u"Berta", u"2024-02-29"});
+        SVCA* definition = service.record();
+        RWST* record = rows.record();
+        fail_allocations_after(allowed);
+        const std::int32_t code = Provider_Service(handle, provider_service_request, definition, record);
+        allow_allocations();
+        if (code == 0) break;
+        expect_code(code, out_of_memory);
+        EXPECT_TRUE(rows.all_cleared());
+        ++failures;
+    }
+    EXPECT_GT(failures, 4);
+}
+
+TEST_F(ServiceCalls, running_out_of_memory_at_the_start_leaves_no_provider)
+{
+    Service service = two_columns("fixed('1970-01-01')");
+    std::int32_t handle = 0;
+    for (std::size_t allowed = 0;; ++allowed) {
+        SVCA* definition = service.record();
+        fail_allocations_after(allowed);
+        const std::int32_t code = Provider_Init(&handle, "people", 6, definition, 1);
+        allow_allocations();
+        if (code == 0) break;
+        EXPECT_EQ(code, out_of_memory);
+        EXPECT_EQ(handle, 0);
+    }
+    EXPECT_EQ(Provider_Term(handle), 0);
+    EXPECT_EQ(Provider_FrmwTerm(), 0) << "no half-made provider is left open";
+    EXPECT_EQ(Provider_FrmwInit(nullptr), 0);
+}
+
+TEST_F(ServiceCalls, many_rows_are_masked_alike)
+{
+    Service service = two_columns();
+    const std::int32_t handle = start(service);
+    Rows rows(2);
+    for (int i = 0; i < 5000; ++i) rows.add({i % 2 == 0 ? u"Anna" : u"Berta", u"2024-02-29"}, 16);
+    EXPECT_EQ(run(handle, service, rows), 0);
+    for (std::size_t i = 2; i < 5000; ++i) ASSERT_EQ(rows.text(i, 0), rows.text(i % 2, 0));
+    EXPECT_NE(rows.text(0, 0), rows.text(1, 0));
+}
+
+TEST_F(ServiceCalls, two_threads_do_not_harm_each_other)
+{
+    Service service = two_columns();
+    const std::int32_t handle = start(service);
+    const Value expected = mask("classes", "", u"Anna", "varchar(12)", 12).text;
+    const auto work = [&] {
+        Service own = two_columns();
+        for (int i = 0; i < 200; ++i) {
+            Rows rows(2);
+            rows.add({u"Anna", u"2024-02-29"});
+            EXPECT_EQ(run(handle, own, rows), 0);
+            EXPECT_EQ(rows.text(0, 0), expected);
+            EXPECT_EQ(Provider_Term(-1), provider_unknown);
+        }
+    };
+    std::thread first(work);
+    std::thread second(work);
+    first.join();
+    second.join();
+}
+
+} // namespace
+} // namespace velk::test
