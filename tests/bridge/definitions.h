@@ -6,6 +6,7 @@
 #include "bridge/bridge_test.h"
 #include "records/definitions.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -45,6 +46,9 @@ struct Image {
 
     Bytes bytes;
 };
+
+// Both settings of the wide-conversion flag.
+inline constexpr std::uint8_t conversion_flags[] = {0, 1};
 
 class DefinitionTest : public BridgeTest {
 protected:

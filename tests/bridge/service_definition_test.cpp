@@ -491,7 +491,7 @@ TEST_F(ServiceDefinitionTest, ToJavaTracesTheSizesAsTheyWereBeforeItAppends)
 
 TEST_F(ServiceDefinitionTest, ToJavaBindsALongChain)
 {
-    std::vector<OPRA> many(70000);
+    std::vector<OPRA> many(1000);
     for (std::size_t i = 1; i < many.size(); ++i) many[i - 1].next = &many[i];
     bind_engine_record(0, 0)->firstOperand = many.data();
     EXPECT_EQ(jvm.run(to_java, self), 0);
