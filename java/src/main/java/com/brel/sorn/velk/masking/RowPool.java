@@ -16,12 +16,15 @@ final class RowPool {
   private final OnError onError;
   private final List<Row> rows = new ArrayList<>();
   private final RowSet rowSet = new RowSet();
+  private final List<String> names;
   private FieldError[][] errors;
   private boolean readable;
 
   RowPool(List<Column> columns, OnError onError) {
     this.columns = columns;
     this.onError = onError;
+    this.names = columns.stream().map(Column::name).toList();
+    rowSet.rows = new Row[0];
   }
 
   RowSet rowSet() {
@@ -35,7 +38,7 @@ final class RowPool {
     while (rows.size() < values.length) {
       rows.add(newRow());
     }
-    if (rowSet.rows == null || rowSet.rows.length != values.length) {
+    if (rowSet.rows.length != values.length) {
       rowSet.rows = rows.subList(0, values.length).toArray(Row[]::new);
     }
     for (int row = 0; row < values.length; row++) {
@@ -104,7 +107,6 @@ final class RowPool {
       }
     }
     boolean replaced = onError.way() == OnError.Way.REPLACEMENT;
-    List<String> names = columns.stream().map(Column::name).toList();
     return new MaskedRows(names, values, errors, replaced);
   }
 
@@ -134,7 +136,7 @@ final class RowPool {
   void clear() {
     readable = false;
     errors = null;
-    for (Row row : rows) {
+    for (Row row : rowSet.rows) {
       for (Field field : row.fields) {
         field.source = null;
         field.errorMessage = null;

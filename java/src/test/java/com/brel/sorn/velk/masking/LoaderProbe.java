@@ -1,13 +1,17 @@
 package com.brel.sorn.velk.masking;
 
+import java.io.IOException;
 import java.io.PrintStream;
 import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.nio.file.attribute.PosixFilePermissions;
 
 /** Opens the engine in a virtual machine of its own and says what came of it. */
 final class LoaderProbe {
   private LoaderProbe() {}
 
-  public static void main(String[] arguments) {
+  public static void main(String[] arguments) throws IOException {
     PrintStream out = new PrintStream(System.out, true, StandardCharsets.UTF_8);
     int attempts = Integer.parseInt(arguments[0]);
     for (int i = 0; i < attempts; i++) {
@@ -15,11 +19,16 @@ final class LoaderProbe {
         EngineLibrary library = engine.library();
         out.println("source: " + library.source());
         out.println("directory: " + library.directory());
+        out.println("permissions: " + permissions(library.directory()));
         out.println("identification: " + library.identification());
         out.println("masked: " + Columns.mask(engine, Type.text(), Rule.fixed("ok"), "a"));
       } catch (EngineLoadException e) {
         out.println("attempt " + i + ": " + e.getMessage());
       }
     }
+  }
+
+  private static String permissions(Path directory) throws IOException {
+    return PosixFilePermissions.toString(Files.getPosixFilePermissions(directory));
   }
 }

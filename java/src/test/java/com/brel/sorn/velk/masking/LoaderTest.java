@@ -60,7 +60,7 @@ class LoaderTest {
   }
 
   @Test
-  void theCopyInTheJarIsUnpackedAndRemovedAtTheEnd() throws Exception {
+  void theCopyInTheJarIsUnpackedPrivatelyAndRemovedAtTheEnd() throws Exception {
     Path temporary = Files.createDirectory(folder.resolve("temporary"));
     ChildJvm child =
         probe(
@@ -68,6 +68,7 @@ class LoaderTest {
             "-Djava.io.tmpdir=" + temporary,
             "-Djava.library.path=" + folder.resolve("missing"));
     assertSays(child, "source: JAR");
+    assertSays(child, "permissions: rwx------\n");
     assertSays(child, "directory: " + temporary.resolve("velk-"));
     assertSays(child, "masked: ok");
     try (Stream<Path> left = Files.list(temporary)) {
