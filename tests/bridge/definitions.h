@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -49,6 +51,14 @@ struct Image {
 
 // Both settings of the wide-conversion flag.
 inline constexpr std::uint8_t conversion_flags[] = {0, 1};
+
+// Summaries of the records that were written.
+inline CallLog summaries(const std::vector<TracedRecord>& records)
+{
+    CallLog lines;
+    for (const TracedRecord& record : records) lines.push_back(summary(record));
+    return lines;
+}
 
 class DefinitionTest : public BridgeTest {
 protected:
@@ -100,6 +110,64 @@ protected:
         return objects;
     }
 
+    // The native returns the facility's status where its scope does not open, and does nothing else.
+    void expect_status_alone(jint (*native)(JNIEnv*, jobject), jobject self)
+    {
+        const std::size_t made = heap.made();
+        for (const std::int32_t status : {1, -7, INT32_MIN}) {
+            engine.trace = {.begin_status = status, .mask = trace_all};
+            log.clear();
+            EXPECT_EQ(jvm.run(native, self), status);
+            EXPECT_EQ(without_trace(log), CallLog{});
+            EXPECT_TRUE(log.back().starts_with("Provider_TraceBegin")) << log.back();
+            EXPECT_EQ(jvm.take_exception(), std::nullopt);
+        }
+        EXPECT_EQ(heap.made(), made);
+        engine.trace = {};
+    }
+
+    // Before init0 the native enters and leaves.
+    void expect_no_work_before_init0(jint (*native)(JNIEnv*, jobject), jobject self,
+                                     const CallLog& entry_and_exit)
+    {
+        unload();
+        engine.trace.mask = trace_all;
+        log.clear();
+        engine.records.clear();
+        EXPECT_EQ(jvm.run(native, self), 0);
+        EXPECT_EQ(without_trace(log), CallLog{});
+        EXPECT_EQ(summaries(engine.records), entry_and_exit);
+        EXPECT_EQ(heap.made(), 0U);
+    }
+    void expect_no_call_before_init0(void (*native)(JNIEnv*, jobject), jobject self)
+    {
+        unload();
+        jvm.set_long(self, "pointer", 1);
+        log.clear();
+        jvm.run(native, self);
+        EXPECT_EQ(log, CallLog{});
+        EXPECT_EQ(jvm.get_long(self, "pointer"), 1);
+    }
+
+    // The work makes the same calls whatever is traced.
+    void expect_same_calls_however_traced(const std::function<void()>& work)
+    {
+        const TraceAnswers answers[] = {{.mask = trace_all},
+                                        {.mask = trace_mask_entry},
+                                        {.mask = trace_mask_data},
+                                        {.mask = trace_all, .gives_handle = false},
+                                        {.mask = trace_all, .lends_record = false}};
+        log.clear();
+        work();
+        const CallLog untraced = without_trace(log);
+        for (const TraceAnswers& answer : answers) {
+            engine.trace = answer;
+            log.clear();
+            work();
+            EXPECT_EQ(without_trace(log), untraced);
+        }
+    }
+
     Allocations heap;
 };
 
@@ -136,14 +204,6 @@ inline CallLog element_calls(const std::string& list, int index, const std::stri
 {
     return {"CallObjectMethod " + list + ".get " + std::to_string(index), "ExceptionCheck",
             "GetLongField " + element + ".pointer", "DeleteLocalRef " + element};
-}
-
-// Summaries of the records that were written.
-inline CallLog summaries(const std::vector<TracedRecord>& records)
-{
-    CallLog lines;
-    for (const TracedRecord& record : records) lines.push_back(summary(record));
-    return lines;
 }
 
 } // namespace velk::test

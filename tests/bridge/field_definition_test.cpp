@@ -743,5 +743,40 @@ TEST_F(FieldDefinitionTest, FreeDoesNotTouchTheNextRecord)
     expect_kept({56});
 }
 
+// The frame
+
+TEST_F(FieldDefinitionTest, WhereTheScopeDoesNotOpenItsStatusIsReturnedAndNothingDone)
+{
+    expect_status_alone(to_c, self);
+    bind_wide_name(u"name");
+    expect_status_alone(to_java, self);
+}
+
+TEST_F(FieldDefinitionTest, BeforeInit0ToCDoesNothing)
+{
+    expect_no_work_before_init0(to_c, self, {"entry 1311", "exit 1361"});
+}
+
+TEST_F(FieldDefinitionTest, BeforeInit0ToJavaDoesNothing)
+{
+    expect_no_work_before_init0(to_java, self, {"entry 1388", "exit 1462"});
+}
+
+TEST_F(FieldDefinitionTest, BeforeInit0FreeDoesNothing)
+{
+    expect_no_call_before_init0(free_record, self);
+    jvm.set_long(self, "pointer", 0);
+}
+
+TEST_F(FieldDefinitionTest, WhatIsTracedChangesNothingInWhatIsDone)
+{
+    expect_same_calls_however_traced([&] {
+        set_name(u"name");
+        EXPECT_EQ(jvm.run(to_c, self), 0);
+        EXPECT_EQ(jvm.run(to_java, self), 0);
+        jvm.run(free_record, self);
+    });
+}
+
 } // namespace
 } // namespace velk::test

@@ -222,7 +222,7 @@ TEST_F(FrameworkDefinitionTest, ALastOperandWithoutARecordThrows)
 {
     set_records({&operands[0], nullptr});
     expect_to_c_throws("FrameworkDefinition.toC: initializationOperands[1] has no native record: call "
-                      "InitializationOperand.toC on it first");
+                       "InitializationOperand.toC on it first");
     expect_record(2, &operands[0]);
     EXPECT_EQ(operands[0].next, nullptr);
 }
@@ -231,7 +231,7 @@ TEST_F(FrameworkDefinitionTest, AnOnlyOperandWithoutARecordThrows)
 {
     set_records({nullptr});
     expect_to_c_throws("FrameworkDefinition.toC: initializationOperands[0] has no native record: call "
-                      "InitializationOperand.toC on it first");
+                       "InitializationOperand.toC on it first");
     expect_record(1, nullptr);
 }
 
@@ -242,7 +242,7 @@ TEST_F(FrameworkDefinitionTest, ANullElementThrowsNamingItsIndex)
         elements[static_cast<std::size_t>(index)] = nullptr;
         set_operands(elements);
         expect_to_c_throws("FrameworkDefinition.toC: initializationOperands[" + std::to_string(index) +
-                          "] is null");
+                           "] is null");
     }
 }
 
@@ -391,6 +391,40 @@ TEST_F(FrameworkDefinitionTest, ToCAfterFreeMakesARecordAgain)
     EXPECT_EQ(jvm.run(to_c, self), 0);
     expect_record(1, &operands[0]);
     EXPECT_EQ(heap.made(), 2U);
+}
+
+// The frame
+
+TEST_F(FrameworkDefinitionTest, WhereTheScopeDoesNotOpenItsStatusIsReturnedAndNothingDone)
+{
+    expect_status_alone(to_c, self);
+    expect_status_alone(to_java, self);
+}
+
+TEST_F(FrameworkDefinitionTest, BeforeInit0ToCDoesNothing)
+{
+    expect_no_work_before_init0(to_c, self, {"entry 672", "exit 709"});
+}
+
+TEST_F(FrameworkDefinitionTest, BeforeInit0ToJavaDoesNothing)
+{
+    expect_no_work_before_init0(to_java, self, {"entry 724", "exit 731"});
+}
+
+TEST_F(FrameworkDefinitionTest, BeforeInit0FreeDoesNothing)
+{
+    expect_no_call_before_init0(free_record, self);
+    jvm.set_long(self, "pointer", 0);
+}
+
+TEST_F(FrameworkDefinitionTest, WhatIsTracedChangesNothingInWhatIsDone)
+{
+    expect_same_calls_however_traced([&] {
+        set_records({&operands[0], &operands[1]});
+        EXPECT_EQ(jvm.run(to_c, self), 0);
+        EXPECT_EQ(jvm.run(to_java, self), 0);
+        jvm.run(free_record, self);
+    });
 }
 
 } // namespace

@@ -1031,5 +1031,41 @@ TEST_F(InitializationOperandTest, FreeTwiceIsHarmless)
     EXPECT_EQ(heap.freed(), freed);
 }
 
+// The frame
+
+TEST_F(InitializationOperandTest, WhereTheScopeDoesNotOpenItsStatusIsReturnedAndNothingDone)
+{
+    expect_status_alone(to_c, self);
+    put_wide_name(bind_engine_record(), u"name");
+    expect_status_alone(to_java, self);
+}
+
+TEST_F(InitializationOperandTest, BeforeInit0ToCDoesNothing)
+{
+    expect_no_work_before_init0(to_c, self, {"entry 1015", "exit 1082"});
+}
+
+TEST_F(InitializationOperandTest, BeforeInit0ToJavaDoesNothing)
+{
+    expect_no_work_before_init0(to_java, self, {"entry 1108", "exit 1243"});
+}
+
+TEST_F(InitializationOperandTest, BeforeInit0FreeDoesNothing)
+{
+    expect_no_call_before_init0(free_record, self);
+    jvm.set_long(self, "pointer", 0);
+}
+
+TEST_F(InitializationOperandTest, WhatIsTracedChangesNothingInWhatIsDone)
+{
+    expect_same_calls_however_traced([&] {
+        set_name(u"name");
+        set_value(u"value");
+        EXPECT_EQ(jvm.run(to_c, self), 0);
+        EXPECT_EQ(jvm.run(to_java, self), 0);
+        jvm.run(free_record, self);
+    });
+}
+
 } // namespace
 } // namespace velk::test

@@ -667,5 +667,40 @@ TEST_F(ServiceDefinitionTest, FreeTwiceIsHarmless)
     EXPECT_EQ(heap.freed(), 1U);
 }
 
+// The frame
+
+TEST_F(ServiceDefinitionTest, WhereTheScopeDoesNotOpenItsStatusIsReturnedAndNothingDone)
+{
+    expect_status_alone(to_c, self);
+    bind_engine_record(1, 1);
+    expect_status_alone(to_java, self);
+}
+
+TEST_F(ServiceDefinitionTest, BeforeInit0ToCDoesNothing)
+{
+    expect_no_work_before_init0(to_c, self, {"entry 785", "exit 849"});
+}
+
+TEST_F(ServiceDefinitionTest, BeforeInit0ToJavaDoesNothing)
+{
+    expect_no_work_before_init0(to_java, self, {"entry 878", "exit 964"});
+}
+
+TEST_F(ServiceDefinitionTest, BeforeInit0FreeDoesNothing)
+{
+    expect_no_call_before_init0(free_record, self);
+    jvm.set_long(self, "pointer", 0);
+}
+
+TEST_F(ServiceDefinitionTest, WhatIsTracedChangesNothingInWhatIsDone)
+{
+    expect_same_calls_however_traced([&] {
+        set_children({&operands[0], &operands[1]}, {&fields[0]});
+        EXPECT_EQ(jvm.run(to_c, self), 0);
+        EXPECT_EQ(jvm.run(to_java, self), 0);
+        jvm.run(free_record, self);
+    });
+}
+
 } // namespace
 } // namespace velk::test
