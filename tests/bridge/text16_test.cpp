@@ -82,6 +82,17 @@ TEST(Text16Copy, CopiesTheTextAndFillsTheRestWithZeroUnits)
 {
     for (std::size_t units = 0; units < longest; ++units) {
         const std::u16string text(units, u'a');
+        std::u16string source = text + u'\0';
+        source.resize(longest, u'b');
+        EXPECT_EQ(copied(source, longest), u'#' + text + std::u16string(longest - units, u'\0') + u'#');
+    }
+}
+
+// A record may say more units than its text has memory for: the text ends at its zero unit.
+TEST(Text16Copy, ReadsNothingBehindTheFirstZeroUnit)
+{
+    for (std::size_t units = 0; units < longest; ++units) {
+        const std::u16string text(units, u'a');
         EXPECT_EQ(copied(text + u'\0', longest), u'#' + text + std::u16string(longest - units, u'\0') + u'#');
     }
 }
