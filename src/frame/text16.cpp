@@ -34,7 +34,9 @@ std::size_t length(const char16_t* text, std::size_t limit)
 
 void copy(char16_t* destination, const char16_t* source, std::size_t count)
 {
-    const std::size_t units = length(source, count);
+    // Unit by unit: nothing behind the first zero unit may be read, for there may be no memory behind it.
+    std::size_t units = 0;
+    while (units < count && source[units] != 0) ++units;
     std::memcpy(destination, source, units * sizeof(char16_t));
     std::memset(destination + units, 0, (count - units) * sizeof(char16_t));
 }

@@ -10,7 +10,7 @@ namespace velk::text16 {
 // Units before the first zero unit (wcslen).
 std::size_t length(const char16_t* text);
 
-// Units before the first zero unit, at most limit; reads no further than that (wcsnlen).
+// Units before the first zero unit, at most limit (wcsnlen). It reads in blocks: all of limit must be there.
 std::size_t length(const char16_t* text, std::size_t limit);
 
 // Copies up to the first zero unit, at most count units, and fills the rest of count with zero units
