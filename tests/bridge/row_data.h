@@ -27,7 +27,7 @@ public:
     static Bytes of(const void* memory, std::size_t size)
     {
         Bytes bytes(size);
-        std::memcpy(bytes.content.data(), memory, size);
+        if (size > 0) std::memcpy(bytes.content.data(), memory, size);
         return bytes;
     }
     template <class Record> static Bytes of(const Record& record) { return of(&record, sizeof record); }
