@@ -69,37 +69,52 @@ char32_t another(const Choice& choice)
 
 // Where the digits of a number start to count. Zeros before stay and the digit here gets no zero, so that
 // a masked number is as wide as its value; of a zero the last digit is exchanged.
-std::size_t leading_digit(std::u16string_view number)
+struct NumberStart {
+    bool is_number;
+    std::size_t position; // 0 in other text
+};
+
+NumberStart start_of_number(std::u16string_view number)
 {
     const std::size_t first = number.find_first_of(u"123456789");
-    return first != std::u16string_view::npos ? first : number.find_last_of(u'0');
+    return {true,
+            std::min(first != std::u16string_view::npos ? first : number.find_last_of(u'0'), number.size())};
 }
 
-void mask_value(KeyedInput& input, std::u16string_view value, std::size_t start, Results& results)
+Choice choice_at(char32_t code_point, std::size_t position, const NumberStart& start)
+{
+    if (position < start.position) return {{nullptr, 0}, false};
+    return {membership(code_point), start.is_number && position == start.position};
+}
+
+// Chance may draw every character as it was. A value never comes back unmasked where it can be changed.
+void change_first(std::u16string_view value, const NumberStart& start, std::u16string& text,
+                  std::size_t offset)
+{
+    for (std::size_t position = 0; position < value.size();) {
+        const std::size_t at = position;
+        const Choice choice = choice_at(next_code_point(value, position), at, start);
+        if (choice.membership.of == nullptr) continue;
+        std::u16string replacement;
+        append(replacement, another(choice));
+        text.replace(offset + at, position - at, replacement);
+        return;
+    }
+}
+
+void mask_value(KeyedInput& input, std::u16string_view value, const NumberStart& start, Results& results)
 {
     const std::size_t offset = results.text.size();
     Draws draws(input.digest(value));
-    Choice first{{nullptr, 0}, false};
-    std::size_t first_at = 0;
-    std::size_t first_length = 0;
     for (std::size_t position = 0; position < value.size();) {
         const std::size_t at = position;
         const char32_t code_point = next_code_point(value, position);
-        const bool exempt = start != std::u16string_view::npos && at < start;
-        const Choice choice{exempt ? Membership{nullptr, 0} : membership(code_point), at == start};
-        if (choice.membership.of == nullptr) {
-            append(results.text, code_point);
-            continue;
-        }
-        if (first.membership.of == nullptr) first = choice, first_at = at, first_length = position - at;
-        append(results.text, character(choice, draws.below(size_of(choice))));
+        const Choice choice = choice_at(code_point, at, start);
+        const bool stays = choice.membership.of == nullptr;
+        append(results.text, stays ? code_point : character(choice, draws.below(size_of(choice))));
     }
-    // Chance may draw every character anew as it was. A value never comes back unmasked where it need not.
-    if (first.membership.of != nullptr && std::u16string_view(results.text).substr(offset) == value) {
-        std::u16string replacement;
-        append(replacement, another(first));
-        results.text.replace(offset + first_at, first_length, replacement);
-    }
+    if (std::u16string_view(results.text).substr(offset) == value)
+        change_first(value, start, results.text, offset);
     close_result(results, offset);
 }
 
@@ -111,7 +126,7 @@ Mask make_classes(RuleArguments& arguments, const RuleContext& context)
     const bool number = is_number_type(context.column.type);
     return [input, number](Values values, Results& results) mutable {
         for (const std::u16string_view value : values)
-            mask_value(input, value, number ? leading_digit(value) : std::u16string_view::npos, results);
+            mask_value(input, value, number ? start_of_number(value) : NumberStart{false, 0}, results);
     };
 }
 
