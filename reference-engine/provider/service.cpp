@@ -87,10 +87,11 @@ void write_null(DATA& field)
 // What is wrong with the value of a cell, if anything.
 ErrorCode check_value(const ColumnLimits& limits, std::u16string_view value)
 {
-    if (!is_well_formed(value)) return value_ill_formed;
+    // The length first: a longer value may have been cut in the middle of a surrogate pair on its way here.
     const bool limited = limits.length > 0 && limits.type.name != TypeName::text;
     if (limited && value.size() > limits.length && code_point_count(value) > limits.length)
         return value_too_long;
+    if (!is_well_formed(value)) return value_ill_formed;
     return is_value_of(limits.type, value) ? ErrorCode{} : value_not_of_type;
 }
 
