@@ -18,9 +18,9 @@ def split(name):
 def main(path):
     with open(path, encoding="utf-8") as file:
         run = json.load(file)["benchmarks"]
-    errors = [f"{b['run_name']}: {b['error_message']}" for b in run if b.get("error_occurred")]
+    errors = {f"{b['run_name']}: {b['error_message']}" for b in run if b.get("error_occurred")}
     if errors:
-        sys.exit("\n".join(errors))
+        sys.exit("\n".join(sorted(errors)))
     times = medians(run)
     measured = [split(name) for name in times if not name.startswith("plain ")]
     if not measured:
