@@ -76,6 +76,8 @@ enum ErrorCode : std::int32_t {
     result_longer_than_column = 7315,
     fixed_text_unfit = 7316,
     value_missing = 7317,
+    list_file_unreadable = 7318,
+    list_file_unusable = 7319,
 
     // Provider.
     handle_address_missing = 7401,
@@ -96,6 +98,12 @@ enum ErrorCode : std::int32_t {
     row_width_differs = 7506,
     row_field_count_differs = 7507,
     value_buffer_missing = 7508,
+    value_no_card_number = 7509,
+    value_no_address = 7510,
+    value_outside_alphabet = 7511,
+    value_too_short_to_encrypt = 7512,
+    value_too_long_to_encrypt = 7513,
+    date_without_choice = 7514,
 
     // A text conversion.
     conversion_replaced = 7591,

@@ -118,15 +118,22 @@ Cell read_cell(const Column& column, DATA& field)
     return cell;
 }
 
+// Of all functions only an exchange of digits can leave its type: an integer's range. A number can also
+// become longer than a column that was declared shorter than its type.
+bool result_fits(const ColumnLimits& limits, std::u16string_view text)
+{
+    if (!is_number_type(limits.type)) return true;
+    return is_value_of(limits.type, text) && (limits.length == 0 || text.size() <= limits.length);
+}
+
 void write_result(const Provider& provider, const Column& column, Cell& cell, const Results& results,
                   const Result& result)
 {
+    if (result.error != 0) return write_error(provider, column, cell, result.error);
     const std::u16string_view text = text_of(results, result);
     // What is nothing stays null where the rule makes nothing of it.
     if (result.is_null || (cell.was_null && text.empty())) return write_null(*cell.field);
-    // Of all functions only an exchange of digits can leave its type: an integer's range.
-    const bool fits = !is_number_type(column.limits.type) || is_value_of(column.limits.type, text);
-    if (!fits || !write_text(*cell.field, text))
+    if (!result_fits(column.limits, text) || !write_text(*cell.field, text))
         return write_error(provider, column, cell, result_does_not_fit);
     cell.field->isNull = 0;
     cell.field->errorCode = 0;
