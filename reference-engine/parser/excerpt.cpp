@@ -167,7 +167,7 @@ std::string_view nearest(std::string_view name, std::span<const std::string_view
 std::string advice(std::string_view name, std::string_view kind, std::span<const std::string_view> known)
 {
     std::string result;
-    if (const std::string_view near = nearest(name, known); !near.empty())
+    if (const std::string_view near = nearest(name, known); !near.empty() && near != name)
         result = "Did you mean \"" + std::string(near) + "\"? ";
     result += kind;
     result += ": ";
