@@ -56,7 +56,16 @@ enum ErrorCode : std::int32_t {
     key_variable_unset = 7228,
     key_file_unreadable = 7229,
     key_too_short = 7230,
-    masking_strings_unavailable = 7290,
+    parse_request_damaged = 7231,
+    code_page_unsupported = 7232,
+    dbms_type_unsupported = 7233,
+    pair_buffer_missing = 7234,
+    pair_buffer_too_small = 7235,
+    pair_count_differs = 7236,
+    build_request_damaged = 7237,
+    service_id_buffer_too_small = 7238,
+    error_details_missing = 7239,
+    error_details_damaged = 7240,
 
     // Rules and their arguments.
     function_unknown = 7301,
@@ -76,6 +85,23 @@ enum ErrorCode : std::int32_t {
     result_longer_than_column = 7315,
     fixed_text_unfit = 7316,
     value_missing = 7317,
+    list_file_unreadable = 7318,
+    list_file_unusable = 7319,
+
+    // Masking strings.
+    string_too_long = 7320,
+    too_many_pairs = 7321,
+    key_character_unexpected = 7322,
+    key_part_missing = 7323,
+    key_with_three_parts = 7324,
+    equals_sign_missing = 7325,
+    call_not_closed = 7326,
+    key_repeated = 7327,
+    key_unknown = 7328,
+    attribute_unknown = 7329,
+    reserved_word_with_attribute = 7330,
+    rule_quoted = 7331,
+    service_missing = 7332,
 
     // Provider.
     handle_address_missing = 7401,
@@ -96,6 +122,12 @@ enum ErrorCode : std::int32_t {
     row_width_differs = 7506,
     row_field_count_differs = 7507,
     value_buffer_missing = 7508,
+    value_no_card_number = 7509,
+    value_no_address = 7510,
+    value_outside_alphabet = 7511,
+    value_too_short_to_encrypt = 7512,
+    value_too_long_to_encrypt = 7513,
+    date_without_choice = 7514,
 
     // A text conversion.
     conversion_replaced = 7591,

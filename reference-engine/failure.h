@@ -5,16 +5,25 @@
 
 #include "error_codes.h"
 
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace velk::engine {
+
+// A part of a text, in bytes.
+struct Place {
+    std::size_t start = 0;
+    std::size_t length = 0;
+};
 
 struct Failure {
     ErrorCode code;
     std::string subject{}; // what the heading quotes: a name, a number, a file
     std::string detail{};  // where it happened: lines of text
     std::string advice{};  // what may help in this very case
+    std::optional<Place> place{}; // in the text that was read, where it is known
 };
 
 inline void add_detail(Failure& failure, std::string_view line)

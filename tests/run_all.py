@@ -60,7 +60,7 @@ def layers():
     yield "sources", [sys.executable, "tests/library/sources_test.py"], unittest_count
     yield "libraries", [sys.executable, "tests/library/libraries_test.py"], unittest_count
     for preset in ["linux", "asan"]:
-        for name in ["bridge_tests", "reference_engine_tests"]:
+        for name in ["bridge_tests", "reference_engine_tests", "masking_string_tests"]:
             yield f"{name} ({preset})", [f"build/{preset}/bin/{name}"], googletest
     yield "java", ["mvn", "-B", "-ntp", "verify"], surefire
     yield "end to end, Java 17", [end_to_end, JDK17], closing_line

@@ -1,24 +1,94 @@
-// The adapter's operations. This build reads no masking strings, and says so.
+// The adapter's operations.
 
 #include "engine/adapter.h"
 
-#include "error_codes.h"
+#include "adapter/definition.h"
+#include "adapter/records.h"
+#include "parser/error_text.h"
+#include "parser/report.h"
+#include "provider/records.h"
+
+#include <algorithm>
+#include <new>
 
 namespace velk {
 
+namespace {
+
+using namespace engine;
+
+void require_request(const PGDA* request)
+{
+    if (request == nullptr || !has_header(*request, "PGDA") || request->parameters == nullptr ||
+        !has_header(*request->parameters, "PRMA") || request->pSvcDef == nullptr ||
+        request->pSvcId == nullptr)
+        throw Failure{build_request_damaged};
+    const PRMA& parameters = *request->parameters;
+    if (parameters.input == nullptr || parameters.input->pParamString == nullptr ||
+        parameters.iParmStrBytes < 0)
+        throw Failure{build_request_damaged};
+}
+
+std::string_view source_of(const PGDA& request)
+{
+    const PRMA& parameters = *request.parameters;
+    return {parameters.input->pParamString, static_cast<std::size_t>(parameters.iParmStrBytes)};
+}
+
+void write_id(const std::string& id, const PGDA& request)
+{
+    if (request.iSvcIdBytes < 0 || static_cast<std::size_t>(request.iSvcIdBytes) <= id.size())
+        throw Failure{service_id_buffer_too_small, std::to_string(request.iSvcIdBytes)};
+    std::copy_n(id.c_str(), id.size() + 1, request.pSvcId);
+}
+
+void build(const PGDA& request, std::string_view source)
+{
+    const ServiceDefinition definition = define_service(read_entries(*request.parameters), source);
+    write_id(definition.id, request);
+    build_records(definition, *request.pSvcDef);
+}
+
+std::int32_t report(const Failure& failure, std::string_view source)
+{
+    const MessageText text = error_text(failure, source);
+    Parser_ReportError(failure.code, text.heading.c_str(), text.detail.c_str(), text.trailing.c_str());
+    return failure.code;
+}
+
+} // namespace
+
+// Nothing has to be prepared.
 std::int32_t Adapter_Init()
 {
-    return engine::masking_strings_unavailable;
+    return 0;
 }
 
-std::int32_t Adapter_BuildServiceDefinition(PGDA*)
+std::int32_t Adapter_BuildServiceDefinition(PGDA* request)
 {
-    return engine::masking_strings_unavailable;
+    std::string_view source;
+    try {
+        try {
+            require_request(request);
+            source = source_of(*request);
+            build(*request, source);
+            return 0;
+        } catch (const Failure& failure) {
+            return report(failure, source);
+        }
+    } catch (const std::bad_alloc&) {
+        return out_of_memory;
+    } catch (...) {
+        return internal_error;
+    }
 }
 
-std::int32_t Adapter_FreeServiceDefinition(SVCA*)
+// The record's header may be gone: a build that failed early has not written it yet.
+std::int32_t Adapter_FreeServiceDefinition(SVCA* service)
 {
-    return engine::masking_strings_unavailable;
+    if (service == nullptr) return service_record_damaged;
+    free_records(*service);
+    return 0;
 }
 
 } // namespace velk

@@ -2,47 +2,13 @@
 // choices of a value are drawn from the keyed hash of the whole value.
 
 #include "datacnv/unicode.h"
+#include "masking/draws.h"
 #include "masking/functions.h"
 #include "masking/unicode_classes.h"
-
-#include <algorithm>
 
 namespace velk::engine {
 
 namespace {
-
-// Numbers below a size, drawn from 32 bits each: the first eight from the hash of the value, the others
-// from the hash of that hash and a counter.
-class Draws {
-public:
-    explicit Draws(const Digest& seed) : block_(seed)
-    {
-        std::copy(seed.begin(), seed.end(), counted_.begin());
-    }
-
-    std::uint32_t below(std::uint32_t size)
-    {
-        if (used_ == digest_size) refill();
-        std::uint64_t bits = 0;
-        for (const std::size_t end = used_ + 4; used_ < end; ++used_) bits = bits << 8 | block_[used_];
-        return static_cast<std::uint32_t>(bits * size >> 32);
-    }
-
-private:
-    void refill()
-    {
-        ++counter_;
-        for (std::size_t i = 0; i < 4; ++i)
-            counted_[digest_size + i] = static_cast<std::uint8_t>(counter_ >> (24 - 8 * i));
-        block_ = sha256(counted_);
-        used_ = 0;
-    }
-
-    Digest block_;
-    std::array<std::uint8_t, digest_size + 4> counted_{};
-    std::size_t used_ = 0;
-    std::uint32_t counter_ = 0;
-};
 
 // What a character may be exchanged for: the members of a class, or the digits 1 to 9.
 struct Choice {

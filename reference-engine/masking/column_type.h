@@ -31,6 +31,11 @@ inline bool is_number_type(const ColumnType& type)
     return type.name == TypeName::decimal || type.name == TypeName::integer;
 }
 
+inline bool is_date_type(const ColumnType& type)
+{
+    return type.name == TypeName::date || type.name == TypeName::timestamp;
+}
+
 // Whether the text is written as a value of the type is. Its length is not looked at: a column's limit
 // stands in its definition.
 //   integer    [-]digits, 64 bits signed

@@ -30,4 +30,9 @@ Mask make_fixed(RuleArguments& arguments, const RuleContext& context)
     };
 }
 
+std::size_t longest_fixed(RuleArguments& arguments)
+{
+    return code_point_count(to_utf16(take_only(arguments, "a text")));
+}
+
 } // namespace velk::engine

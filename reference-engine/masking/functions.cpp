@@ -12,22 +12,33 @@ namespace velk::engine {
 
 namespace {
 
-enum class Fits { every_type, numbers_and_text, text_only };
+enum class Fits { every_type, numbers_and_text, text_only, numbers_only, dates_only };
+
+enum class Mapping { one_to_one, lossy };
 
 struct Function {
     std::string_view name;
     Mask (*make)(RuleArguments&, const RuleContext&);
     bool needs_key;
     Fits fits;
+    Mapping mapping;
+    std::size_t (*longest)(RuleArguments&) = nullptr; // null: no result is longer than its value
 };
 
 constexpr Function functions[] = {
-    {"classes", make_classes, true, Fits::numbers_and_text},
-    {"fixed", make_fixed, false, Fits::every_type}, // whose text is checked against the type
-    {"hash", make_hash, true, Fits::text_only},
-    {"keep", make_keep, false, Fits::every_type},
-    {"null", make_null, false, Fits::every_type},
-    {"partial", make_partial, true, Fits::text_only},
+    {"card", make_card, true, Fits::text_only, Mapping::one_to_one},
+    {"classes", make_classes, true, Fits::numbers_and_text, Mapping::lossy},
+    {"dateshift", make_dateshift, true, Fits::dates_only, Mapping::lossy},
+    {"dict", make_dict, true, Fits::text_only, Mapping::lossy, longest_dict},
+    {"email", make_email, true, Fits::text_only, Mapping::lossy, longest_email},
+    {"ff1", make_ff1, true, Fits::text_only, Mapping::one_to_one},
+    // The fixed text is checked against the type.
+    {"fixed", make_fixed, false, Fits::every_type, Mapping::lossy, longest_fixed},
+    {"hash", make_hash, true, Fits::text_only, Mapping::lossy, longest_hash},
+    {"keep", make_keep, false, Fits::every_type, Mapping::one_to_one},
+    {"noise", make_noise, true, Fits::numbers_only, Mapping::lossy},
+    {"null", make_null, false, Fits::every_type, Mapping::lossy},
+    {"partial", make_partial, true, Fits::text_only, Mapping::lossy},
 };
 
 constexpr auto function_names = [] {
@@ -47,8 +58,18 @@ const Function& function_named(std::string_view name)
 
 bool fits(Fits fits, const ColumnType& type)
 {
-    if (fits == Fits::every_type || is_character_type(type)) return true;
-    return fits == Fits::numbers_and_text && is_number_type(type);
+    switch (fits) {
+    case Fits::numbers_and_text:
+        return is_number_type(type) || is_character_type(type);
+    case Fits::text_only:
+        return is_character_type(type);
+    case Fits::numbers_only:
+        return is_number_type(type);
+    case Fits::dates_only:
+        return is_date_type(type);
+    default:
+        return true;
+    }
 }
 
 } // namespace
@@ -77,6 +98,14 @@ std::size_t take_number(RuleArguments& arguments, std::string_view name, std::si
                   std::string(name) + "=" + shown(*text),
                   {},
                   "A whole number from " + std::to_string(from) + " to " + std::to_string(to) + "."};
+}
+
+std::size_t take_needed_number(RuleArguments& arguments, std::string_view name, std::size_t from,
+                               std::size_t to)
+{
+    const std::size_t number = take_number(arguments, name, 0, from, to); // 0: not said
+    if (number == 0) throw Failure{argument_missing, std::string(name)};
+    return number;
 }
 
 std::string take_only(RuleArguments& arguments, std::string_view what)
@@ -136,6 +165,18 @@ Mask make_mask(std::string_view name, std::string_view text, const RuleContext& 
 bool is_function(std::string_view name)
 {
     return std::find(function_names.begin(), function_names.end(), name) != function_names.end();
+}
+
+bool is_one_to_one(std::string_view function)
+{
+    return function_named(function).mapping == Mapping::one_to_one;
+}
+
+std::size_t longest_result(std::string_view name, std::string_view text)
+{
+    const Function& function = function_named(name);
+    RuleArguments arguments{parse_arguments(text)};
+    return function.longest == nullptr ? 0 : function.longest(arguments);
 }
 
 std::string function_advice(std::string_view name)

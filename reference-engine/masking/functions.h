@@ -34,6 +34,9 @@ struct RuleArguments {
 std::optional<std::string> take_text(RuleArguments& arguments, std::string_view name);
 std::size_t take_number(RuleArguments& arguments, std::string_view name, std::size_t unsaid, std::size_t from,
                         std::size_t to);
+// An argument that must be said; from is at least 1.
+std::size_t take_needed_number(RuleArguments& arguments, std::string_view name, std::size_t from,
+                               std::size_t to);
 std::string take_only(RuleArguments& arguments, std::string_view what); // the argument known by its place
 std::string take_scope(RuleArguments& arguments, std::string_view function);
 void refuse_rest(const RuleArguments& arguments);
@@ -47,6 +50,15 @@ struct RuleContext {
 Mask make_mask(std::string_view function, std::string_view arguments, const RuleContext& context);
 
 bool is_function(std::string_view name);
+
+// Whether different values get different results. Of `card` that holds for numbers whose check digit is
+// right. Throws a Failure if there is no such function.
+bool is_one_to_one(std::string_view function);
+
+// The longest result in code points where it may exceed the value, else 0: the length that a column of type
+// text is declared with. Throws a Failure where the arguments do not say it.
+std::size_t longest_result(std::string_view function, std::string_view arguments);
+
 std::string function_advice(std::string_view name);
 
 // Refuse a rule whose result cannot stand in its column: one of that length, one of that text.
@@ -73,5 +85,17 @@ Mask make_fixed(RuleArguments& arguments, const RuleContext& context);
 Mask make_partial(RuleArguments& arguments, const RuleContext& context);
 Mask make_classes(RuleArguments& arguments, const RuleContext& context);
 Mask make_hash(RuleArguments& arguments, const RuleContext& context);
+Mask make_card(RuleArguments& arguments, const RuleContext& context);
+Mask make_email(RuleArguments& arguments, const RuleContext& context);
+Mask make_dict(RuleArguments& arguments, const RuleContext& context);
+Mask make_dateshift(RuleArguments& arguments, const RuleContext& context);
+Mask make_noise(RuleArguments& arguments, const RuleContext& context);
+Mask make_ff1(RuleArguments& arguments, const RuleContext& context);
+
+// The longest result of each function whose result may be longer than its value.
+std::size_t longest_fixed(RuleArguments& arguments);
+std::size_t longest_hash(RuleArguments& arguments);
+std::size_t longest_email(RuleArguments& arguments);
+std::size_t longest_dict(RuleArguments& arguments);
 
 } // namespace velk::engine

@@ -6,7 +6,7 @@ namespace velk::engine {
 
 namespace {
 
-constexpr std::size_t longest_hash = 2 * digest_size; // hexadecimal digits
+constexpr std::size_t whole_hash = 2 * digest_size; // hexadecimal digits
 constexpr std::size_t usual_hash = 32;
 
 void add_digits(Results& results, const Digest& digest, std::size_t length)
@@ -23,7 +23,7 @@ void add_digits(Results& results, const Digest& digest, std::size_t length)
 
 Mask make_hash(RuleArguments& arguments, const RuleContext& context)
 {
-    const std::size_t length = take_number(arguments, "length", usual_hash, 1, longest_hash);
+    const std::size_t length = longest_hash(arguments);
     KeyedInput input(*context.key, "hash", take_scope(arguments, "hash"));
     refuse_rest(arguments);
     require_length(length, context.column);
@@ -35,6 +35,12 @@ Mask make_hash(RuleArguments& arguments, const RuleContext& context)
                 add_digits(results, input.digest(value), length);
         }
     };
+}
+
+// Every result is as long as the arguments say.
+std::size_t longest_hash(RuleArguments& arguments)
+{
+    return take_number(arguments, "length", usual_hash, 1, whole_hash);
 }
 
 } // namespace velk::engine

@@ -1,11 +1,10 @@
 #include "masking/key.h"
 
 #include "failure.h"
+#include "masking/file.h"
 #include "parser/excerpt.h"
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <string>
 
 namespace velk::engine {
@@ -21,18 +20,14 @@ std::string from_environment(std::string_view name)
 
 std::string from_file(std::string_view path)
 {
-    const std::u8string utf8(path.begin(), path.end());
-    std::ifstream file(std::filesystem::path(utf8), std::ios::binary);
-    std::string bytes;
-    char block[4096];
-    while (file.read(block, sizeof block) || file.gcount() > 0)
-        bytes.append(block, static_cast<std::size_t>(file.gcount()));
-    if (!file.is_open() || file.bad()) throw Failure{key_file_unreadable, shown(path)};
+    std::optional<std::string> file = read_file(path);
+    if (!file) throw Failure{key_file_unreadable, shown(path)};
+    std::string& bytes = *file;
     if (bytes.ends_with("\r\n"))
         bytes.resize(bytes.size() - 2);
     else if (bytes.ends_with('\n'))
         bytes.pop_back();
-    return bytes;
+    return std::move(bytes);
 }
 
 std::string key_bytes(std::string_view source)

@@ -3,6 +3,8 @@
 // What a masking function makes of one column of a row set: one result for each value, in order. The
 // texts stand one behind the other, so that a column costs few allocations.
 
+#include "error_codes.h"
+
 #include <cstddef>
 #include <span>
 #include <string>
@@ -18,6 +20,7 @@ struct Result {
     std::size_t offset = 0; // of the result's text, in units
     std::size_t length = 0;
     bool is_null = false;
+    ErrorCode error{}; // 0: none; else the value could not be masked
 };
 
 struct Results {
@@ -40,6 +43,11 @@ inline void close_result(Results& results, std::size_t offset)
 inline void add_null(Results& results)
 {
     results.list.push_back({results.text.size(), 0, true});
+}
+
+inline void add_error(Results& results, ErrorCode error)
+{
+    results.list.push_back({results.text.size(), 0, false, error});
 }
 
 inline std::u16string_view text_of(const Results& results, const Result& result)

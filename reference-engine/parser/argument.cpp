@@ -8,13 +8,6 @@ namespace velk::engine {
 
 namespace {
 
-[[noreturn]] void fail(const Scanner& scanner, ErrorCode code, std::string subject = {})
-{
-    Failure failure{code, std::move(subject)};
-    add_detail(failure, "at byte " + std::to_string(scanner.position + 1));
-    throw failure;
-}
-
 bool is_letter(char character)
 {
     return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
@@ -25,13 +18,6 @@ bool is_digit(char character)
     return character >= '0' && character <= '9';
 }
 
-bool is_white_space(char32_t code_point)
-{
-    return code_point == 0x0B || code_point == 0x0C || code_point == 0x85 || code_point == 0xA0 ||
-           code_point == 0x1680 || (code_point >= 0x2000 && code_point <= 0x200A) || code_point == 0x2028 ||
-           code_point == 0x2029 || code_point == 0x202F || code_point == 0x205F || code_point == 0x3000;
-}
-
 bool ends_bare(char32_t code_point)
 {
     if (code_point < 0x20 || (code_point >= 0x7F && code_point < 0xA0)) return true;
@@ -39,30 +25,9 @@ bool ends_bare(char32_t code_point)
            std::string_view(" ,;()='\"#").find(static_cast<char>(code_point)) != std::string_view::npos;
 }
 
-// The character here, without moving on. A NUL is as unusable as an ill-formed byte: later texts end there.
-char32_t peek(const Scanner& scanner)
-{
-    std::size_t position = scanner.position;
-    const char32_t code_point = next_code_point(scanner.text, position);
-    if (code_point == ill_formed || code_point == 0) fail(scanner, text_ill_formed);
-    return code_point;
-}
-
 void move_on(Scanner& scanner)
 {
     next_code_point(scanner.text, scanner.position);
-}
-
-// Why no value can start or go on here.
-[[noreturn]] void fail_at_character(const Scanner& scanner)
-{
-    if (at_end(scanner)) fail(scanner, value_missing);
-    const char32_t code_point = peek(scanner);
-    if (code_point == '#') fail(scanner, number_sign_unquoted);
-    if (is_white_space(code_point)) fail(scanner, white_space_unquoted, code_point_name(code_point));
-    std::string character;
-    append(character, code_point);
-    fail(scanner, character_unexpected, shown(character));
 }
 
 std::string scan_bare(Scanner& scanner)
@@ -163,20 +128,51 @@ void refuse_repetition(const std::vector<Argument>& arguments, const Argument& a
 {
     for (const Argument& earlier : arguments)
         if (!argument.name.empty() && earlier.name == argument.name)
-            throw Failure{argument_repeated, shown(argument.name)};
-    if (arguments.size() == argument_limit) throw Failure{too_many_arguments};
+            throw Failure{argument_repeated, shown(argument.name), {}, {}, argument.place};
+    if (arguments.size() == argument_limit) throw Failure{too_many_arguments, {}, {}, {}, argument.place};
+}
+
+// Up to the end of the text, or to the closing character.
+std::vector<Argument> scan_arguments(Scanner& scanner, char closing)
+{
+    const auto ends = [&] { return at_end(scanner) || (closing != 0 && next_is(scanner, closing)); };
+    std::vector<Argument> arguments;
+    scan_blanks(scanner);
+    while (!ends()) {
+        Argument argument = scan_argument(scanner);
+        refuse_repetition(arguments, argument);
+        arguments.push_back(std::move(argument));
+        scan_blanks(scanner);
+        if (ends()) break;
+        if (!scan_character(scanner, ',')) fail_at_character(scanner);
+        scan_blanks(scanner);
+        if (ends()) fail_at_character(scanner); // nothing behind the comma
+    }
+    return arguments;
 }
 
 } // namespace
+
+bool is_white_space(char32_t code_point)
+{
+    return code_point == 0x0B || code_point == 0x0C || code_point == 0x85 || code_point == 0xA0 ||
+           code_point == 0x1680 || (code_point >= 0x2000 && code_point <= 0x200A) || code_point == 0x2028 ||
+           code_point == 0x2029 || code_point == 0x202F || code_point == 0x205F || code_point == 0x3000;
+}
 
 bool at_end(const Scanner& scanner)
 {
     return scanner.position >= scanner.text.size();
 }
 
+bool next_is(const Scanner& scanner, char character)
+{
+    return !at_end(scanner) && scanner.text[scanner.position] == character;
+}
+
 bool scan_character(Scanner& scanner, char character)
 {
-    if (at_end(scanner) || scanner.text[scanner.position] != character) return false;
+    if (!next_is(scanner, character)) return false;
     ++scanner.position;
     return true;
 }
@@ -186,6 +182,36 @@ void scan_blanks(Scanner& scanner)
     while (scan_character(scanner, ' ') || scan_character(scanner, '\t') || scan_character(scanner, '\r') ||
            scan_character(scanner, '\n')) {
     }
+}
+
+// A NUL is as unusable as an ill-formed byte: later texts end there.
+char32_t peek(const Scanner& scanner)
+{
+    std::size_t position = scanner.position;
+    const char32_t code_point = next_code_point(scanner.text, position);
+    if (code_point == ill_formed || code_point == 0) fail(scanner, text_ill_formed);
+    return code_point;
+}
+
+void fail(const Scanner& scanner, ErrorCode code, std::string subject, std::string advice)
+{
+    std::size_t end = scanner.position;
+    if (!at_end(scanner)) next_code_point(scanner.text, end);
+    Failure failure{
+        code, std::move(subject), {}, std::move(advice), Place{scanner.position, end - scanner.position}};
+    add_detail(failure, "at byte " + std::to_string(scanner.position + 1));
+    throw failure;
+}
+
+void fail_at_character(const Scanner& scanner, ErrorCode unexpected)
+{
+    if (at_end(scanner)) fail(scanner, value_missing);
+    const char32_t code_point = peek(scanner);
+    if (code_point == '#') fail(scanner, number_sign_unquoted);
+    if (is_white_space(code_point)) fail(scanner, white_space_unquoted, code_point_name(code_point));
+    std::string character;
+    append(character, code_point);
+    fail(scanner, unexpected, shown(character));
 }
 
 std::string scan_name(Scanner& scanner)
@@ -202,9 +228,8 @@ std::string scan_name(Scanner& scanner)
 
 std::string scan_value(Scanner& scanner)
 {
-    if (at_end(scanner)) fail_at_character(scanner);
-    if (scanner.text[scanner.position] == '\'') return scan_squoted(scanner);
-    if (scanner.text[scanner.position] == '"') return scan_dquoted(scanner);
+    if (next_is(scanner, '\'')) return scan_squoted(scanner);
+    if (next_is(scanner, '"')) return scan_dquoted(scanner);
     return scan_bare(scanner);
 }
 
@@ -214,30 +239,36 @@ Argument scan_argument(Scanner& scanner)
     const Scanner start = scanner;
     std::string name = scan_name(scanner);
     scan_blanks(scanner);
-    if (name.empty() || !scan_character(scanner, '=')) {
+    if (!name.empty() && scan_character(scanner, '=')) {
+        scan_blanks(scanner);
+    } else {
+        name.clear();
         scanner = start;
-        return {{}, scan_value(scanner)};
     }
-    scan_blanks(scanner);
-    return {std::move(name), scan_value(scanner)};
+    std::string value = scan_value(scanner);
+    return {std::move(name), std::move(value), {start.position, scanner.position - start.position}};
+}
+
+void scan_call(Scanner& scanner)
+{
+    const Scanner opening = scanner;
+    scan_character(scanner, '(');
+    scan_arguments(scanner, ')');
+    if (!scan_character(scanner, ')')) fail(opening, call_not_closed);
+}
+
+std::string value_of(std::string_view text)
+{
+    Scanner scanner{text};
+    std::string value = scan_value(scanner);
+    if (!at_end(scanner)) fail_at_character(scanner);
+    return value;
 }
 
 std::vector<Argument> parse_arguments(std::string_view text)
 {
-    std::vector<Argument> arguments;
     Scanner scanner{text};
-    scan_blanks(scanner);
-    while (!at_end(scanner)) {
-        Argument argument = scan_argument(scanner);
-        refuse_repetition(arguments, argument);
-        arguments.push_back(std::move(argument));
-        scan_blanks(scanner);
-        if (at_end(scanner)) break;
-        if (!scan_character(scanner, ',')) fail_at_character(scanner);
-        scan_blanks(scanner);
-        if (at_end(scanner)) fail_at_character(scanner); // nothing behind the comma
-    }
-    return arguments;
+    return scan_arguments(scanner, 0);
 }
 
 } // namespace velk::engine

@@ -37,16 +37,36 @@ std::size_t skip_blanks(std::string_view text, std::size_t position)
     return std::min(text.find_first_not_of(" \t\r\n", position), text.size());
 }
 
-// Where the value that starts at position ends: behind its closing quote, or before a separator.
+// Behind the closing quote of what opens at position.
+std::size_t quoted_end(std::string_view text, std::size_t position)
+{
+    const char quote = text[position++];
+    for (; position < text.size(); ++position) {
+        if (quote == '"' && text[position] == '\\')
+            ++position;
+        else if (text[position] == quote)
+            return position + 1; // a doubled quote opens the next part of the same value
+    }
+    return text.size();
+}
+
+// Where the value that starts at position ends. A secret may be ill-formed as a value, so this goes on to the
+// next separator that is neither quoted nor in parentheses.
 std::size_t value_end(std::string_view text, std::size_t position)
 {
-    if (position == text.size()) return position;
-    const char quote = text[position];
-    if (quote == '\'' || quote == '"') {
-        const std::size_t closing = text.find(quote, position + 1);
-        return closing == std::string_view::npos ? text.size() : closing + 1;
+    std::size_t depth = 0;
+    while (position < text.size()) {
+        const char character = text[position];
+        if (character == '\'' || character == '"') {
+            position = quoted_end(text, position);
+            continue;
+        }
+        if (depth == 0 && std::string_view(" \t\r\n,;)").find(character) != std::string_view::npos) break;
+        if (character == '(') ++depth;
+        if (character == ')') --depth;
+        ++position;
     }
-    return std::min(text.find_first_of(" \t\r\n,;)", position), text.size());
+    return position;
 }
 
 // Where the value of the next `key` starts, at or behind position; the text's size if there is none.
@@ -106,19 +126,27 @@ bool names_key_source(std::string_view value)
     return value.starts_with("env:") || value.starts_with("file:");
 }
 
+std::vector<Place> secret_places(std::string_view text)
+{
+    std::vector<Place> places;
+    for (std::size_t position = 0; position < text.size();) {
+        const std::size_t start = next_key_value(text, position);
+        position = value_end(text, start);
+        if (position > start && !names_key_source(text.substr(start, position - start)))
+            places.push_back({start, position - start});
+    }
+    return places;
+}
+
 std::string without_key(std::string_view text)
 {
     std::string result;
     std::size_t copied = 0;
-    while (copied < text.size()) {
-        const std::size_t start = next_key_value(text, copied);
-        const std::size_t end = value_end(text, start);
-        const bool secret = end > start && !names_key_source(text.substr(start, end - start));
-        result += text.substr(copied, (secret ? start : end) - copied);
-        if (secret) result += "***";
-        copied = end;
+    for (const Place& secret : secret_places(text)) {
+        result.append(text.substr(copied, secret.start - copied)).append("***");
+        copied = secret.start + secret.length;
     }
-    return result;
+    return result.append(text.substr(copied));
 }
 
 std::string_view nearest(std::string_view name, std::span<const std::string_view> known)
@@ -139,7 +167,7 @@ std::string_view nearest(std::string_view name, std::span<const std::string_view
 std::string advice(std::string_view name, std::string_view kind, std::span<const std::string_view> known)
 {
     std::string result;
-    if (const std::string_view near = nearest(name, known); !near.empty())
+    if (const std::string_view near = nearest(name, known); !near.empty() && near != name)
         result = "Did you mean \"" + std::string(near) + "\"? ";
     result += kind;
     result += ": ";

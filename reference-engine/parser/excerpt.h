@@ -2,10 +2,13 @@
 
 // Text of the user as it may appear in a message or a trace.
 
+#include "failure.h"
+
 #include <cstddef>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace velk::engine {
 
@@ -22,6 +25,7 @@ std::string code_point_name(char32_t code_point);
 // A secret that was written where only its source may stand must not be repeated: the value of `key`
 // becomes ***, unless it names an environment variable or a file.
 std::string without_key(std::string_view text);
+std::vector<Place> secret_places(std::string_view text); // what becomes ***, in order
 bool names_key_source(std::string_view value);
 
 // The known name that resembles the given one most, empty if none does.

@@ -1,36 +1,165 @@
-// The parser's operations. This build reads no masking strings, and says so.
+// The parser's operations.
 
 #include "engine/parser.h"
 
-#include "error_codes.h"
+#include "parser/error_slot.h"
+#include "parser/pairs.h"
+#include "parser/report.h"
+#include "provider/records.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
 
 namespace velk {
 
-std::int32_t Parser_Init()
+namespace {
+
+using namespace engine;
+
+constexpr std::int32_t code_page_utf8 = 65001;
+constexpr char dbms_type_none = 'N';
+constexpr char sizing_mode = 'M';
+constexpr char extraction_mode = 'A';
+
+// The text of a request, once it is known to be one.
+std::string_view source_of(const PRMA* request)
 {
-    return engine::masking_strings_unavailable;
+    if (request == nullptr || !has_header(*request, "PRMA") || request->mode != sizing_mode ||
+        request->input == nullptr || request->iParmStrBytes < 0 || request->input->pParamString == nullptr)
+        throw Failure{parse_request_damaged};
+    return {request->input->pParamString, static_cast<std::size_t>(request->iParmStrBytes)};
 }
 
-std::int32_t Parser_ParseParameters(PRMA*)
+void require_encoding(const InputDescriptor& input)
 {
-    return engine::masking_strings_unavailable;
+    if (input.iCodePage != code_page_utf8)
+        throw Failure{code_page_unsupported, std::to_string(input.iCodePage)};
+    if (input.cDBMSType != dbms_type_none)
+        throw Failure{dbms_type_unsupported, std::to_string(static_cast<unsigned char>(input.cDBMSType))};
+}
+
+void measure(const std::vector<Pair>& pairs, PRMA& request)
+{
+    std::size_t key = 0;
+    std::size_t value = 0;
+    for (const Pair& pair : pairs) {
+        key = std::max(key, pair.key.length);
+        value = std::max(value, pair.value.length);
+    }
+    request.pairCount = static_cast<std::int32_t>(pairs.size());
+    request.keySize = static_cast<std::int32_t>(key + 1); // with a terminator
+    request.valueSize = static_cast<std::int32_t>(value + 1);
+}
+
+void copy_part(std::string_view part, char* buffer, std::int32_t capacity)
+{
+    if (buffer == nullptr) throw Failure{pair_buffer_missing};
+    if (capacity < 0 || static_cast<std::size_t>(capacity) <= part.size())
+        throw Failure{pair_buffer_too_small, std::to_string(capacity)};
+    std::copy(part.begin(), part.end(), buffer);
+    buffer[part.size()] = '\0';
+}
+
+void extract(std::string_view source, const std::vector<Pair>& pairs, const PRMA& request)
+{
+    if (request.entryCount < 0 || static_cast<std::size_t>(request.entryCount) != pairs.size())
+        throw Failure{pair_count_differs,
+                      std::to_string(request.entryCount) + " and " + std::to_string(pairs.size())};
+    if (request.entries == nullptr && !pairs.empty()) throw Failure{parse_request_damaged};
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+        KVPA& entry = request.entries[i];
+        if (!has_header(entry, "KVPA")) throw Failure{parse_request_damaged};
+        copy_part(source.substr(pairs[i].key.start, pairs[i].key.length), entry.key, entry.keySize);
+        copy_part(source.substr(pairs[i].value.start, pairs[i].value.length), entry.value, entry.valueSize);
+        store_place(entry, pairs[i]);
+    }
+}
+
+void parse(std::string_view source, PRMA& request)
+{
+    require_encoding(*request.input);
+    const std::vector<Pair> pairs = parse_pairs(source);
+    if (request.extractionMode == extraction_mode)
+        extract(source, pairs, request);
+    else
+        measure(pairs, request);
+}
+
+// Runs an operation with the slot locked; its failure is the result.
+template <typename Work> std::int32_t guarded(Work work) noexcept
+{
+    try {
+        const std::lock_guard lock(error_slot().mutex);
+        work(error_slot());
+        return 0;
+    } catch (const Failure& failure) {
+        return failure.code;
+    } catch (const std::bad_alloc&) {
+        return out_of_memory;
+    } catch (...) {
+        return internal_error;
+    }
+}
+
+} // namespace
+
+// Nothing has to be prepared.
+std::int32_t Parser_Init()
+{
+    return 0;
+}
+
+std::int32_t Parser_ParseParameters(PRMA* request)
+{
+    const std::int32_t code = guarded([=](ErrorSlot& slot) {
+        slot.error.reset();
+        std::string_view source;
+        try {
+            source = source_of(request);
+            parse(source, *request);
+        } catch (Failure& failure) {
+            if (failure.place) failure.detail.clear(); // which speaks of a rule on its own
+            put_error(slot, failure.code, error_text(failure, source));
+            throw;
+        }
+    });
+    const bool extraction =
+        request != nullptr && has_header(*request, "PRMA") && request->extractionMode == extraction_mode;
+    if (code != 0 && extraction) request->failed = 1;
+    return code;
 }
 
 std::int32_t Parser_GetErrorInfoSize(std::int16_t* count, std::int32_t* size)
 {
-    if (count != nullptr) *count = 0;
-    if (size != nullptr) *size = 0;
-    return 0;
+    return guarded([=](const ErrorSlot& slot) {
+        if (count != nullptr) *count = slot.error ? 1 : 0;
+        if (size != nullptr) *size = slot.error ? static_cast<std::int32_t>(details_size) : 0;
+    });
 }
 
-std::int32_t Parser_GetErrorInfo(ECBD*)
+std::int32_t Parser_GetErrorInfo(ECBD* details)
 {
-    return engine::masking_strings_unavailable;
+    return guarded([=](ErrorSlot& slot) {
+        if (details == nullptr || !has_header(*details, "ECBD")) throw Failure{error_details_damaged};
+        if (!slot.error) throw Failure{error_details_missing};
+        write_details(*slot.error, *details);
+        slot.error.reset();
+    });
 }
 
-std::int32_t Parser_FormatErrorText(EMSG*)
+std::int32_t Parser_FormatErrorText(EMSG* request)
 {
-    return engine::masking_strings_unavailable;
+    return guarded([=](const ErrorSlot&) {
+        if (!is_message_request(request)) throw Failure{message_request_damaged};
+        if (request->details == nullptr) throw Failure{error_details_damaged};
+        write_message(read_details(*request->details), *request->buffers);
+    });
+}
+
+void Parser_ReportError(std::int32_t code, const char* heading, const char* detail, const char* trailing)
+{
+    guarded([=](ErrorSlot& slot) { put_error(slot, code, {heading, detail, trailing}); });
 }
 
 } // namespace velk

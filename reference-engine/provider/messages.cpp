@@ -1,17 +1,12 @@
 #include "provider/messages.h"
 
-#include "engine/provider.h"
-
 #include "datacnv/unicode.h"
 #include "provider/records.h"
-#include "provider/state.h"
 
 #include <algorithm>
 #include <iterator>
 
-namespace velk {
-
-namespace engine {
+namespace velk::engine {
 
 namespace {
 
@@ -115,8 +110,29 @@ constexpr Message table[] = {
     {key_file_unreadable, "the key file cannot be read", "The key is read from this file.",
      "Check the path and its permissions."},
     {key_too_short, "the key is too short", "A key has at least 16 bytes.", "Use a longer key."},
-    {masking_strings_unavailable, "masking strings are not available in this build",
-     "This build of the engine has no parser for them.", "Build the service column by column."},
+    {parse_request_damaged, "not a parse request",
+     "A record's eye-catcher, version or length is not the expected one, or the text is missing.",
+     "Pass a complete PRMA record with its input, mode and entries."},
+    {code_page_unsupported, "code page not supported", "Masking strings are read as UTF-8.",
+     "Pass the text in UTF-8 and the code page 65001."},
+    {dbms_type_unsupported, "DBMS type not supported", "Masking strings speak of no database.",
+     "Pass the type N."},
+    {pair_buffer_missing, "a pair has no buffer", "The buffer of a key or a value is null.",
+     "Give each entry both buffers; there may be too little memory for them."},
+    {pair_buffer_too_small, "a pair's buffer is too small",
+     "A key or a value does not fit with its terminator.", "Use the sizes that the sizing pass gives."},
+    {pair_count_differs, "the number of entries is not that of the pairs",
+     "Both passes must read the same text.", "Use the count that the sizing pass gives."},
+    {build_request_damaged, "not a build request",
+     "A record's eye-catcher, version or length is not the expected one, or a part is missing.",
+     "Pass a complete PGDA record with the parsed entries."},
+    {service_id_buffer_too_small, "the buffer for the service id is too small",
+     "The id does not fit with its terminator.", "Use a buffer of 10 bytes."},
+    {error_details_missing, "there is no error to tell of", "No parse failed since the last error was read.",
+     "Ask for the size first: it says whether there is one."},
+    {error_details_damaged, "not a block of error details",
+     "Its eye-catcher, version or length is not that of an ECBD record, or it was not filled.",
+     "Fill the block with the parser's details first."},
 
     {function_unknown, "unknown function", "No masking function has this name.",
      "Correct the function's name."},
@@ -151,6 +167,40 @@ constexpr Message table[] = {
      "It is not written as the type's values are.", "Choose another text or another type."},
     {value_missing, "a value is missing", "The text ends where a value should stand.",
      "Add the value; an empty one is written ''."},
+    {list_file_unreadable, "the list file cannot be read", "The values of dict come from this file.",
+     "Check the path and its permissions."},
+    {list_file_unusable, "not a list",
+     "A list has one entry in each line, in UTF-8, and at least two entries that differ.",
+     "Correct the file."},
+
+    {string_too_long, "the masking string is too long", "It has at most 65536 bytes.",
+     "Shorten it: comments count as well."},
+    {too_many_pairs, "too many pairs", "A masking string has at most 1024.",
+     "Leave columns to another service."},
+    {key_character_unexpected, "unexpected character where a key stands",
+     "A key is a name, or a text between double quotes.",
+     "A name has ASCII letters, digits, _ and - and starts with a letter. Put any other key between double "
+     "quotes."},
+    {key_part_missing, "a key ends behind its point", "The name of an attribute should follow.",
+     "Attributes: type, unique."},
+    {key_with_three_parts, "a key has too many parts", "It has two at most: a column and an attribute.",
+     "Put a column's name that has a point in it between double quotes."},
+    {equals_sign_missing, "no = behind a key", "A pair is a key, = and a value.",
+     "Write key = value. A value of several words is quoted."},
+    {call_not_closed, "a parenthesis is not closed", "The function's arguments do not end.", "Add the )."},
+    {key_repeated, "key given twice", "Each column, attribute and word of the service may stand once.",
+     "Remove one of the two."},
+    {key_unknown, "unknown key", "It is no word of the service, and its value is no rule of a column.",
+     "Correct the key."},
+    {attribute_unknown, "unknown attribute of a column", "A column has a type and may be unique.",
+     "Remove it or correct its name."},
+    {reserved_word_with_attribute, "a word of the service has no attributes",
+     "service, key, on_error and on_null speak of the service.",
+     "Put the word between double quotes where it is the name of a column."},
+    {rule_quoted, "a rule is not quoted", "It is a function with or without arguments.",
+     "Write the function without quotes; a text for every value is fixed('...')."},
+    {service_missing, "the masking string does not name its service", "The service's id is required.",
+     "Add service=..., 1 to 9 ASCII letters, digits, _ and -."},
 
     {handle_address_missing, "no place for the provider's handle", "The address for the handle is null.",
      "Pass the address of a 32-bit integer."},
@@ -186,6 +236,22 @@ constexpr Message table[] = {
      "No field of the row is given back."},
     {value_buffer_missing, "the value has no buffer", "The record gives the buffer a size but no address.",
      "The value was not masked."},
+    {value_no_card_number, "the value is not a card number",
+     "It has too few digits behind those that are kept, or a character that is no digit, blank or "
+     "punctuation.",
+     "The value was not masked and is not given back."},
+    {value_no_address, "the value is not an e-mail address",
+     "An address is a name, an @ and a domain, without blanks.",
+     "The value was not masked and is not given back."},
+    {value_outside_alphabet, "the value has a character that is not of the rule's alphabet",
+     "Only blanks and punctuation stay where they are.", "Name an alphabet that has it."},
+    {value_too_short_to_encrypt, "the value is too short to be encrypted",
+     "There are fewer than a million values of its length, which are found by trying.",
+     "Choose a function that need not be undone."},
+    {value_too_long_to_encrypt, "the value is too long to be encrypted",
+     "It has more than 1000 characters of the alphabet.", "Choose another function for long texts."},
+    {date_without_choice, "the date cannot be moved",
+     "No other date within its reach lies in the rule's bounds.", "Allow more days or wider bounds."},
     {conversion_replaced, "text was repaired in a conversion", "What was ill-formed became U+FFFD.",
      "Correct the text before it is converted."},
     {conversion_truncated, "text was cut in a conversion", "The result does not fit its buffer.",
@@ -193,32 +259,6 @@ constexpr Message table[] = {
     {conversion_source_missing, "a conversion has no text",
      "The address of the text is null, its length is not 0.", "Pass the address of the text."},
 };
-
-// Together below 3,000 bytes of UTF-8, so that the whole text fits wherever it is converted to.
-constexpr std::size_t heading_bytes = 500;
-constexpr std::size_t detail_bytes = 1000;
-constexpr std::size_t trailing_bytes = 1400;
-
-const Message* find_message(std::uint32_t code)
-{
-    const auto* found = std::find_if(std::begin(table), std::end(table), [code](const Message& message) {
-        return static_cast<std::uint32_t>(message.code) == code;
-    });
-    return found == std::end(table) ? nullptr : found;
-}
-
-std::string heading_of(const Message& message, const Failure* failure)
-{
-    std::string heading = std::to_string(message.code) + " " + std::string(message.heading);
-    if (failure != nullptr && !failure->subject.empty()) heading += " \"" + failure->subject + "\"";
-    return heading;
-}
-
-// What is known of the very case stands before what holds for every case.
-std::string joined(const std::string& special, std::string_view general, char separator)
-{
-    return special.empty() ? std::string(general) : special + separator + std::string(general);
-}
 
 // As many whole characters as fit, and a terminator.
 void write_text(char16_t* buffer, std::uint32_t capacity, std::string_view text, std::size_t bytes)
@@ -235,28 +275,6 @@ void write_text(char16_t* buffer, std::uint32_t capacity, std::string_view text,
     *buffer = 0;
 }
 
-bool is_request(const EMSG& request)
-{
-    return has_header(request, "EMSG") && request.textEncoding == wide_message && request.buffers != nullptr;
-}
-
-// The last failure is the reason to ask for its own code only.
-const Failure* failure_with(std::uint32_t code)
-{
-    const std::optional<Failure>& last = state().last_failure;
-    return last && static_cast<std::uint32_t>(last->code) == code ? &*last : nullptr;
-}
-
-void write_message(const Message& message, const Failure* failure, const MessageBuffers& buffers)
-{
-    static const Failure nothing{};
-    const Failure& special = failure != nullptr ? *failure : nothing;
-    write_text(buffers.text1, buffers.capacity1, heading_of(message, failure), heading_bytes);
-    write_text(buffers.text2, buffers.capacity2, joined(special.detail, message.detail, '\n'), detail_bytes);
-    write_text(buffers.text3, buffers.capacity3, joined(special.advice, message.trailing, ' '),
-               trailing_bytes);
-}
-
 } // namespace
 
 std::span<const Message> messages()
@@ -264,22 +282,32 @@ std::span<const Message> messages()
     return table;
 }
 
-} // namespace engine
-
-// Its own failures are not remembered: they would replace the one that is asked about.
-std::int32_t Provider_GetErrorMessage(EMSG* request)
+const Message* find_message(std::uint32_t code)
 {
-    using namespace engine;
-    if (request == nullptr || !is_request(*request)) return message_request_damaged;
-    const Message* message = find_message(request->errorCode);
-    if (message == nullptr) return message_unknown;
-    try {
-        const std::lock_guard lock(state().mutex);
-        write_message(*message, failure_with(request->errorCode), *request->buffers);
-        return 0;
-    } catch (...) {
-        return out_of_memory;
-    }
+    const auto* found = std::find_if(std::begin(table), std::end(table), [code](const Message& message) {
+        return static_cast<std::uint32_t>(message.code) == code;
+    });
+    return found == std::end(table) ? nullptr : found;
 }
 
-} // namespace velk
+std::string heading_of(const Message& message, std::string_view subject)
+{
+    std::string heading = std::to_string(message.code) + " " + std::string(message.heading);
+    if (!subject.empty()) heading.append(" \"").append(subject).append("\"");
+    return heading;
+}
+
+bool is_message_request(const EMSG* request)
+{
+    return request != nullptr && has_header(*request, "EMSG") && request->textEncoding == wide_message &&
+           request->buffers != nullptr;
+}
+
+void write_message(const MessageText& text, const MessageBuffers& buffers)
+{
+    write_text(buffers.text1, buffers.capacity1, text.heading, heading_bytes);
+    write_text(buffers.text2, buffers.capacity2, text.detail, detail_bytes);
+    write_text(buffers.text3, buffers.capacity3, text.trailing, trailing_bytes);
+}
+
+} // namespace velk::engine

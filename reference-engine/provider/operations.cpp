@@ -13,16 +13,12 @@ namespace {
 
 using namespace engine;
 
-constexpr std::size_t longest_service_id = 9;
-
 // The id's length comes in UTF-16 units, which for the characters allowed here are bytes as well.
 void require_service_id(const char* id, std::int32_t length)
 {
-    constexpr char allowed[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-";
     if (id == nullptr) throw Failure{service_id_invalid};
     const std::size_t size = ::strnlen(id, longest_service_id + 1);
-    if (size == 0 || size > longest_service_id || size != static_cast<std::size_t>(length) ||
-        std::strspn(id, allowed) != size)
+    if (size != static_cast<std::size_t>(length) || !is_service_id({id, size}))
         throw Failure{service_id_invalid};
 }
 

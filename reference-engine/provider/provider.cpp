@@ -16,16 +16,7 @@ namespace {
 
 constexpr std::int16_t exchanged_type = 6; // 16-bit text, whatever the declared type
 
-constexpr std::array<std::string_view, 3> service_operands{"key", "on_error", "on_null"};
 constexpr std::array<std::string_view, 2> attributes{"type", "unique"};
-constexpr std::array<std::string_view, 3> error_ways{"null", "fixed", "stop"};
-constexpr std::array<std::string_view, 2> null_ways{"keep", "mask"};
-
-template <std::size_t size>
-bool contains(const std::array<std::string_view, size>& names, std::string_view name)
-{
-    return std::find(names.begin(), names.end(), name) != names.end();
-}
 
 struct Operand {
     std::string name;
@@ -108,7 +99,7 @@ const Operand& rule_of(const std::vector<Operand>& operands)
 {
     const Operand* rule = nullptr;
     for (const Operand& operand : operands) {
-        if (contains(attributes, operand.name)) continue;
+        if (std::find(attributes.begin(), attributes.end(), operand.name) != attributes.end()) continue;
         if (rule != nullptr)
             throw Failure{column_with_two_rules, shown(rule->name) + " and " + shown(operand.name)};
         rule = &operand;
@@ -131,56 +122,22 @@ void compile_column(Column& column, const std::vector<Operand>& operands, const 
     }
 }
 
-// `fixed('...')`: the text between the parentheses, as a rule's argument.
-std::u16string parse_error_text(const std::string& text)
-{
-    constexpr std::string_view opening = "fixed(";
-    if (!text.starts_with(opening) || !text.ends_with(')'))
-        throw Failure{on_error_unknown, shown(text), {}, advice(text, "Ways", error_ways)};
-    RuleArguments arguments{
-        parse_arguments(std::string_view(text).substr(opening.size(), text.size() - opening.size() - 1))};
-    std::string value = take_only(arguments, "a text");
-    refuse_rest(arguments);
-    return to_utf16(value);
-}
-
-void read_on_error(const std::string& text, Provider& provider)
-{
-    if (text == "stop")
-        provider.on_error = OnError::stop;
-    else if (text == "null")
-        provider.on_error = OnError::null;
-    else {
-        provider.error_text = parse_error_text(text);
-        provider.on_error = OnError::fixed;
-    }
-}
-
 void read_service_operands(const std::vector<Operand>& operands, Provider& provider)
 {
-    for (const Operand& operand : operands)
-        if (!contains(service_operands, operand.name))
-            throw Failure{service_operand_unknown,
-                          shown(operand.name),
-                          {},
-                          advice(operand.name, "Operands", service_operands)};
+    for (const Operand& operand : operands) require_service_operand(operand.name);
     refuse_repetition(operands);
     if (const std::string* key = find_text(operands, "key"))
         provider.key = std::make_unique<HmacKey>(read_key(*key));
-    if (const std::string* way = find_text(operands, "on_error")) read_on_error(*way, provider);
-    if (const std::string* way = find_text(operands, "on_null")) {
-        if (!contains(null_ways, *way))
-            throw Failure{on_null_unknown, shown(*way), {}, advice(*way, "Ways", null_ways)};
-        provider.masks_null = *way == "mask";
-    }
+    if (const std::string* way = find_text(operands, "on_error")) provider.on_error = parse_on_error(*way);
+    if (const std::string* way = find_text(operands, "on_null")) provider.masks_null = masks_null(*way);
 }
 
 // Of a text column the limit speaks of its rule only; a longer error text is judged value by value.
 void require_error_text_fits(const Provider& provider, const Column& column)
 {
-    if (provider.on_error != OnError::fixed || column.limits.type.name == TypeName::text) return;
+    if (provider.on_error.way != OnError::fixed || column.limits.type.name == TypeName::text) return;
     try {
-        require_fit(provider.error_text, column.limits);
+        require_fit(provider.on_error.text, column.limits);
     } catch (Failure& failure) {
         add_detail(failure, "on_error = fixed(...)");
         add_place(failure, column);

@@ -4,6 +4,7 @@
 
 #include "failure.h"
 #include "masking/functions.h"
+#include "masking/service_options.h"
 #include "records/definitions.h"
 
 #include <memory>
@@ -19,19 +20,10 @@ struct Column {
     Mask mask;
 };
 
-// What a value in error leaves in its field, beside the error code.
-enum class OnError : std::uint8_t {
-    clear, // an empty buffer: unless something else is said
-    null,
-    fixed,
-    stop, // the whole row set is cleared and the call fails
-};
-
 struct Provider {
     std::unique_ptr<HmacKey> key; // null: no rule needs one. The columns' masks refer to it.
-    OnError on_error = OnError::clear;
-    std::u16string error_text; // of OnError::fixed
-    bool masks_null = false;   // a null is masked as an empty value is, and stays null if the result is empty
+    ErrorWay on_error;
+    bool masks_null = false; // a null is masked as an empty value is, and stays null if the result is empty
     std::vector<Column> columns;
 };
 

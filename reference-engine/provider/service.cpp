@@ -64,15 +64,15 @@ bool write_text(DATA& field, std::u16string_view text)
 bool error_text_fits(const Provider& provider, const ColumnLimits& limits, const Cell& cell)
 {
     return limits.type.name != TypeName::text ||
-           provider.error_text.size() <= std::max(cell.value.size(), 2 * limits.length);
+           provider.on_error.text.size() <= std::max(cell.value.size(), 2 * limits.length);
 }
 
 void write_error(const Provider& provider, const Column& column, Cell& cell, ErrorCode code)
 {
-    const bool fixed = provider.on_error == OnError::fixed && error_text_fits(provider, column.limits, cell);
+    const bool fixed = provider.on_error.way == OnError::fixed && error_text_fits(provider, column.limits, cell);
     clear_buffer(*cell.field);
-    if (provider.on_error == OnError::null) cell.field->isNull = 1;
-    if (fixed && write_text(*cell.field, provider.error_text)) cell.field->isNull = 0;
+    if (provider.on_error.way == OnError::null) cell.field->isNull = 1;
+    if (fixed && write_text(*cell.field, provider.on_error.text)) cell.field->isNull = 0;
     cell.field->errorCode = code;
     cell.error = code;
 }
@@ -119,15 +119,22 @@ Cell read_cell(const Column& column, DATA& field)
     return cell;
 }
 
+// Of all functions only an exchange of digits can leave its type: an integer's range. A number can also
+// become longer than a column that was declared shorter than its type.
+bool result_fits(const ColumnLimits& limits, std::u16string_view text)
+{
+    if (!is_number_type(limits.type)) return true;
+    return is_value_of(limits.type, text) && (limits.length == 0 || text.size() <= limits.length);
+}
+
 void write_result(const Provider& provider, const Column& column, Cell& cell, const Results& results,
                   const Result& result)
 {
+    if (result.error != 0) return write_error(provider, column, cell, result.error);
     const std::u16string_view text = text_of(results, result);
     // What is nothing stays null where the rule makes nothing of it.
     if (result.is_null || (cell.was_null && text.empty())) return write_null(*cell.field);
-    // Of all functions only an exchange of digits can leave its type: an integer's range.
-    const bool fits = !is_number_type(column.limits.type) || is_value_of(column.limits.type, text);
-    if (!fits || !write_text(*cell.field, text))
+    if (!result_fits(column.limits, text) || !write_text(*cell.field, text))
         return write_error(provider, column, cell, result_does_not_fit);
     cell.field->isNull = 0;
     cell.field->errorCode = 0;
@@ -177,7 +184,7 @@ void mask_column(const Provider& provider, RowSet& set, std::size_t index)
     mask_cells(provider, column, cells);
     for (std::size_t i = 0; i < cells.size(); ++i) {
         if (cells[i].error == 0) continue;
-        if (provider.on_error == OnError::stop) stop_at(column, row_of[i], cells[i].error);
+        if (provider.on_error.way == OnError::stop) stop_at(column, row_of[i], cells[i].error);
         set.rows[row_of[i]]->hasError = 1;
     }
 }
@@ -219,7 +226,7 @@ void begin_rows(const Provider& provider, RowSet& set)
         const std::int32_t error = set.errors[row];
         set.rows[row]->hasError = 0;
         if (error == 0) continue;
-        if (provider.on_error == OnError::stop)
+        if (provider.on_error.way == OnError::stop)
             throw Failure{static_cast<ErrorCode>(error), {}, "row " + std::to_string(row + 1)};
         clear_row(*set.rows[row], error);
     }

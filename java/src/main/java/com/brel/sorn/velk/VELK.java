@@ -1,6 +1,7 @@
 package com.brel.sorn.velk;
 
 import com.brel.sorn.velk.internal.FrameworkDefinition;
+import com.brel.sorn.velk.internal.ServiceDefinition;
 
 /** Start and end of the native library and of the engine's framework. */
 public final class VELK {
@@ -20,6 +21,15 @@ public final class VELK {
    * @return 0, or the status of the trace facility
    */
   public native int initializeFramework0(FrameworkDefinition definition);
+
+  /**
+   * Builds the native record of a service from a masking string, and sets the service's name.
+   *
+   * @param maskingString the masking string
+   * @param target a definition without a native record of its own; left as it is on failure
+   * @return 0, or the status of the trace facility (nothing was parsed then)
+   */
+  public native int parseVELKSyntaxString(String maskingString, ServiceDefinition target);
 
   /**
    * Ends the engine's framework.

@@ -84,6 +84,7 @@ class ContractTest {
         Set.of(
             "void init0()",
             "int initializeFramework0(FrameworkDefinition)",
+            "int parseVELKSyntaxString(String, ServiceDefinition)",
             "int terminateFramework0()",
             "int destroy0()"),
         natives(VELK.class));

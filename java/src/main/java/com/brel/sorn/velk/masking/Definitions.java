@@ -62,6 +62,29 @@ final class Definitions {
     Bridge.check(definition.toC(), "ServiceDefinition.toC");
   }
 
+  /** Makes the objects of a definition that came as records, and fills them; once only. */
+  static void toJava(ServiceDefinition definition) {
+    Bridge.check(definition.toJava(), "ServiceDefinition.toJava");
+    for (InitializationOperand operand : definition.initializationOperands) {
+      Bridge.check(operand.toJava(), "InitializationOperand.toJava");
+    }
+    for (FieldDefinition field : definition.fieldDefinitions) {
+      Bridge.check(field.toJava(), "FieldDefinition.toJava");
+    }
+  }
+
+  /** Takes an operand of the whole out of a definition with records, and frees its record. */
+  static void remove(ServiceDefinition definition, String name) {
+    for (InitializationOperand operand : List.copyOf(definition.initializationOperands)) {
+      if (operand.parameterId == WHOLE && name.equals(operand.parameterName)) {
+        definition.initializationOperands.remove(operand);
+        // Links the records that are left, so that none leads to the one that goes.
+        Bridge.check(definition.toC(), "ServiceDefinition.toC");
+        operand.free();
+      }
+    }
+  }
+
   private static void toC(List<InitializationOperand> operands) {
     for (InitializationOperand operand : operands) {
       Bridge.check(operand.toC(), "InitializationOperand.toC");

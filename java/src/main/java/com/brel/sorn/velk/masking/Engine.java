@@ -14,6 +14,7 @@ public final class Engine implements AutoCloseable {
   private final EngineLibrary library;
   private final FrameworkDefinition definition;
   private final List<MaskingService> services = new ArrayList<>();
+  private final List<ParsedService> parsed = new ArrayList<>();
 
   private Engine(EngineLibrary library, FrameworkDefinition definition) {
     this.library = library;
@@ -102,12 +103,45 @@ public final class Engine implements AutoCloseable {
     return new ServiceBuilder(this, id);
   }
 
+  /**
+   * Reads a masking string.
+   *
+   * @param maskingString the masking string, such as {@code service=people key=env:MASK_KEY
+   *     name=classes}
+   * @return the service that it describes, to be opened or closed
+   * @throws IllegalArgumentException if the string contains U+0000 or half a surrogate pair; it
+   *     then never reaches the engine
+   * @throws IllegalStateException if the engine is closed
+   * @throws VELKException if the engine refuses the string, with the place and the reason
+   */
+  public ParsedService parse(String maskingString) {
+    Text.requireFitString(maskingString);
+    Bridge.LOCK.lock();
+    try {
+      requireOpen();
+      ParsedService service = ParsedService.parse(this, maskingString);
+      parsed.add(service);
+      return service;
+    } finally {
+      Bridge.LOCK.unlock();
+    }
+  }
+
+  private void requireOpen() {
+    if (Bridge.running != this) {
+      throw new IllegalStateException("the engine is closed");
+    }
+  }
+
+  /** The records of a parsed service are now another's, or none's. */
+  void forget(ParsedService service) {
+    parsed.remove(service);
+  }
+
   MaskingService start(MaskingService service) {
     Bridge.LOCK.lock();
     try {
-      if (Bridge.running != this) {
-        throw new IllegalStateException("the engine is closed");
-      }
+      requireOpen();
       service.start();
       services.add(service);
       return service;
@@ -160,6 +194,7 @@ public final class Engine implements AutoCloseable {
     // Its framework gone, the engine reads no record any more, not even of a service it kept.
     Bridge.running = null;
     List.copyOf(services).forEach(MaskingService::release);
+    List.copyOf(parsed).forEach(ParsedService::release);
     release();
     if (failure != null) {
       throw failure;

@@ -15,16 +15,22 @@ public final class MaskingService implements AutoCloseable {
   private final List<Column> columns;
   private final ServiceDefinition definition;
   private final RowPool pool;
+  private final boolean parsed;
   private int handle;
   private boolean closed;
 
   MaskingService(
-      Engine engine, String id, List<Column> columns, ServiceDefinition definition, RowPool pool) {
+      Engine engine,
+      List<Column> columns,
+      ServiceDefinition definition,
+      OnError onError,
+      boolean parsed) {
     this.engine = engine;
-    this.id = id;
+    this.id = definition.serviceId;
     this.columns = columns;
     this.definition = definition;
-    this.pool = pool;
+    this.pool = new RowPool(columns, onError);
+    this.parsed = parsed;
   }
 
   /**
@@ -137,7 +143,10 @@ public final class MaskingService implements AutoCloseable {
   /** Starts the provider; whatever fails, nothing native stays behind. */
   void start() {
     try {
-      Definitions.toC(definition);
+      // A parsed definition came with its records.
+      if (!parsed) {
+        Definitions.toC(definition);
+      }
       handle = Bridge.PROVIDER.initializeProvider0(id, definition, false);
       if (handle == 0) {
         throw new VELKException("the engine started no provider for \"" + id + "\"", 0);

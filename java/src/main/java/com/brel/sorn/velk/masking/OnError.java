@@ -1,11 +1,19 @@
 package com.brel.sorn.velk.masking;
 
+import java.util.regex.Matcher;
+import java.util.regex.Pattern;
+
 /** What becomes of a value that cannot be masked; where nothing is said, its field has an error. */
 public final class OnError {
-  /** What stands in the place of a value with an error. */
-  enum Way {
+  private static final Pattern FIXED = Pattern.compile("fixed\\(\\s*(.*?)\\s*\\)", Pattern.DOTALL);
+
+  /** What becomes of a value with an error. */
+  public enum Way {
+    /** Nothing stands in its place: its field has an error and no value. */
     ERROR,
+    /** Something else takes its place. */
     REPLACEMENT,
+    /** The batch fails. */
     FAILURE
   }
 
@@ -52,12 +60,30 @@ public final class OnError {
     return new OnError("stop", Way.FAILURE, null);
   }
 
-  Way way() {
+  /** Reads the choice as a masking string writes it; the engine has accepted it already. */
+  static OnError parse(String text) {
+    Matcher fixed = FIXED.matcher(text);
+    if (fixed.matches()) {
+      return fixed(Text.unquote(fixed.group(1)));
+    }
+    return text.equals("stop") ? stop() : nullValue();
+  }
+
+  /**
+   * Tells what becomes of a value that cannot be masked.
+   *
+   * @return the way
+   */
+  public Way way() {
     return way;
   }
 
-  /** What takes a value's place, which may be null. */
-  String replacement() {
+  /**
+   * Tells what takes a value's place.
+   *
+   * @return the text, null where the value becomes null or nothing takes its place
+   */
+  public String replacement() {
     return replacement;
   }
 

@@ -118,8 +118,7 @@ public final class ServiceBuilder {
     }
     List<Column> all =
         columns.values().stream().map(column -> column.withFallback(onError)).toList();
-    RowPool pool = new RowPool(all, onError);
-    return engine.start(new MaskingService(engine, id, all, definition(all), pool));
+    return engine.start(new MaskingService(engine, all, definition(all), onError, false));
   }
 
   private ServiceDefinition definition(List<Column> all) {

@@ -1,24 +1,39 @@
 package com.brel.sorn.velk.masking;
 
+import java.util.regex.MatchResult;
+import java.util.regex.Matcher;
+import java.util.regex.Pattern;
+
 /** Which text can be handed to the engine: well-formed, without U+0000. */
 final class Text {
+  private static final Pattern ESCAPE = Pattern.compile("\\\\(?:u\\{([0-9A-Fa-f]+)}|(.))");
+
   private Text() {}
 
   /** The code of what makes a value unfit to be sent, 0 where nothing does. */
   static int flaw(String value) {
+    int at = flawPosition(value);
+    if (at < 0) {
+      return 0;
+    }
+    return value.charAt(at) == 0 ? FieldError.ZERO_CHARACTER : FieldError.LONE_SURROGATE;
+  }
+
+  /** The first unit that makes a value unfit to be sent, -1 where none does. */
+  private static int flawPosition(String value) {
     for (int i = 0; i < value.length(); i++) {
       char unit = value.charAt(i);
       if (unit == 0) {
-        return FieldError.ZERO_CHARACTER;
+        return i;
       }
       if (Character.isSurrogate(unit)) {
         if (!startsPair(value, i)) {
-          return FieldError.LONE_SURROGATE;
+          return i;
         }
         i++;
       }
     }
-    return 0;
+    return -1;
   }
 
   static String describe(int flaw) {
@@ -46,6 +61,47 @@ final class Text {
   /** The text as a quoted argument. */
   static String quote(String text) {
     return "'" + text.replace("'", "''") + "'";
+  }
+
+  /** The text that an argument stands for, quoted with either quote or bare. */
+  static String unquote(String argument) {
+    if (argument.startsWith("'")) {
+      return argument.substring(1, argument.length() - 1).replace("''", "'");
+    }
+    return argument.startsWith("\"")
+        ? unescape(argument.substring(1, argument.length() - 1))
+        : argument;
+  }
+
+  private static String unescape(String text) {
+    return ESCAPE.matcher(text).replaceAll(match -> Matcher.quoteReplacement(escaped(match)));
+  }
+
+  private static String escaped(MatchResult escape) {
+    if (escape.group(1) != null) {
+      return Character.toString(Integer.parseInt(escape.group(1), 16));
+    }
+    char letter = escape.group(2).charAt(0);
+    return switch (letter) {
+      case 'n' -> "\n";
+      case 'r' -> "\r";
+      case 't' -> "\t";
+      default -> String.valueOf(letter);
+    };
+  }
+
+  /** Refuses a masking string that cannot be sent, and says where it cannot. */
+  static void requireFitString(String maskingString) {
+    int at = flawPosition(maskingString);
+    if (at < 0) {
+      return;
+    }
+    String before = maskingString.substring(0, at);
+    long line = 1 + before.chars().filter(unit -> unit == '\n').count();
+    int column = 1 + before.codePointCount(before.lastIndexOf('\n') + 1, at);
+    String flaw = maskingString.charAt(at) == 0 ? "U+0000" : "half a surrogate pair";
+    throw new IllegalArgumentException(
+        "line " + line + ", column " + column + " of the masking string contains " + flaw);
   }
 
   private static boolean startsPair(String value, int index) {

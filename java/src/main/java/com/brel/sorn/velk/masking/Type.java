@@ -97,6 +97,11 @@ public final class Type {
     return new Type("timestamp", LONGEST_TIMESTAMP, 0, 0);
   }
 
+  /** A type as the engine read it from a masking string, with the limit that it worked out. */
+  static Type declared(String declaration, int limit, int precision, int scale) {
+    return new Type(declaration, limit, precision, scale);
+  }
+
   private static Type limited(String name, int limit) {
     if (limit < 1 || limit > GREATEST_LIMIT) {
       throw new IllegalArgumentException(

@@ -1,0 +1,42 @@
+package com.brel.sorn.velk.masking;
+
+import java.io.IOException;
+import java.nio.file.Files;
+import java.nio.file.Path;
+
+/** Reads masking strings over and over in a heap of fixed size, and says by how much it grew. */
+final class MaskingStringProbe {
+  private static final int ROUNDS = 400;
+
+  private MaskingStringProbe() {}
+
+  public static void main(String[] args) throws IOException {
+    StringBuilder text = new StringBuilder("service=s on_error=stop");
+    for (int i = 0; i < 40; i++) {
+      text.append(" column_").append(i).append("=fixed('").append("x".repeat(100)).append("')");
+    }
+    try (Engine engine = Engine.open()) {
+      repeat(engine, text.toString());
+      long before = residentKilobytes();
+      repeat(engine, text.toString());
+      System.out.println("grown by " + Math.max(0, residentKilobytes() - before) + " KiB");
+    }
+  }
+
+  /** Dropped unopened, opened as it is, and opened with an operand taken out. */
+  private static void repeat(Engine engine, String text) {
+    for (int i = 0; i < ROUNDS; i++) {
+      engine.parse(text).close();
+      engine.parse(text).open().close();
+      engine.parse(text).tellErrors().open().close();
+    }
+  }
+
+  private static long residentKilobytes() throws IOException {
+    return Files.readAllLines(Path.of("/proc/self/status")).stream()
+        .filter(line -> line.startsWith("VmRSS"))
+        .mapToLong(line -> Long.parseLong(line.replaceAll("\\D", "")))
+        .findFirst()
+        .orElseThrow();
+  }
+}

@@ -1,0 +1,257 @@
+package com.brel.sorn.velk.masking;
+
+import static com.brel.sorn.velk.masking.Columns.rows;
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertNotEquals;
+import static org.junit.jupiter.api.Assertions.assertNull;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import com.brel.sorn.velk.VELKException;
+import com.brel.sorn.velk.internal.FieldDefinition;
+import com.brel.sorn.velk.internal.ServiceDefinition;
+import java.nio.file.Path;
+import java.util.List;
+import java.util.Optional;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.io.TempDir;
+
+class MaskingStringTest {
+  private static final int FUNCTION_UNKNOWN = 7301;
+  private static final int KEY_VARIABLE_UNSET = 7228;
+  private static final int VALUE_TOO_LONG = 7502;
+
+  @TempDir Path folder;
+
+  @Test
+  void aServiceIsMadeFromAMaskingString() {
+    try (Engine engine = Engine.open();
+        MaskingService service =
+            engine.parse("service=people key=env:MASK_KEY a=hash(length=12) b=keep").open()) {
+      MaskedRows masked = service.mask(List.of(List.of("x", "y")));
+      assertEquals(List.of("a", "b"), masked.columnNames());
+      assertTrue(masked.value(0, 0).matches("[0-9a-f]{12}"), masked.value(0, 0));
+      assertEquals("y", masked.value(0, 1));
+    }
+  }
+
+  @Test
+  void aMaskingStringMasksLikeTheSameServiceBuiltInJava() {
+    List<List<String>> values = rows("Zoë", "4012 8888", "", "a😀b");
+    try (Engine engine = Engine.open();
+        MaskingService built = Columns.column(engine, Type.varchar(9), Rule.classes());
+        MaskingService parsed =
+            engine.parse("service=one key=env:MASK_KEY c=classes c.type=varchar(9)").open()) {
+      for (int row = 0; row < values.size(); row++) {
+        assertEquals(built.mask(values).value(row, 0), parsed.mask(values).value(row, 0));
+      }
+      assertNotEquals("Zoë", parsed.mask(values).value(0, 0));
+    }
+  }
+
+  @Test
+  void whatAStringSaysCanBeRead() {
+    String text =
+        """
+        service=people  key=env:MASK_KEY  on_error=fixed('it''s wrong')
+        "order no" = hash(length=12)  "order no".type = varchar(20)  "order no".unique = true
+        note = null
+        """;
+    try (Engine engine = Engine.open();
+        ParsedService service = engine.parse(text)) {
+      assertEquals("people", service.id());
+      assertEquals(Optional.of("env:MASK_KEY"), service.key());
+      assertEquals("it's wrong", service.onError().replacement());
+      ColumnRule order = service.columns().get(0);
+      assertEquals(new ColumnRule("order no", "varchar(20)", "hash", "length=12", true), order);
+      assertEquals("hash(length=12)", order.rule());
+      ColumnRule note = service.columns().get(1);
+      assertEquals(new ColumnRule("note", "text", "null", "", false), note);
+      assertEquals("null", note.rule());
+    }
+  }
+
+  @Test
+  void onlyAFunctionKnownToTellValuesApartIsNotLossy() {
+    assertFalse(new ColumnRule("c", "text", "keep", "", true).isLossy());
+    assertFalse(new ColumnRule("c", "text", "ff1", "", true).isLossy());
+    assertFalse(new ColumnRule("c", "text", "card", "", true).isLossy());
+    assertTrue(new ColumnRule("c", "text", "hash", "", true).isLossy());
+    assertTrue(new ColumnRule("c", "text", "unheard_of", "", true).isLossy());
+  }
+
+  @Test
+  void aStringIsReadBackOnceAndTheParsedRecordsServeTheProvider() throws Exception {
+    Path file = folder.resolve("trace.json");
+    try (Engine engine = Engine.open(Trace.all(file));
+        MaskingService service = engine.parse("service=s a=keep b=null").open()) {
+      assertEquals("x", service.mask(List.of(List.of("x", "y"))).value(0, 0));
+    }
+    TraceFile trace = TraceFile.read(file);
+    assertEquals(1, trace.count("VELK.parseVELKSyntaxString"));
+    assertEquals(1, trace.count("ServiceDefinition.toJava"));
+    assertEquals(4, trace.count("InitializationOperand.toJava"));
+    assertEquals(2, trace.count("FieldDefinition.toJava"));
+    assertEquals(0, trace.count("ServiceDefinition.toC"));
+    assertEquals(0, trace.count("FieldDefinition.toC"));
+  }
+
+  @Test
+  void anErrorOfAStringIsToldWithItsPlaceAndLeavesTheEngineOpen() {
+    try (Engine engine = Engine.open()) {
+      String text = "service=s key=env:MASK_KEY\nemail = emial(domain=example.com)";
+      VELKException refusal = assertThrows(VELKException.class, () -> engine.parse(text));
+      assertEquals(FUNCTION_UNKNOWN, refusal.code());
+      String message = refusal.getMessage();
+      assertTrue(message.contains("7301 unknown function \"emial\""), message);
+      assertTrue(message.contains("line 2, column 9"), message);
+      assertTrue(message.contains("email = emial(domain=example.com)"), message);
+      assertTrue(message.contains("Did you mean \"email\"?"), message);
+      engine.parse("service=s a=keep").open().close();
+    }
+  }
+
+  @Test
+  void aStringThatCannotBeSentIsRefusedBeforeAnyNativeCall() throws Exception {
+    Path file = folder.resolve("trace.json");
+    try (Engine engine = Engine.open(Trace.all(file))) {
+      for (String text :
+          List.of("service=s\nä=\0", "service=s\nä=\uD83D", "service=s\nä=\uDE00x")) {
+        IllegalArgumentException refusal =
+            assertThrows(IllegalArgumentException.class, () -> engine.parse(text));
+        assertTrue(refusal.getMessage().startsWith("line 2, column 3 of "), refusal.getMessage());
+      }
+    }
+    assertEquals(0, TraceFile.read(file).count("VELK.parseVELKSyntaxString"));
+  }
+
+  @Test
+  void aStringThatComesBackWithoutIdOrColumnsIsRefused() {
+    ServiceDefinition definition = new ServiceDefinition();
+    definition.fieldDefinitions.add(new FieldDefinition());
+    assertIncomplete(definition);
+    definition.serviceId = "";
+    assertIncomplete(definition);
+    definition.serviceId = "s";
+    ParsedService.requireComplete(definition);
+    definition.fieldDefinitions.clear();
+    assertIncomplete(definition);
+  }
+
+  private static void assertIncomplete(ServiceDefinition definition) {
+    VELKException refusal =
+        assertThrows(VELKException.class, () -> ParsedService.requireComplete(definition));
+    assertEquals(ParsedService.INCOMPLETE, refusal.code());
+  }
+
+  @Test
+  void aMissingKeyIsNoErrorUntilTheServiceIsOpened() {
+    try (Engine engine = Engine.open();
+        ParsedService service = engine.parse("service=s key=env:NO_SUCH_MASK_KEY a=hash")) {
+      VELKException refusal = assertThrows(VELKException.class, service::open);
+      assertEquals(KEY_VARIABLE_UNSET, refusal.code());
+    }
+  }
+
+  @Test
+  void aColumnsLimitComesFromTheString() {
+    try (Engine engine = Engine.open();
+        MaskingService service = engine.parse("service=s a=keep a.type=varchar(3)").open()) {
+      MaskedRows masked = service.mask(rows("äöü", "a😀b", "1234", "x".repeat(5000)));
+      assertEquals("äöü", masked.value(0, 0));
+      assertEquals("a😀b", masked.value(1, 0));
+      assertEquals(VALUE_TOO_LONG, masked.error(2, 0).orElseThrow().code());
+      assertEquals(VALUE_TOO_LONG, masked.error(3, 0).orElseThrow().code());
+    }
+  }
+
+  @Test
+  void aResultLongerThanItsValueFitsATextColumn() {
+    try (Engine engine = Engine.open();
+        MaskingService service =
+            engine.parse("service=s key=env:MASK_KEY a=hash(length=64) b=fixed('😀😀😀')").open()) {
+      MaskedRows masked = service.mask(List.of(List.of("x", "y")));
+      assertEquals(64, masked.value(0, 0).length());
+      assertEquals("😀😀😀", masked.value(0, 1));
+    }
+  }
+
+  @Test
+  void theStringsOwnChoiceForErrorsIsFollowed() {
+    String column = " c=keep c.type=varchar(3)";
+    try (Engine engine = Engine.open();
+        MaskingService fixed =
+            engine.parse("service=s on_error=fixed(\"a\\u{1F600}\")" + column).open();
+        MaskingService stop = engine.parse("service=s on_error=stop" + column).open()) {
+      assertEquals("a😀", fixed.mask(rows("long")).value(0, 0));
+      assertEquals("abc", fixed.mask(rows("abc")).value(0, 0));
+      assertEquals("a😀", fixed.mask(rows("\0")).value(0, 0));
+      assertThrows(VELKException.class, () -> stop.mask(rows("long")));
+    }
+  }
+
+  @Test
+  void theStringsOwnChoiceForErrorsCanBeSetAside() {
+    for (String choice : List.of("null", "stop", "fixed('x')")) {
+      try (Engine engine = Engine.open();
+          ParsedService parsed =
+              engine.parse("service=s on_error=" + choice + " c=keep c.type=varchar(3)");
+          MaskingService service = parsed.tellErrors().open()) {
+        MaskedRows masked = service.mask(rows("long", "abc"));
+        assertEquals(VALUE_TOO_LONG, masked.error(0, 0).orElseThrow().code());
+        assertThrows(VELKException.class, () -> masked.value(0, 0));
+        assertEquals("abc", masked.value(1, 0));
+      }
+    }
+  }
+
+  @Test
+  void aChoiceForErrorsReadsAsItIsWritten() {
+    assertEquals(OnError.Way.FAILURE, OnError.parse("stop").way());
+    assertEquals(OnError.Way.REPLACEMENT, OnError.parse("null").way());
+    assertNull(OnError.parse("null").replacement());
+    assertEquals("it's", OnError.parse("fixed( 'it''s' )").replacement());
+    assertEquals("a\"\n😀", OnError.parse("fixed(\"a\\\"\\n\\u{1F600}\")").replacement());
+    assertEquals("bare", OnError.parse("fixed(bare)").replacement());
+    assertEquals("(\n)", OnError.parse("fixed('(\n)')").replacement());
+  }
+
+  @Test
+  void aParsedServiceIsOpenedOnceAndClosingItLeavesTheServiceOpen() {
+    try (Engine engine = Engine.open()) {
+      ParsedService parsed = engine.parse("service=s a=keep");
+      MaskingService service = parsed.open();
+      assertThrows(IllegalStateException.class, parsed::open);
+      assertThrows(IllegalStateException.class, parsed::tellErrors);
+      parsed.close();
+      assertEquals("a", service.mask(rows("a")).value(0, 0));
+    }
+  }
+
+  @Test
+  void closingTheEngineClosesWhatWasParsedAndNeverOpened() {
+    Engine engine = Engine.open();
+    ParsedService parsed = engine.parse("service=s a=keep");
+    engine.close();
+    assertThrows(IllegalStateException.class, parsed::open);
+    assertThrows(IllegalStateException.class, () -> engine.parse("service=s a=keep"));
+    parsed.close();
+  }
+
+  @Test
+  void parsedRecordsAreFreedOnceAndNothingGrows() throws Exception {
+    List<String> options =
+        List.of(
+            "-Xms32m",
+            "-Xmx32m",
+            "-XX:+AlwaysPreTouch",
+            "-Dvelk.library.dir=" + System.getProperty("velk.library.dir"));
+    String main = MaskingStringProbe.class.getName();
+    ChildJvm child = ChildJvm.run(options, System.getProperty("java.class.path"), main);
+    assertEquals(0, child.exitCode(), child.output());
+    long grown = Long.parseLong(child.output().replaceAll("(?s).*grown by (\\d+) KiB.*", "$1"));
+    // Records that stayed behind would come to more than 10,000 KiB.
+    assertTrue(grown < 5_000, child.output());
+  }
+}

@@ -1,0 +1,231 @@
+#include "adapter/definition.h"
+
+#include "datacnv/unicode.h"
+#include "masking/functions.h"
+#include "masking/service_options.h"
+#include "parser/excerpt.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+
+namespace velk::engine {
+
+namespace {
+
+// Runs what reads a value: what is wrong with it is wrong at its place.
+template <typename Work> auto at(const Place& place, Work work)
+{
+    try {
+        return work();
+    } catch (Failure& failure) {
+        failure.place = place;
+        failure.detail.clear();
+        throw;
+    }
+}
+
+std::string read_id(const Entry& entry)
+{
+    std::string id = text_of(entry);
+    if (!is_service_id(id)) throw Failure{service_id_invalid, shown(id), {}, {}, entry.value_place};
+    return id;
+}
+
+std::string read_key_source(const Entry& entry)
+{
+    std::string source = text_of(entry);
+    const bool named = source.starts_with("env:") || source.starts_with("file:");
+    if (!named || source.ends_with(':')) throw Failure{key_source_unknown, {}, {}, {}, entry.value_place};
+    return source;
+}
+
+// The rules are tried with a key of no meaning, so that this reads no secret.
+const HmacKey& stand_in_key()
+{
+    static const HmacKey key(std::array<std::uint8_t, 16>{});
+    return key;
+}
+
+// What holds for every column.
+struct Common {
+    const ServiceEntries& service;
+    ErrorWay on_error;
+    const HmacKey* key; // null: the service has none
+};
+
+std::size_t longest_text(const ColumnType& type)
+{
+    switch (type.name) {
+    case TypeName::decimal: // sign, digits, point, and a 0 before the point where all digits stand behind it
+        return static_cast<std::size_t>(1 + type.length + (type.scale > 0 ? 1 : 0) +
+                                        (type.scale == type.length ? 1 : 0));
+    case TypeName::integer:
+        return std::string_view("-9223372036854775808").size();
+    case TypeName::date:
+        return std::string_view("YYYY-MM-DD").size();
+    case TypeName::timestamp:
+        return std::string_view("YYYY-MM-DD hh:mm:ss.123456789").size();
+    default:
+        return static_cast<std::size_t>(type.length);
+    }
+}
+
+void read_attributes(const ColumnEntries& entries, ColumnDefinition& column)
+{
+    if (const Entry* type = entries.type)
+        column.type = at(type->value_place, [type] { return parse_type(text_of(*type)); });
+    if (const Entry* unique = entries.unique) {
+        if (const std::string text = text_of(*unique); text != "true")
+            throw Failure{unique_not_true, shown(text), {}, {}, unique->value_place};
+        column.unique = true;
+    }
+}
+
+void split_rule(const Entry& rule, ColumnDefinition& column)
+{
+    if (rule.kind == ValueKind::single_quoted || rule.kind == ValueKind::double_quoted)
+        throw Failure{rule_quoted, {}, {}, {}, rule.value_place};
+    column.function = rule.value.substr(0, rule.value.find('('));
+    if (rule.kind == ValueKind::call)
+        column.arguments =
+            rule.value.substr(column.function.size() + 1, rule.value.size() - column.function.size() - 2);
+}
+
+bool is_about(std::string_view subject, const Argument& argument)
+{
+    if (argument.name.empty()) return subject == shown(argument.value);
+    return subject == shown(argument.name) || subject.starts_with(argument.name + "=");
+}
+
+// The part of a rule that a failure is about: its function, one of its arguments, or all of it.
+Place place_in_rule(const Failure& failure, const Entry& rule, const ColumnDefinition& column)
+{
+    const std::size_t start = rule.value_place.start;
+    if (failure.code == function_unknown || failure.code == function_unfit_for_type ||
+        failure.code == key_missing)
+        return {start, column.function.size()};
+    for (const Argument& argument : parse_arguments(column.arguments))
+        if (is_about(failure.subject, argument))
+            return {start + column.function.size() + 1 + argument.place.start, argument.place.length};
+    return rule.value_place;
+}
+
+bool resembles_function(std::string_view name)
+{
+    return is_function(name) || function_advice(name).starts_with("Did you mean");
+}
+
+// A misspelt word of the service looks like a column with a rule that nobody knows.
+void refuse_misspelt_word(const Entry& rule, const ColumnDefinition& column, const ServiceEntries& service)
+{
+    if (resembles_function(column.function)) return;
+    if (const std::string_view word = probable_word(rule, service); !word.empty())
+        throw Failure{key_unknown,
+                      shown(column.name),
+                      {},
+                      "Did you mean \"" + std::string(word) + "\"?",
+                      rule.key_place};
+}
+
+// Of a text column the length is that of the longest text that replaces a value, whatever the value.
+std::size_t length_of(const ColumnDefinition& column, const ErrorWay& on_error)
+{
+    if (column.type.name != TypeName::text) return longest_text(column.type);
+    return std::max(longest_result(column.function, column.arguments), code_point_count(on_error.text));
+}
+
+void check_rule(const Entry& rule, ColumnDefinition& column, const Common& common)
+{
+    refuse_misspelt_word(rule, column, common.service);
+    try {
+        const std::size_t length = length_of(column, common.on_error);
+        make_mask(column.function, column.arguments, {{column.type, length}, common.key});
+        column.length = static_cast<std::int32_t>(length);
+    } catch (Failure& failure) {
+        failure.place = place_in_rule(failure, rule, column);
+        failure.detail.clear();
+        throw;
+    }
+}
+
+// The text of values in error must be one that the column can hold.
+void check_error_text(const ColumnDefinition& column, const Common& common)
+{
+    if (common.on_error.way != OnError::fixed || column.type.name == TypeName::text) return;
+    try {
+        require_fit(common.on_error.text, {column.type, static_cast<std::size_t>(column.length)});
+    } catch (Failure& failure) {
+        failure.place = common.service.on_error->value_place;
+        failure.detail = "column \"" + shown(column.name) + "\"";
+        throw;
+    }
+}
+
+ColumnDefinition define_column(const ColumnEntries& entries, const Common& common)
+{
+    ColumnDefinition column{entries.name, {}, {}, {}, 0, false};
+    read_attributes(entries, column);
+    split_rule(*entries.rule, column);
+    check_rule(*entries.rule, column, common);
+    check_error_text(column, common);
+    return column;
+}
+
+// The operands of the service as a whole, and what the columns need to know of them.
+Common define_operands(const ServiceEntries& entries, ServiceDefinition& definition)
+{
+    Common common{entries, {}, nullptr};
+    if (entries.key != nullptr) {
+        definition.operands.push_back({"key", read_key_source(*entries.key)});
+        common.key = &stand_in_key();
+    }
+    if (const Entry* entry = entries.on_error) {
+        definition.operands.push_back({"on_error", text_of(*entry)});
+        common.on_error =
+            at(entry->value_place, [&] { return parse_on_error(definition.operands.back().text); });
+    }
+    if (const Entry* entry = entries.on_null) {
+        definition.operands.push_back({"on_null", text_of(*entry)});
+        at(entry->value_place, [&] { return masks_null(definition.operands.back().text); });
+    }
+    return common;
+}
+
+} // namespace
+
+ServiceDefinition define_service(const std::vector<Entry>& entries, std::string_view source)
+{
+    const ServiceEntries sorted = sort_entries(entries, source);
+    ServiceDefinition definition;
+    const Common common = define_operands(sorted, definition);
+    for (const ColumnEntries& column : sorted.columns)
+        definition.columns.push_back(define_column(column, common));
+    // What is missing comes last: a misspelt key may be the reason.
+    if (sorted.id == nullptr) throw Failure{service_missing, {}, {}, {}, Place{}};
+    definition.id = read_id(*sorted.id);
+    if (definition.columns.empty()) throw Failure{no_columns, {}, {}, "Give each column a rule: name = function.", sorted.id->key_place};
+    return definition;
+}
+
+std::string type_text(const ColumnType& type)
+{
+    switch (type.name) {
+    case TypeName::character:
+        return "char(" + std::to_string(type.length) + ")";
+    case TypeName::varying:
+        return "varchar(" + std::to_string(type.length) + ")";
+    case TypeName::decimal:
+        return "decimal(" + std::to_string(type.length) + "," + std::to_string(type.scale) + ")";
+    case TypeName::integer:
+        return "integer";
+    case TypeName::date:
+        return "date";
+    case TypeName::timestamp:
+        return "timestamp";
+    default:
+        return "text";
+    }
+}
+
+} // namespace velk::engine

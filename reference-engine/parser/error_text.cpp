@@ -1,0 +1,40 @@
+#include "parser/error_text.h"
+
+#include "parser/excerpt.h"
+#include "parser/place_text.h"
+
+#include <algorithm>
+
+namespace velk::engine {
+
+namespace {
+
+// What was wrong inside a secret may be a part of it.
+bool is_secret(std::string_view source, const Place& place)
+{
+    const std::vector<Place> secrets = secret_places(source);
+    return std::any_of(secrets.begin(), secrets.end(), [&](const Place& secret) {
+        return place.start < secret.start + secret.length && secret.start < place.start + place.length;
+    });
+}
+
+} // namespace
+
+MessageText error_text(const Failure& failure, std::string_view source)
+{
+    static const Message unknown{internal_error, "internal error", "", ""};
+    const Message* found = find_message(static_cast<std::uint32_t>(failure.code));
+    const Message& message = found != nullptr ? *found : unknown;
+    MessageText text{heading_of(message, failure.subject), failure.detail, failure.advice};
+    if (failure.place) {
+        if (is_secret(source, *failure.place)) text.heading = heading_of(message, {});
+        text.detail =
+            position_text(source, failure.place->start) + "\n" + excerpt_text(source, *failure.place);
+        if (!failure.detail.empty()) text.detail += "\n" + failure.detail;
+    }
+    if (text.detail.empty()) text.detail = message.detail;
+    if (text.trailing.empty()) text.trailing = message.trailing;
+    return text;
+}
+
+} // namespace velk::engine

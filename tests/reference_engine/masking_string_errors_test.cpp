@@ -1,0 +1,959 @@
+#include "masking_string.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace velk::test {
+namespace {
+
+const std::string functions =
+    "Functions: card, classes, dateshift, dict, email, ff1, fixed, hash, keep, noise, "
+    "null, partial.";
+
+struct Row {
+    std::string text;
+    std::string message; // as it is shown: heading, place, part of the line, mark, what may help
+};
+
+void expect_messages(const std::vector<Row>& rows)
+{
+    for (const Row& row : rows) EXPECT_EQ(message_of(row.text), row.message.substr(1)) << row.text;
+}
+
+// clang-format off
+
+TEST(MaskingStringSample, is_shown_with_its_line_and_a_mark_under_its_place)
+{
+    expect_messages({
+        {"service=people  key=env:MASK_KEY\nemail = emial(domain=example.com)", std::string(R"~(
+7301 unknown function "emial"
+line 2, column 9 (byte 42)
+email = emial(domain=example.com)
+        ^~~~~
+Did you mean "email"? )~") + functions},
+    });
+}
+
+TEST(MaskingStringService, must_be_named_and_have_columns)
+{
+    expect_messages({
+        {"", R"~(
+7332 the masking string does not name its service
+line 1, column 1 (byte 1)
+
+^
+Add service=..., 1 to 9 ASCII letters, digits, _ and -.)~"},
+        {"# only a comment", R"~(
+7332 the masking string does not name its service
+line 1, column 1 (byte 1)
+# only a comment
+^
+Add service=..., 1 to 9 ASCII letters, digits, _ and -.)~"},
+        {"service=people", R"~(
+7204 the service has no columns
+line 1, column 1 (byte 1)
+service=people
+^~~~~~~
+Give each column a rule: name = function.)~"},
+        {"name=keep", R"~(
+7332 the masking string does not name its service
+line 1, column 1 (byte 1)
+name=keep
+^
+Add service=..., 1 to 9 ASCII letters, digits, _ and -.)~"},
+    });
+}
+
+TEST(MaskingStringKeys, say_what_is_wrong_with_them)
+{
+    expect_messages({
+        {"service=p name=keep x", R"~(
+7325 no = behind a key "x"
+line 1, column 22 (byte 22)
+service=p name=keep x
+                     ^
+Write key = value. A value of several words is quoted.)~"},
+        {"service=p name", R"~(
+7325 no = behind a key "name"
+line 1, column 15 (byte 15)
+service=p name
+              ^
+Write key = value. A value of several words is quoted.)~"},
+        {"service=p name keep", R"~(
+7325 no = behind a key "name"
+line 1, column 16 (byte 16)
+service=p name keep
+               ^
+Write key = value. A value of several words is quoted.)~"},
+        {"service=p name;=keep", R"~(
+7325 no = behind a key "name"
+line 1, column 15 (byte 15)
+service=p name;=keep
+              ^
+Write key = value. A value of several words is quoted.)~"},
+        {"service=p 1st=keep", R"~(
+7322 unexpected character where a key stands "1"
+line 1, column 11 (byte 11)
+service=p 1st=keep
+          ^
+A name has ASCII letters, digits, _ and - and starts with a letter. Put any other key between double quotes.)~"},
+        {"service=p =keep", R"~(
+7322 unexpected character where a key stands "="
+line 1, column 11 (byte 11)
+service=p =keep
+          ^
+A name has ASCII letters, digits, _ and - and starts with a letter. Put any other key between double quotes.)~"},
+        {"service=p 'name'=keep", R"~(
+7322 unexpected character where a key stands "'"
+line 1, column 11 (byte 11)
+service=p 'name'=keep
+          ^
+A name has ASCII letters, digits, _ and - and starts with a letter. Put any other key between double quotes.)~"},
+        {"service=p gr\u00F6\u00DFe=keep", R"~(
+7322 unexpected character where a key stands "ö"
+line 1, column 13 (byte 13)
+service=p größe=keep
+            ^
+A name has ASCII letters, digits, _ and - and starts with a letter. Put any other key between double quotes.)~"},
+        {"service=p name=keep (a)", R"~(
+7322 unexpected character where a key stands "("
+line 1, column 21 (byte 21)
+service=p name=keep (a)
+                    ^
+No blank stands between a function and its parenthesis.)~"},
+        {"service=p na/me=keep", R"~(
+7322 unexpected character where a key stands "/"
+line 1, column 13 (byte 13)
+service=p na/me=keep
+            ^
+A name has ASCII letters, digits, _ and - and starts with a letter. Put any other key between double quotes.)~"},
+        {"service=p name.=keep", R"~(
+7322 unexpected character where a key stands "="
+line 1, column 16 (byte 16)
+service=p name.=keep
+               ^
+A name has ASCII letters, digits, _ and - and starts with a letter. Put any other key between double quotes.)~"},
+        {"service=p name.", R"~(
+7323 a key ends behind its point
+line 1, column 16 (byte 16)
+service=p name.
+               ^
+Attributes: type, unique.)~"},
+        {"service=p name.#=keep", R"~(
+7322 unexpected character where a key stands "#"
+line 1, column 16 (byte 16)
+service=p name.#=keep
+               ^
+A name has ASCII letters, digits, _ and - and starts with a letter. Put any other key between double quotes.)~"},
+        {"service=p a.b.c=keep", R"~(
+7324 a key has too many parts "c"
+line 1, column 15 (byte 15)
+service=p a.b.c=keep
+              ^
+Put a column's name that has a point in it between double quotes.)~"},
+        {"service=p \"a\".\"b\".\"c\"=keep", R"~(
+7324 a key has too many parts "c"
+line 1, column 19 (byte 19)
+service=p "a"."b"."c"=keep
+                  ^~~
+Put a column's name that has a point in it between double quotes.)~"},
+    });
+}
+
+TEST(MaskingStringValues, say_what_is_wrong_with_them)
+{
+    expect_messages({
+        {"service=p name=", R"~(
+7317 a value is missing
+line 1, column 16 (byte 16)
+service=p name=
+               ^
+Add the value; an empty one is written ''.)~"},
+        {"service=p name=,other=keep", R"~(
+7307 unexpected character ","
+line 1, column 16 (byte 16)
+service=p name=,other=keep
+               ^
+Quote the value, or set arguments apart by commas.)~"},
+        {"service=p name = # the value comes later\nkeep", R"~(
+7309 a # must be quoted
+line 1, column 18 (byte 18)
+service=p name = # the value comes later
+                 ^
+Write '#'.)~"},
+        {"service=p name=fixed(#)", R"~(
+7309 a # must be quoted
+line 1, column 22 (byte 22)
+service=p name=fixed(#)
+                     ^
+Write '#'.)~"},
+    });
+}
+
+TEST(MaskingStringWhiteSpace, of_other_kinds_is_named)
+{
+    expect_messages({
+        {"service=p name\u00A0=keep", R"~(
+7310 unexpected white space "U+00A0"
+line 1, column 15 (byte 15)
+service=p name =keep
+              ^
+Replace it by a blank, or quote the value.)~"},
+        {"service=p name \u2003=keep", R"~(
+7310 unexpected white space "U+2003"
+line 1, column 16 (byte 16)
+service=p name  =keep
+               ^
+Replace it by a blank, or quote the value.)~"},
+        {"service=p \u3000name=keep", R"~(
+7310 unexpected white space "U+3000"
+line 1, column 11 (byte 11)
+service=p 　name=keep
+          ^
+Replace it by a blank, or quote the value.)~"},
+        {"service=p name=\u2028keep", R"~(
+7310 unexpected white space "U+2028"
+line 1, column 16 (byte 16)
+service=p name=\u{2028}keep
+               ^~~~~~~~
+Replace it by a blank, or quote the value.)~"},
+        {"service=p name=keep\u00A0other=keep", R"~(
+7310 unexpected white space "U+00A0"
+line 1, column 20 (byte 20)
+service=p name=keep other=keep
+                   ^
+Replace it by a blank, or quote the value.)~"},
+        {"service=p name=fixed(a\u00A0b)", R"~(
+7310 unexpected white space "U+00A0"
+line 1, column 23 (byte 23)
+service=p name=fixed(a b)
+                      ^
+Replace it by a blank, or quote the value.)~"},
+    });
+}
+
+TEST(MaskingStringCalls, say_what_is_wrong_with_them)
+{
+    expect_messages({
+        {"service=p name=fixed('x'", R"~(
+7326 a parenthesis is not closed
+line 1, column 21 (byte 21)
+service=p name=fixed('x'
+                    ^
+Add the ).)~"},
+        {"service=p name=fixed(x,", R"~(
+7317 a value is missing
+line 1, column 24 (byte 24)
+service=p name=fixed(x,
+                       ^
+Add the value; an empty one is written ''.)~"},
+        {"service=p name=fixed(x,)", R"~(
+7307 unexpected character ")"
+line 1, column 24 (byte 24)
+service=p name=fixed(x,)
+                       ^
+Quote the value, or set arguments apart by commas.)~"},
+        {"service=p name=fixed(,x)", R"~(
+7307 unexpected character ","
+line 1, column 22 (byte 22)
+service=p name=fixed(,x)
+                     ^
+Quote the value, or set arguments apart by commas.)~"},
+        {"service=p name=fixed(x y)", R"~(
+7307 unexpected character "y"
+line 1, column 24 (byte 24)
+service=p name=fixed(x y)
+                       ^
+Quote the value, or set arguments apart by commas.)~"},
+        {"service=p name=fixed(x)(y)", R"~(
+7307 unexpected character "("
+line 1, column 24 (byte 24)
+service=p name=fixed(x)(y)
+                       ^
+Quote the value, or set arguments apart by commas.)~"},
+        {"service=p name=fixed(f(x))", R"~(
+7307 unexpected character "("
+line 1, column 23 (byte 23)
+service=p name=fixed(f(x))
+                      ^
+Quote the value, or set arguments apart by commas.)~"},
+        {"service=p name=4(x)", R"~(
+7307 unexpected character "("
+line 1, column 17 (byte 17)
+service=p name=4(x)
+                ^
+Quote the value, or set arguments apart by commas.)~"},
+    });
+}
+
+TEST(MaskingStringPairs, stand_apart)
+{
+    expect_messages({
+        {"service=p name=fixed('x')other=keep", R"~(
+7307 unexpected character "o"
+line 1, column 26 (byte 26)
+service=p name=fixed('x')other=keep
+                         ^
+Quote the value, or set arguments apart by commas.)~"},
+        {"service=p name=keep)", R"~(
+7307 unexpected character ")"
+line 1, column 20 (byte 20)
+service=p name=keep)
+                   ^
+Quote the value, or set arguments apart by commas.)~"},
+        {"service=p name==keep", R"~(
+7307 unexpected character "="
+line 1, column 16 (byte 16)
+service=p name==keep
+               ^
+Quote the value, or set arguments apart by commas.)~"},
+        {"service=p name=a=b", R"~(
+7307 unexpected character "="
+line 1, column 17 (byte 17)
+service=p name=a=b
+                ^
+Quote the value, or set arguments apart by commas.)~"},
+        {"service=p name=ke\x01p", R"~(
+7307 unexpected character "\u{1}"
+line 1, column 18 (byte 18)
+service=p name=ke\u{1}p
+                 ^~~~~
+Quote the value, or set arguments apart by commas.)~"},
+    });
+}
+
+TEST(MaskingStringQuotes, are_closed_and_know_their_escapes)
+{
+    expect_messages({
+        {"service=p name=fixed('open", R"~(
+7306 a quoted text does not end "'"
+line 1, column 22 (byte 22)
+service=p name=fixed('open
+                     ^
+Close the text. A single quote inside single quotes is written twice.)~"},
+        {"service=p name=fixed(\"open)", R"~(
+7306 a quoted text does not end """
+line 1, column 22 (byte 22)
+service=p name=fixed("open)
+                     ^
+Close the text. A single quote inside single quotes is written twice.)~"},
+        {"service=p \"name=keep", R"~(
+7306 a quoted text does not end """
+line 1, column 11 (byte 11)
+service=p "name=keep
+          ^
+Close the text. A single quote inside single quotes is written twice.)~"},
+        {"service=p name=fixed(\"a\\x\")", R"~(
+7308 unknown escape "\x"
+line 1, column 24 (byte 24)
+service=p name=fixed("a\x")
+                       ^
+Write \\ for the character itself, or use single quotes.)~"},
+        {"service=p name=fixed(\"a\\u{D800}\")", R"~(
+7308 unknown escape "\u"
+line 1, column 24 (byte 24)
+service=p name=fixed("a\u{D800}")
+                       ^
+Write \\ for the character itself, or use single quotes.)~"},
+        {"service=p name=fixed(\"a\\u{110000}\")", R"~(
+7308 unknown escape "\u"
+line 1, column 24 (byte 24)
+service=p name=fixed("a\u{110000}")
+                       ^
+Write \\ for the character itself, or use single quotes.)~"},
+        {"service=p name=fixed(\"a\\u{0}\")", R"~(
+7308 unknown escape "\u"
+line 1, column 24 (byte 24)
+service=p name=fixed("a\u{0}")
+                       ^
+Write \\ for the character itself, or use single quotes.)~"},
+        {"service=p name=fixed(\"a\\u{}\")", R"~(
+7308 unknown escape "\u"
+line 1, column 24 (byte 24)
+service=p name=fixed("a\u{}")
+                       ^
+Write \\ for the character itself, or use single quotes.)~"},
+        {"service=p name=fixed(\"a\\", R"~(
+7308 unknown escape "\"
+line 1, column 24 (byte 24)
+service=p name=fixed("a\
+                       ^
+Write \\ for the character itself, or use single quotes.)~"},
+    });
+}
+
+TEST(MaskingStringRepetitions, name_both_places)
+{
+    expect_messages({
+        {"service=p name=hash(length=1, length=2)", R"~(
+7303 argument given twice "length"
+line 1, column 31 (byte 31)
+service=p name=hash(length=1, length=2)
+                              ^~~~~~~~
+Remove one of the two.)~"},
+        {"service=p name=keep\nother=null\nname = null", R"~(
+7327 key given twice "name"
+line 3, column 1 (byte 32)
+name = null
+^~~~
+first given at line 1, column 11 (byte 11)
+Remove one of the two.)~"},
+        {"service=p \"name\"=keep name=null", R"~(
+7327 key given twice "name"
+line 1, column 23 (byte 23)
+service=p "name"=keep name=null
+                      ^~~~
+first given at line 1, column 11 (byte 11)
+Remove one of the two.)~"},
+        {"service=p name=keep name.type=text name.\"type\"=date", R"~(
+7327 key given twice "name.type"
+line 1, column 36 (byte 36)
+service=p name=keep name.type=text name."type"=date
+                                   ^~~~~~~~~~~
+first given at line 1, column 21 (byte 21)
+Remove one of the two.)~"},
+        {"service=p service=q name=keep", R"~(
+7327 key given twice "service"
+line 1, column 11 (byte 11)
+service=p service=q name=keep
+          ^~~~~~~
+first given at line 1, column 1 (byte 1)
+Remove one of the two.)~"},
+        {"service=p key=env:A key=env:B", R"~(
+7327 key given twice "key"
+line 1, column 21 (byte 21)
+service=p key=env:A key=env:B
+                    ^~~
+first given at line 1, column 11 (byte 11)
+Remove one of the two.)~"},
+    });
+}
+
+TEST(MaskingStringUnknownKeys, name_the_nearest_known_one)
+{
+    expect_messages({
+        {"service=p name.typ=text name=keep", R"~(
+7329 unknown attribute of a column "typ"
+line 1, column 16 (byte 16)
+service=p name.typ=text name=keep
+               ^~~
+Did you mean "type"? Attributes: type, unique.)~"},
+        {"service=p name.colour=blue name=keep", R"~(
+7329 unknown attribute of a column "colour"
+line 1, column 16 (byte 16)
+service=p name.colour=blue name=keep
+               ^~~~~~
+Attributes: type, unique.)~"},
+        {"service=p name.type=varchar", R"~(
+7212 a column has no rule "name"
+line 1, column 11 (byte 11)
+service=p name.type=varchar
+          ^~~~~~~~~
+Give the column a rule; keep leaves it as it is.)~"},
+        {"service.type=text", R"~(
+7330 a word of the service has no attributes "service"
+line 1, column 1 (byte 1)
+service.type=text
+^~~~~~~
+Put the word between double quotes where it is the name of a column.)~"},
+        {"on_null.unique=true", R"~(
+7330 a word of the service has no attributes "on_null"
+line 1, column 1 (byte 1)
+on_null.unique=true
+^~~~~~~
+Put the word between double quotes where it is the name of a column.)~"},
+        {"service=p \"\"=keep", R"~(
+7206 a column has no name
+line 1, column 11 (byte 11)
+service=p ""=keep
+          ^~
+Set the column's name.)~"},
+        {"servcie=people name=keep", R"~(
+7328 unknown key "servcie"
+line 1, column 1 (byte 1)
+servcie=people name=keep
+^~~~~~~
+Did you mean "service"?)~"},
+        {"service=people kee=env:MASK_KEY", R"~(
+7328 unknown key "kee"
+line 1, column 16 (byte 16)
+service=people kee=env:MASK_KEY
+               ^~~
+Did you mean "key"?)~"},
+        {"service=people onerror=stop name=keep", R"~(
+7328 unknown key "onerror"
+line 1, column 16 (byte 16)
+service=people onerror=stop name=keep
+               ^~~~~~~
+Did you mean "on_error"?)~"},
+    });
+}
+
+TEST(MaskingStringServiceIds, are_short_names)
+{
+    expect_messages({
+        {"service='' name=keep", R"~(
+7223 the service id is not valid
+line 1, column 9 (byte 9)
+service='' name=keep
+        ^~
+Choose another service id.)~"},
+        {"service=toolongname name=keep", R"~(
+7223 the service id is not valid "toolongname"
+line 1, column 9 (byte 9)
+service=toolongname name=keep
+        ^~~~~~~~~~~
+Choose another service id.)~"},
+        {"service='a b' name=keep", R"~(
+7223 the service id is not valid "a b"
+line 1, column 9 (byte 9)
+service='a b' name=keep
+        ^~~~~
+Choose another service id.)~"},
+        {"service=f(x) name=keep", R"~(
+7223 the service id is not valid "f(x)"
+line 1, column 9 (byte 9)
+service=f(x) name=keep
+        ^~~~
+Choose another service id.)~"},
+    });
+}
+
+TEST(MaskingStringRules, say_what_is_wrong_with_them)
+{
+    expect_messages({
+        {"service=p name='keep'", R"~(
+7331 a rule is not quoted
+line 1, column 16 (byte 16)
+service=p name='keep'
+               ^~~~~~
+Write the function without quotes; a text for every value is fixed('...').)~"},
+        {"service=p name=\"keep\"", R"~(
+7331 a rule is not quoted
+line 1, column 16 (byte 16)
+service=p name="keep"
+               ^~~~~~
+Write the function without quotes; a text for every value is fixed('...').)~"},
+        {"service=p name=12", std::string(R"~(
+7301 unknown function "12"
+line 1, column 16 (byte 16)
+service=p name=12
+               ^~
+)~") + functions},
+        {"service=p name=encrypt", std::string(R"~(
+7301 unknown function "encrypt"
+line 1, column 16 (byte 16)
+service=p name=encrypt
+               ^~~~~~~
+)~") + functions},
+        {"service=p name=keep(x)", R"~(
+7302 unknown argument "x"
+line 1, column 21 (byte 21)
+service=p name=keep(x)
+                    ^
+This function takes no such argument.)~"},
+        {"service=p name=fixed", R"~(
+7304 an argument is missing "a text"
+line 1, column 16 (byte 16)
+service=p name=fixed
+               ^~~~~
+Add the argument.)~"},
+        {"service=p name=fixed()", R"~(
+7304 an argument is missing "a text"
+line 1, column 16 (byte 16)
+service=p name=fixed()
+               ^~~~~~~
+Add the argument.)~"},
+        {"service=p name=fixed(a, b)", R"~(
+7302 unknown argument "b"
+line 1, column 25 (byte 25)
+service=p name=fixed(a, b)
+                        ^
+This function takes no such argument.)~"},
+        {"service=p name=fixed(text=a)", R"~(
+7302 unknown argument "text"
+line 1, column 22 (byte 22)
+service=p name=fixed(text=a)
+                     ^~~~~~
+This function takes no such argument.)~"},
+        {"service=p name=hash", R"~(
+7226 the service has no key "hash"
+line 1, column 16 (byte 16)
+service=p name=hash
+               ^~~~
+Add the operand key=env:NAME or key=file:PATH.)~"},
+        {"service=p key=env:K name=hash(lenth=9)", R"~(
+7302 unknown argument "lenth"
+line 1, column 31 (byte 31)
+service=p key=env:K name=hash(lenth=9)
+                              ^~~~~~~
+Did you mean "length"? Arguments: length, scope.)~"},
+        {"service=p key=env:K name=hash(length=65)", R"~(
+7305 an argument is not a number in its range "length=65"
+line 1, column 31 (byte 31)
+service=p key=env:K name=hash(length=65)
+                              ^~~~~~~~~
+A whole number from 1 to 64.)~"},
+        {"service=p key=env:K name=hash(length=many)", R"~(
+7305 an argument is not a number in its range "length=many"
+line 1, column 31 (byte 31)
+service=p key=env:K name=hash(length=many)
+                              ^~~~~~~~~~~
+A whole number from 1 to 64.)~"},
+        {"service=p key=env:K name=hash(scope='')", R"~(
+7313 an argument cannot be used "scope"
+line 1, column 31 (byte 31)
+service=p key=env:K name=hash(scope='')
+                              ^~~~~~~~
+A scope has at least one character.)~"},
+        {"service=p key=env:K name=partial(keep_first=2, with=ab)", R"~(
+7313 an argument cannot be used "with=ab"
+line 1, column 48 (byte 48)
+service=p key=env:K name=partial(keep_first=2, with=ab)
+                                               ^~~~~~~
+One character up to U+FFFF, no control.)~"},
+        {"service=p key=env:K name=dateshift(days=30)", R"~(
+7314 the function cannot mask this type "dateshift"
+line 1, column 26 (byte 26)
+service=p key=env:K name=dateshift(days=30)
+                         ^~~~~~~~~
+Choose another function or another type.)~"},
+        {"service=p key=env:K name=hash(length=9) name.type=varchar(8)", R"~(
+7315 the rule's result is longer than the column "9 > 8"
+line 1, column 26 (byte 26)
+service=p key=env:K name=hash(length=9) name.type=varchar(8)
+                         ^~~~~~~~~~~~~~
+Shorten the result or declare a longer column.)~"},
+        {"service=p key=env:K name=hash name.type=date", R"~(
+7314 the function cannot mask this type "hash"
+line 1, column 26 (byte 26)
+service=p key=env:K name=hash name.type=date
+                         ^~~~
+Choose another function or another type.)~"},
+        {"service=p name=fixed(abcd) name.type=char(3)", R"~(
+7315 the rule's result is longer than the column "4 > 3"
+line 1, column 16 (byte 16)
+service=p name=fixed(abcd) name.type=char(3)
+               ^~~~~~~~~~~
+Shorten the result or declare a longer column.)~"},
+        {"service=p name=fixed(monday) name.type=date", R"~(
+7316 the fixed text is no value of the column's type "monday"
+line 1, column 22 (byte 22)
+service=p name=fixed(monday) name.type=date
+                     ^~~~~~
+Choose another text or another type.)~"},
+    });
+}
+
+TEST(MaskingStringAttributes, say_what_is_wrong_with_them)
+{
+    expect_messages({
+        {"service=p name=keep name.type=varhcar(20)", R"~(
+7215 unknown column type "varhcar(20)"
+line 1, column 31 (byte 31)
+service=p name=keep name.type=varhcar(20)
+                              ^~~~~~~~~~~
+Did you mean "varchar"? Types: text, char, varchar, decimal, integer, date, timestamp.)~"},
+        {"service=p name=keep name.type=varchar", R"~(
+7215 unknown column type "varchar"
+line 1, column 31 (byte 31)
+service=p name=keep name.type=varchar
+                              ^~~~~~~
+Types: text, char, varchar, decimal, integer, date, timestamp.)~"},
+        {"service=p name=keep name.type=varchar(0)", R"~(
+7216 a column type's size is out of range "varchar(0)"
+line 1, column 31 (byte 31)
+service=p name=keep name.type=varchar(0)
+                              ^~~~~~~~~~
+Correct the size.)~"},
+        {"service=p name=keep name.type=decimal(2,3)", R"~(
+7216 a column type's size is out of range "decimal(2,3)"
+line 1, column 31 (byte 31)
+service=p name=keep name.type=decimal(2,3)
+                              ^~~~~~~~~~~~
+Correct the size.)~"},
+        {"service=p name=keep name.unique=false", R"~(
+7218 unique can only be true "false"
+line 1, column 33 (byte 33)
+service=p name=keep name.unique=false
+                                ^~~~~
+Write true or remove the attribute.)~"},
+        {"service=p name=keep name.unique=true(1)", R"~(
+7218 unique can only be true "true(1)"
+line 1, column 33 (byte 33)
+service=p name=keep name.unique=true(1)
+                                ^~~~~~~
+Write true or remove the attribute.)~"},
+    });
+}
+
+TEST(MaskingStringServiceOperands, say_what_is_wrong_with_them)
+{
+    expect_messages({
+        {"service=p on_null=mak name=keep", R"~(
+7225 unknown way to treat a null "mak"
+line 1, column 19 (byte 19)
+service=p on_null=mak name=keep
+                  ^~~
+Did you mean "mask"? Ways: keep, mask.)~"},
+        {"service=p on_error=ignore name=keep", R"~(
+7224 unknown way to treat an error "ignore"
+line 1, column 20 (byte 20)
+service=p on_error=ignore name=keep
+                   ^~~~~~
+Ways: null, fixed, stop.)~"},
+        {"service=p on_error=fixed name=keep", R"~(
+7224 unknown way to treat an error "fixed"
+line 1, column 20 (byte 20)
+service=p on_error=fixed name=keep
+                   ^~~~~
+Ways: null, fixed, stop.)~"},
+        {"service=p on_error=fixed(a,b) name=keep", R"~(
+7302 unknown argument "b"
+line 1, column 20 (byte 20)
+service=p on_error=fixed(a,b) name=keep
+                   ^~~~~~~~~~
+This function takes no such argument.)~"},
+        {"service=p on_error=fixed('abc') name=keep born=keep born.type=date", R"~(
+7316 the fixed text is no value of the column's type "abc"
+line 1, column 20 (byte 20)
+service=p on_error=fixed('abc') name=keep born=keep born.typ...
+                   ^~~~~~~~~~~~
+column "born"
+Choose another text or another type.)~"},
+        {"service=p on_error=fixed('abc') name=keep name.type=char(2)", R"~(
+7315 the rule's result is longer than the column "3 > 2"
+line 1, column 20 (byte 20)
+service=p on_error=fixed('abc') name=keep name.type=char(2)
+                   ^~~~~~~~~~~~
+column "name"
+Shorten the result or declare a longer column.)~"},
+    });
+}
+
+TEST(MaskingStringSecrets, never_appear)
+{
+    expect_messages({
+        {"service=p key=hunter2hunter2 name=hash", R"~(
+7227 the key is not named by its source
+line 1, column 15 (byte 15)
+service=p key=*** name=hash
+              ^~~
+Write key=env:NAME or key=file:PATH.)~"},
+        {"service=p key='it''s a secret' name=keep", R"~(
+7227 the key is not named by its source
+line 1, column 15 (byte 15)
+service=p key=*** name=keep
+              ^~~
+Write key=env:NAME or key=file:PATH.)~"},
+        {"service=p key=\"a\\\"secret\" name=keep", R"~(
+7227 the key is not named by its source
+line 1, column 15 (byte 15)
+service=p key=*** name=keep
+              ^~~
+Write key=env:NAME or key=file:PATH.)~"},
+        {"service=p key=fixed('a secret') name=keep", R"~(
+7227 the key is not named by its source
+line 1, column 15 (byte 15)
+service=p key=*** name=keep
+              ^~~
+Write key=env:NAME or key=file:PATH.)~"},
+        {"service=p key=env: name=keep", R"~(
+7227 the key is not named by its source
+line 1, column 15 (byte 15)
+service=p key=env: name=keep
+              ^~~~
+Write key=env:NAME or key=file:PATH.)~"},
+        {"service=p key='a secret that does not end", R"~(
+7306 a quoted text does not end
+line 1, column 15 (byte 15)
+service=p key=***
+              ^~~
+Close the text. A single quote inside single quotes is written twice.)~"},
+        {"service=p key=top(secret name=keep", R"~(
+7307 unexpected character
+line 1, column 26 (byte 26)
+service=p key=***
+              ^~~
+Quote the value, or set arguments apart by commas.)~"},
+        {"service=p key='two\nlines' name=kep", R"~(
+7227 the key is not named by its source
+line 1, column 15 (byte 15)
+service=p key=***
+              ^~~
+Write key=env:NAME or key=file:PATH.)~"},
+    });
+}
+
+TEST(MaskingStringPositions, count_lines_columns_and_bytes)
+{
+    expect_messages({
+        {"service=p\r\nname=keep\r\n\r\nother=kep", std::string(R"~(
+7301 unknown function "kep"
+line 4, column 7 (byte 31)
+other=kep
+      ^~~
+Did you mean "keep"? )~") + functions},
+        {"service=p\rname=kep", std::string(R"~(
+7301 unknown function "kep"
+line 2, column 6 (byte 16)
+name=kep
+     ^~~
+Did you mean "keep"? )~") + functions},
+        {"service=p\n\tname\t=\tkep", std::string(R"~(
+7301 unknown function "kep"
+line 2, column 9 (byte 19)
+\u{9}name\u{9}=\u{9}kep
+                    ^~~
+Did you mean "keep"? )~") + functions},
+        {"\xEF\xBB\xBFservice=p name=kep", std::string(R"~(
+7301 unknown function "kep"
+line 1, column 16 (byte 19)
+service=p name=kep
+               ^~~
+Did you mean "keep"? )~") + functions},
+        {"service=p \"\u65E5\u672C\"=keep name=kep", std::string(R"~(
+7301 unknown function "kep"
+line 1, column 26 (byte 30)
+service=p "日本"=keep name=kep
+                         ^~~
+Did you mean "keep"? )~") + functions},
+        {"service=p \"\U0001F600\"=keep name=kep", std::string(R"~(
+7301 unknown function "kep"
+line 1, column 25 (byte 28)
+service=p "\u{1F600}"=keep name=kep
+                                ^~~
+Did you mean "keep"? )~") + functions},
+        {"service=p \"\U0001F600\"=kep", std::string(R"~(
+7301 unknown function "kep"
+line 1, column 15 (byte 18)
+service=p "\u{1F600}"=kep
+                      ^~~
+Did you mean "keep"? )~") + functions},
+        {"service=p n=fixed('\U0001F600\U0001F600', '\t')", R"~(
+7302 unknown argument "\u{9}"
+line 1, column 25 (byte 31)
+service=p n=fixed('\u{1F600}\u{1F600}', '\u{9}')
+                                        ^~~~~~~
+This function takes no such argument.)~"},
+    });
+}
+
+TEST(MaskingStringExcerpts, are_a_window_of_the_line)
+{
+    expect_messages({
+        {"service=p \"a very long name of a column that goes on and on for more than sixty characters\"=kep other=keep", std::string(R"~(
+7301 unknown function "kep"
+line 1, column 93 (byte 93)
+...oes on and on for more than sixty characters"=kep other=keep
+                                                 ^~~
+Did you mean "keep"? )~") + functions},
+        {"service=p name=fixed('some text in front that is long enough') other=kep third=fixed('some text behind that is long')", std::string(R"~(
+7301 unknown function "kep"
+line 1, column 70 (byte 70)
+...long enough') other=kep third=fixed('some text behind that i...
+                       ^~~
+Did you mean "keep"? )~") + functions},
+        {"service=p a_function_with_a_name_of_more_than_forty_characters=a_function_with_a_name_of_more_than_forty_characters", std::string(R"~(
+7301 unknown function "a_function_with_a_name_of_more_than_fort..."
+line 1, column 64 (byte 64)
+...an_forty_characters=a_function_with_a_name_of_more_than_fort...
+                       ^~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~
+)~") + functions},
+    });
+}
+
+TEST(MaskingStringIllFormedText, is_an_error_at_its_byte)
+{
+    expect_messages({
+        {"service=p name=ke\xFFp", R"~(
+7311 not well-formed text
+line 1, column 18 (byte 18)
+service=p name=ke�p
+                 ^
+Correct the text.)~"},
+        {"service=p name=keep # \xE2\x82", R"~(
+7311 not well-formed text
+line 1, column 23 (byte 23)
+service=p name=keep # �
+                      ^
+Correct the text.)~"},
+        {"\xC3\x28", R"~(
+7311 not well-formed text
+line 1, column 1 (byte 1)
+�(
+^
+Correct the text.)~"},
+        {"service=p name=fixed('\xED\xA0\x80')", R"~(
+7311 not well-formed text
+line 1, column 23 (byte 23)
+service=p name=fixed('���')
+                      ^
+Correct the text.)~"},
+    });
+}
+// clang-format on
+
+std::size_t longest_line(const std::string& text)
+{
+    std::size_t longest = 0;
+    for (std::size_t start = 0; start <= text.size();) {
+        const std::size_t end = std::min(text.find('\n', start), text.size());
+        longest = std::max(longest, end - start);
+        start = end + 1;
+    }
+    return longest;
+}
+
+// Every kind of character that takes more room as it is shown, before, in and behind the place.
+TEST(MaskingStringMessages, stay_below_3000_bytes_and_lines_short_whatever_they_quote)
+{
+    for (const std::string character : {"a", "\t", "\u65E5", "\U0001F600", "\x7F", "\u2028"}) {
+        std::string many;
+        for (int i = 0; i < 4000; ++i) many += character;
+        for (const std::string& text : {
+                 "service=p \"" + many + "\"=kep",
+                 "service=p \"" + many + "\"=keep \"" + many + "\"=keep",
+                 "service=p name=fixed('" + many + "', '" + many + "')",
+                 "service='" + many + "' name=keep",
+                 "service=p name='" + many,
+                 "service=p name.\"" + many + "\"=keep",
+                 "service=p name=keep # " + many + "\xFF",
+             }) {
+            const std::string message = message_of(text);
+            EXPECT_LT(message.size(), 3000u);
+            EXPECT_LT(longest_line(message), 500u) << message;
+            EXPECT_NE(message.find("\n"), std::string::npos);
+            EXPECT_NE(message.find('^'), std::string::npos) << "the mark is not cut off: " << message;
+        }
+    }
+}
+
+TEST(MaskingStringSecrets, never_appear_in_any_message_about_a_string_that_holds_one)
+{
+    const std::string secret = "TOPSECRET";
+    for (const std::string& value :
+         {secret, "'" + secret + "'", "\"" + secret + "\"", "'" + secret, "\"" + secret, "x(" + secret + ")",
+          "x(" + secret, "x('a', b=" + secret + ")", "'a''" + secret + "'", "\"\\\"" + secret + "\"",
+          secret + "#" + secret, "=" + secret, "a=" + secret, "'a'" + secret, secret + "\u00A0" + secret,
+          "\"\\" + secret + "\"", "(" + secret + ")", "environment:" + secret}) {
+        for (const std::string& text :
+             {"service=p key=" + value + " name=kep", "key = " + value,
+              "service=p name=keep name=null key=" + value, "key=" + value + "\xFF"}) {
+            const std::string message = message_of(text);
+            EXPECT_NE(message, "") << text;
+            EXPECT_EQ(message.find(secret), std::string::npos) << text << "\n" << message;
+        }
+    }
+}
+
+TEST(MaskingStringSecrets, do_not_hide_where_a_key_comes_from)
+{
+    EXPECT_NE(message_of("service=p key=env:MASK_KEY name=kep").find("key=env:MASK_KEY"), std::string::npos);
+    EXPECT_NE(message_of("service=p key='file:/my key' name=kep").find("key='file:/my key'"),
+              std::string::npos);
+}
+
+} // namespace
+} // namespace velk::test
