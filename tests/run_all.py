@@ -60,8 +60,9 @@ def layers():
     yield "sources", [sys.executable, "tests/library/sources_test.py"], unittest_count
     yield "libraries", [sys.executable, "tests/library/libraries_test.py"], unittest_count
     for preset in ["linux", "asan"]:
-        for name in ["bridge_tests", "reference_engine_tests", "masking_string_tests"]:
+        for name in ["bridge_tests", "reference_engine_tests"]:
             yield f"{name} ({preset})", [f"build/{preset}/bin/{name}"], googletest
+    yield "fuzz", ["scripts/fuzz", "60"], one_check
     yield "java", ["mvn", "-B", "-ntp", "verify"], surefire
     yield "end to end, Java 17", [end_to_end, JDK17], closing_line
     yield "end to end, Java 25", [end_to_end, JAVA25], closing_line

@@ -204,7 +204,8 @@ ServiceDefinition define_service(const std::vector<Entry>& entries, std::string_
     // What is missing comes last: a misspelt key may be the reason.
     if (sorted.id == nullptr) throw Failure{service_missing, {}, {}, {}, Place{}};
     definition.id = read_id(*sorted.id);
-    if (definition.columns.empty()) throw Failure{no_columns, {}, {}, "Give each column a rule: name = function.", sorted.id->key_place};
+    if (definition.columns.empty())
+        throw Failure{no_columns, {}, {}, "Give each column a rule: name = function.", sorted.id->key_place};
     return definition;
 }
 

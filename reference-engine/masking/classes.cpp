@@ -6,6 +6,8 @@
 #include "masking/functions.h"
 #include "masking/unicode_classes.h"
 
+#include <algorithm>
+
 namespace velk::engine {
 
 namespace {

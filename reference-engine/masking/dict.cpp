@@ -47,6 +47,7 @@ Mask make_dict(RuleArguments& arguments, const RuleContext& context)
     // Masks are copied, lists need not be.
     const auto entries = std::make_shared<const Entries>(take_entries(arguments));
     KeyedInput input(*context.key, "dict", take_scope(arguments, "dict"));
+    refuse_rest(arguments);
     require_length(longest_of(*entries), context.column);
     return [entries, input](Values values, Results& results) mutable {
         for (const std::u16string_view value : values)

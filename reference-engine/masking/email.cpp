@@ -77,6 +77,7 @@ Mask make_email(RuleArguments& arguments, const RuleContext& context)
 {
     const std::u16string domain = take_domain(arguments);
     KeyedInput input(*context.key, "email", take_scope(arguments, "email"));
+    refuse_rest(arguments);
     require_length(length_with(domain), context.column);
     return [domain, input](Values values, Results& results) mutable {
         for (const std::u16string_view value : values) mask_value(input, domain, value, results);

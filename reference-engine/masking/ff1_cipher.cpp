@@ -11,13 +11,14 @@ constexpr std::size_t rounds = 10;
 using Bytes = std::vector<std::uint8_t>;
 
 // Multiplies the number that the digits write and adds to it; what leaves at the front is lost. Called for
-// each digit of a number in another base, it converts the number, modulo what the digits can hold.
+// each digit of a number in another base, it converts the number, modulo what the digits can hold. One of
+// the bases is 256, so that no product exceeds 24 bits.
 template <typename Digit>
 void multiply_add(std::vector<Digit>& digits, std::uint32_t base, std::uint32_t factor, std::uint32_t addend)
 {
-    std::uint64_t carry = addend;
+    std::uint32_t carry = addend;
     for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit) {
-        const std::uint64_t value = std::uint64_t{*digit} * factor + carry;
+        const std::uint32_t value = *digit * factor + carry;
         *digit = static_cast<Digit>(value % base);
         carry = value / base;
     }

@@ -1,6 +1,7 @@
 #include "masking_string.h"
 
 #include "datacnv/unicode.h"
+#include "support.h"
 
 #include <gtest/gtest.h>
 
@@ -122,6 +123,7 @@ Parsed::Parsed(std::string_view text)
         EXPECT_EQ(take_message(), "");
         return;
     }
+    note_reached(code);
     message = take_message();
     EXPECT_NE(message, "") << "every error has a text";
     EXPECT_EQ(take_message(), "") << "reading empties the slot";

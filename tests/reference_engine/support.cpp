@@ -183,6 +183,11 @@ void expect_code(std::int32_t actual, ErrorCode expected)
     if (actual == expected) reached().insert(expected);
 }
 
+void note_reached(std::int32_t code)
+{
+    reached().insert(code);
+}
+
 const std::set<std::int32_t>& reached_codes()
 {
     return reached();

@@ -97,6 +97,7 @@ Texts texts_of(std::int32_t code);
 
 // Notes that a test reached a code, and compares. At the end of a whole run every code must have been.
 void expect_code(std::int32_t actual, ErrorCode expected);
+void note_reached(std::int32_t code);
 const std::set<std::int32_t>& reached_codes();
 
 bool contains(const std::u16string& text, const std::u16string& part);

@@ -1,0 +1,20 @@
+package com.brel.sorn.velk.cli;
+
+/**
+ * A row of a CSV file with all that is needed to write it again as it was.
+ *
+ * @param line the line that it starts in, counted from 1
+ * @param values its values; an unquoted empty one is null
+ * @param quoted which of them stand in quotes
+ * @param end what ends it
+ */
+record CsvRow(long line, String[] values, boolean[] quoted, LineEnd end) {
+  /** UTF-16 units of all values together. */
+  long size() {
+    long size = 0;
+    for (String value : values) {
+      size += value == null ? 0 : value.length();
+    }
+    return size;
+  }
+}

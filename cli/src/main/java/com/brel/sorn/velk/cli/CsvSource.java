@@ -1,0 +1,90 @@
+package com.brel.sorn.velk.cli;
+
+import de.siegmar.fastcsv.reader.CloseableIterator;
+import de.siegmar.fastcsv.reader.CsvParseException;
+import de.siegmar.fastcsv.reader.CsvReader;
+import java.io.Closeable;
+import java.io.IOException;
+import java.io.InputStream;
+
+/** The rows of a CSV file, one after the other. */
+final class CsvSource implements Closeable {
+  /** UTF-16 units of the longest value: a few of these fit into the smallest heap. */
+  static final int LONGEST_VALUE = 1 << 22;
+
+  private final Utf8Reader reader;
+  private final CloseableIterator<CsvRow> rows;
+  private final long lineOffset;
+  private CsvRow ahead;
+
+  CsvSource(InputStream in) throws IOException {
+    this(in, 0, 1);
+  }
+
+  /** Reads from a place inside of a file, where a row starts. */
+  CsvSource(InputStream in, long offset, long line) throws IOException {
+    lineOffset = line - 1;
+    reader = new Utf8Reader(in, offset, line);
+    rows =
+        CsvReader.builder()
+            .skipEmptyLines(false)
+            // Whoever knows the header says more about the width of a row.
+            .allowExtraFields(true)
+            .allowMissingFields(true)
+            .maxBufferSize(LONGEST_VALUE)
+            .build(new CsvRowHandler(), reader)
+            .iterator();
+    ahead = read();
+  }
+
+  boolean hasByteOrderMark() {
+    return reader.hasByteOrderMark();
+  }
+
+  /** Bytes of the file up to the end of what was read; some of that is still to come as rows. */
+  long offset() {
+    return reader.offset();
+  }
+
+  /** The next row, null behind the last. */
+  CsvRow next() {
+    CsvRow row = ahead;
+    ahead = read();
+    if (ahead == null) {
+      // The last row must be the one that the reader adds; an open quote would have swallowed it.
+      if (row.values().length == 1 && Utf8Reader.SENTINEL.equals(row.values()[0])) {
+        ahead = row;
+        return null;
+      }
+      throw Failure.inputOutput(place(row.line()) + "a quote is opened and never closed");
+    }
+    // A row ends with the line before the next row.
+    LineEnd end = reader.endOf(ahead.line() - 1);
+    return new CsvRow(row.line() + lineOffset, row.values(), row.quoted(), end);
+  }
+
+  private CsvRow read() {
+    try {
+      return rows.hasNext() ? rows.next() : null;
+    } catch (CsvParseException e) {
+      for (Throwable cause = e; cause != null; cause = cause.getCause()) {
+        if (cause instanceof Failure failure) {
+          throw failure;
+        }
+      }
+      Throwable reason = e.getCause() == null ? e : e.getCause();
+      long line = ahead == null ? 1 : ahead.line();
+      throw Failure.inputOutput(
+          "the row after line " + (line + lineOffset) + " is no CSV: " + reason.getMessage());
+    }
+  }
+
+  private String place(long line) {
+    return "the row in line " + (line + lineOffset) + ": ";
+  }
+
+  @Override
+  public void close() throws IOException {
+    rows.close();
+  }
+}

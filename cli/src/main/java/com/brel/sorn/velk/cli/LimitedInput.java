@@ -1,0 +1,31 @@
+package com.brel.sorn.velk.cli;
+
+import java.io.FilterInputStream;
+import java.io.IOException;
+import java.io.InputStream;
+
+/** The next so many bytes of a stream. */
+final class LimitedInput extends FilterInputStream {
+  private long left;
+
+  LimitedInput(InputStream in, long length) {
+    super(in);
+    left = length;
+  }
+
+  @Override
+  public int read() throws IOException {
+    byte[] one = new byte[1];
+    return read(one, 0, 1) < 0 ? -1 : one[0] & 0xFF;
+  }
+
+  @Override
+  public int read(byte[] buffer, int offset, int length) throws IOException {
+    if (left == 0) {
+      return -1;
+    }
+    int count = in.read(buffer, offset, (int) Math.min(length, left));
+    left -= Math.max(count, 0);
+    return count;
+  }
+}

@@ -1,0 +1,88 @@
+package com.brel.sorn.velk.cli;
+
+import com.brel.sorn.velk.VELKException;
+import com.brel.sorn.velk.masking.ColumnRule;
+import com.brel.sorn.velk.masking.Engine;
+import com.brel.sorn.velk.masking.MaskingService;
+import com.brel.sorn.velk.masking.ParsedService;
+import com.brel.sorn.velk.masking.Rule;
+import com.brel.sorn.velk.masking.Type;
+import java.util.List;
+
+/** The engine with a masking string read. */
+final class Masking implements AutoCloseable {
+  private static final String FINGERPRINT_SCOPE = "velk key fingerprint";
+  private static final String FINGERPRINT_TEXT = "velk";
+  private static final int FINGERPRINT_LENGTH = 16;
+
+  /**
+   * Failures of a parse that are not the string's: out of memory, an error inside of the engine.
+   */
+  private static final List<Integer> NOT_OF_THE_STRING =
+      List.of(-1, 7190, 7191, 7219, 7220, 7221, 7222);
+
+  private final Engine engine;
+  private final ParsedService parsed;
+
+  Masking(String maskingString) {
+    engine = Engine.open();
+    try {
+      parsed = parse(maskingString);
+    } catch (RuntimeException e) {
+      engine.close();
+      throw e;
+    }
+  }
+
+  private ParsedService parse(String maskingString) {
+    try {
+      return engine.parse(maskingString);
+    } catch (IllegalArgumentException e) {
+      throw Failure.usage(e.getMessage());
+    } catch (VELKException e) {
+      if (NOT_OF_THE_STRING.contains(e.code())) {
+        throw e;
+      }
+      throw Failure.usage(e.getMessage());
+    }
+  }
+
+  List<ColumnRule> rules() {
+    return parsed.columns();
+  }
+
+  /** What the masking string says of errors. */
+  ErrorPolicy errorPolicy(long most) {
+    return ErrorPolicy.of(parsed.onError(), most);
+  }
+
+  /** The service, which tells errors and puts nothing in the place of a value. */
+  MaskingService open() {
+    return parsed.tellErrors().open();
+  }
+
+  String engineName() {
+    return engine.library().identification();
+  }
+
+  /** Says which key was used without saying the key: null where there is none. */
+  String keyFingerprint() {
+    return parsed.key().map(this::fingerprint).orElse(null);
+  }
+
+  private String fingerprint(String place) {
+    try (MaskingService service =
+        engine
+            .service("velk-key")
+            .key(place)
+            .column("key", Type.text(), Rule.hash(FINGERPRINT_LENGTH).scope(FINGERPRINT_SCOPE))
+            .open()) {
+      return service.mask(List.of(List.of(FINGERPRINT_TEXT))).value(0, 0);
+    }
+  }
+
+  @Override
+  public void close() {
+    engine.close();
+  }
+}

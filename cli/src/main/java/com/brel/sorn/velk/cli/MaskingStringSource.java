@@ -1,0 +1,53 @@
+package com.brel.sorn.velk.cli;
+
+import java.io.IOException;
+import java.io.InputStream;
+import java.io.StringWriter;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import picocli.CommandLine.ArgGroup;
+import picocli.CommandLine.Option;
+
+/** Where the masking string comes from. */
+final class MaskingStringSource {
+  private static final long LARGEST_FILE = 1 << 20;
+
+  @ArgGroup(exclusive = true, multiplicity = "1")
+  private Choice choice;
+
+  private static final class Choice {
+    @Option(
+        names = {"-r", "--rules"},
+        paramLabel = "FILE",
+        description = "The masking string is the text of this file.")
+    private Path rules;
+
+    @Option(
+        names = {"-s", "--string"},
+        paramLabel = "TEXT",
+        description = "The masking string itself.")
+    private String text;
+  }
+
+  String read() {
+    return choice.text != null ? choice.text : read(choice.rules);
+  }
+
+  private static String read(Path file) {
+    try {
+      if (Files.size(file) > LARGEST_FILE) {
+        throw Failure.usage(file + ": far too long for a masking string");
+      }
+      try (InputStream in = Files.newInputStream(file);
+          Utf8Reader reader = new Utf8Reader(in, 0, 1)) {
+        StringWriter text = new StringWriter();
+        reader.transferTo(text);
+        return text.toString().replaceFirst("\n?" + Utf8Reader.SENTINEL + "$", "");
+      }
+    } catch (Failure e) {
+      throw Failure.usage(file + ": " + e.getMessage());
+    } catch (IOException e) {
+      throw Failure.inputOutput("cannot read " + file + ": " + Reason.of(e));
+    }
+  }
+}

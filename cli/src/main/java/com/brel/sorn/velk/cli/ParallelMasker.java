@@ -1,0 +1,78 @@
+package com.brel.sorn.velk.cli;
+
+import com.fasterxml.jackson.databind.ObjectMapper;
+import java.io.IOException;
+import java.io.OutputStream;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.List;
+
+/** Masks the slices of a file in a process each, and puts the results together in their order. */
+final class ParallelMasker {
+  private final SliceTask task;
+  private final List<Slice> slices;
+  private final Path output;
+  private final ObjectMapper json = new ObjectMapper();
+  private final List<SliceProcess> processes = new ArrayList<>();
+  private Progress progress;
+
+  ParallelMasker(SliceTask task, List<Slice> slices, Path output) {
+    this.task = task;
+    this.slices = slices;
+    this.output = output;
+  }
+
+  void run(Report report, Progress told, OutputStream out) throws IOException {
+    progress = told;
+    try {
+      for (Slice slice : slices) {
+        SliceTask part = task.of(slice, OutputFile.beside(output).toString());
+        processes.add(new SliceProcess(part, json, this::update));
+      }
+      for (SliceProcess process : processes) {
+        report.add(await(process));
+      }
+      task.policy().check(report.errorCount());
+      for (SliceProcess process : processes) {
+        Files.copy(process.output(), out);
+      }
+    } finally {
+      end();
+    }
+  }
+
+  /** The failure of the first slice that fails is told, whichever failed first. */
+  private Report await(SliceProcess process) {
+    Report report = process.await();
+    if (report == null) {
+      task.policy().check(errors());
+      throw process.failure();
+    }
+    return report;
+  }
+
+  private long errors() {
+    return processes.stream().mapToLong(SliceProcess::errors).sum();
+  }
+
+  /** Too many errors end all slices, each of which alone may have too few to know. */
+  private synchronized void update() {
+    progress.update(
+        processes.stream().mapToLong(SliceProcess::rows).sum(),
+        processes.stream().mapToLong(SliceProcess::bytes).sum());
+    if (errors() > task.policy().most()) {
+      processes.forEach(SliceProcess::stop);
+    }
+  }
+
+  private void end() throws IOException {
+    for (SliceProcess process : processes) {
+      process.stop();
+    }
+    for (SliceProcess process : processes) {
+      process.await();
+      Files.deleteIfExists(process.output());
+    }
+  }
+}

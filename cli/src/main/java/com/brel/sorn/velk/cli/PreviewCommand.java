@@ -1,0 +1,116 @@
+package com.brel.sorn.velk.cli;
+
+import com.brel.sorn.velk.masking.FieldError;
+import com.brel.sorn.velk.masking.MaskedRows;
+import com.brel.sorn.velk.masking.MaskingService;
+import java.io.IOException;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.List;
+import java.util.Optional;
+import java.util.concurrent.Callable;
+import picocli.CommandLine.Command;
+import picocli.CommandLine.Mixin;
+import picocli.CommandLine.Option;
+import picocli.CommandLine.Parameters;
+import picocli.CommandLine.ParentCommand;
+
+@Command(
+    name = "preview",
+    description = "Shows the first rows of a CSV file as they would be masked.")
+final class PreviewCommand implements Callable<Integer> {
+  private static final int WIDEST = 30;
+  private static final int MOST_ROWS = 1000;
+
+  @ParentCommand private Velk velk;
+  @Mixin private MaskingStringSource maskingString;
+
+  @Option(
+      names = {"-n", "--rows"},
+      paramLabel = "N",
+      defaultValue = "10",
+      description = "How many rows, at most 1000 (default: ${DEFAULT-VALUE}).")
+  private int count;
+
+  @Option(
+      names = "--show-original",
+      description = "Show each row before it is masked, too: clear values on your terminal.")
+  private boolean showOriginal;
+
+  @Parameters(paramLabel = "IN", description = "The CSV file in UTF-8; - is standard input.")
+  private String in;
+
+  @Override
+  public Integer call() throws IOException {
+    if (count < 1 || count > MOST_ROWS) {
+      throw Failure.usage("-n " + count + ": 1 to " + MOST_ROWS + " rows");
+    }
+    try (Masking masking = new Masking(maskingString.read());
+        CsvSource source = new CsvSource(new Input(in, velk.streams()).open())) {
+      Header header = Header.read(source);
+      int[] ruleOf = header.match(masking.rules());
+      List<CsvRow> rows = read(source, header);
+      List<List<String>> table = new ArrayList<>();
+      table.add(cells("", header.names()));
+      boolean errors = false;
+      if (!rows.isEmpty()) {
+        try (MaskingService service = masking.open()) {
+          MaskedRows masked =
+              service.mask(rows.stream().map(row -> RowMasker.inOrder(ruleOf, row)).toList());
+          addRows(table, ruleOf, rows, masked);
+          errors = !masked.errors().isEmpty();
+        }
+      }
+      velk.print(Table.of(table));
+      return errors ? ExitCode.FIELD_ERRORS : ExitCode.DONE;
+    }
+  }
+
+  private List<CsvRow> read(CsvSource source, Header header) {
+    List<CsvRow> rows = new ArrayList<>();
+    while (rows.size() < count) {
+      CsvRow row = source.next();
+      if (row == null) {
+        break;
+      }
+      rows.add(header.check(row));
+    }
+    return rows;
+  }
+
+  private void addRows(
+      List<List<String>> table, int[] ruleOf, List<CsvRow> rows, MaskedRows masked) {
+    for (int row = 0; row < rows.size(); row++) {
+      if (showOriginal) {
+        List<String> values = Arrays.stream(rows.get(row).values()).map(this::show).toList();
+        table.add(cells("original", values));
+      }
+      List<String> values = new ArrayList<>();
+      for (int rule : ruleOf) {
+        Optional<FieldError> error = masked.error(row, rule);
+        values.add(
+            error.isPresent()
+                ? "(error " + error.get().code() + ")"
+                : show(masked.value(row, rule)));
+      }
+      table.add(cells("masked", values));
+    }
+  }
+
+  /** What a row is stands in front only where there are two kinds. */
+  private List<String> cells(String kind, List<String> values) {
+    List<String> cells = new ArrayList<>();
+    if (showOriginal) {
+      cells.add(kind);
+    }
+    values.forEach(value -> cells.add(Show.clipped(value, WIDEST)));
+    return cells;
+  }
+
+  private String show(String value) {
+    if (value == null) {
+      return "(null)";
+    }
+    return value.isEmpty() ? "\"\"" : value;
+  }
+}

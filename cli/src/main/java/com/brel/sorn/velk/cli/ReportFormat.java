@@ -1,0 +1,71 @@
+package com.brel.sorn.velk.cli;
+
+import com.fasterxml.jackson.core.JsonProcessingException;
+import com.fasterxml.jackson.databind.ObjectMapper;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.stream.Collectors;
+
+/** How a report is written. */
+enum ReportFormat {
+  TEXT {
+    @Override
+    String write(Report report) {
+      StringBuilder text = new StringBuilder();
+      text.append(report.input).append(" -> ").append(report.output).append(": ");
+      text.append(report.rows).append(" rows, ");
+      text.append(report.errorCount()).append(" values could not be masked\n");
+      text.append("engine: ").append(report.engine).append('\n');
+      if (report.keyFingerprint != null) {
+        text.append("key fingerprint: ").append(report.keyFingerprint).append('\n');
+      }
+      text.append('\n').append(Table.of(table(report)));
+      report.columns.forEach(column -> appendErrors(text, column));
+      return text.toString();
+    }
+  },
+
+  JSON {
+    @Override
+    String write(Report report) {
+      try {
+        return new ObjectMapper().writerWithDefaultPrettyPrinter().writeValueAsString(report)
+            + "\n";
+      } catch (JsonProcessingException e) {
+        throw new IllegalStateException(e);
+      }
+    }
+  };
+
+  abstract String write(Report report);
+
+  private static List<List<String>> table(Report report) {
+    List<List<String>> table = new ArrayList<>();
+    table.add(List.of("column", "rule", "rows", "masked", "nulls kept", "left equal", "errors"));
+    for (Report.Column column : report.columns) {
+      table.add(
+          List.of(
+              Show.clipped(column.name, 30),
+              Show.clipped(column.rule, 40),
+              Long.toString(column.rows),
+              Long.toString(column.masked),
+              Long.toString(column.nullsKept),
+              Long.toString(column.leftEqual),
+              Long.toString(column.errorCount())));
+    }
+    return table;
+  }
+
+  private static void appendErrors(StringBuilder text, Report.Column column) {
+    column.errors.forEach(
+        (code, errors) -> {
+          String rows =
+              errors.firstRows.stream().map(String::valueOf).collect(Collectors.joining(", "));
+          boolean more = errors.count > errors.firstRows.size();
+          text.append("column ").append(Show.quoted(column.name));
+          text.append(", error ").append(code).append(", ").append(errors.count);
+          text.append(" values: ").append(errors.text);
+          text.append(" (rows ").append(rows).append(more ? ", ...)" : ")").append('\n');
+        });
+  }
+}

@@ -1,0 +1,56 @@
+package com.brel.sorn.velk.cli;
+
+import com.brel.sorn.velk.masking.FieldError;
+import java.util.Locale;
+
+/** Text made fit for a terminal. */
+final class Show {
+  private static final int LONGEST_NAME = 40;
+
+  private Show() {}
+
+  /** A name in quotes, clipped. */
+  static String quoted(String name) {
+    return '"' + clipped(name, LONGEST_NAME) + '"';
+  }
+
+  /** At most so many code points, controls escaped. */
+  static String clipped(String text, int longest) {
+    StringBuilder shown = new StringBuilder();
+    int[] codePoints = text.codePoints().limit(longest + 1L).toArray();
+    for (int i = 0; i < Math.min(codePoints.length, longest); i++) {
+      shown.append(escaped(codePoints[i]));
+    }
+    return shown.append(codePoints.length > longest ? "…" : "").toString();
+  }
+
+  private static String escaped(int codePoint) {
+    return switch (codePoint) {
+      case '\n' -> "\\n";
+      case '\r' -> "\\r";
+      case '\t' -> "\\t";
+      default ->
+          isPlain(codePoint)
+              ? Character.toString(codePoint)
+              : "\\u{" + Integer.toHexString(codePoint).toUpperCase(Locale.ROOT) + "}";
+    };
+  }
+
+  /** Neither a control nor a character that turns the direction of writing. */
+  private static boolean isPlain(int codePoint) {
+    int type = Character.getType(codePoint);
+    return type != Character.CONTROL
+        && type != Character.FORMAT
+        && type != Character.LINE_SEPARATOR
+        && type != Character.PARAGRAPH_SEPARATOR
+        && type != Character.UNASSIGNED;
+  }
+
+  /** The text of an error in one line, without the code that the engine begins it with. */
+  static String message(FieldError error) {
+    String text = error.message() == null ? "" : error.message().strip();
+    String code = error.code() + " ";
+    String rest = text.startsWith(code) ? text.substring(code.length()) : text;
+    return rest.replaceAll("\\s*\\R\\s*", " ");
+  }
+}

@@ -1,0 +1,38 @@
+package com.brel.sorn.velk.cli;
+
+import java.util.List;
+import java.util.stream.Collectors;
+import java.util.stream.IntStream;
+
+/** Rows of text in columns that line up. */
+final class Table {
+  private static final String GAP = "  ";
+
+  private Table() {}
+
+  static String of(List<List<String>> rows) {
+    int[] widths =
+        IntStream.range(0, rows.get(0).size())
+            .map(column -> rows.stream().mapToInt(row -> cells(row.get(column))).max().orElse(0))
+            .toArray();
+    return rows.stream().map(row -> line(row, widths)).collect(Collectors.joining());
+  }
+
+  private static String line(List<String> row, int[] widths) {
+    return IntStream.range(0, row.size())
+            .mapToObj(i -> row.get(i) + " ".repeat(widths[i] - cells(row.get(i))))
+            .collect(Collectors.joining(GAP))
+            .stripTrailing()
+        + "\n";
+  }
+
+  /** Cells of a terminal, near enough: two for a character of the wide scripts and for an emoji. */
+  private static int cells(String text) {
+    return text.codePoints().map(Table::cells).sum();
+  }
+
+  private static int cells(int codePoint) {
+    boolean wide = codePoint >= 0x2E80 && codePoint <= 0xD7FF || codePoint >= 0x1F300;
+    return wide || codePoint >= 0xFF01 && codePoint <= 0xFF60 ? 2 : 1;
+  }
+}

@@ -1,0 +1,138 @@
+package com.brel.sorn.velk.cli;
+
+import com.brel.sorn.velk.VELKException;
+import com.brel.sorn.velk.masking.EngineLoadException;
+import java.io.FileDescriptor;
+import java.io.FileOutputStream;
+import java.io.IOException;
+import java.io.PrintStream;
+import java.io.PrintWriter;
+import java.io.UncheckedIOException;
+import java.nio.charset.StandardCharsets;
+import picocli.AutoComplete.GenerateCompletion;
+import picocli.CommandLine;
+import picocli.CommandLine.Command;
+import picocli.CommandLine.HelpCommand;
+import picocli.CommandLine.IVersionProvider;
+import picocli.CommandLine.Model.CommandSpec;
+import picocli.CommandLine.ParameterException;
+import picocli.CommandLine.Spec;
+
+/** The {@code velk} command. */
+@Command(
+    name = "velk",
+    description = "Masks CSV files by masking strings.",
+    mixinStandardHelpOptions = true,
+    versionProvider = Velk.Version.class,
+    subcommands = {
+      MaskCommand.class,
+      CheckCommand.class,
+      PreviewCommand.class,
+      InitCommand.class,
+      SliceCommand.class,
+      HelpCommand.class,
+      GenerateCompletion.class
+    },
+    exitCodeListHeading = "%nExit codes:%n",
+    exitCodeList = {
+      "0:done",
+      "1:internal error",
+      "2:the command line or the masking string is wrong",
+      "3:done, but some values could not be masked",
+      "4:input or output failed, or a value ended the run",
+      "5:the libraries or the engine failed; the key is missing or cannot be used"
+    })
+public final class Velk implements Runnable {
+  private final Streams streams;
+  @Spec private CommandSpec spec;
+
+  private Velk(Streams streams) {
+    this.streams = streams;
+  }
+
+  /** Makes a command on the standard streams of the process. */
+  public Velk() {
+    this(standardStreams());
+  }
+
+  /**
+   * Runs the command and ends the process with its exit code.
+   *
+   * @param arguments the arguments
+   */
+  public static void main(String[] arguments) {
+    System.exit(run(standardStreams(), arguments));
+  }
+
+  private static Streams standardStreams() {
+    PrintStream err =
+        new PrintStream(new FileOutputStream(FileDescriptor.err), true, StandardCharsets.UTF_8);
+    int width = Integer.getInteger("velk.terminal", 0);
+    return new Streams(System.in, new FileOutputStream(FileDescriptor.out), err, width);
+  }
+
+  static int run(Streams streams, String... arguments) {
+    PrintWriter err = new PrintWriter(streams.err(), true);
+    PrintWriter out = new PrintWriter(streams.out(), true, StandardCharsets.UTF_8);
+    return new CommandLine(new Velk(streams))
+        .setOut(out)
+        .setErr(err)
+        .setCaseInsensitiveEnumValuesAllowed(true)
+        .setExecutionExceptionHandler((e, command, result) -> tell(e, streams))
+        .execute(arguments);
+  }
+
+  private static int tell(Exception e, Streams streams) {
+    Failure failure = failure(e);
+    streams.err().println("velk: " + failure.getMessage());
+    return failure.exitCode();
+  }
+
+  /** What an exception means to the user. */
+  static Failure failure(Exception e) {
+    if (e instanceof Failure failure) {
+      return failure;
+    }
+    if (e instanceof VELKException || e instanceof EngineLoadException) {
+      return new Failure(ExitCode.ENGINE, e.getMessage());
+    }
+    if (e instanceof UncheckedIOException unchecked) {
+      return failure(unchecked.getCause());
+    }
+    if (e instanceof IOException failure) {
+      return Failure.inputOutput(file(failure) + Reason.of(failure));
+    }
+    // The message of an exception that nobody foresaw may hold a value.
+    StackTraceElement[] trace = e.getStackTrace();
+    String place = trace.length > 0 ? " at " + trace[0] : "";
+    return new Failure(ExitCode.INTERNAL, "internal error: " + e.getClass().getName() + place);
+  }
+
+  private static String file(IOException failure) {
+    return failure instanceof java.nio.file.FileSystemException e ? e.getFile() + ": " : "";
+  }
+
+  Streams streams() {
+    return streams;
+  }
+
+  /** Prints to standard output. */
+  void print(String text) throws IOException {
+    streams.out().write(text.getBytes(StandardCharsets.UTF_8));
+    streams.out().flush();
+  }
+
+  @Override
+  public void run() {
+    throw new ParameterException(spec.commandLine(), "a subcommand is needed");
+  }
+
+  /** The version of the jar. */
+  static final class Version implements IVersionProvider {
+    @Override
+    public String[] getVersion() {
+      String version = Velk.class.getPackage().getImplementationVersion();
+      return new String[] {"velk " + (version == null ? "(not packaged)" : version)};
+    }
+  }
+}

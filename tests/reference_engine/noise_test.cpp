@@ -1,0 +1,191 @@
+#include "datacnv/unicode.h"
+#include "rules.h"
+
+#include <algorithm>
+#include <map>
+
+namespace velk::test {
+namespace {
+
+class Noise : public FrameworkTest {};
+
+const Column integer{"integer", 20};
+const Column amount{"decimal(9,2)", 11};
+
+std::int64_t number_of(const std::u16string& text)
+{
+    std::string digits = to_utf8(text);
+    std::erase(digits, '.');
+    return std::stoll(digits);
+}
+
+std::size_t scale_of(const std::u16string& text)
+{
+    const std::size_t point = text.find(u'.');
+    return point == std::u16string::npos ? 0 : text.size() - point - 1;
+}
+
+TEST_F(Noise, moves_every_integer_by_at_most_its_share_and_never_by_nothing)
+{
+    std::vector<std::u16string> values;
+    for (int i = 1; i <= 2000; ++i)
+        values.push_back((i % 2 == 0 ? u"-" : u"") + to_text(static_cast<unsigned>(i)));
+    for (const int percent : {1, 10, 50, 100}) {
+        const auto masked = results("noise", "percent=" + std::to_string(percent), values, integer);
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            const std::int64_t before = number_of(values[i]);
+            const std::int64_t after = number_of(masked[i]);
+            EXPECT_NE(after, before);
+            EXPECT_LE(std::abs(after - before), std::max<std::int64_t>(std::abs(before) * percent / 100, 1));
+            EXPECT_TRUE(after == 0 || (after < 0) == (before < 0)) << "the sign stays";
+            EXPECT_EQ(to_utf8(masked[i]), std::to_string(after)) << "written plainly";
+        }
+    }
+}
+
+TEST_F(Noise, reaches_every_number_in_its_range)
+{
+    std::map<std::int64_t, int> counts;
+    for (int run = 0; run < 2000; ++run)
+        ++counts[number_of(
+            results("noise", "percent=5, scope=run" + std::to_string(run), {u"100"}, integer).front())];
+    EXPECT_EQ(counts.size(), 10u) << "95 to 105 without 100";
+    EXPECT_EQ(counts.begin()->first, 95);
+    EXPECT_EQ(counts.rbegin()->first, 105);
+    for (const auto& [number, count] : counts) {
+        EXPECT_GT(count, 130) << number; // 200 on average
+        EXPECT_LT(count, 270) << number;
+    }
+}
+
+TEST_F(Noise, keeps_the_scale_of_a_decimal)
+{
+    std::mt19937 random(6);
+    std::vector<std::u16string> values{u"0.5", u"12.50", u"1.00", u"-0.01", u"1000000", u"9999.99"};
+    for (unsigned i = 0; i < 500; ++i)
+        values.push_back(to_text(random() % 1'000'000) + u"." + random_digits(random, 1 + i % 2));
+    const auto masked = results("noise", "percent=20", values, amount);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        SCOPED_TRACE(to_utf8(values[i]) + " " + to_utf8(masked[i]));
+        EXPECT_EQ(scale_of(masked[i]), scale_of(values[i]));
+        const std::int64_t before = number_of(values[i]);
+        const std::int64_t move = std::abs(number_of(masked[i]) - before);
+        EXPECT_GE(move, 1);
+        EXPECT_LE(move, std::max<std::int64_t>(std::abs(before) / 5, 1));
+    }
+}
+
+TEST_F(Noise, changes_at_least_the_last_digit_of_small_numbers)
+{
+    const auto masked = results("noise", "percent=1", {u"0", u"-0", u"00", u"5", u"-5", u"007"}, integer);
+    EXPECT_EQ(masked[0], u"1");
+    EXPECT_EQ(masked[1], u"-1");
+    EXPECT_EQ(masked[2], u"1");
+    EXPECT_TRUE(masked[3] == u"4" || masked[3] == u"6");
+    EXPECT_TRUE(masked[4] == u"-4" || masked[4] == u"-6");
+    EXPECT_TRUE(masked[5] == u"6" || masked[5] == u"8") << to_utf8(masked[5]);
+    EXPECT_EQ(results("noise", "percent=1", {u"0.00"}, amount).front(), u"0.01");
+}
+
+TEST_F(Noise, writes_a_zero_without_a_sign)
+{
+    std::set<std::u16string> texts;
+    for (int run = 0; run < 50; ++run)
+        texts.insert(
+            results("noise", "percent=1, scope=run" + std::to_string(run), {u"-0.01"}, amount).front());
+    EXPECT_EQ(texts, (std::set<std::u16string>{u"0.00", u"-0.02"}));
+}
+
+TEST_F(Noise, stays_in_64_bits)
+{
+    for (int run = 0; run < 200; ++run) {
+        const std::string arguments = "percent=100, scope=run" + std::to_string(run);
+        const auto masked = results(
+            "noise", arguments,
+            {u"9223372036854775807", u"-9223372036854775808", u"9223372036854775806", u"9000000000000000000"},
+            integer);
+        EXPECT_GE(number_of(masked[0]), 0);
+        EXPECT_LT(number_of(masked[0]), std::numeric_limits<std::int64_t>::max());
+        EXPECT_LE(number_of(masked[1]), 0);
+        EXPECT_GT(number_of(masked[1]), std::numeric_limits<std::int64_t>::min());
+        EXPECT_NE(masked[2], u"9223372036854775806");
+    }
+}
+
+TEST_F(Noise, stays_in_the_precision_of_its_column)
+{
+    for (int run = 0; run < 100; ++run) {
+        const std::string arguments = "percent=100, scope=run" + std::to_string(run);
+        const auto masked =
+            results("noise", arguments, {u"99.9", u"-99.9", u"99", u"0.9"}, {"decimal(3,1)", 5});
+        EXPECT_LT(number_of(masked[0]), 999);
+        EXPECT_GT(number_of(masked[1]), -999);
+        EXPECT_LT(number_of(masked[2]), 99);
+        EXPECT_NE(masked[3], u"0.9");
+    }
+    EXPECT_EQ(results("noise", "percent=1", {u"0.99"}, {"decimal(2,2)", 5}).front(), u"0.98");
+    EXPECT_EQ(results("noise", "percent=1", {u"-0.99"}, {"decimal(2,2)", 5}).front(), u"-0.98");
+}
+
+TEST_F(Noise, a_number_that_has_no_other_is_an_error)
+{
+    expect_errors("noise", "percent=1", {u"0", u"-0"}, result_does_not_fit, {"decimal(2,2)", 5});
+}
+
+TEST_F(Noise, a_number_longer_than_its_column_is_an_error)
+{
+    int errors = 0;
+    for (int run = 0; run < 40; ++run) {
+        const Outcome outcome =
+            mask("noise", "percent=50, scope=run" + std::to_string(run), u"99", "integer", 2);
+        if (outcome.error == 0) {
+            EXPECT_EQ(outcome.text->size(), 2u);
+            continue;
+        }
+        expect_code(outcome.error, result_does_not_fit);
+        EXPECT_EQ(outcome.text, u"");
+        ++errors;
+    }
+    EXPECT_GT(errors, 0);
+    EXPECT_LT(errors, 40);
+}
+
+TEST_F(Noise, numbers_of_a_thousand_digits_are_masked)
+{
+    std::mt19937 random(7);
+    const std::u16string value = u"1" + random_digits(random, 989) + u"." + random_digits(random, 10);
+    const std::u16string masked = results("noise", "percent=10", {value}, {"decimal(1000,10)", 1002}).front();
+    EXPECT_NE(masked, value);
+    EXPECT_EQ(scale_of(masked), 10u);
+    EXPECT_NE(masked.substr(masked.size() - 300), value.substr(value.size() - 300))
+        << "down to the last digits";
+    EXPECT_TRUE(masked.size() == value.size() || masked.size() == value.size() - 1);
+}
+
+TEST_F(Noise, whatever_is_no_number_is_an_error)
+{
+    expect_errors("noise", "percent=5", {u"", u"1.5", u"+1", u"1e3", u"٤٢", u"x", u"9223372036854775808"},
+                  value_not_of_type, integer);
+    expect_errors("noise", "percent=5", {u"1,5", u".5", u"1.", u"1.234", u"12345678"}, value_not_of_type,
+                  amount);
+}
+
+TEST_F(Noise, follows_key_and_scope)
+{
+    expect_keyed("noise", "percent=50", {u"123456", u"-987654321", u"1000000007"}, integer);
+    expect_keyed("noise", "percent=50", {u"1234.56", u"-98765.43"}, amount);
+}
+
+TEST_F(Noise, unusable_rules_are_refused)
+{
+    expect_rule_refused("noise", "", argument_missing, u"", integer);
+    expect_rule_refused("noise", "5", argument_missing, u"", integer);
+    for (const char* percent : {"0", "101", "-5", "5%", "0.5"})
+        expect_rule_refused("noise", std::string("percent=") + percent, argument_not_in_range,
+                            u"A whole number from 1 to 100.", integer);
+    for (const char* type : {"text", "varchar(20)", "char(20)", "date", "timestamp"})
+        expect_rule_refused("noise", "percent=5", function_unfit_for_type, u"", {type, 20});
+}
+
+} // namespace
+} // namespace velk::test
