@@ -1,6 +1,7 @@
 // What the parser and the adapter make of requests that are not as they should be.
 
 #include "masking_string.h"
+#include "support.h"
 
 #include "parser/report.h"
 #include "provider/messages.h"
@@ -51,17 +52,17 @@ TEST(ParserRequests, are_refused_in_another_code_page_or_for_a_database)
 {
     ParseRequest request(good);
     request.input.iCodePage = 1252;
-    EXPECT_EQ(request.measure(), code_page_unsupported);
+    expect_code(request.measure(), code_page_unsupported);
     EXPECT_EQ(take_message(), whole(code_page_unsupported, "1252"));
     request.input.iCodePage = 65001;
     request.input.cDBMSType = 'D';
-    EXPECT_EQ(request.measure(), dbms_type_unsupported);
+    expect_code(request.measure(), dbms_type_unsupported);
     EXPECT_EQ(take_message(), whole(dbms_type_unsupported, "68"));
 }
 
 TEST(ParserRequests, are_refused_where_the_record_is_damaged)
 {
-    EXPECT_EQ(Parser_ParseParameters(nullptr), parse_request_damaged);
+    expect_code(Parser_ParseParameters(nullptr), parse_request_damaged);
     EXPECT_EQ(take_message(), whole(parse_request_damaged));
     const auto refused = [](void (*damage)(ParseRequest&)) {
         ParseRequest request(good);
@@ -97,17 +98,17 @@ std::int32_t extract_with(void (*damage)(KVPA&))
 
 TEST(ParserRequests, are_refused_where_an_entry_has_no_buffer_or_too_small_a_one)
 {
-    EXPECT_EQ(extract_with([](KVPA& entry) { entry.key = nullptr; }), pair_buffer_missing);
+    expect_code(extract_with([](KVPA& entry) { entry.key = nullptr; }), pair_buffer_missing);
     EXPECT_EQ(take_message(), whole(pair_buffer_missing));
-    EXPECT_EQ(extract_with([](KVPA& entry) { entry.value = nullptr; }), pair_buffer_missing);
+    expect_code(extract_with([](KVPA& entry) { entry.value = nullptr; }), pair_buffer_missing);
     EXPECT_EQ(extract_with([](KVPA& entry) { entry.keySize = 4; }), pair_buffer_too_small)
         << "no room for the terminator";
     EXPECT_EQ(take_message(), whole(pair_buffer_too_small, "4"));
     EXPECT_EQ(extract_with([](KVPA& entry) { entry.keySize = 5; }), 0);
-    EXPECT_EQ(extract_with([](KVPA& entry) { entry.valueSize = 4; }), pair_buffer_too_small);
-    EXPECT_EQ(extract_with([](KVPA& entry) { entry.valueSize = -1; }), pair_buffer_too_small);
-    EXPECT_EQ(extract_with([](KVPA& entry) { entry.eyeCatcher[0] = 'X'; }), parse_request_damaged);
-    EXPECT_EQ(extract_with([](KVPA& entry) { entry.version = 1; }), parse_request_damaged);
+    expect_code(extract_with([](KVPA& entry) { entry.valueSize = 4; }), pair_buffer_too_small);
+    expect_code(extract_with([](KVPA& entry) { entry.valueSize = -1; }), pair_buffer_too_small);
+    expect_code(extract_with([](KVPA& entry) { entry.eyeCatcher[0] = 'X'; }), parse_request_damaged);
+    expect_code(extract_with([](KVPA& entry) { entry.version = 1; }), parse_request_damaged);
 }
 
 TEST(ParserRequests, are_refused_where_the_entries_are_not_as_many_as_the_pairs)
@@ -117,7 +118,7 @@ TEST(ParserRequests, are_refused_where_the_entries_are_not_as_many_as_the_pairs)
         EXPECT_EQ(request.measure(), 0);
         request.allocate();
         request.record.entryCount = count;
-        EXPECT_EQ(request.extract(), pair_count_differs);
+        expect_code(request.extract(), pair_count_differs);
         EXPECT_EQ(take_message(), whole(pair_count_differs, std::to_string(count) + " and 2"));
     }
     ParseRequest request(good);
@@ -127,17 +128,17 @@ TEST(ParserRequests, are_refused_where_the_entries_are_not_as_many_as_the_pairs)
 
 TEST(ParserErrors, are_forgotten_when_a_parse_starts_and_when_they_are_read)
 {
-    EXPECT_EQ(ParseRequest("a b").measure(), equals_sign_missing);
+    expect_code(ParseRequest("a b").measure(), equals_sign_missing);
     EXPECT_EQ(ParseRequest(good).measure(), 0);
     EXPECT_EQ(take_message(), "");
-    EXPECT_EQ(ParseRequest("a b").measure(), equals_sign_missing);
+    expect_code(ParseRequest("a b").measure(), equals_sign_missing);
     EXPECT_NE(take_message(), "");
     EXPECT_EQ(take_message(), "");
 }
 
 TEST(ParserErrors, stay_while_only_their_size_is_asked_for)
 {
-    EXPECT_EQ(ParseRequest("a b").measure(), equals_sign_missing);
+    expect_code(ParseRequest("a b").measure(), equals_sign_missing);
     for (int i = 0; i < 2; ++i) {
         std::int16_t count = 0;
         std::int32_t size = 0;
@@ -168,20 +169,20 @@ struct Details {
 
 TEST(ParserErrors, are_not_written_into_a_damaged_block)
 {
-    EXPECT_EQ(Parser_GetErrorInfo(nullptr), error_details_damaged);
+    expect_code(Parser_GetErrorInfo(nullptr), error_details_damaged);
     Details details;
     details.record.eyeCatcher[0] = 'X';
-    EXPECT_EQ(Parser_GetErrorInfo(&details.record), error_details_damaged);
+    expect_code(Parser_GetErrorInfo(&details.record), error_details_damaged);
     details = Details{};
-    EXPECT_EQ(Parser_GetErrorInfo(&details.record), error_details_missing) << "there is none";
+    expect_code(Parser_GetErrorInfo(&details.record), error_details_missing); // there is none
 }
 
 TEST(ParserErrors, carry_their_code)
 {
-    EXPECT_EQ(ParseRequest("a b").measure(), equals_sign_missing);
+    expect_code(ParseRequest("a b").measure(), equals_sign_missing);
     Details details;
     EXPECT_EQ(Parser_GetErrorInfo(&details.record), 0);
-    EXPECT_EQ(details.record.errorCode, equals_sign_missing);
+    expect_code(details.record.errorCode, equals_sign_missing);
 }
 
 TEST(ParserErrors, are_formatted_from_a_filled_block_only)
@@ -190,8 +191,8 @@ TEST(ParserErrors, are_formatted_from_a_filled_block_only)
     char16_t text[8] = {};
     MessageBuffers buffers{sizeof text, 0, 0, {}, text, nullptr, nullptr};
     EMSG request{};
-    EXPECT_EQ(Parser_FormatErrorText(nullptr), message_request_damaged);
-    EXPECT_EQ(Parser_FormatErrorText(&request), message_request_damaged);
+    expect_code(Parser_FormatErrorText(nullptr), message_request_damaged);
+    expect_code(Parser_FormatErrorText(&request), message_request_damaged);
     std::memcpy(request.eyeCatcher, "EMSG", 4);
     request.version = 21;
     request.length = 40;
@@ -204,7 +205,7 @@ TEST(ParserErrors, are_formatted_from_a_filled_block_only)
     details.record.errorCode = 1;
     std::memset(details.record.reserved24, 0xFF, sizeof details.record.reserved24);
     EXPECT_EQ(Parser_FormatErrorText(&request), error_details_damaged) << "sizes that no error has";
-    EXPECT_EQ(ParseRequest("a b").measure(), equals_sign_missing);
+    expect_code(ParseRequest("a b").measure(), equals_sign_missing);
     EXPECT_EQ(Parser_GetErrorInfo(&details.record), 0);
     EXPECT_EQ(Parser_FormatErrorText(&request), 0);
     EXPECT_EQ(std::u16string(text), u"7325 no") << "as much as fits";
@@ -251,19 +252,20 @@ std::int32_t build_with(void (*damage)(PGDA&))
 
 TEST(AdapterRequests, are_refused_where_a_record_is_damaged)
 {
-    EXPECT_EQ(Adapter_BuildServiceDefinition(nullptr), build_request_damaged);
+    expect_code(Adapter_BuildServiceDefinition(nullptr), build_request_damaged);
     EXPECT_EQ(take_message(), whole(build_request_damaged));
     EXPECT_EQ(build_with([](PGDA&) {}), 0);
-    EXPECT_EQ(build_with([](PGDA& build) { build.eyeCatcher[0] = 'X'; }), build_request_damaged);
-    EXPECT_EQ(build_with([](PGDA& build) { build.version = 1; }), build_request_damaged);
-    EXPECT_EQ(build_with([](PGDA& build) { build.length = 1; }), build_request_damaged);
-    EXPECT_EQ(build_with([](PGDA& build) { build.parameters = nullptr; }), build_request_damaged);
-    EXPECT_EQ(build_with([](PGDA& build) { build.pSvcDef = nullptr; }), build_request_damaged);
-    EXPECT_EQ(build_with([](PGDA& build) { build.pSvcId = nullptr; }), build_request_damaged);
-    EXPECT_EQ(build_with([](PGDA& build) { build.parameters->eyeCatcher[0] = 'X'; }), build_request_damaged);
-    EXPECT_EQ(build_with([](PGDA& build) { build.parameters->input = nullptr; }), build_request_damaged);
-    EXPECT_EQ(build_with([](PGDA& build) { build.parameters->entryCount = -1; }), build_request_damaged);
-    EXPECT_EQ(build_with([](PGDA& build) { build.parameters->entries = nullptr; }), build_request_damaged);
+    expect_code(build_with([](PGDA& build) { build.eyeCatcher[0] = 'X'; }), build_request_damaged);
+    expect_code(build_with([](PGDA& build) { build.version = 1; }), build_request_damaged);
+    expect_code(build_with([](PGDA& build) { build.length = 1; }), build_request_damaged);
+    expect_code(build_with([](PGDA& build) { build.parameters = nullptr; }), build_request_damaged);
+    expect_code(build_with([](PGDA& build) { build.pSvcDef = nullptr; }), build_request_damaged);
+    expect_code(build_with([](PGDA& build) { build.pSvcId = nullptr; }), build_request_damaged);
+    expect_code(build_with([](PGDA& build) { build.parameters->eyeCatcher[0] = 'X'; }),
+                build_request_damaged);
+    expect_code(build_with([](PGDA& build) { build.parameters->input = nullptr; }), build_request_damaged);
+    expect_code(build_with([](PGDA& build) { build.parameters->entryCount = -1; }), build_request_damaged);
+    expect_code(build_with([](PGDA& build) { build.parameters->entries = nullptr; }), build_request_damaged);
     EXPECT_EQ(build_with([](PGDA& build) { build.parameters->entries[0].eyeCatcher[0] = 'X'; }),
               build_request_damaged);
     EXPECT_EQ(build_with([](PGDA& build) { build.parameters->entries[0].keySize = 0; }),
@@ -275,14 +277,14 @@ TEST(AdapterRequests, are_refused_where_a_record_is_damaged)
 TEST(AdapterRequests, need_room_for_the_service_id_and_its_terminator)
 {
     EXPECT_EQ(build_with([](PGDA& build) { build.iSvcIdBytes = 7; }), 0);
-    EXPECT_EQ(build_with([](PGDA& build) { build.iSvcIdBytes = 6; }), service_id_buffer_too_small);
+    expect_code(build_with([](PGDA& build) { build.iSvcIdBytes = 6; }), service_id_buffer_too_small);
     EXPECT_EQ(take_message(), whole(service_id_buffer_too_small, "6"));
-    EXPECT_EQ(build_with([](PGDA& build) { build.iSvcIdBytes = -1; }), service_id_buffer_too_small);
+    expect_code(build_with([](PGDA& build) { build.iSvcIdBytes = -1; }), service_id_buffer_too_small);
 }
 
 TEST(AdapterRequests, release_nothing_twice)
 {
-    EXPECT_EQ(Adapter_FreeServiceDefinition(nullptr), service_record_damaged);
+    expect_code(Adapter_FreeServiceDefinition(nullptr), service_record_damaged);
     SVCA service{};
     EXPECT_EQ(Adapter_FreeServiceDefinition(&service), 0);
     EXPECT_EQ(Adapter_FreeServiceDefinition(&service), 0);
