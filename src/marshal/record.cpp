@@ -20,7 +20,7 @@ void* address(JNIEnv* env, jobject object, jfieldID pointer)
     return reinterpret_cast<void*>(static_cast<std::intptr_t>(env->GetLongField(object, pointer)));
 }
 
-static void set_header(void* record, const Layout& layout)
+void set_header(void* record, const Layout& layout)
 {
     auto* header = static_cast<unsigned char*>(record) + layout.header;
     const std::uint16_t version_and_length[] = {record_version, static_cast<std::uint16_t>(layout.size)};

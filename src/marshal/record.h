@@ -19,6 +19,9 @@ struct Layout {
 // Zeroed memory, or null. Release it with free.
 void* allocate(std::size_t bytes);
 
+// Writes the eye-catcher, the version and the size.
+void set_header(void* record, const Layout& layout);
+
 // The object's record, or null.
 void* address(JNIEnv* env, jobject object, jfieldID pointer);
 

@@ -1,0 +1,212 @@
+#include "parse/parameter_parse.h"
+
+#include "engine/adapter.h"
+#include "engine/parser.h"
+#include "frame/errors.h"
+#include "frame/text16.h"
+#include "frame/trace.h"
+#include "parse/parse_error_text.h"
+#include "records/requests.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace velk {
+
+namespace {
+
+constexpr std::int32_t no_arguments = -1;
+constexpr std::int32_t no_memory_for_input = 7219;
+constexpr std::int32_t no_memory_for_entries = 7220;
+constexpr std::int32_t no_memory_for_key = 7221;
+constexpr std::int32_t no_memory_for_value = 7222;
+
+// Each follows its own library's success, so that a failed start is tried again by the next parse.
+bool parser_started;
+bool adapter_started;
+
+// One run of the driver.
+struct Run {
+    const ParameterParse& parse;
+    PRMA request;
+    BuildOutput output;
+    bool build_failed;
+    trace::Scope scope;
+};
+
+// Reports a failing result at its trace line, and passes it on.
+std::int32_t report(const Run& run, std::uint32_t line, std::int32_t result)
+{
+    trace::return_code(run.scope, line, result);
+    return result;
+}
+
+bool arguments_given(const ParameterParse& parse)
+{
+    return parse.pParamString != nullptr && parse.iParmStrBytes >= 1 && parse.pSvcDef != nullptr &&
+           parse.pSvcId != nullptr && parse.iSvcIdBytes >= 1;
+}
+
+// malloc for a count that the parser gave: a negative one cannot be had. Products are 64 bits wide.
+void* allocate(std::int64_t count, std::int64_t size)
+{
+    return count < 0 || size < 0 ? nullptr : std::malloc(static_cast<std::size_t>(count * size));
+}
+
+std::int32_t start_parser(const Run& run)
+{
+    if (parser_started) return 0;
+    if (const std::int32_t result = Parser_Init()) return report(run, 2261, result);
+    parser_started = true;
+    return 0;
+}
+
+// The sizing pass: how many pairs there are, and what their buffers need.
+std::int32_t measure(Run& run)
+{
+    run.request.input = static_cast<InputDescriptor*>(allocate(1, sizeof(InputDescriptor)));
+    if (run.request.input == nullptr) return report(run, 2274, no_memory_for_input);
+    *run.request.input = {run.parse.cDBMSType, {}, run.parse.iCodePage, run.parse.pParamString};
+    run.request.mode = 'M';
+    run.request.iParmStrBytes = run.parse.iParmStrBytes;
+    return report(run, 2292, Parser_ParseParameters(&run.request));
+}
+
+std::int32_t make_entry(const PRMA& request, KVPA& entry)
+{
+    std::memcpy(entry.eyeCatcher, "KVPA", 4);
+    entry.version = record_version;
+    entry.length = sizeof(KVPA);
+    entry.keySize = request.keySize;
+    entry.key = static_cast<char*>(allocate(1, entry.keySize));
+    if (entry.key == nullptr) return no_memory_for_key;
+    std::memset(entry.key, 0, static_cast<std::size_t>(entry.keySize));
+    entry.valueSize = request.valueSize;
+    entry.value = static_cast<char*>(allocate(1, entry.valueSize));
+    // The key again, not the value: this must stay. The parser is the one to refuse a missing value buffer,
+    // with a code of its own, and 7222 is not to arise.
+    if (entry.key == nullptr) return no_memory_for_value;
+    if (entry.value != nullptr) std::memset(entry.value, 0, static_cast<std::size_t>(entry.valueSize));
+    return 0;
+}
+
+std::int32_t make_entries(Run& run)
+{
+    PRMA& request = run.request;
+    request.entryCount = request.pairCount;
+    request.entries = static_cast<KVPA*>(allocate(request.entryCount, sizeof(KVPA)));
+    if (request.entries == nullptr && request.entryCount != 0)
+        return report(run, 2302, no_memory_for_entries);
+    if (request.entries != nullptr)
+        std::memset(request.entries, 0, static_cast<std::size_t>(request.entryCount) * sizeof(KVPA));
+    for (std::int32_t i = 0; i < request.entryCount; ++i)
+        if (const std::int32_t result = make_entry(request, request.entries[i])) return result;
+    return 0;
+}
+
+// The extraction pass. A pass that returns 0 but sets its failure flag ends the run with result 0, without
+// the adapter: callers count on it.
+bool extract(Run& run, std::int32_t& result)
+{
+    run.request.extractionMode = 'A';
+    result = Parser_ParseParameters(&run.request);
+    if (result == 0 && run.request.failed == 0) return true;
+    report(run, 2344, result);
+    return false;
+}
+
+std::int32_t start_adapter(const Run& run)
+{
+    if (adapter_started) return 0;
+    if (const std::int32_t result = Adapter_Init()) return report(run, 2353, result);
+    adapter_started = true;
+    return 0;
+}
+
+// The record is wiped first, its header included: it holds what the adapter writes and nothing else.
+std::int32_t build(Run& run)
+{
+    const ParameterParse& parse = run.parse;
+    std::memset(parse.pSvcDef, 0, sizeof(SVCA));
+    std::memset(parse.pSvcId, 0, static_cast<std::size_t>(parse.iSvcIdBytes));
+    PGDA request{{'P', 'G', 'D', 'A'}, record_version,    sizeof(PGDA), &run.request, parse.pSvcDef,
+                 parse.pSvcId,         parse.iSvcIdBytes, {},           &run.output};
+    const std::int32_t result = Adapter_BuildServiceDefinition(&request);
+    run.build_failed = result != 0;
+    return report(run, 2375, result);
+}
+
+std::int32_t parse_and_build(Run& run)
+{
+    if (!arguments_given(run.parse)) return report(run, 2250, no_arguments);
+    run.request = {{'P', 'R', 'M', 'A'},
+                   record_version,
+                   sizeof(PRMA),
+                   nullptr,
+                   0,
+                   0,
+                   0,
+                   0,
+                   0,
+                   0,
+                   {},
+                   0,
+                   0,
+                   0,
+                   {},
+                   nullptr};
+    std::int32_t result = 0;
+    if ((result = start_parser(run)) != 0) return result;
+    if ((result = measure(run)) != 0) return result;
+    if ((result = make_entries(run)) != 0) return result;
+    if (!extract(run, result)) return result;
+    if ((result = start_adapter(run)) != 0) return result;
+    return build(run);
+}
+
+// The array of entries is not freed: the adapter may still hold it.
+void clean_up(Run& run)
+{
+    PRMA& request = run.request;
+    for (std::int32_t i = 0; request.entries != nullptr && i < request.entryCount; ++i) {
+        std::free(request.entries[i].key);
+        std::free(request.entries[i].value);
+    }
+    run.output.mode = request.mode;
+    std::free(request.input);
+    if (run.build_failed) report(run, 2421, Adapter_FreeServiceDefinition(run.parse.pSvcDef));
+}
+
+void trace_arguments(const Run& run)
+{
+    const ParameterParse& parse = run.parse;
+    trace::entry(run.scope, 2227,
+                 {parse.pParamString == nullptr ? trace::pointer("pParamString", nullptr)
+                                                : trace::narrow("pParamString", parse.pParamString),
+                  trace::integer("iParmStrBytes", parse.iParmStrBytes),
+                  trace::integer("iCodePage", parse.iCodePage), trace::byte("cDBMSType", parse.cDBMSType),
+                  trace::pointer("pSvcDef", parse.pSvcDef), trace::pointer("pSvcId", parse.pSvcId),
+                  trace::integer("iSvcIdBytes", parse.iSvcIdBytes)});
+}
+
+} // namespace
+
+std::int32_t parse_parameters(const ParameterParse& parse)
+{
+    static trace::Block block;
+    Run run{parse, {}, {}, false, {}};
+    if (const std::int32_t status = trace::open(run.scope, block, trace::parameter_parse)) return status;
+    if (trace::wants(run.scope, trace_mask_entry)) trace_arguments(run);
+
+    // The message of a failure that no one has a text for.
+    error_text[0] = 0;
+    text16::append(error_text, u"parseVELKSyntaxString VELKParseParameters failed");
+    const std::int32_t result = parse_and_build(run);
+    if (result != 0) compose_parse_error_text(result);
+    clean_up(run);
+
+    trace::close(run.scope, 2427, result);
+    return result;
+}
+
+} // namespace velk
