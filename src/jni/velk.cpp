@@ -160,7 +160,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_VELK_parseVELKSyntaxString(JNIEnv
 
     if (cache.ServiceDefinition.pointer != nullptr) parse(call, masking_string, target);
 
-    trace::close(call.scope, 382);
+    close(call);
     return 0;
 }
 

@@ -29,6 +29,7 @@ bool adapter_started;
 struct Run {
     const ParameterParse& parse;
     PRMA request;
+    PGDA build; // the engine may look at it until the clean-up is over
     BuildOutput output;
     bool build_failed;
     trace::Scope scope;
@@ -129,9 +130,15 @@ std::int32_t build(Run& run)
     const ParameterParse& parse = run.parse;
     std::memset(parse.pSvcDef, 0, sizeof(SVCA));
     std::memset(parse.pSvcId, 0, static_cast<std::size_t>(parse.iSvcIdBytes));
-    PGDA request{{'P', 'G', 'D', 'A'}, record_version,    sizeof(PGDA), &run.request, parse.pSvcDef,
-                 parse.pSvcId,         parse.iSvcIdBytes, {},           &run.output};
-    const std::int32_t result = Adapter_BuildServiceDefinition(&request);
+    std::memcpy(run.build.eyeCatcher, "PGDA", 4);
+    run.build.version = record_version;
+    run.build.length = sizeof(PGDA);
+    run.build.parameters = &run.request;
+    run.build.pSvcDef = parse.pSvcDef;
+    run.build.pSvcId = parse.pSvcId;
+    run.build.iSvcIdBytes = parse.iSvcIdBytes;
+    run.build.output = &run.output;
+    const std::int32_t result = Adapter_BuildServiceDefinition(&run.build);
     run.build_failed = result != 0;
     return report(run, 2375, result);
 }
@@ -139,22 +146,9 @@ std::int32_t build(Run& run)
 std::int32_t parse_and_build(Run& run)
 {
     if (!arguments_given(run.parse)) return report(run, 2250, no_arguments);
-    run.request = {{'P', 'R', 'M', 'A'},
-                   record_version,
-                   sizeof(PRMA),
-                   nullptr,
-                   0,
-                   0,
-                   0,
-                   0,
-                   0,
-                   0,
-                   {},
-                   0,
-                   0,
-                   0,
-                   {},
-                   nullptr};
+    std::memcpy(run.request.eyeCatcher, "PRMA", 4);
+    run.request.version = record_version;
+    run.request.length = sizeof(PRMA);
     std::int32_t result = 0;
     if ((result = start_parser(run)) != 0) return result;
     if ((result = measure(run)) != 0) return result;
@@ -194,7 +188,7 @@ void trace_arguments(const Run& run)
 std::int32_t parse_parameters(const ParameterParse& parse)
 {
     static trace::Block block;
-    Run run{parse, {}, {}, false, {}};
+    Run run{parse, {}, {}, {}, false, {}};
     if (const std::int32_t status = trace::open(run.scope, block, trace::parameter_parse)) return status;
     if (trace::wants(run.scope, trace_mask_entry)) trace_arguments(run);
 
