@@ -13,4 +13,9 @@ inline std::uint8_t debug = 0;
 // plain copy of its 16-bit units. Nothing in the library sets it.
 inline std::uint8_t wide_conversion = 0;
 
+// Not 0 once the engine's parser, or its adapter, has started. Each follows its own library's success, so
+// that a failed start is tried again by the next parse.
+inline std::uint8_t parser_started = 0;
+inline std::uint8_t adapter_started = 0;
+
 } // namespace velk

@@ -27,13 +27,18 @@ struct MaskingString {
     char stack[512];
 };
 
+void release(const MaskingString& text)
+{
+    if (text.utf8 != text.stack) std::free(text.utf8);
+}
+
 void trace_masking_string(const Call& call, const char* utf8)
 {
     if (trace::wants_data(call.scope))
         trace::data(call.scope, 327, {trace::narrow("velkMaskingString", utf8)});
 }
 
-// A missing string is left to the driver to refuse.
+// A missing string is left to the driver to refuse. False with an exception pending: nothing is held then.
 bool read_masking_string(Call& call, jstring string, MaskingString& text)
 {
     text.utf8 = nullptr;
@@ -51,7 +56,10 @@ bool read_masking_string(Call& call, jstring string, MaskingString& text)
     }
     std::memset(text.utf8, 0, capacity + 1);
     const jchar* chars = call.env->GetStringChars(string, nullptr);
-    if (chars == nullptr) return false;
+    if (chars == nullptr) {
+        release(text);
+        return false;
+    }
     std::int64_t output_length = 0;
     Cnv_Utf16ToUtf8(text.utf8, static_cast<std::int64_t>(capacity), text::units(chars), length,
                     &output_length);
@@ -87,18 +95,20 @@ void adopt(Call& call, jobject target, SVCA* record, const char* service_id)
     call.env->DeleteLocalRef(string);
 }
 
-void parse_into(Call& call, const char* utf8, jobject target)
+// Releases the text as soon as the driver is done with it.
+void parse_into(Call& call, const MaskingString& text, jobject target)
 {
-    SVCA* record = new_service_record();
-    char service_id[service_id_capacity + 1] = {};
-    const std::size_t bytes = utf8 == nullptr ? 0 : std::strlen(utf8);
+    const std::size_t bytes = text.utf8 == nullptr ? 0 : std::strlen(text.utf8);
     if (bytes > INT32_MAX) {
-        std::free(record);
+        release(text);
         fail(call, "the masking string is too long");
         return;
     }
-    const std::int32_t status = parse_parameters({utf8, static_cast<std::int32_t>(bytes), code_page_utf8,
+    SVCA* record = new_service_record();
+    char service_id[service_id_capacity + 1] = {};
+    const std::int32_t status = parse_parameters({text.utf8, static_cast<std::int32_t>(bytes), code_page_utf8,
                                                   dbms_type_none, record, service_id, service_id_capacity});
+    release(text);
     if (status == 0) return adopt(call, target, record, service_id);
     // The record stays allocated: after a failed build the adapter may still hold it.
     const char* message = error_message();
@@ -113,8 +123,7 @@ void parse(Call& call, jstring masking_string, jobject target)
         return;
     }
     MaskingString text;
-    if (read_masking_string(call, masking_string, text)) parse_into(call, text.utf8, target);
-    if (text.utf8 != text.stack) std::free(text.utf8);
+    if (read_masking_string(call, masking_string, text)) parse_into(call, text, target);
 }
 
 } // namespace

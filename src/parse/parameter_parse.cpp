@@ -3,6 +3,7 @@
 #include "engine/adapter.h"
 #include "engine/parser.h"
 #include "frame/errors.h"
+#include "frame/flags.h"
 #include "frame/text16.h"
 #include "frame/trace.h"
 #include "parse/parse_error_text.h"
@@ -20,10 +21,6 @@ constexpr std::int32_t no_memory_for_input = 7219;
 constexpr std::int32_t no_memory_for_entries = 7220;
 constexpr std::int32_t no_memory_for_key = 7221;
 constexpr std::int32_t no_memory_for_value = 7222;
-
-// Each follows its own library's success, so that a failed start is tried again by the next parse.
-bool parser_started;
-bool adapter_started;
 
 // One run of the driver.
 struct Run {
@@ -56,9 +53,9 @@ void* allocate(std::int64_t count, std::int64_t size)
 
 std::int32_t start_parser(const Run& run)
 {
-    if (parser_started) return 0;
+    if (parser_started != 0) return 0;
     if (const std::int32_t result = Parser_Init()) return report(run, 2261, result);
-    parser_started = true;
+    parser_started = 1;
     return 0;
 }
 
@@ -118,9 +115,9 @@ bool extract(Run& run, std::int32_t& result)
 
 std::int32_t start_adapter(const Run& run)
 {
-    if (adapter_started) return 0;
+    if (adapter_started != 0) return 0;
     if (const std::int32_t result = Adapter_Init()) return report(run, 2353, result);
-    adapter_started = true;
+    adapter_started = 1;
     return 0;
 }
 

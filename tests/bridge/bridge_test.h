@@ -35,12 +35,14 @@ inline constexpr const char* row_set_class = "com/brel/sorn/velk/RowSet";
 inline constexpr const char* row_class = "com/brel/sorn/velk/Row";
 inline constexpr const char* field_class = "com/brel/sorn/velk/Field";
 
-// The library as it is at load: nothing cached, no flag set, no error text.
+// The library as it is at load: nothing cached, no flag set, no library started, no error text.
 inline void unload()
 {
     cache = {};
     debug = 0;
     wide_conversion = 0;
+    parser_started = 0;
+    adapter_started = 0;
     std::memset(error_text, 0, sizeof error_text);
 }
 

@@ -14,6 +14,7 @@ extern "C" {
 
 VELK_NATIVE(void, VELK_init0)(JNIEnv*, jobject);
 VELK_NATIVE(jint, VELK_initializeFramework0)(JNIEnv*, jobject, jobject definition);
+VELK_NATIVE(jint, VELK_parseVELKSyntaxString)(JNIEnv*, jobject, jstring masking_string, jobject target);
 VELK_NATIVE(jint, VELK_terminateFramework0)(JNIEnv*, jobject);
 VELK_NATIVE(jint, VELK_destroy0)(JNIEnv*, jobject);
 VELK_NATIVE(jint, NativeProvider_initializeProvider0)

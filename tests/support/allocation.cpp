@@ -47,10 +47,11 @@ std::size_t Allocations::size_of(const void* address) const
     return block == blocks.end() ? 0 : block->second.size;
 }
 
-bool Allocations::refuses()
+bool Allocations::refuses(std::size_t size)
 {
     ++allocated;
     if (countdown == 0 || --countdown != 0) return false;
+    refused = size;
     failed = true;
     return true;
 }
@@ -67,9 +68,9 @@ void Allocations::remove(void* address)
 
 namespace {
 
-bool refused()
+bool refused(std::size_t size)
 {
-    return watch != nullptr && watch->refuses();
+    return watch != nullptr && watch->refuses(size);
 }
 
 void* watched(void* address, std::size_t size)
@@ -92,17 +93,17 @@ void __real_free(void* address);
 
 void* __wrap_malloc(std::size_t size)
 {
-    return refused() ? nullptr : watched(__real_malloc(size), size);
+    return refused(size) ? nullptr : watched(__real_malloc(size), size);
 }
 
 void* __wrap_calloc(std::size_t count, std::size_t size)
 {
-    return refused() ? nullptr : watched(__real_calloc(count, size), count * size);
+    return refused(count * size) ? nullptr : watched(__real_calloc(count, size), count * size);
 }
 
 void* __wrap_realloc(void* address, std::size_t size)
 {
-    if (refused()) return nullptr;
+    if (refused(size)) return nullptr;
     if (watch != nullptr) watch->remove(address);
     return watched(__real_realloc(address, size), size);
 }

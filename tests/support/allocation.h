@@ -33,6 +33,8 @@ public:
     void fail(std::size_t nth) { countdown = nth; }
     // Whether the allocation that was to fail has come.
     bool has_failed() const { return failed; }
+    // Bytes that it asked for.
+    std::size_t refused_size() const { return refused; }
 
     std::size_t made() const { return allocated; } // failed ones included
     std::size_t freed() const { return released; } // of those made
@@ -44,7 +46,7 @@ public:
     std::size_t size_of(const void* address) const;
 
     // Called by the allocation functions.
-    bool refuses();
+    bool refuses(std::size_t size);
     void add(void* address, std::size_t size);
     void remove(void* address);
 
@@ -57,6 +59,7 @@ private:
     std::size_t allocated = 0;
     std::size_t released = 0;
     std::size_t countdown = 0;
+    std::size_t refused = 0;
     bool failed = false;
 };
 

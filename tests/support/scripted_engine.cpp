@@ -262,7 +262,10 @@ std::int32_t Parser_Init()
 
 std::int32_t Parser_ParseParameters(PRMA* request)
 {
-    return answer(logged("Parser_ParseParameters").Parser_ParseParameters, request);
+    const bool extracts = request->extractionMode == 'A';
+    return answer(logged(extracts ? "Parser_ParseParameters extraction" : "Parser_ParseParameters sizing")
+                      .Parser_ParseParameters,
+                  request);
 }
 
 std::int32_t Parser_GetErrorInfoSize(std::int16_t* count, std::int32_t* size)
