@@ -20,9 +20,9 @@ struct Place {
 
 struct Failure {
     ErrorCode code;
-    std::string subject{}; // what the heading quotes: a name, a number, a file
-    std::string detail{};  // where it happened: lines of text
-    std::string advice{};  // what may help in this very case
+    std::string subject{};        // what the heading quotes: a name, a number, a file
+    std::string detail{};         // where it happened: lines of text
+    std::string advice{};         // what may help in this very case
     std::optional<Place> place{}; // in the text that was read, where it is known
 };
 

@@ -69,7 +69,8 @@ bool error_text_fits(const Provider& provider, const ColumnLimits& limits, const
 
 void write_error(const Provider& provider, const Column& column, Cell& cell, ErrorCode code)
 {
-    const bool fixed = provider.on_error.way == OnError::fixed && error_text_fits(provider, column.limits, cell);
+    const bool fixed =
+        provider.on_error.way == OnError::fixed && error_text_fits(provider, column.limits, cell);
     clear_buffer(*cell.field);
     if (provider.on_error.way == OnError::null) cell.field->isNull = 1;
     if (fixed && write_text(*cell.field, provider.on_error.text)) cell.field->isNull = 0;
