@@ -3,9 +3,11 @@ package com.brel.sorn.velk.cli;
 import de.siegmar.fastcsv.reader.CloseableIterator;
 import de.siegmar.fastcsv.reader.CsvParseException;
 import de.siegmar.fastcsv.reader.CsvReader;
+import de.siegmar.fastcsv.reader.FieldMismatchStrategy;
 import java.io.Closeable;
 import java.io.IOException;
 import java.io.InputStream;
+import java.io.UncheckedIOException;
 
 /** The rows of a CSV file, one after the other. */
 final class CsvSource implements Closeable {
@@ -29,8 +31,9 @@ final class CsvSource implements Closeable {
         CsvReader.builder()
             .skipEmptyLines(false)
             // Whoever knows the header says more about the width of a row.
-            .allowExtraFields(true)
-            .allowMissingFields(true)
+            .extraFieldStrategy(FieldMismatchStrategy.IGNORE)
+            .missingFieldStrategy(FieldMismatchStrategy.IGNORE)
+            .allowUnclosedQuote(false)
             .maxBufferSize(LONGEST_VALUE)
             .build(new CsvRowHandler(), reader)
             .iterator();
@@ -49,17 +52,12 @@ final class CsvSource implements Closeable {
   /** The next row, null behind the last. */
   CsvRow next() {
     CsvRow row = ahead;
-    ahead = read();
-    if (ahead == null) {
-      // The last row must be the one that the reader adds; an open quote would have swallowed it.
-      if (row.values().length == 1 && Utf8Reader.SENTINEL.equals(row.values()[0])) {
-        ahead = row;
-        return null;
-      }
-      throw Failure.inputOutput(place(row.line()) + "a quote is opened and never closed");
+    if (row == null) {
+      return null;
     }
+    ahead = read();
     // A row ends with the line before the next row.
-    LineEnd end = reader.endOf(ahead.line() - 1);
+    LineEnd end = reader.endOf(ahead == null ? reader.lastLine() : ahead.line() - 1);
     return new CsvRow(row.line() + lineOffset, row.values(), row.quoted(), end);
   }
 
@@ -71,16 +69,29 @@ final class CsvSource implements Closeable {
         if (cause instanceof Failure failure) {
           throw failure;
         }
+        if (cause instanceof IOException failure) {
+          throw new UncheckedIOException(failure);
+        }
       }
-      Throwable reason = e.getCause() == null ? e : e.getCause();
       long line = ahead == null ? 1 : ahead.line();
-      throw Failure.inputOutput(
-          "the row after line " + (line + lineOffset) + " is no CSV: " + reason.getMessage());
+      throw Failure.inputOutput("the row behind that in line " + (line + lineOffset) + reason(e));
     }
   }
 
-  private String place(long line) {
-    return "the row in line " + (line + lineOffset) + ": ";
+  /** In our own words: the library's may show what stands in the file. */
+  private static String reason(CsvParseException e) {
+    for (Throwable cause = e; cause != null; cause = cause.getCause()) {
+      String message = String.valueOf(cause.getMessage());
+      if (message.startsWith("Unclosed")) {
+        return ": a quote is opened and never closed";
+      }
+      if (message.startsWith("Unexpected character")) {
+        return ": a character stands behind a closing quote";
+      }
+    }
+    return ": a value has more than "
+        + LONGEST_VALUE
+        + " characters; perhaps a quote is not closed";
   }
 
   @Override

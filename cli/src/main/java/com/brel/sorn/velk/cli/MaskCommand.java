@@ -21,7 +21,8 @@ import picocli.CommandLine.ParentCommand;
       "",
       "The columns of the header are matched to the rules by their exact names. An unquoted empty"
           + " value is null, a quoted one (\"\") is empty. The output appears under its name when"
-          + " it is complete; a run that fails leaves none."
+          + " it is complete; a run that fails leaves none. Only on standard output, what was"
+          + " written before a failure stays written."
     })
 final class MaskCommand implements Callable<Integer> {
   @ParentCommand private Velk velk;
@@ -107,7 +108,7 @@ final class MaskCommand implements Callable<Integer> {
       int[] ruleOf = header.match(masking.rules());
       Report report = report(masking, input, ruleOf);
       if (jobs > 1) {
-        SliceTask task = new SliceTask(maskingString.read(), in, policy, header.row().end());
+        SliceTask task = new SliceTask(masking.text(), in, policy, header.row().end());
         new ParallelMasker(task, SlicedFile.slices(Path.of(in), jobs), Path.of(out))
             .run(report, progress, output);
       } else {

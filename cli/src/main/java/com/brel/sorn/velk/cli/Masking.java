@@ -21,10 +21,12 @@ final class Masking implements AutoCloseable {
   private static final List<Integer> NOT_OF_THE_STRING =
       List.of(-1, 7190, 7191, 7219, 7220, 7221, 7222);
 
+  private final String text;
   private final Engine engine;
   private final ParsedService parsed;
 
   Masking(String maskingString) {
+    text = maskingString;
     engine = Engine.open();
     try {
       parsed = parse(maskingString);
@@ -45,6 +47,11 @@ final class Masking implements AutoCloseable {
       }
       throw Failure.usage(e.getMessage());
     }
+  }
+
+  /** The masking string, which may have come from a pipe and cannot be read again. */
+  String text() {
+    return text;
   }
 
   List<ColumnRule> rules() {

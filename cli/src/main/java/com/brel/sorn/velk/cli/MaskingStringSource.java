@@ -42,7 +42,7 @@ final class MaskingStringSource {
           Utf8Reader reader = new Utf8Reader(in, 0, 1)) {
         StringWriter text = new StringWriter();
         reader.transferTo(text);
-        return text.toString().replaceFirst("\n?" + Utf8Reader.SENTINEL + "$", "");
+        return text.toString();
       }
     } catch (Failure e) {
       throw Failure.usage(file + ": " + e.getMessage());

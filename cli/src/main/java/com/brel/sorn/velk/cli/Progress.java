@@ -46,6 +46,10 @@ abstract class Progress implements AutoCloseable {
   @Override
   public abstract void close();
 
+  boolean hasRows() {
+    return rows > 0;
+  }
+
   String rate() {
     return String.format(Locale.ROOT, "%d rows, %d rows/s", rows, Math.round(rows / seconds()));
   }
@@ -118,7 +122,9 @@ abstract class Progress implements AutoCloseable {
 
     @Override
     public void close() {
-      out.println(rate());
+      if (hasRows()) {
+        out.println(rate());
+      }
     }
   }
 }

@@ -20,6 +20,9 @@ final class RowMasker {
    */
   private static final int LARGE_ROW = 1 << 14;
 
+  /** UTF-16 units of a batch, or little more. */
+  private static final long BATCH_UNITS = 1 << 20;
+
   /** What is told after each batch. */
   interface Listener {
     void batchDone(Report report);
@@ -55,15 +58,16 @@ final class RowMasker {
 
   void run(CsvSource source, CsvSink sink, Listener listener) throws IOException {
     List<CsvRow> batch = new ArrayList<>();
+    long units = 0;
     for (CsvRow row = source.next(); row != null; row = source.next()) {
-      boolean large = row.size() > LARGE_ROW;
-      if (large && !batch.isEmpty()) {
+      long size = header.check(row).size();
+      boolean full = batch.size() == batchRows || units + size > BATCH_UNITS;
+      if (!batch.isEmpty() && (full || size > LARGE_ROW)) {
         write(batch, sink, listener);
+        units = 0;
       }
-      batch.add(header.check(row));
-      if (large || batch.size() == batchRows) {
-        write(batch, sink, listener);
-      }
+      batch.add(row);
+      units = size > LARGE_ROW ? BATCH_UNITS : units + size;
     }
     if (!batch.isEmpty()) {
       write(batch, sink, listener);

@@ -12,13 +12,9 @@ import java.util.ArrayDeque;
 
 /**
  * Reads UTF-8 and nothing else: ill-formed input is told with its byte and line. It remembers how
- * each line ends, and behind the last line it adds one that holds {@link #SENTINEL} alone: whoever
- * reads quoted text sees by it whether the last quote was closed.
+ * each line ends.
  */
 final class Utf8Reader extends Reader {
-  /** A code point that is no character. */
-  static final String SENTINEL = "\uFFFF";
-
   private static final byte[] BYTE_ORDER_MARK = {(byte) 0xEF, (byte) 0xBB, (byte) 0xBF};
 
   private final InputStream in;
@@ -33,7 +29,6 @@ final class Utf8Reader extends Reader {
   private char last = '\n';
   private long offset;
   private boolean exhausted;
-  private boolean closed;
   private final boolean byteOrderMark;
   private final long lineOffset;
 
@@ -70,6 +65,11 @@ final class Utf8Reader extends Reader {
     return end == null ? LineEnd.NONE : end;
   }
 
+  /** The line that was read last, counted from 1. */
+  long lastLine() {
+    return last == '\n' || last == '\r' ? lines : lines + 1;
+  }
+
   private boolean skipByteOrderMark() throws IOException {
     while (bytes.remaining() < BYTE_ORDER_MARK.length && !exhausted) {
       fill();
@@ -101,7 +101,7 @@ final class Utf8Reader extends Reader {
         throw illFormed();
       }
       if (result.isUnderflow() && exhausted) {
-        return target.position() > start ? target.position() - start : readSentinel(target);
+        return target.position() > start ? target.position() - start : -1;
       }
       if (result.isUnderflow()) {
         fill();
@@ -113,19 +113,6 @@ final class Utf8Reader extends Reader {
   private Failure illFormed() {
     return Failure.inputOutput(
         "byte " + offset() + ", line " + (lines + lineOffset) + ": the text is not UTF-8");
-  }
-
-  private int readSentinel(CharBuffer target) {
-    if (closed) {
-      return -1;
-    }
-    closed = true;
-    int start = target.position();
-    if (last != '\n' && last != '\r') {
-      target.put('\n');
-    }
-    target.put(SENTINEL);
-    return target.position() - start;
   }
 
   private void note(char[] buffer, int start, int end) {

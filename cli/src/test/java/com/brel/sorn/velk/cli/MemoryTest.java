@@ -1,0 +1,69 @@
+package com.brel.sorn.velk.cli;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.io.BufferedWriter;
+import java.io.IOException;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.List;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.io.TempDir;
+
+/** A file of any size is masked in a heap of at most 256 MiB. */
+class MemoryTest {
+  @TempDir Path folder;
+
+  @Test
+  void aFileLargerThanTheHeapAllowsIsMasked() throws Exception {
+    Path in = folder.resolve("in.csv");
+    Path out = folder.resolve("out.csv");
+    String text = "Zoë's long note, of which there are many. ".repeat(20);
+    try (BufferedWriter writer = Files.newBufferedWriter(in)) {
+      writer.write("id,note\n");
+      for (int row = 0; Files.size(in) < 100_000_000; row++) {
+        for (int i = 0; i < 1000; i++) {
+          writer.write(row + "," + '"' + text + "\"\n");
+        }
+      }
+    }
+    // A heap of less than a third of the file, and one value as large as may be.
+    mask("-Xmx32m", "service=s id=keep note=keep", in, out);
+    assertEquals(-1, Files.mismatch(in, out));
+  }
+
+  @Test
+  void theLargestValueIsMaskedInTheHeapOfTheLauncher() throws Exception {
+    Path in = folder.resolve("in.csv");
+    Path out = folder.resolve("out.csv");
+    String value = "ä".repeat(CsvSource.LONGEST_VALUE - 10_000);
+    Files.writeString(in, "a,b\n" + value + ",2\n1," + value + "\n");
+    mask("-Xmx256m", "service=s a=keep b=keep", in, out);
+    assertEquals(-1, Files.mismatch(in, out));
+  }
+
+  private static void mask(String heap, String rules, Path in, Path out)
+      throws IOException, InterruptedException {
+    Process process =
+        new ProcessBuilder(
+                List.of(
+                    Path.of(System.getProperty("java.home"), "bin", "java").toString(),
+                    heap,
+                    "-Dvelk.library.dir=" + System.getProperty("velk.library.dir"),
+                    "-cp",
+                    System.getProperty("java.class.path"),
+                    Velk.class.getName(),
+                    "mask",
+                    "-s",
+                    rules,
+                    in.toString(),
+                    out.toString()))
+            .redirectErrorStream(true)
+            .start();
+    String told = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
+    assertEquals(0, process.waitFor(), told);
+    assertTrue(told.contains("values could not be masked"), told);
+  }
+}
