@@ -136,15 +136,16 @@ std::int32_t Provider_FrmwInit(FRPA* definition)
     });
 }
 
-// A trace that could not be written to its end makes the call fail, with the framework ended all the same.
+// A trace that could not be written to its end makes the call fail. The trace is given up with it, so that a
+// second call ends the framework.
 std::int32_t Provider_FrmwTerm()
 {
     return guarded([] {
         require_framework();
         if (!state().providers.empty())
             throw Failure{providers_still_open, std::to_string(state().providers.size())};
-        state().started = false;
         if (!trace_stop()) throw Failure{trace_file_not_written};
+        state().started = false;
     });
 }
 

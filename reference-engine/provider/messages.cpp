@@ -38,7 +38,7 @@ constexpr Message table[] = {
      "Check the path and its permissions; - writes the trace to standard error."},
     {trace_file_not_written, "the trace is not complete",
      "Not every event could be written to the trace file.",
-     "Check the space left where the file is. The framework has ended."},
+     "Check the space left where the file is. The trace is given up; end the framework once more."},
     {providers_still_open, "providers are still open", "The framework cannot end before its providers.",
      "End every provider first."},
     {message_request_damaged, "not a message request",

@@ -1,6 +1,9 @@
 // Preloaded into the virtual machine, before the bridge: it counts what the bridge and the engine allocate
-// and free, and fails a trace scope on demand.
+// and free, fails trace scopes on demand, and looks into a field's record.
 
+#include "records/rowdata.h"
+
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
@@ -29,7 +32,8 @@ Watched libraries[] = {
     {"libVELKJNI."}, {"libVELKProvider."}, {"libVELKDataCnvLib."}, {"libVELKParser."}, {"libVELKAdapter."}};
 constexpr int library_count = static_cast<int>(std::size(libraries));
 
-std::atomic<jint> scopes_until_failure{0}; // 0: none fails
+std::atomic<jint> scopes_before_failure{0};
+std::atomic<jint> scopes_to_fail{0};
 std::atomic<jint> failure_status{0};
 
 // The library that holds the code at an address, or null.
@@ -114,8 +118,13 @@ JNIEXPORT std::int32_t Provider_TraceBegin(void* context, void* block)
 {
     static const TraceBegin begin = engine_trace_begin();
     if (begin == nullptr) std::abort();
-    if (scopes_until_failure > 0 && --scopes_until_failure == 0) return failure_status;
-    return begin(context, block);
+    if (scopes_to_fail == 0) return begin(context, block);
+    if (scopes_before_failure > 0) {
+        --scopes_before_failure;
+        return begin(context, block);
+    }
+    --scopes_to_fail;
+    return failure_status;
 }
 
 // Counts from here on; false unless all five libraries are loaded.
@@ -151,17 +160,29 @@ JNIEXPORT jlong JNICALL Java_com_brel_sorn_velk_masking_NativeHelpers_engineRele
     return sum;
 }
 
-// The scope with this number, counted from 1, fails with the status; 0 lets every one open.
+// So many scopes fail with the status, from the one with this number on, counted from 1.
 JNIEXPORT void JNICALL Java_com_brel_sorn_velk_masking_NativeHelpers_failTraceScope(JNIEnv*, jclass,
-                                                                                    jint number, jint status)
+                                                                                    jint from, jint count,
+                                                                                    jint status)
 {
     failure_status = status;
-    scopes_until_failure = number;
+    scopes_before_failure = from - 1;
+    scopes_to_fail = count;
 }
 
-// Whether the failure that was asked for is still to come.
+// Whether failures that were asked for are still to come.
 JNIEXPORT jboolean JNICALL Java_com_brel_sorn_velk_masking_NativeHelpers_failureIsPending(JNIEnv*, jclass)
 {
-    return scopes_until_failure > 0;
+    return scopes_to_fail > 0;
+}
+
+// Whether a field's record holds a byte of a value.
+JNIEXPORT jboolean JNICALL Java_com_brel_sorn_velk_masking_NativeHelpers_holdsValue(JNIEnv*, jclass,
+                                                                                    jlong pointer)
+{
+    const auto* record = reinterpret_cast<const velk::DATA*>(pointer);
+    if (record == nullptr || record->buffer == nullptr) return JNI_FALSE;
+    const auto* bytes = static_cast<const unsigned char*>(record->buffer);
+    return std::any_of(bytes, bytes + record->bufferSize, [](unsigned char byte) { return byte != 0; });
 }
 }

@@ -238,14 +238,19 @@ TEST_F(FrameworkLife, does_not_start_when_the_trace_file_cannot_be_opened)
 }
 
 #if defined(__linux__)
-TEST_F(FrameworkLife, ends_with_an_error_when_the_trace_could_not_be_written)
+TEST_F(FrameworkLife, ends_at_the_second_call_when_the_trace_could_not_be_written)
 {
     Framework framework;
     framework.add("trace", "all");
     framework.add("trace_file", "/dev/full");
     EXPECT_EQ(framework.start(), 0);
     expect_code(Provider_FrmwTerm(), trace_file_not_written);
-    EXPECT_EQ(Provider_FrmwInit(nullptr), 0) << "it has ended all the same";
+    expect_code(Provider_FrmwInit(nullptr), framework_already_started);
+    TraceContext context{};
+    EXPECT_EQ(Provider_TraceBegin(&context, nullptr), 0);
+    EXPECT_EQ(context.handle, 0u) << "the trace is given up";
+    EXPECT_EQ(Provider_FrmwTerm(), 0);
+    EXPECT_EQ(Provider_FrmwInit(nullptr), 0) << "it has ended";
     EXPECT_EQ(Provider_FrmwTerm(), 0);
 }
 #endif

@@ -20,7 +20,10 @@ public final class Field {
   /** Reserved; no native uses it. */
   Object destination;
 
-  /** The engine's code of an error of this value, 0 for none; cleared before each batch. */
+  /**
+   * The engine's code of an error of this value, 0 for none; cleared by the caller before each
+   * batch.
+   */
   public int errorCode;
 
   /** The engine's text of {@link #errorCode}; left as it is where the engine has none. */

@@ -13,7 +13,8 @@ public final class NativeProvider {
    * @param serviceId the service's name
    * @param definition a definition with its native record
    * @param option handed to the engine as it is
-   * @return the provider's handle, 0 when nothing was started
+   * @return the provider's handle, 0 when nothing was started, or the status of the trace facility
+   *     (nothing was started then), which cannot be told from a handle
    */
   public native int initializeProvider0(
       String serviceId, ServiceDefinition definition, boolean option);

@@ -49,6 +49,9 @@ final class MaskCsv {
     }
     PrintStream out = new PrintStream(System.out, true, StandardCharsets.UTF_8);
     List<List<String>> lines = read(Path.of(args[0]));
+    if (lines.size() < 2) {
+      throw new IOException(args[0] + ": a line of names and at least one row are wanted");
+    }
     List<List<String>> rows = lines.subList(1, lines.size());
     try (Engine engine = Engine.open();
         MaskingService people = describe(engine).open()) {
@@ -107,11 +110,12 @@ final class MaskCsv {
     return cells;
   }
 
-  private static String show(String value) {
+  static String show(String value) {
     if (value == null) {
       return "(null)";
     }
-    return value.isEmpty() ? "\"\"" : value.replace('\n', '⏎');
+    // A terminal would obey any other control character.
+    return value.isEmpty() ? "\"\"" : value.replace('\n', '⏎').replaceAll("\\p{Cc}", "\uFFFD");
   }
 
   private static List<String> prepend(String first, List<String> rest) {

@@ -5,24 +5,18 @@ import java.util.List;
 
 final class ReadmeExample {
   public static void main(String[] args) {
-    try (Engine engine = Engine.open();
-        MaskingService people = describe(engine).open()) {
-      MaskedRows rows =
-          people.mask(
-              List.of(
-                  List.of("Zoë Martín", "4012 8888 8888 1881", "zoe@example.com"),
-                  List.of("a name that is too long for it", "4222 2222 2222 2", "x@example.com")));
-      System.out.println(rows.value(0, 0) + " | " + rows.value(0, 1) + " | " + rows.value(0, 2));
+    try (Engine engine = Engine.open()) { // closing it closes its services
+      ServiceBuilder people = engine.service("people");
+      people.key("env:MASK_KEY"); // where the engine finds the key; at least 16 bytes
+      people.column("name", Type.varchar(20), Rule.classes());
+      people.column("card", Type.varchar(19), Rule.partial(0, 4, "#"));
+      people.column("email", Type.text(), Rule.hash(12));
+
+      List<String> zoe = List.of("Zoë Martín", "4012 8888 8888 1881", "zoe@example.com");
+      List<String> bad = List.of("a name that is too long", "4222 2222 2222 2", "x@example.com");
+      MaskedRows rows = people.open().mask(List.of(zoe, bad));
+      System.out.println(rows.row(0));
       rows.errors().forEach(System.out::println);
     }
-  }
-
-  private static ServiceBuilder describe(Engine engine) {
-    return engine
-        .service("people")
-        .key("env:MASK_KEY") // where the engine finds the key; at least 16 bytes
-        .column("name", Type.varchar(20), Rule.classes())
-        .column("card", Type.varchar(19), Rule.partial(0, 4, "#"))
-        .column("email", Type.text(), Rule.hash(12));
   }
 }

@@ -2,11 +2,16 @@ package com.brel.sorn.velk.examples;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.io.IOException;
+import java.nio.file.Files;
+import java.nio.file.Path;
 import java.util.List;
 import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.io.TempDir;
 
 class MaskCsvTest {
   private static String output;
@@ -42,6 +47,23 @@ class MaskCsvTest {
   void nullAndEmptyValuesStayWhatTheyAre() {
     assertTrue(after.get(32).matches("after +33 +\\(null\\) .*"), after.get(32));
     assertTrue(after.get(33).matches("after +34 +\"\" .*"), after.get(33));
+  }
+
+  @Test
+  void aFileWithoutRowsIsRefused(@TempDir Path folder) throws Exception {
+    for (String content : List.of("", "id,name\n")) {
+      Path file = Files.writeString(folder.resolve("people.csv"), content);
+      String[] arguments = {file.toString()};
+      String refusal = assertThrows(IOException.class, () -> MaskCsv.main(arguments)).getMessage();
+      assertTrue(refusal.contains("at least one row"), refusal);
+    }
+  }
+
+  @Test
+  void noControlCharacterReachesTheTerminal() {
+    assertEquals("a⏎b", MaskCsv.show("a\nb"));
+    assertEquals("a\uFFFDb\uFFFDc\uFFFD[2J\uFFFD", MaskCsv.show("a\rb\tc\u001B[2J\u009B"));
+    assertEquals("👩‍🚀 é", MaskCsv.show("👩‍🚀 é"));
   }
 
   @Test

@@ -28,6 +28,7 @@ class ReadmeTest {
     Path source = Example.file("src/main/java/com/brel/sorn/velk/examples/ReadmeExample.java");
     String example = Files.readString(source).replaceFirst("\\Apackage .*;\\n\\n", "");
     assertEquals(List.of(example), blocks);
+    assertTrue(example.lines().count() <= 20, example);
   }
 
   @Test
@@ -35,9 +36,9 @@ class ReadmeTest {
     String output = Example.outputOf(() -> ReadmeExample.main(new String[0]));
     List<String> lines = output.lines().toList();
     assertTrue(
-        lines.get(0).matches("\\p{Lu}\\p{Ll}{2} \\p{Lu}\\p{Ll}{5} \\| #{15}1881 \\| [0-9a-f]{12}"),
+        lines.get(0).matches("\\[\\p{Lu}\\p{Ll}{2} \\p{Lu}\\p{Ll}{5}, #{15}1881, [0-9a-f]{12}]"),
         output);
-    assertTrue(lines.get(1).startsWith("row 1, column \"name\": 7502 "), output);
+    assertTrue(lines.get(1).startsWith("row 2, column \"name\": 7502 "), output);
     assertFalse(output.contains("Zoë Martín"), output);
   }
 }

@@ -16,6 +16,9 @@ final class Bridge {
   /** The engine whose framework runs, or null; guarded by {@link #LOCK}. */
   static Engine running;
 
+  /** An engine whose start failed and whose framework runs all the same, or null; guarded, too. */
+  static Engine leftOver;
+
   private Bridge() {}
 
   /** Natives answer the trace facility's status where they did nothing: never to be passed over. */

@@ -9,6 +9,19 @@ record Column(String name, Type type, Rule rule, boolean unique, int longestFall
   /** The data type by which every column is exchanged: text that ends with a zero unit. */
   static final int EXCHANGE_TYPE = 6;
 
+  /** Code points for which a buffer can be had, its size being an int. */
+  private static final int GREATEST_LIMIT = 500_000_000;
+
+  private static final int LONGEST_INPUT = Integer.MAX_VALUE / 2 - 1;
+
+  Column {
+    int limit = limit(type, rule, longestFallback);
+    if (limit < 0 || limit > GREATEST_LIMIT) {
+      throw new IllegalArgumentException(
+          "column \"" + name + "\": no buffer holds a result of " + limit + " code points");
+    }
+  }
+
   Column(String name, Type type, Rule rule, boolean unique) {
     this(name, type, rule, unique, 0);
   }
@@ -19,7 +32,25 @@ record Column(String name, Type type, Rule rule, boolean unique, int longestFall
 
   /** What the engine judges a result by: code points, 0 for no limit. */
   int limit() {
+    return limit(type, rule, longestFallback);
+  }
+
+  private static int limit(Type type, Rule rule, int longestFallback) {
     return type.limit() > 0 ? type.limit() : Math.max(rule.longestResult(), longestFallback);
+  }
+
+  /** Refuses an input for which there is no buffer; the row is counted from 0. */
+  void requireRoom(int row, int units) {
+    if (type.limit() == 0 && units > LONGEST_INPUT) {
+      throw new IllegalArgumentException(
+          "row "
+              + (row + 1)
+              + ", column \""
+              + name
+              + "\": no buffer holds a value of "
+              + units
+              + " units");
+    }
   }
 
   /**

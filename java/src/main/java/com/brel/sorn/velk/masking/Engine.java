@@ -53,6 +53,9 @@ public final class Engine implements AutoCloseable {
       if (Bridge.running != null) {
         throw new IllegalStateException("the engine is open already; there is one in a process");
       }
+      if (Bridge.leftOver != null) {
+        Bridge.leftOver.undo();
+      }
       Engine engine = new Engine(NativeLibraries.load(), definition);
       engine.start();
       Bridge.running = engine;
@@ -62,25 +65,36 @@ public final class Engine implements AutoCloseable {
     }
   }
 
-  /** Starts the framework; whatever fails, nothing native stays behind. */
+  /**
+   * Starts the framework. Whatever fails behind the look-up, nothing native stays behind, or it is
+   * left over until the engine is opened again; a look-up that fails cannot be released.
+   */
   private void start() {
     Bridge.VELK.init0();
     try {
       Definitions.toC(definition);
       int status = Bridge.VELK.initializeFramework0(definition);
-      if (status != 0) {
-        // The framework runs already: only its first trace record failed.
-        Bridge.check(Bridge.VELK.terminateFramework0(), "terminateFramework0");
-        Bridge.check(status, "initializeFramework0");
-      }
+      // With a status the framework runs already: only its first trace record failed.
+      Bridge.leftOver = status == 0 ? null : this;
+      Bridge.check(status, "initializeFramework0");
     } catch (RuntimeException | Error e) {
       try {
-        release();
+        undo();
       } catch (VELKException next) {
         e.addSuppressed(next);
       }
       throw e;
     }
+  }
+
+  /** Undoes a start that failed; a framework that cannot be ended keeps its records. */
+  private void undo() {
+    VELKException failure = null;
+    if (Bridge.leftOver == this) {
+      failure = terminate(null);
+      Bridge.leftOver = null;
+    }
+    throwAny(attempt(failure, this::release));
   }
 
   /**
@@ -154,6 +168,18 @@ public final class Engine implements AutoCloseable {
     return services.contains(service);
   }
 
+  /** Refuses a second service with one handle: nobody can tell whose it is, so neither masks. */
+  void requireUnused(int handle) {
+    for (MaskingService service : services) {
+      if (service.handle() == handle) {
+        service.suspend();
+        throw new VELKException(
+            "initializeProvider0 answered the handle of another service: neither masks any more",
+            handle);
+      }
+    }
+  }
+
   void forget(MaskingService service) {
     services.remove(service);
   }
@@ -162,8 +188,9 @@ public final class Engine implements AutoCloseable {
    * Closes the services that are still open, the latest first, then ends the engine; a second call
    * does nothing.
    *
-   * @throws VELKException if the engine fails. It then stays open where it could not be ended, so
-   *     that it can be closed again
+   * @throws VELKException if anything failed, a trace that could not be written to its end among
+   *     it. The engine is closed all the same, unless it could not be ended even in a second try:
+   *     then it stays open, so that it can be closed again
    */
   @Override
   public void close() {
@@ -180,22 +207,50 @@ public final class Engine implements AutoCloseable {
   private void end() {
     VELKException failure = null;
     for (int i = services.size() - 1; i >= 0; i--) {
-      try {
-        services.get(i).close();
-      } catch (VELKException e) {
-        failure = join(failure, e);
-      }
+      failure = attempt(failure, services.get(i)::close);
     }
-    try {
-      Bridge.check(Bridge.VELK.terminateFramework0(), "terminateFramework0");
-    } catch (VELKException e) {
-      throw join(failure, e);
-    }
+    failure = terminate(failure);
     // Its framework gone, the engine reads no record any more, not even of a service it kept.
     Bridge.running = null;
     List.copyOf(services).forEach(MaskingService::release);
     List.copyOf(parsed).forEach(ParsedService::release);
-    release();
+    throwAny(attempt(failure, this::release));
+  }
+
+  /**
+   * Ends the framework. A call that fails is made once more, because a trace that could not be
+   * written is given up by the first one.
+   *
+   * @return what failed before and here, null for nothing; the framework has ended
+   */
+  private static VELKException terminate(VELKException failure) {
+    VELKException first = attempt(null, Engine::terminateOnce);
+    if (first == null) {
+      return failure;
+    }
+    VELKException all = join(failure, first);
+    VELKException second = attempt(null, Engine::terminateOnce);
+    if (second != null) {
+      throw join(all, second);
+    }
+    return all;
+  }
+
+  private static void terminateOnce() {
+    Bridge.check(Bridge.VELK.terminateFramework0(), "terminateFramework0");
+  }
+
+  /** Takes a step that must not keep the next one from being taken; returns all that failed. */
+  private static VELKException attempt(VELKException failure, Runnable step) {
+    try {
+      step.run();
+      return failure;
+    } catch (VELKException e) {
+      return join(failure, e);
+    }
+  }
+
+  private static void throwAny(VELKException failure) {
     if (failure != null) {
       throw failure;
     }

@@ -19,7 +19,10 @@ public record EngineLibrary(String identification, Path directory, Source source
     PROPERTY,
     /** A directory of the system property {@code java.library.path}. */
     LIBRARY_PATH,
-    /** The copy in the jar, unpacked to a temporary directory. */
+    /**
+     * The copy in the jar, unpacked to a temporary directory that only this user may enter. It is
+     * removed when the virtual machine ends normally; one that is killed leaves it behind.
+     */
     JAR
   }
 }

@@ -20,11 +20,11 @@ public record FieldError(int row, int column, String columnName, int code, Strin
   /** The engine reported an error of the whole row and none of its values. */
   public static final int ROW = -103;
 
-  /** The error with its place and its code. */
+  /** The error with its place and its code; the row is counted from 1, as a person does. */
   @Override
   public String toString() {
     // The engine's own texts begin with their code.
     String text = message.startsWith(code + " ") ? message : code + " " + message;
-    return "row " + row + ", column \"" + columnName + "\": " + text;
+    return "row " + (row + 1) + ", column \"" + columnName + "\": " + text;
   }
 }

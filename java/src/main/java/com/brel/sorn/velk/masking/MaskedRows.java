@@ -2,6 +2,7 @@ package com.brel.sorn.velk.masking;
 
 import com.brel.sorn.velk.VELKException;
 import java.util.Arrays;
+import java.util.Collections;
 import java.util.List;
 import java.util.Objects;
 import java.util.Optional;
@@ -58,6 +59,42 @@ public final class MaskedRows {
       throw new VELKException(error.get().toString(), error.get().code());
     }
     return values[row][column];
+  }
+
+  /**
+   * Reads a masked value of a column by its name.
+   *
+   * @param row the row, counted from 0
+   * @param column the column's name
+   * @return as {@link #value(int, int)}
+   * @throws VELKException if the field has an error that nothing replaces, with its code
+   * @throws IllegalArgumentException if there is no such column
+   * @throws IndexOutOfBoundsException if there is no such row
+   */
+  public String value(int row, String column) {
+    int index = columnNames.indexOf(column);
+    if (index < 0) {
+      throw new IllegalArgumentException("there is no column \"" + column + "\"");
+    }
+    return value(row, index);
+  }
+
+  /**
+   * Reads a masked row.
+   *
+   * @param row the row, counted from 0
+   * @return its values as {@link #value(int, int)} tells them, in the order of the columns; the
+   *     list cannot be changed
+   * @throws VELKException if a field has an error that nothing replaces, with its code
+   * @throws IndexOutOfBoundsException if there is no such row
+   */
+  public List<String> row(int row) {
+    Objects.checkIndex(row, values.length);
+    String[] read = new String[columnNames.size()];
+    for (int column = 0; column < read.length; column++) {
+      read[column] = value(row, column);
+    }
+    return Collections.unmodifiableList(Arrays.asList(read));
   }
 
   /**

@@ -37,13 +37,15 @@ public final class MaskingService implements AutoCloseable {
    * Masks a batch of rows.
    *
    * <p>A value that cannot be masked is an error of its field, and the other values are masked. If
-   * the call fails as a whole there are no results, and nothing of the batch is kept.
+   * the call fails as a whole there are no results, and the values are overwritten in the native
+   * records. After a call that succeeds those hold the masked values until another batch overwrites
+   * them or the service is closed.
    *
    * @param rows the rows, each with one value for each column, null for a null value
    * @return the masked rows, in the same order
    * @throws IllegalStateException if the service or its engine is closed
    * @throws IllegalArgumentException if there are no rows, a row has another number of values than
-   *     the service has columns, or a value is no String
+   *     the service has columns, or a value is no String or too long for any buffer
    * @throws VELKException if the engine fails
    */
   public MaskedRows mask(List<? extends List<String>> rows) {
@@ -66,9 +68,12 @@ public final class MaskingService implements AutoCloseable {
       Bridge.check(
           Bridge.PROVIDER.serviceProvider0(handle, definition, pool.rowSet()), "serviceProvider0");
       pool.toJava();
-      return pool.results();
-    } finally {
+      MaskedRows results = pool.results();
       pool.clear();
+      return results;
+    } catch (RuntimeException | Error e) {
+      pool.wipe();
+      throw e;
     }
   }
 
@@ -88,7 +93,7 @@ public final class MaskingService implements AutoCloseable {
     if (values.size() != columns.size()) {
       throw new IllegalArgumentException(
           "row "
-              + row
+              + (row + 1)
               + " has "
               + values.size()
               + " values, the service has "
@@ -101,7 +106,7 @@ public final class MaskingService implements AutoCloseable {
       if (value != null && !(value instanceof String)) {
         throw new IllegalArgumentException(
             "row "
-                + row
+                + (row + 1)
                 + ", column \""
                 + columns.get(column).name()
                 + "\": a "
@@ -109,6 +114,7 @@ public final class MaskingService implements AutoCloseable {
                 + " is no String");
       }
       copy[column] = (String) value;
+      columns.get(column).requireRoom(row, copy[column] == null ? 0 : copy[column].length());
     }
     return copy;
   }
@@ -140,7 +146,11 @@ public final class MaskingService implements AutoCloseable {
     return pool;
   }
 
-  /** Starts the provider; whatever fails, nothing native stays behind. */
+  /**
+   * Starts the provider; whatever fails, nothing native stays behind. The status of a failed trace
+   * cannot be told from a handle: an unknown one fails the first batch, but the handle of another
+   * service would mask by that one's rules.
+   */
   void start() {
     try {
       // A parsed definition came with its records.
@@ -151,10 +161,16 @@ public final class MaskingService implements AutoCloseable {
       if (handle == 0) {
         throw new VELKException("the engine started no provider for \"" + id + "\"", 0);
       }
+      engine.requireUnused(handle);
     } catch (RuntimeException | Error e) {
       Definitions.free(definition);
       throw e;
     }
+  }
+
+  /** From here on the service masks no more; it can still be closed. */
+  void suspend() {
+    closed = true;
   }
 
   /** From here on the service masks no more, even if the engine fails to end it. */

@@ -46,10 +46,16 @@ final class NativeLibraries {
   private EngineLibrary search() {
     String explicit = System.getProperty("velk.library.dir");
     Optional<EngineLibrary> found =
-        explicit != null
-            ? loadFrom(explicit, Source.PROPERTY)
-            : searchLibraryPath().or(this::loadFromJar);
+        explicit != null ? loadFromProperty(explicit) : searchLibraryPath().or(this::loadFromJar);
     return found.orElseThrow(() -> new EngineLoadException(tried));
+  }
+
+  private Optional<EngineLibrary> loadFromProperty(String directory) {
+    if (directory.isEmpty()) {
+      tried.add("the property velk.library.dir names no directory");
+      return Optional.empty();
+    }
+    return loadFrom(directory, Source.PROPERTY);
   }
 
   private Optional<EngineLibrary> searchLibraryPath() {
@@ -65,16 +71,6 @@ final class NativeLibraries {
 
   private Optional<EngineLibrary> loadFromJar() {
     String folder = "/native/" + platform() + "/";
-    try {
-      return unpack(folder).flatMap(directory -> loadFrom(directory.toString(), Source.JAR));
-    } catch (IOException e) {
-      tried.add("the jar's " + folder + ": " + e);
-      return Optional.empty();
-    }
-  }
-
-  /** Unpacks to a directory that only this user may enter; the virtual machine removes it. */
-  private Optional<Path> unpack(String folder) throws IOException {
     for (String name : NAMES) {
       String resource = folder + System.mapLibraryName(name);
       if (NativeLibraries.class.getResource(resource) == null) {
@@ -82,8 +78,32 @@ final class NativeLibraries {
         return Optional.empty();
       }
     }
+    try {
+      return unpackAndLoad(folder);
+    } catch (IOException e) {
+      tried.add("the jar's " + folder + ": " + e);
+      return Optional.empty();
+    }
+  }
+
+  /** The virtual machine removes the copy at its end, or this does where the copy is of no use. */
+  private Optional<EngineLibrary> unpackAndLoad(String folder) throws IOException {
+    // Only this user may enter it.
     Path directory = Files.createTempDirectory("velk-");
     directory.toFile().deleteOnExit();
+    Optional<EngineLibrary> found = Optional.empty();
+    try {
+      unpack(folder, directory);
+      found = loadFrom(directory.toString(), Source.JAR);
+    } finally {
+      if (found.isEmpty()) {
+        delete(directory);
+      }
+    }
+    return found;
+  }
+
+  private static void unpack(String folder, Path directory) throws IOException {
     for (String name : NAMES) {
       String file = System.mapLibraryName(name);
       Path target = directory.resolve(file);
@@ -92,7 +112,14 @@ final class NativeLibraries {
         Files.copy(in, target);
       }
     }
-    return Optional.of(directory);
+  }
+
+  /** What cannot be deleted yet is left to the virtual machine. */
+  private static void delete(Path directory) {
+    for (String name : NAMES) {
+      directory.resolve(System.mapLibraryName(name)).toFile().delete();
+    }
+    directory.toFile().delete();
   }
 
   private Optional<EngineLibrary> loadFrom(String place, Source source) {
@@ -127,7 +154,7 @@ final class NativeLibraries {
       Path file = directory.resolve(System.mapLibraryName(name));
       try {
         System.load(file.toString());
-      } catch (UnsatisfiedLinkError e) {
+      } catch (UnsatisfiedLinkError | IllegalCallerException e) {
         tried.add(file + ": " + e.getMessage());
         if (!name.equals(NAMES.get(0))) {
           brokenOff = new EngineLoadException(tried);
@@ -156,11 +183,10 @@ final class NativeLibraries {
     return EngineLibrary.UNIDENTIFIED;
   }
 
+  /** The jar's folder for this machine, which its build names by the machine it ran on. */
   static String platform() {
     String system = System.getProperty("os.name").toLowerCase(Locale.ROOT);
     String machine = System.getProperty("os.arch");
-    return (system.startsWith("windows") ? "windows" : system)
-        + "-"
-        + (machine.equals("amd64") ? "x86_64" : machine);
+    return (system.startsWith("windows") ? "windows" : system) + "-" + machine;
   }
 }

@@ -42,6 +42,9 @@ public final class OnError {
   /**
    * A text takes the value's place; its error is still told.
    *
+   * <p>The text must fit every column, its type included: a word in the place of a date, or a text
+   * longer than a column's limit, is refused when the service is opened.
+   *
    * @param text the text
    * @return {@code fixed}
    * @throws IllegalArgumentException if the text contains U+0000 or half a surrogate pair

@@ -99,10 +99,13 @@ final class RowPool {
     }
     String[][] values = new String[rowSet.rows.length][columns.size()];
     for (int row = 0; row < values.length; row++) {
+      boolean told = false;
       for (int column = 0; column < columns.size(); column++) {
         values[row][column] = result(row, column);
+        told |= field(row, column).errorCode != 0;
       }
-      if (rowSet.rows[row].hasError && errors[row] == null) {
+      // What was refused before it was sent explains no error of the engine's.
+      if (rowSet.rows[row].hasError && !told) {
         refuse(row, values[row]);
       }
     }
@@ -113,22 +116,25 @@ final class RowPool {
   /** The value that may be shown: masked, or what stands in the place of one with an error. */
   private String result(int row, int column) {
     Field field = field(row, column);
-    if (errors[row] != null && errors[row][column] != null) {
+    if (hasError(row, column)) {
       return onError.replacement();
     }
-    if (field.errorCode != 0) {
-      String text = field.errorMessage == null ? "the engine has no text" : field.errorMessage;
-      put(error(row, column, field.errorCode, text));
+    if (field.errorCode == 0) {
+      return (String) field.source;
     }
-    boolean readable = field.errorCode == 0 || onError.way() == OnError.Way.REPLACEMENT;
-    return readable ? (String) field.source : null;
+    // Whatever the engine left in the field is not shown.
+    String text = field.errorMessage == null ? "the engine has no text" : field.errorMessage;
+    put(error(row, column, field.errorCode, text));
+    return onError.replacement();
   }
 
   /** A row in error of which no value is: none of them can be trusted. */
   private void refuse(int row, String[] values) {
     for (int column = 0; column < columns.size(); column++) {
       values[column] = onError.replacement();
-      put(error(row, column, FieldError.ROW, "the engine reports an error of the whole row"));
+      if (!hasError(row, column)) {
+        put(error(row, column, FieldError.ROW, "the engine reports an error of the whole row"));
+      }
     }
   }
 
@@ -141,6 +147,25 @@ final class RowPool {
         field.source = null;
         field.errorMessage = null;
       }
+    }
+  }
+
+  /** Lets go of the values of a failed batch in the records, too: they may be unmasked. */
+  void wipe() {
+    clear();
+    for (Row row : rowSet.rows) {
+      for (Field field : row.fields) {
+        wipe(field);
+      }
+    }
+  }
+
+  /** A null value zeroes the buffer; one that cannot be zeroed is freed, and made again later. */
+  private static void wipe(Field field) {
+    try {
+      Bridge.check(field.toC(), "Field.toC");
+    } catch (RuntimeException | Error e) {
+      field.free();
     }
   }
 
@@ -167,6 +192,10 @@ final class RowPool {
 
   private Field field(int row, int column) {
     return rowSet.rows[row].fields[column];
+  }
+
+  private boolean hasError(int row, int column) {
+    return errors[row] != null && errors[row][column] != null;
   }
 
   private FieldError error(int row, int column, int code, String message) {

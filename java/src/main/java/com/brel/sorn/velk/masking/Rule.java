@@ -2,12 +2,17 @@ package com.brel.sorn.velk.masking;
 
 import java.util.ArrayList;
 import java.util.List;
+import java.util.Objects;
+import java.util.Set;
 import java.util.regex.Pattern;
 
 /** How the values of a column are masked: a function of the engine and its arguments. */
 public final class Rule {
   private static final Pattern FUNCTION = Pattern.compile("[A-Za-z][A-Za-z0-9_]*");
   private static final int DEFAULT_HASH_LENGTH = 32;
+
+  /** What describes a column beside its rule, and is therefore no function. */
+  private static final Set<String> RESERVED = Set.of("type", "unique");
 
   private final String function;
   private final List<String> arguments;
@@ -69,12 +74,17 @@ public final class Rule {
    *
    * @param keepFirst number of code points to keep at the start
    * @param keepLast number of code points to keep at the end
-   * @param mark the mark
+   * @param mark the mark, one character up to U+FFFF and no control
    * @return the rule {@code partial}
-   * @throws IllegalArgumentException if a number is negative, or the mark empty or not well-formed
+   * @throws IllegalArgumentException if a number is negative, or the mark is no such character
    */
   public static Rule partial(int keepFirst, int keepLast, String mark) {
-    return partial(keepFirst, keepLast).with("with=" + Text.quote(Text.require("mark", mark)));
+    boolean fit = mark.length() == 1 && !Character.isISOControl(mark.charAt(0));
+    if (!fit || Character.isSurrogate(mark.charAt(0))) {
+      throw new IllegalArgumentException(
+          "the mark is one character up to U+FFFF and no control character");
+    }
+    return partial(keepFirst, keepLast).with("with=" + Text.quote(mark));
   }
 
   /**
@@ -116,11 +126,12 @@ public final class Rule {
    * @param arguments its arguments, such as {@code days=30}; empty for none
    * @param longestResult the longest result in code points where it may exceed the input, else 0
    * @return the rule
-   * @throws IllegalArgumentException if the name is no name, the length is negative, or the
-   *     arguments contain U+0000 or half a surrogate pair
+   * @throws IllegalArgumentException if the name is none of a function, the length is negative, or
+   *     the arguments contain U+0000 or half a surrogate pair
    */
   public static Rule function(String name, String arguments, int longestResult) {
-    if (!FUNCTION.matcher(name).matches()) {
+    Objects.requireNonNull(arguments, "arguments");
+    if (!FUNCTION.matcher(name).matches() || RESERVED.contains(name)) {
       throw new IllegalArgumentException("\"" + name + "\" is no name of a function");
     }
     if (longestResult < 0) {

@@ -7,7 +7,11 @@ import java.util.Map;
 import java.util.Objects;
 import java.util.regex.Pattern;
 
-/** Describes a service column by column. Everything is checked here, before any native call. */
+/**
+ * Describes a service column by column. Names, types and texts are checked as they are given; what
+ * only the engine knows, such as its functions and the key, when the service is opened. A builder
+ * belongs to one thread.
+ */
 public final class ServiceBuilder {
   private static final Pattern ID = Pattern.compile("[A-Za-z0-9_-]{1,9}");
   private static final Pattern KEY = Pattern.compile("(env|file):.+", Pattern.DOTALL);
@@ -72,7 +76,8 @@ public final class ServiceBuilder {
    * @param type its declared type
    * @param rule how it is masked
    * @return this
-   * @throws IllegalArgumentException if the name is empty, not well-formed or taken
+   * @throws IllegalArgumentException if the name is empty, not well-formed or taken, or the rule's
+   *     longest result is too long for any buffer
    */
   public ServiceBuilder column(String name, Type type, Rule rule) {
     return add(new Column(name, type, rule, false));
@@ -85,7 +90,8 @@ public final class ServiceBuilder {
    * @param type its declared type
    * @param rule how it is masked
    * @return this
-   * @throws IllegalArgumentException if the name is empty, not well-formed or taken
+   * @throws IllegalArgumentException if the name is empty, not well-formed or taken, or the rule's
+   *     longest result is too long for any buffer
    */
   public ServiceBuilder uniqueColumn(String name, Type type, Rule rule) {
     return add(new Column(name, type, rule, true));

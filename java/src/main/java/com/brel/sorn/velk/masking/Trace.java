@@ -5,7 +5,8 @@ import java.nio.file.Path;
 /**
  * What the engine traces, and where to.
  *
- * @param mask words such as {@code entry}, {@code data}, {@code message}, {@code all}, or a number
+ * @param mask the words {@code entry}, {@code data}, {@code message} and {@code all}, or numbers;
+ *     several are separated by commas or blanks, and then each of them is traced
  * @param file the file for the trace events, or {@code -} for lines on standard error
  */
 public record Trace(String mask, Path file) {

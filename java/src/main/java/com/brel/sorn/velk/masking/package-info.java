@@ -3,5 +3,6 @@
  *
  * <p>Start with {@link com.brel.sorn.velk.masking.Engine#open()}. Any thread may call; one lock of
  * the whole process is held over each batch, so that another thread waits until the batch is done.
+ * Only a description that is still being built belongs to one thread.
  */
 package com.brel.sorn.velk.masking;

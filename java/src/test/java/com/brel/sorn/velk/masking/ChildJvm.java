@@ -14,7 +14,7 @@ record ChildJvm(int exitCode, String output) {
       throws IOException, InterruptedException {
     List<String> command = new ArrayList<>();
     command.add(Path.of(System.getProperty("java.home"), "bin", "java").toString());
-    command.addAll(inheritedOptions());
+    command.addAll(inheritedOptions(options));
     command.addAll(options);
     command.addAll(List.of("-cp", classPath, main));
     command.addAll(List.of(arguments));
@@ -26,9 +26,12 @@ record ChildJvm(int exitCode, String output) {
     return new ChildJvm(exitCode, output);
   }
 
-  private static List<String> inheritedOptions() {
+  /** What a child says of native access itself goes before what this virtual machine was told. */
+  private static List<String> inheritedOptions(List<String> own) {
+    boolean mayLoad = own.stream().noneMatch(option -> option.contains("native-access"));
     return ManagementFactory.getRuntimeMXBean().getInputArguments().stream()
-        .filter(option -> option.startsWith("-Xcheck") || option.contains("native-access"))
+        .filter(
+            option -> option.startsWith("-Xcheck") || mayLoad && option.contains("native-access"))
         .toList();
   }
 }

@@ -18,6 +18,7 @@ import org.junit.jupiter.api.Test;
 
 class FailureTest {
   private static final int PROVIDER_UNKNOWN = 7402;
+  private static final int TOO_LONG = 7502;
   private static final String[][] VALUES = {{"secret"}, {"other"}};
 
   private Engine engine;
@@ -120,6 +121,64 @@ class FailureTest {
     } finally {
       pool.free();
     }
+  }
+
+  @Test
+  void aRowErrorIsNotPassedOverBesideAFieldThatWasRefusedBeforeItWasSent() {
+    RowPool pool = pool(OnError.UNSAID);
+    try {
+      pool.load(new String[][] {{"a\0b", "secret"}, {"a\0b", "fine"}});
+      pool.rowSet().rows[0].hasError = true;
+      pool.toC();
+      pool.toJava();
+      MaskedRows out = pool.results();
+      assertEquals(FieldError.ZERO_CHARACTER, out.error(0, 0).orElseThrow().code());
+      assertEquals(FieldError.ROW, out.error(0, 1).orElseThrow().code());
+      assertThrows(VELKException.class, () -> out.value(0, 1));
+      assertEquals("fine", out.value(1, 1));
+    } finally {
+      pool.free();
+    }
+  }
+
+  @Test
+  void aReplacementTakesThePlaceOfAWholeRowInError() {
+    RowPool pool = pool(OnError.fixed("bad"));
+    try {
+      pool.load(new String[][] {{"secret", "secret"}});
+      pool.rowSet().rows[0].hasError = true;
+      pool.toC();
+      pool.toJava();
+      assertEquals(List.of("bad", "bad"), pool.results().row(0));
+    } finally {
+      pool.free();
+    }
+  }
+
+  @Test
+  void aReplacementComesFromTheCallerAndNotFromTheEnginesBuffer() {
+    RowPool pool = pool(OnError.fixed("bad"));
+    try {
+      pool.load(new String[][] {{"secret", "fine"}});
+      Row row = pool.rowSet().rows[0];
+      row.hasError = true;
+      row.fields[0].errorCode = TOO_LONG;
+      pool.toC();
+      pool.toJava();
+      assertEquals("secret", row.fields[0].source);
+      MaskedRows out = pool.results();
+      assertEquals(List.of("bad", "fine"), out.row(0));
+      assertEquals(TOO_LONG, out.error(0, 0).orElseThrow().code());
+      assertEquals(1, out.errors().size());
+    } finally {
+      pool.free();
+    }
+  }
+
+  private static RowPool pool(OnError onError) {
+    Column first = new Column("a", Type.text(), Rule.keep(), false);
+    Column second = new Column("b", Type.text(), Rule.keep(), false);
+    return new RowPool(List.of(first, second), onError);
   }
 
   private static com.brel.sorn.velk.internal.ServiceDefinition definition() {

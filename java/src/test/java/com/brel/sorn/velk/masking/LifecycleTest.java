@@ -19,6 +19,7 @@ class LifecycleTest {
   private static final int FRAMEWORK_ALREADY_STARTED = 7101;
   private static final int FRAMEWORK_NOT_STARTED = 7102;
   private static final int TRACE_MASK_UNKNOWN = 7110;
+  private static final int TRACE_NOT_WRITTEN = 7112;
   private static final int KEY_MISSING = 7226;
   private static final int FUNCTION_UNKNOWN = 7301;
   private static final int PROVIDER_UNKNOWN = 7402;
@@ -142,6 +143,29 @@ class LifecycleTest {
     assertThrows(IllegalStateException.class, () -> service.mask(rows("a")));
     assertEquals(PROVIDER_UNKNOWN, assertThrows(VELKException.class, engine::close).code());
     service.close();
+    Engine.open().close();
+  }
+
+  @Test
+  void anEngineWhoseTraceCouldNotBeWrittenSaysSoAndIsClosed() {
+    Engine engine = Engine.open(Trace.all(Path.of("/dev/full")));
+    assertEquals("a", Columns.mask(engine, Type.text(), Rule.keep(), "a"));
+    VELKException failure = assertThrows(VELKException.class, engine::close);
+    assertEquals(TRACE_NOT_WRITTEN, failure.code());
+    assertNull(Bridge.running);
+    engine.close();
+    Engine.open().close();
+  }
+
+  @Test
+  void everyFailureOfACloseIsTold() {
+    Engine engine = Engine.open(Trace.all(Path.of("/dev/full")));
+    MaskingService service = column(engine, Type.text(), Rule.keep());
+    Bridge.PROVIDER.terminateProvider0(service.handle());
+    VELKException failure = assertThrows(VELKException.class, engine::close);
+    assertEquals(PROVIDER_UNKNOWN, failure.code());
+    assertEquals(1, failure.getSuppressed().length);
+    assertEquals(TRACE_NOT_WRITTEN, ((VELKException) failure.getSuppressed()[0]).code());
     Engine.open().close();
   }
 

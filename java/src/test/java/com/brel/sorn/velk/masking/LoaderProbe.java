@@ -6,6 +6,8 @@ import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.attribute.PosixFilePermissions;
+import java.util.List;
+import java.util.stream.Stream;
 
 /** Opens the engine in a virtual machine of its own and says what came of it. */
 final class LoaderProbe {
@@ -24,7 +26,14 @@ final class LoaderProbe {
         out.println("masked: " + Columns.mask(engine, Type.text(), Rule.fixed("ok"), "a"));
       } catch (EngineLoadException e) {
         out.println("attempt " + i + ": " + e.getMessage());
+        out.println("temporary files: " + temporaryFiles());
       }
+    }
+  }
+
+  private static List<Path> temporaryFiles() throws IOException {
+    try (Stream<Path> files = Files.list(Path.of(System.getProperty("java.io.tmpdir")))) {
+      return files.filter(file -> file.getFileName().toString().startsWith("velk-")).toList();
     }
   }
 

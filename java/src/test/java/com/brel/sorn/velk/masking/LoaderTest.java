@@ -2,6 +2,7 @@ package com.brel.sorn.velk.masking;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.File;
@@ -17,6 +18,7 @@ import java.util.jar.JarEntry;
 import java.util.jar.JarOutputStream;
 import java.util.stream.Stream;
 import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.condition.EnabledForJreRange;
 import org.junit.jupiter.api.io.TempDir;
 
 class LoaderTest {
@@ -42,6 +44,22 @@ class LoaderTest {
     }
     assertFalse(child.output().contains(NATIVES.toString()));
     assertFalse(child.output().contains("source:"));
+  }
+
+  @Test
+  void anEmptyPropertyNamesNoDirectory() throws Exception {
+    ChildJvm child = probe(jarWithNatives(), "-Dvelk.library.dir=");
+    assertSays(child, "tried:\n  the property velk.library.dir names no directory\n");
+    assertFalse(child.output().contains("source:"));
+  }
+
+  @Test
+  @EnabledForJreRange(minVersion = 24)
+  void aVirtualMachineThatForbidsNativeCodeIsNamedAsTheReason() throws Exception {
+    ChildJvm child = probe(jarWithNatives(), "--illegal-native-access=deny");
+    String first = System.mapLibraryName(NativeLibraries.NAMES.get(0));
+    assertSays(child, "attempt 0: the native libraries could not be loaded; tried:\n");
+    assertTrue(child.output().matches("(?s).*" + first + ": .*native access.*"), child.output());
   }
 
   @Test
@@ -77,6 +95,22 @@ class LoaderTest {
   }
 
   @Test
+  void aCopyOfTheJarThatDoesNotLoadIsRemovedAtOnce() throws Exception {
+    for (String name : List.of(NativeLibraries.NAMES.get(0), "VELKJNI")) {
+      Path temporary = Files.createDirectory(folder.resolve("temporary of " + name));
+      Path natives = copyOfNatives("broken " + name);
+      damage(natives.resolve(System.mapLibraryName(name)));
+      ChildJvm child =
+          probe(
+              jar(natives),
+              "-Djava.io.tmpdir=" + temporary,
+              "-Djava.library.path=" + folder.resolve("missing"));
+      assertSays(child, "attempt 0: the native libraries could not be loaded; tried:\n");
+      assertSays(child, "temporary files: []\n");
+    }
+  }
+
+  @Test
   void aFailureListsEveryPathThatWasTried() throws Exception {
     Path missing = folder.resolve("missing");
     ChildJvm child = probe(bareJar(), "-Djava.library.path=" + missing);
@@ -96,14 +130,31 @@ class LoaderTest {
   }
 
   @Test
+  void aLibraryThatIsThereAndDoesNotLoadIsListedWithTheReason() throws Exception {
+    Path broken = copyOfNatives("broken");
+    Path first = broken.resolve(System.mapLibraryName(NativeLibraries.NAMES.get(0)));
+    damage(first);
+    ChildJvm child = probe(bareJar(), "-Djava.library.path=" + broken);
+    assertSays(child, "tried:\n  " + whyNot(first) + "\n");
+  }
+
+  /** The library and what the virtual machine says when it is asked to load it. */
+  private static String whyNot(Path library) {
+    UnsatisfiedLinkError refusal =
+        assertThrows(UnsatisfiedLinkError.class, () -> System.load(library.toString()));
+    return library + ": " + refusal.getMessage();
+  }
+
+  @Test
   void librariesOfTwoPlacesAreNeverMixed() throws Exception {
     Path broken = copyOfNatives("broken");
     Path last = broken.resolve(System.mapLibraryName("VELKJNI"));
     damage(last);
     ChildJvm child =
         probeTwice(bareJar(), "-Djava.library.path=" + broken + File.pathSeparator + NATIVES);
-    assertSays(child, "attempt 0: the native libraries could not be loaded; tried:\n  " + last);
-    assertSays(child, "attempt 1: the native libraries could not be loaded; tried:\n  " + last);
+    String tried = "the native libraries could not be loaded; tried:\n  " + whyNot(last) + "\n";
+    assertSays(child, "attempt 0: " + tried);
+    assertSays(child, "attempt 1: " + tried);
     assertFalse(child.output().contains("source:"));
   }
 
@@ -174,15 +225,15 @@ class LoaderTest {
   }
 
   private Path bareJar() throws Exception {
-    return jar(false);
+    return jar(null);
   }
 
   private Path jarWithNatives() throws Exception {
-    return jar(true);
+    return jar(NATIVES);
   }
 
-  /** The classes under test in a jar, with or without the libraries. */
-  private Path jar(boolean withNatives) throws Exception {
+  /** The classes under test in a jar, with the libraries of a directory or without any. */
+  private Path jar(Path natives) throws Exception {
     Path jar = folder.resolve("velk.jar");
     Path classes = codeOf(Engine.class);
     try (OutputStream file = Files.newOutputStream(jar);
@@ -191,9 +242,9 @@ class LoaderTest {
       for (Path entry : tree.filter(Files::isRegularFile).toList()) {
         add(out, classes.relativize(entry).toString(), entry);
       }
-      for (String library : withNatives ? NativeLibraries.NAMES : List.<String>of()) {
+      for (String library : natives == null ? List.<String>of() : NativeLibraries.NAMES) {
         String name = System.mapLibraryName(library);
-        add(out, "native/" + NativeLibraries.platform() + "/" + name, NATIVES.resolve(name));
+        add(out, "native/" + NativeLibraries.platform() + "/" + name, natives.resolve(name));
       }
     }
     return jar;

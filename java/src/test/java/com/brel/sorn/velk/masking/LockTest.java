@@ -4,8 +4,10 @@ import static com.brel.sorn.velk.masking.Columns.column;
 import static com.brel.sorn.velk.masking.Columns.rows;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import com.brel.sorn.velk.VELKException;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
@@ -71,11 +73,7 @@ class LockTest {
                 .onError(OnError.stop())
                 .column("c", Type.varchar(1), Rule.keep())
                 .open()) {
-      try {
-        service.mask(rows("too long"));
-      } catch (RuntimeException e) {
-        // The lock is what is asked for.
-      }
+      assertThrows(VELKException.class, () -> service.mask(rows("too long")));
       assertFalse(Bridge.LOCK.isLocked());
     }
   }

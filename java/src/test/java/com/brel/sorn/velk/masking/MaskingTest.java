@@ -290,6 +290,35 @@ class MaskingTest {
   }
 
   @Test
+  void aValueIsReadByTheNameOfItsColumnAndARowAsAWhole() {
+    try (MaskingService service =
+        engine
+            .service("two")
+            .column("a", Type.varchar(2), Rule.keep())
+            .column("b", Type.text(), Rule.nullValue())
+            .open()) {
+      MaskedRows out = service.mask(List.of(List.of("x", "y"), List.of("long", "y")));
+      assertEquals("x", out.value(0, "a"));
+      assertNull(out.value(0, "b"));
+      assertEquals(Arrays.asList("x", null), out.row(0));
+      assertThrows(UnsupportedOperationException.class, () -> out.row(0).set(0, "z"));
+      assertThrows(IllegalArgumentException.class, () -> out.value(0, "c"));
+      assertThrows(VELKException.class, () -> out.value(1, "a"));
+      assertThrows(VELKException.class, () -> out.row(1));
+      assertThrows(IndexOutOfBoundsException.class, () -> out.row(2));
+    }
+  }
+
+  @Test
+  void anErrorsTextCountsItsRowFromOne() {
+    try (MaskingService service = column(engine, Type.varchar(2), Rule.keep())) {
+      FieldError error = service.mask(rows("ok", "long")).errors().get(0);
+      assertEquals(1, error.row());
+      assertTrue(error.toString().startsWith("row 2, column \"c\": 7502 "), error.toString());
+    }
+  }
+
+  @Test
   void aRowOrColumnThatIsNotThereIsRefused() {
     try (MaskingService service = column(engine, Type.text(), Rule.keep())) {
       MaskedRows out = service.mask(rows("a"));

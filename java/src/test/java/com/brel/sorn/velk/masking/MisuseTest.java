@@ -48,15 +48,15 @@ class MisuseTest {
   @Test
   void aRowOfAnotherWidthIsRefused() {
     List<List<String>> rows = List.of(List.of("a"), List.of("b", "c"));
-    assertSays("row 1 has 2 values, the service has 1", () -> service.mask(rows));
-    assertSays("row 0 has 0 values", () -> service.mask(List.of(List.of())));
+    assertSays("row 2 has 2 values, the service has 1", () -> service.mask(rows));
+    assertSays("row 1 has 0 values", () -> service.mask(List.of(List.of())));
   }
 
   @Test
   @SuppressWarnings({"unchecked", "rawtypes"})
   void aValueThatIsNoStringIsRefused() {
     List rows = List.of(List.of("a"), List.of(7));
-    assertSays("row 1, column \"c\": a java.lang.Integer", () -> service.mask(rows));
+    assertSays("row 2, column \"c\": a java.lang.Integer", () -> service.mask(rows));
   }
 
   @Test
@@ -113,6 +113,8 @@ class MisuseTest {
     assertSays("column name is empty", () -> builder.column("", Type.text(), Rule.keep()));
     assertSays("contains U+0000", () -> builder.column("a\0", Type.text(), Rule.keep()));
     assertSays("already", () -> builder.uniqueColumn("a", Type.date(), Rule.keep()));
+    Rule huge = Rule.function("keep", "", Integer.MAX_VALUE);
+    assertSays("column \"b\": no buffer", () -> builder.column("b", Type.text(), huge));
     assertThrows(NullPointerException.class, () -> builder.column("b", null, Rule.keep()));
     assertThrows(NullPointerException.class, () -> builder.column("b", Type.text(), null));
     assertThrows(NullPointerException.class, () -> builder.onError(null));

@@ -39,7 +39,15 @@ final class NativeHelpers {
 
   private static native long engineReleases();
 
-  static native void failTraceScope(int number, int status);
+  static void letEveryTraceScopeOpen() {
+    failTraceScope(1, 0, 0);
+  }
+
+  /** So many scopes fail with the status, from the one with this number on, counted from 1. */
+  static native void failTraceScope(int from, int count, int status);
 
   static native boolean failureIsPending();
+
+  /** Whether the field's record holds a byte of a value. */
+  static native boolean holdsValue(long pointer);
 }

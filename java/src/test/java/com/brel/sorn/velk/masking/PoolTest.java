@@ -141,9 +141,14 @@ class PoolTest {
     return records;
   }
 
-  private static long pointer(Object mirror) throws Exception {
-    var field = mirror.getClass().getDeclaredField("pointer");
-    field.setAccessible(true);
-    return field.getLong(mirror);
+  /** The address of the object's native record, 0 for none. */
+  static long pointer(Object mirror) {
+    try {
+      var field = mirror.getClass().getDeclaredField("pointer");
+      field.setAccessible(true);
+      return field.getLong(mirror);
+    } catch (ReflectiveOperationException e) {
+      throw new AssertionError(e);
+    }
   }
 }

@@ -3,6 +3,7 @@ package com.brel.sorn.velk.masking;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 
+import java.util.List;
 import org.junit.jupiter.api.Test;
 
 class RuleTest {
@@ -43,10 +44,28 @@ class RuleTest {
     assertThrows(IllegalArgumentException.class, () -> Rule.hash(65));
     assertThrows(IllegalArgumentException.class, () -> Rule.partial(-1, 0));
     assertThrows(IllegalArgumentException.class, () -> Rule.partial(0, -1));
-    assertThrows(IllegalArgumentException.class, () -> Rule.partial(0, 0, ""));
     assertThrows(IllegalArgumentException.class, () -> Rule.hash().scope(""));
     assertThrows(IllegalArgumentException.class, () -> Rule.function("no name", "", 0));
+    assertThrows(IllegalArgumentException.class, () -> Rule.function("type", "", 0));
+    assertThrows(IllegalArgumentException.class, () -> Rule.function("unique", "", 0));
     assertThrows(IllegalArgumentException.class, () -> Rule.function("f", "", -1));
+  }
+
+  @Test
+  void aMarkIsOneCharacterUpToUFFFFAndNoControl() {
+    for (String mark : List.of("", "##", "😀", "\uD83D", "\0", "\n", "\u007F")) {
+      assertThrows(IllegalArgumentException.class, () -> Rule.partial(0, 0, mark));
+    }
+    for (String mark : List.of("#", " ", "'", "·", "\uFFFD")) {
+      assertEquals("with=" + Text.quote(mark), Rule.partial(0, 0, mark).arguments().split(", ")[2]);
+    }
+  }
+
+  @Test
+  void missingArgumentsAreNamed() {
+    String message =
+        assertThrows(NullPointerException.class, () -> Rule.function("keep", null, 0)).getMessage();
+    assertEquals("arguments", message);
   }
 
   @Test

@@ -2,6 +2,7 @@ package com.brel.sorn.velk.masking;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
@@ -73,7 +74,31 @@ class TypeTest {
   @Test
   void anInputTooLongForAnyBufferIsRefusedBeforeItIsSent() {
     Column column = new Column("c", Type.text(), Rule.keep(), false);
-    assertThrows(ArithmeticException.class, () -> column.bufferSize(Integer.MAX_VALUE));
+    int longest = Integer.MAX_VALUE / 2 - 1;
+    column.requireRoom(0, longest);
+    assertEquals(Integer.MAX_VALUE - 1, column.bufferSize(longest));
+    String refusal =
+        assertThrows(IllegalArgumentException.class, () -> column.requireRoom(6, longest + 1))
+            .getMessage();
+    assertTrue(refusal.startsWith("row 7, column \"c\": no buffer holds"), refusal);
+  }
+
+  @Test
+  void anInputTooLongForALimitedColumnIsLeftToTheEngineToRefuse() {
+    new Column("c", Type.varchar(9), Rule.keep(), false).requireRoom(0, Integer.MAX_VALUE);
+  }
+
+  @Test
+  void aResultTooLongForAnyBufferIsRefusedWithItsColumn() {
+    int longest = 500_000_000;
+    Column column = new Column("c", Type.text(), Rule.function("keep", "", longest), false);
+    assertEquals(2 * (2 * longest + 1), column.bufferSize(0));
+    Rule tooLong = Rule.function("keep", "", longest + 1);
+    String refusal =
+        assertThrows(
+                IllegalArgumentException.class, () -> new Column("c", Type.text(), tooLong, false))
+            .getMessage();
+    assertTrue(refusal.startsWith("column \"c\": no buffer holds"), refusal);
   }
 
   private static void refused(Executable declaration) {
