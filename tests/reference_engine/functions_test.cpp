@@ -156,7 +156,8 @@ TEST_F(Functions, a_rule_that_cannot_be_carried_out_is_refused_at_the_start)
 {
     expect_refused("clases", "", function_unknown,
                    u"Did you mean \"classes\"? Functions: card, classes, dateshift");
-    expect_refused("encrypt", "", function_unknown, u"dict, email, ff1, fixed, hash, keep, noise, null, partial.");
+    expect_refused("encrypt", "", function_unknown,
+                   u"dict, email, ff1, fixed, hash, keep, noise, null, partial.");
     expect_refused("Keep", "", function_unknown, u"Did you mean \"keep\"?");
     expect_refused("keep", "x=1", argument_unknown, u"no such argument");
     expect_refused("keep", "x", argument_unknown);
