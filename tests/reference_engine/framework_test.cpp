@@ -245,8 +245,9 @@ TEST_F(FrameworkLife, ends_with_an_error_when_the_trace_could_not_be_written)
     framework.add("trace_file", "/dev/full");
     EXPECT_EQ(framework.start(), 0);
     expect_code(Provider_FrmwTerm(), trace_file_not_written);
-    EXPECT_EQ(Provider_FrmwInit(nullptr), 0) << "it has ended all the same";
-    EXPECT_EQ(Provider_FrmwTerm(), 0);
+    EXPECT_EQ(Provider_FrmwInit(nullptr), framework_already_started) << "it has not ended yet";
+    EXPECT_EQ(Provider_FrmwTerm(), 0) << "the trace is closed by now";
+    EXPECT_EQ(Provider_FrmwTerm(), framework_not_started);
 }
 #endif
 
