@@ -316,6 +316,13 @@ TEST_F(Providers, take_their_key_from_a_file_less_one_line_end)
     std::filesystem::remove(path);
     expect_code(start_with_key("file:" + path), key_file_unreadable);
     expect_code(start_with_key("file:" + testing::TempDir()), key_file_unreadable);
+    std::ofstream(path) << "0123456789abcdef";
+    std::filesystem::resize_file(path, 64 * 1024 * 1024 + 1);
+    expect_code(start_with_key("file:" + path), key_file_unreadable);
+    std::filesystem::remove(path);
+#if defined(__linux__)
+    expect_code(start_with_key("file:/dev/zero"), key_file_unreadable);
+#endif
 }
 
 TEST_F(Providers, never_repeat_what_stands_in_place_of_a_key)
