@@ -68,8 +68,11 @@ std::int32_t convert(Unit* destination, std::int64_t capacity, const SourceUnit*
                      std::int64_t* output_length) noexcept
 {
     if (output_length != nullptr) *output_length = 0;
-    if (source == nullptr && length > 0) return conversion_source_missing;
     Target<Unit> target{destination, destination == nullptr || capacity < 0 ? 0 : capacity, 0};
+    if (source == nullptr && length > 0) {
+        if (target.capacity > 0) target.units[0] = 0; // no earlier text may pass for the result
+        return conversion_source_missing;
+    }
     const std::basic_string_view<SourceUnit> text(source, length > 0 ? static_cast<std::size_t>(length) : 0);
     std::int32_t status;
     try {

@@ -35,6 +35,22 @@ char32_t another(const Choice& choice)
     return character(choice, (index + 1) % size_of(choice));
 }
 
+std::size_t skip_digits(std::u16string_view text, std::size_t position)
+{
+    return std::min(text.find_first_not_of(u"0123456789", position), text.size());
+}
+
+// [-]digits[.digits]
+bool is_plain_number(std::u16string_view text)
+{
+    const std::size_t whole = text.starts_with(u'-') ? 1 : 0;
+    const std::size_t whole_end = skip_digits(text, whole);
+    if (whole_end == whole) return false;
+    if (whole_end == text.size()) return true;
+    const std::size_t fraction = whole_end + 1;
+    return text[whole_end] == '.' && fraction < text.size() && skip_digits(text, fraction) == text.size();
+}
+
 // Where the digits of a number start to count. Zeros before stay and the digit here gets no zero, so that
 // a masked number is as wide as its value; of a zero the last digit is exchanged.
 struct NumberStart {
@@ -42,11 +58,14 @@ struct NumberStart {
     std::size_t position; // 0 in other text
 };
 
-NumberStart start_of_number(std::u16string_view number)
+// Only the value itself tells whether it is a number, not its column: the same value is masked alike in
+// every column, whatever its type.
+NumberStart start_of_number(std::u16string_view value)
 {
-    const std::size_t first = number.find_first_of(u"123456789");
+    if (!is_plain_number(value)) return {false, 0};
+    const std::size_t first = value.find_first_of(u"123456789");
     return {true,
-            std::min(first != std::u16string_view::npos ? first : number.find_last_of(u'0'), number.size())};
+            std::min(first != std::u16string_view::npos ? first : value.find_last_of(u'0'), value.size())};
 }
 
 Choice choice_at(char32_t code_point, std::size_t position, const NumberStart& start)
@@ -91,10 +110,9 @@ void mask_value(KeyedInput& input, std::u16string_view value, const NumberStart&
 Mask make_classes(RuleArguments& arguments, const RuleContext& context)
 {
     KeyedInput input(*context.key, "classes", take_scope(arguments, "classes"));
-    const bool number = is_number_type(context.column.type);
-    return [input, number](Values values, Results& results) mutable {
+    return [input](Values values, Results& results) mutable {
         for (const std::u16string_view value : values)
-            mask_value(input, value, number ? start_of_number(value) : NumberStart{false, 0}, results);
+            mask_value(input, value, start_of_number(value), results);
     };
 }
 

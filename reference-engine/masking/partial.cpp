@@ -21,7 +21,8 @@ constexpr std::size_t most_kept = 1'000'000;
 char16_t mask_character(RuleArguments& arguments)
 {
     const std::u16string text = to_utf16(take_text(arguments, "with").value_or("*"));
-    if (text.size() == 1 && text[0] >= 0x20) return text[0];
+    const bool control = text.size() == 1 && (text[0] < 0x20 || (text[0] >= 0x7F && text[0] < 0xA0));
+    if (text.size() == 1 && !control) return text[0];
     throw Failure{
         argument_unusable, "with=" + shown(to_utf8(text)), {}, "One character up to U+FFFF, no control."};
 }

@@ -52,9 +52,14 @@ bool masks_null(std::string_view text)
     return text == "mask";
 }
 
+bool is_service_operand(std::string_view name)
+{
+    return std::find(operands.begin(), operands.end(), name) != operands.end();
+}
+
 void require_service_operand(std::string_view name)
 {
-    if (std::find(operands.begin(), operands.end(), name) == operands.end())
+    if (!is_service_operand(name))
         throw Failure{service_operand_unknown, shown(name), {}, advice(name, "Operands", operands)};
 }
 

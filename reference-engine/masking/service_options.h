@@ -30,7 +30,8 @@ struct ErrorWay {
 ErrorWay parse_on_error(std::string_view text);
 bool masks_null(std::string_view text);
 
-// Refuses what is not one of the service's operands: key, on_error, on_null.
+// Whether it is one of the service's operands: key, on_error, on_null. Anything else is refused.
+bool is_service_operand(std::string_view name);
 void require_service_operand(std::string_view name);
 
 } // namespace velk::engine

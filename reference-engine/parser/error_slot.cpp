@@ -4,7 +4,9 @@
 #include "provider/records.h"
 
 #include <array>
+#include <cstddef>
 #include <cstring>
+#include <new>
 
 namespace velk::engine {
 
@@ -34,9 +36,11 @@ Sizes sizes_of(const MessageText& text)
 
 } // namespace
 
+// Never destroyed: threads may still be parsing while the process exits.
 ErrorSlot& error_slot()
 {
-    static ErrorSlot slot;
+    alignas(ErrorSlot) static std::byte storage[sizeof(ErrorSlot)];
+    static ErrorSlot& slot = *new (storage) ErrorSlot;
     return slot;
 }
 

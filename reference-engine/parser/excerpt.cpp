@@ -12,6 +12,9 @@ namespace velk::engine {
 
 namespace {
 
+constexpr std::string_view separators = " \t\r\n,;)";
+constexpr std::string_view bare_end = " \t\r\n,;()='\"#";
+
 std::string hexadecimal(char32_t code_point, std::size_t width)
 {
     std::string digits;
@@ -50,23 +53,53 @@ std::size_t quoted_end(std::string_view text, std::size_t position)
     return text.size();
 }
 
-// Where the value that starts at position ends. A secret may be ill-formed as a value, so this goes on to the
-// next separator that is neither quoted nor in parentheses.
+// Whether `name=` or `name.attribute=` starts here. A name may be quoted.
+bool starts_pair(std::string_view text, std::size_t position)
+{
+    const std::size_t start = position;
+    while (position < text.size()) {
+        if (text[position] == '"')
+            position = quoted_end(text, position);
+        else if (is_name_character(text[position]) || text[position] == '.')
+            ++position;
+        else
+            break;
+    }
+    const std::size_t sign = skip_blanks(text, position);
+    return position > start && sign < text.size() && text[sign] == '=';
+}
+
+// Where the value that starts at position ends. A secret may hold separators and quotes like any other
+// character, so only a new pair or the end of the text, outside its parentheses, tells that it is over.
 std::size_t value_end(std::string_view text, std::size_t position)
 {
     std::size_t depth = 0;
     while (position < text.size()) {
-        const char character = text[position];
-        if (character == '\'' || character == '"') {
-            position = quoted_end(text, position);
+        const std::size_t next =
+            depth > 0 ? position : std::min(text.find_first_not_of(separators, position), text.size());
+        if (next > position) {
+            if (next == text.size() || starts_pair(text, next)) break;
+            position = next;
             continue;
         }
-        if (depth == 0 && std::string_view(" \t\r\n,;)").find(character) != std::string_view::npos) break;
+        const char character = text[position];
         if (character == '(') ++depth;
         if (character == ')') --depth;
-        ++position;
+        const bool quoted = character == '\'' || character == '"';
+        position = quoted ? quoted_end(text, position) : position + 1;
     }
     return position;
+}
+
+// Where the key's source that stands at position ends; the position itself if what stands there is none.
+std::size_t source_end(std::string_view text, std::size_t position)
+{
+    if (!names_key_source(text.substr(position))) return position;
+    const bool quoted = text[position] == '\'' || text[position] == '"';
+    const std::size_t end =
+        quoted ? quoted_end(text, position) : std::min(text.find_first_of(bare_end, position), text.size());
+    const bool whole = end == text.size() || separators.find(text[end]) != std::string_view::npos;
+    return whole ? end : position;
 }
 
 // Where the value of the next `key` starts, at or behind position; the text's size if there is none.
@@ -100,8 +133,9 @@ std::size_t edit_distance(std::string_view a, std::string_view b)
 
 } // namespace
 
-std::string shown(std::string_view text, std::size_t limit)
+std::string shown(std::string_view user_text, std::size_t limit)
 {
+    const std::string text = without_key(user_text); // before the cut, which could hide that it is a key
     std::string result;
     std::size_t count = 0;
     for (std::size_t position = 0; position < text.size(); ++count) {
@@ -131,9 +165,10 @@ std::vector<Place> secret_places(std::string_view text)
     std::vector<Place> places;
     for (std::size_t position = 0; position < text.size();) {
         const std::size_t start = next_key_value(text, position);
+        position = source_end(text, start);
+        if (position > start) continue;
         position = value_end(text, start);
-        if (position > start && !names_key_source(text.substr(start, position - start)))
-            places.push_back({start, position - start});
+        if (position > start) places.push_back({start, position - start});
     }
     return places;
 }

@@ -17,13 +17,14 @@ inline constexpr std::size_t rule_excerpt = 60;
 
 // At most limit code points of the text, "..." behind a cut. Controls and characters above U+FFFF are
 // shown as \u{...}: messages cross the JVM as modified UTF-8, which knows no four-byte characters.
-std::string shown(std::string_view text, std::size_t limit = name_excerpt);
+// The value of a key is never shown.
+std::string shown(std::string_view user_text, std::size_t limit = name_excerpt);
 
 // "U+00A0"
 std::string code_point_name(char32_t code_point);
 
 // A secret that was written where only its source may stand must not be repeated: the value of `key`
-// becomes ***, unless it names an environment variable or a file.
+// becomes ***, up to the next pair, unless it names an environment variable or a file.
 std::string without_key(std::string_view text);
 std::vector<Place> secret_places(std::string_view text); // what becomes ***, in order
 bool names_key_source(std::string_view value);

@@ -10,15 +10,19 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstddef>
 #include <cstdlib>
+#include <new>
 
 namespace velk {
 
 namespace engine {
 
+// Never destroyed: threads may still be inside while the process exits.
 State& state()
 {
-    static State process;
+    alignas(State) static std::byte storage[sizeof(State)];
+    static State& process = *new (storage) State;
     return process;
 }
 
@@ -136,8 +140,8 @@ std::int32_t Provider_FrmwInit(FRPA* definition)
     });
 }
 
-// A trace that could not be written to its end makes the call fail. The trace is given up with it, so that a
-// second call ends the framework.
+// A trace that could not be written to its end makes the call fail. It is closed all the same, so a second
+// call ends the framework.
 std::int32_t Provider_FrmwTerm()
 {
     return guarded([] {

@@ -234,7 +234,8 @@ constexpr Message table[] = {
     {row_field_count_differs, "the row's field count differs from its chain",
      "The count and the length of the chain must agree in their low 16 bits.",
      "No field of the row is given back."},
-    {value_buffer_missing, "the value has no buffer", "The record gives the buffer a size but no address.",
+    {value_buffer_missing, "the value has no usable buffer",
+     "The record gives the buffer a size but no address, or no size, or a negative one.",
      "The value was not masked."},
     {value_no_card_number, "the value is not a card number",
      "It has too few digits behind those that are kept, or a character that is no digit, blank or "

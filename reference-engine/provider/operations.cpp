@@ -36,6 +36,7 @@ void require_same_width(const SVCA* service, const Provider& provider)
     if (service->fieldCount != static_cast<std::uint16_t>(provider.columns.size()))
         throw Failure{service_differs, std::to_string(service->fieldCount) + " and " +
                                            std::to_string(provider.columns.size())};
+    require_rules(*service);
 }
 
 } // namespace

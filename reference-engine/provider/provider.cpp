@@ -26,17 +26,27 @@ struct Operand {
 // The operands of the service (first) and of each column, in the order of their definition.
 using Operands = std::vector<std::vector<Operand>>;
 
-Operands read_operands(const SVCA& service, std::size_t column_count)
+void read_operand(const OPRA& record, Operands& operands)
 {
-    Operands operands(column_count + 1);
+    if (!has_header(record, "OPRA")) throw Failure{operand_record_damaged};
+    std::string name = name_of(record);
+    if (record.parameterId >= operands.size())
+        throw Failure{rule_without_column, shown(name) + " of column " + std::to_string(record.parameterId)};
+    if (!is_text(record)) throw Failure{operand_not_text, shown(name)};
+    operands[record.parameterId].push_back({std::move(name), text_of(record)});
+}
+
+Operands read_operands(const SVCA& service, const std::vector<Column>& columns)
+{
+    Operands operands(columns.size() + 1);
     for (const OPRA* record = service.firstOperand; record != nullptr; record = record->next) {
-        if (!has_header(*record, "OPRA")) throw Failure{operand_record_damaged};
-        std::string name = name_of(*record);
-        if (record->parameterId > column_count)
-            throw Failure{rule_without_column,
-                          shown(name) + " of column " + std::to_string(record->parameterId)};
-        if (!is_text(*record)) throw Failure{operand_not_text, shown(name)};
-        operands[record->parameterId].push_back({std::move(name), text_of(*record)});
+        try {
+            read_operand(*record, operands);
+        } catch (Failure& failure) {
+            const std::size_t id = record->parameterId;
+            if (id > 0 && id <= columns.size()) add_place(failure, columns[id - 1]);
+            throw;
+        }
     }
     return operands;
 }
@@ -108,11 +118,20 @@ const Operand& rule_of(const std::vector<Operand>& operands)
     return *rule;
 }
 
+// Its text may be a key, so it does not become a rule that messages show.
+void refuse_service_operand(const Operand& rule)
+{
+    if (is_service_operand(rule.name))
+        throw Failure{
+            function_unknown, rule.name, {}, "It speaks of the whole service: give it parameter id 0."};
+}
+
 void compile_column(Column& column, const std::vector<Operand>& operands, const HmacKey* key)
 {
     try {
         refuse_repetition(operands);
         const Operand& rule = rule_of(operands);
+        refuse_service_operand(rule);
         column.rule = without_key(rule.name + "(" + rule.text + ")");
         read_attributes(operands, column.limits);
         column.mask = make_mask(rule.name, rule.text, {column.limits, key});
@@ -160,12 +179,26 @@ void require_service(const SVCA* service)
     require_count(service->firstField, service->fieldCount, field_count_differs);
 }
 
+void require_rules(const SVCA& service)
+{
+    const std::vector<Column> columns = read_columns(service);
+    const Operands operands = read_operands(service, columns);
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        try {
+            rule_of(operands[i + 1]);
+        } catch (Failure& failure) {
+            add_place(failure, columns[i]);
+            throw;
+        }
+    }
+}
+
 Provider make_provider(const SVCA* service)
 {
     require_service(service);
     Provider provider;
     provider.columns = read_columns(*service);
-    const Operands operands = read_operands(*service, provider.columns.size());
+    const Operands operands = read_operands(*service, provider.columns);
     read_service_operands(operands.front(), provider);
     for (std::size_t i = 0; i < provider.columns.size(); ++i) {
         compile_column(provider.columns[i], operands[i + 1], provider.key.get());

@@ -33,6 +33,9 @@ Provider make_provider(const SVCA* service);
 // Throws a Failure unless this is a service definition whose counts agree with its chains.
 void require_service(const SVCA* service);
 
+// Throws a Failure unless every column can be exchanged and has one rule, and no rule is without a column.
+void require_rules(const SVCA& service);
+
 // Adds the column and the rule that a failure was about.
 void add_place(Failure& failure, const Column& column);
 

@@ -7,12 +7,10 @@
 
 #include <cstddef>
 #include <cstring>
+#include <optional>
 #include <string>
 
 namespace velk::engine {
-
-// Longer chains are taken for damaged ones, so that a chain that bites its own tail ends somewhere.
-inline constexpr std::size_t longest_chain = std::size_t{1} << 24;
 
 template <typename Record> bool has_header(const Record& record, const char (&eye_catcher)[5])
 {
@@ -20,19 +18,43 @@ template <typename Record> bool has_header(const Record& record, const char (&ey
            record.length == sizeof(Record);
 }
 
-template <typename Record> std::size_t chain_length(const Record* first)
+// Visits every record of a chain. False for one that bites its own tail: a mark is left at a record, each
+// time twice as many steps on, until the chain comes back to it. Such records may be visited repeatedly.
+template <typename Record, typename Visit> bool visit_chain(Record* first, Visit visit)
+{
+    const Record* mark = first;
+    std::size_t steps = 0;
+    std::size_t next_mark = 1;
+    for (Record* record = first; record != nullptr;) {
+        visit(*record);
+        record = record->next;
+        if (record != nullptr && record == mark) return false;
+        if (++steps != next_mark) continue;
+        mark = record;
+        next_mark *= 2;
+    }
+    return true;
+}
+
+// Nothing: the chain has no end.
+template <typename Record> std::optional<std::size_t> chain_length(const Record* first)
 {
     std::size_t length = 0;
-    for (; first != nullptr && length <= longest_chain; first = first->next) ++length;
-    return length;
+    const bool ends = visit_chain(first, [&length](const Record&) { ++length; });
+    return ends ? std::optional(length) : std::nullopt;
+}
+
+inline std::string shown_length(std::optional<std::size_t> length)
+{
+    return length ? std::to_string(*length) : "a chain without an end";
 }
 
 // A count keeps only the low 16 bits of its chain's length.
 template <typename Record> void require_count(const Record* first, std::uint16_t count, ErrorCode code)
 {
-    const std::size_t length = chain_length(first);
-    if (length > longest_chain || static_cast<std::uint16_t>(length) != count)
-        throw Failure{code, std::to_string(count) + " and " + std::to_string(length)};
+    const std::optional<std::size_t> length = chain_length(first);
+    if (!length || static_cast<std::uint16_t>(*length) != count)
+        throw Failure{code, std::to_string(count) + " and " + shown_length(length)};
 }
 
 // Text of a record, as UTF-8. Throws a Failure where it is damaged or ill-formed.

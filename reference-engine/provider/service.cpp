@@ -39,12 +39,10 @@ void clear_buffer(DATA& field)
 void clear_row(ROWD& row, std::int32_t code)
 {
     row.hasError = 1;
-    std::size_t count = 0;
-    for (DATA* field = row.firstField; field != nullptr && count <= longest_chain;
-         field = field->next, ++count) {
-        clear_buffer(*field);
-        field->errorCode = code;
-    }
+    visit_chain(row.firstField, [code](DATA& field) {
+        clear_buffer(field);
+        field.errorCode = code;
+    });
 }
 
 // The text fits only with its terminator, because the last unit of a buffer is read as one.
@@ -100,11 +98,17 @@ ErrorCode check_value(const ColumnLimits& limits, std::u16string_view value)
 Cell read_cell(const Column& column, DATA& field)
 {
     Cell cell{&field};
+    // What stands in a buffer without a size can be neither masked nor cleared.
+    const bool has_size = field.bufferSize > 0;
+    if (field.bufferSize < 0 || (field.buffer != nullptr && !has_size)) {
+        cell.error = value_buffer_missing;
+        return cell;
+    }
     if (field.isNull != 0) {
         cell.was_null = true;
         return cell;
     }
-    if (field.bufferSize > 0 && field.buffer == nullptr) {
+    if (has_size && field.buffer == nullptr) {
         cell.error = value_buffer_missing;
         return cell;
     }
@@ -196,20 +200,21 @@ void read_fields(ROWD& row, std::size_t column_count, RowSet& set)
     std::size_t count = 0;
     const std::size_t start = set.fields.size();
     set.fields.resize(start + column_count);
-    for (DATA* field = row.firstField; field != nullptr && count <= longest_chain;
-         field = field->next, ++count) {
-        if (!has_header(*field, "DATA")) throw Failure{field_damaged};
-        if (count < column_count) set.fields[start + count] = field;
-    }
-    const bool counted = count <= longest_chain && static_cast<std::uint16_t>(count) == row.fieldCount;
+    const bool ends = visit_chain(row.firstField, [&](DATA& field) {
+        if (!has_header(field, "DATA")) throw Failure{field_damaged};
+        if (count < column_count) set.fields[start + count] = &field;
+        ++count;
+    });
+    const bool counted = ends && static_cast<std::uint16_t>(count) == row.fieldCount;
     set.errors.push_back(!counted ? row_field_count_differs : count != column_count ? row_width_differs : 0);
 }
 
 RowSet read_rows(const RWST& rows, std::size_t column_count)
 {
-    const std::size_t count = chain_length(rows.firstRow);
-    if (rows.rowCount < 0 || count != static_cast<std::size_t>(rows.rowCount))
-        throw Failure{row_count_differs, std::to_string(rows.rowCount) + " and " + std::to_string(count)};
+    const std::optional<std::size_t> length = chain_length(rows.firstRow);
+    if (!length || rows.rowCount < 0 || *length != static_cast<std::size_t>(rows.rowCount))
+        throw Failure{row_count_differs, std::to_string(rows.rowCount) + " and " + shown_length(length)};
+    const std::size_t count = *length;
     RowSet set;
     set.rows.reserve(count);
     set.fields.reserve(count * column_count);
@@ -248,9 +253,7 @@ void clear_row_set(RWST* rows, std::int32_t code) noexcept
 {
     // Damaged rows and fields are cleared as well: they hang from a row set, so their links are its own.
     if (rows == nullptr || std::memcmp(rows->eyeCatcher, "RWST", 4) != 0) return;
-    std::size_t count = 0;
-    for (ROWD* row = rows->firstRow; row != nullptr && count <= longest_chain; row = row->next, ++count)
-        clear_row(*row, code);
+    visit_chain(rows->firstRow, [code](ROWD& row) { clear_row(row, code); });
 }
 
 } // namespace velk::engine

@@ -10,10 +10,12 @@
 #include <atomic>
 #include <bit>
 #include <chrono>
+#include <cstddef>
 #include <cstring>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <span>
 #include <thread>
 #include <utility>
@@ -68,7 +70,8 @@ struct Scope {
     std::uint64_t handle = 0; // 0: free
     std::uint32_t function = 0;
     int thread = 0;
-    bool has_span = false;
+    bool has_span = false;    // its begin was written
+    bool name_seen = false;   // the next value of an operand is the named one's
     bool key_follows = false; // the last text was the word "key", so the next one is the key's source
 };
 
@@ -83,9 +86,11 @@ struct Facility {
     std::vector<std::unique_ptr<Scope>> scopes;
 };
 
+// Never destroyed: threads may still be tracing while the process exits.
 Facility& facility()
 {
-    static Facility process;
+    alignas(Facility) static std::byte storage[sizeof(Facility)];
+    static Facility& process = *new (storage) Facility;
     return process;
 }
 
@@ -124,17 +129,36 @@ void end_span(Facility& facility, Scope& scope, std::vector<TraceArgument> argum
     emit(facility, scope, TracePhase::end, function_name(scope.function), std::move(arguments));
 }
 
-// The text that the slot points at. A key is never repeated, only where it comes from.
-std::string item_text(const TraceItem& item, Scope& scope)
+// Labels come cut to their limit.
+bool is_operand_value(std::string_view label)
+{
+    return label.starts_with("pDpInitOpDef->PV") || label == "jSValueChars";
+}
+
+// Whether the text may be a key. One never stands in a trace, only where it comes from.
+bool is_secret(std::string_view label, std::string_view text, Scope& scope)
+{
+    const bool nameless = is_operand_value(label) && !scope.name_seen;
+    const bool is_key = std::exchange(scope.key_follows, text == "key");
+    scope.name_seen = !is_operand_value(label);
+    return (nameless || is_key) && !names_key_source(text);
+}
+
+std::string repaired(std::string_view text)
+{
+    return to_utf8(to_utf16(text));
+}
+
+// The text that the slot points at.
+std::string item_text(const TraceItem& item, std::string_view label, Scope& scope)
 {
     const auto* address = reinterpret_cast<const char*>(item.slot);
     if (address == nullptr) return "null";
     const bool wide = (item.type & ~trace_string_mark) == trace_type_wide;
     const std::string text =
         wide ? to_utf8({reinterpret_cast<const char16_t*>(address), item.length / sizeof(char16_t)})
-             : to_utf8(to_utf16({address, item.length})); // repairs what is ill-formed
-    const bool secret = std::exchange(scope.key_follows, text == "key") && !names_key_source(text);
-    return secret ? "***" : without_key(text);
+             : repaired({address, item.length});
+    return is_secret(label, text, scope) ? "***" : without_key(text);
 }
 
 TraceArgument argument_of(const TraceItem& item, std::string label, Scope& scope)
@@ -145,8 +169,10 @@ TraceArgument argument_of(const TraceItem& item, std::string label, Scope& scope
     case trace_type_byte:
         return {std::move(label), std::to_string(item.slot & 0xFF), true};
     case trace_type_narrow | trace_string_mark:
-    case trace_type_wide | trace_string_mark:
-        return {std::move(label), item_text(item, scope), false};
+    case trace_type_wide | trace_string_mark: {
+        std::string text = item_text(item, label, scope);
+        return {std::move(label), std::move(text), false};
+    }
     default:
         return {std::move(label), hexadecimal(item.slot), false};
     }
@@ -157,11 +183,9 @@ std::vector<TraceArgument> arguments_of(const TraceRecord& record, Scope& scope)
     std::vector<TraceArgument> arguments{{"line", std::to_string(record.line), true}};
     for (unsigned i = 0; i < trace_item_limit; ++i) {
         if ((record.flags & trace_flag_value1 << i) == 0) continue;
-        const char* label = record.labels[i];
-        std::string name((record.flags & trace_flag_label1 << i) != 0 ? label : "value",
-                         (record.flags & trace_flag_label1 << i) != 0 ? strnlen(label, trace_label_limit)
-                                                                      : 5);
-        arguments.push_back(argument_of(record.items[i], std::move(name), scope));
+        const bool labelled = (record.flags & trace_flag_label1 << i) != 0;
+        const std::string_view label(record.labels[i], strnlen(record.labels[i], trace_label_limit));
+        arguments.push_back(argument_of(record.items[i], labelled ? repaired(label) : "value", scope));
     }
     return arguments;
 }
@@ -172,8 +196,9 @@ void write_record(Facility& facility, Scope& scope, const TraceRecord& record)
     std::vector<TraceArgument> arguments = arguments_of(record, scope);
     switch (record.event) {
     case trace_event_entry:
+        emit(facility, scope, TracePhase::begin, name, std::move(arguments));
         scope.has_span = true;
-        return emit(facility, scope, TracePhase::begin, name, std::move(arguments));
+        return;
     case trace_event_exit:
         if (scope.has_span) end_span(facility, scope, std::move(arguments));
         return;
@@ -201,6 +226,7 @@ void open_scope(Facility& facility, TraceContext& context)
     scope.function = context.function;
     scope.thread = thread;
     scope.has_span = false;
+    scope.name_seen = false;
     scope.key_follows = false;
     context.handle = scope.handle;
     context.record = &scope.record;
@@ -209,8 +235,17 @@ void open_scope(Facility& facility, TraceContext& context)
 
 void close_scope(Facility& facility, Scope& scope)
 {
+    scope.handle = 0; // free, whether its end can be written or not
     if (scope.has_span) end_span(facility, scope, {});
-    scope.handle = 0;
+}
+
+// Null: none is open.
+Scope* youngest_scope(Facility& facility)
+{
+    Scope* youngest = nullptr;
+    for (const std::unique_ptr<Scope>& scope : facility.scopes)
+        if (scope->handle > (youngest == nullptr ? 0 : youngest->handle)) youngest = scope.get();
+    return youngest;
 }
 
 template <typename Matches> Scope& find_scope(Facility& facility, Matches matches)
@@ -248,16 +283,19 @@ void trace_start(std::uint32_t mask, const std::string& path)
     trace.mask.store(mask, std::memory_order_relaxed);
 }
 
-bool trace_stop()
+bool trace_stop() noexcept
 {
     Facility& trace = facility();
     const std::lock_guard lock(trace.mutex);
     trace.mask.store(0, std::memory_order_relaxed);
     // Spans nest, so the youngest ends first.
-    std::map<std::uint64_t, Scope*, std::greater<>> open;
-    for (const std::unique_ptr<Scope>& scope : trace.scopes)
-        if (scope->handle != 0) open.emplace(scope->handle, scope.get());
-    for (const auto& [handle, scope] : open) close_scope(trace, *scope);
+    while (Scope* scope = youngest_scope(trace)) {
+        try {
+            close_scope(trace, *scope);
+        } catch (...) {
+            trace.output.failed = true;
+        }
+    }
     return close_output(trace.output);
 }
 
@@ -272,7 +310,8 @@ std::int32_t Provider_TraceRegister(std::uint32_t, TraceBlock* block, std::uint6
     return 0;
 }
 
-// With tracing off a scope is never open: no handle, no record, nothing to close.
+// With tracing off a scope is never open: no handle, no record, nothing to close. The same without memory
+// for it: the traced operation does not fail for want of a trace.
 std::int32_t Provider_TraceBegin(TraceContext* context, TraceBlock*)
 {
     if (context == nullptr) return trace_argument_missing;
@@ -280,9 +319,10 @@ std::int32_t Provider_TraceBegin(TraceContext* context, TraceBlock*)
     context->record = nullptr;
     context->mask = 0;
     if (facility().mask.load(std::memory_order_relaxed) == 0) return 0;
-    return traced([context](Facility& trace) {
+    const std::int32_t code = traced([context](Facility& trace) {
         if (trace.output.file != nullptr) open_scope(trace, *context);
     });
+    return code == out_of_memory ? 0 : code;
 }
 
 std::int32_t Provider_TraceWrite(TraceRecord* record)

@@ -12,6 +12,6 @@ namespace velk::engine {
 void trace_start(std::uint32_t mask, const std::string& path);
 
 // Closes every open span and the output. False if not everything could be written.
-bool trace_stop();
+bool trace_stop() noexcept;
 
 } // namespace velk::engine

@@ -109,6 +109,19 @@ TEST_F(Classes, numbers_stay_as_wide_as_they_are)
     EXPECT_EQ(masked(u"123.45", "decimal(5,2)", 7).find(u'.'), 3u) << "the scale is kept";
 }
 
+TEST_F(Classes, a_number_is_masked_alike_in_columns_of_every_type)
+{
+    for (int number = 1000; number < 2000; ++number) {
+        const std::u16string value = to_utf16(std::to_string(number));
+        const std::u16string result = masked(value);
+        ASSERT_EQ(masked(value, "integer", 20), result) << number;
+        ASSERT_EQ(masked(value, "decimal(6,2)", 8), result) << number;
+        ASSERT_EQ(masked(value, "varchar(4)", 4), result) << number;
+    }
+    for (const std::u16string value : {u"0", u"-0.50", u"1002.10", u"007"})
+        EXPECT_EQ(masked(value, "decimal(6,2)", 8), masked(value)) << to_utf8(value);
+}
+
 TEST_F(Classes, an_integer_beyond_64_bits_is_an_error_of_its_field)
 {
     int errors = 0;

@@ -196,7 +196,10 @@ TEST(Conversions, a_missing_source_is_an_error_unless_it_is_empty)
     std::int64_t length = -1;
     expect_code(Cnv_Utf16ToUtf8(target, 4, nullptr, 2, &length), conversion_source_missing);
     EXPECT_EQ(length, 0);
-    EXPECT_STREQ(target, "abc");
+    EXPECT_STREQ(target, "") << "no earlier text passes for the result";
+    target[0] = 'a';
+    expect_code(Cnv_Utf16ToUtf8(target, 0, nullptr, 2, &length), conversion_source_missing);
+    EXPECT_EQ(target[0], 'a') << "there is no room for a terminator";
     EXPECT_EQ(Cnv_Utf16ToUtf8(target, 4, nullptr, 0, &length), 0);
     EXPECT_STREQ(target, "");
     EXPECT_EQ(Cnv_Utf16ToUtf8(target, 4, u"x", -3, &length), 0) << "a negative length is nothing";

@@ -39,15 +39,31 @@ TEST(Excerpts, never_show_a_key)
         {"key=topsecret", "key=***"},
         {"service=s key = topsecret name=keep", "service=s key = *** name=keep"},
         {"key='top secret', on_null=mask", "key=***, on_null=mask"},
-        {"key=\"top secret\" x", "key=*** x"},
+        {"key=\"top secret\" x", "key=***"},
         {"key='never closed", "key=***"},
         {"monkey=banana", "monkey=banana"},
         {"hash(key=topsecret)", "hash(key=***)"},
         {"key=one key=two", "key=*** key=***"},
+        {"key='top''secret' x=y", "key=*** x=y"},
+        {"key=\"top\\\"secret\" x=y", "key=*** x=y"},
+        {"key=top;secret", "key=***"},
+        {"key=top, secret)er name=keep", "key=*** name=keep"},
+        {"key=top secret \"order no\".type = date", "key=*** \"order no\".type = date"},
+        {"key=env:X'secret'", "key=***"},
+        {"key='env:X'secret name=keep", "key=*** name=keep"},
+        {"key=env:X # comment", "key=env:X # comment"},
+        {"key=x('a', b=secret) name=keep", "key=*** name=keep"},
         {"key=", "key="},
         {"key", "key"},
     };
     for (const Row& row : rows) EXPECT_EQ(without_key(row.text), row.result);
+}
+
+TEST(Excerpts, hide_a_key_before_they_are_cut)
+{
+    EXPECT_EQ(shown("hash(key=topsecret)"), "hash(key=***)");
+    EXPECT_EQ(shown("stop key=topsecret"), "stop key=***");
+    EXPECT_EQ(shown("key=" + std::string(100, 's'), 10), "key=***");
 }
 
 TEST(Excerpts, name_the_nearest_known_word)

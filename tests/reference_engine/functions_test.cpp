@@ -182,6 +182,7 @@ TEST_F(Functions, a_rule_that_cannot_be_carried_out_is_refused_at_the_start)
     expect_refused("partial", "with=''", argument_unusable);
     expect_refused("partial", "with=😀", argument_unusable);
     expect_refused("partial", "with=\"\\n\"", argument_unusable);
+    expect_refused("partial", "with=\"\\u{85}\"", argument_unusable);
     expect_refused("classes", "scope=''", argument_unusable);
     expect_refused("hash", "length=4, length=5", argument_repeated);
     expect_refused("hash", "length=", value_missing);

@@ -1,6 +1,7 @@
 #include "datacnv/unicode.h"
 #include "support.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -315,6 +316,13 @@ TEST_F(Providers, take_their_key_from_a_file_less_one_line_end)
     std::filesystem::remove(path);
     expect_code(start_with_key("file:" + path), key_file_unreadable);
     expect_code(start_with_key("file:" + testing::TempDir()), key_file_unreadable);
+    std::ofstream(path) << "0123456789abcdef";
+    std::filesystem::resize_file(path, 64 * 1024 * 1024 + 1);
+    expect_code(start_with_key("file:" + path), key_file_unreadable);
+    std::filesystem::remove(path);
+#if defined(__linux__)
+    expect_code(start_with_key("file:/dev/zero"), key_file_unreadable);
+#endif
 }
 
 TEST_F(Providers, never_repeat_what_stands_in_place_of_a_key)
@@ -333,12 +341,90 @@ TEST_F(Providers, never_repeat_what_stands_in_place_of_a_key)
     EXPECT_FALSE(contains(texts.heading + texts.detail + texts.trailing, u"topsecret"));
 }
 
+// Whether a service with that operand is refused without a word of the secret in any text.
+void expect_secret_kept(Service& service, ErrorCode code)
+{
+    expect_code(try_start(service), code);
+    const Texts texts = texts_of(code);
+    const std::u16string all = texts.heading + texts.detail + texts.trailing;
+    EXPECT_FALSE(contains(all, u"secret")) << to_utf8(all);
+}
+
+TEST_F(Providers, name_an_ill_formed_operand_without_its_value)
+{
+    Service wide = one_column();
+    wide.operand(0, "key", "topsecret").PV.pWC->pParamVal[0] = u'\xD800';
+    expect_secret_kept(wide, operand_text_ill_formed);
+    EXPECT_TRUE(contains(texts_of(operand_text_ill_formed).heading, u"key"));
+    Service narrow(Held::utf8);
+    narrow.column("name", "keep");
+    narrow.operand(0, "key", "topsecret\xFF");
+    expect_secret_kept(narrow, operand_text_ill_formed);
+    EXPECT_TRUE(contains(texts_of(operand_text_ill_formed).heading, u"key"));
+}
+
+TEST_F(Providers, name_the_column_of_an_operand_that_they_cannot_read)
+{
+    Service service = one_column();
+    service.column("born", "dateshift", "days=30");
+    service.operands.back().PV.pWC->pParamVal[0] = u'\xD800';
+    expect_code(try_start(service), operand_text_ill_formed);
+    EXPECT_TRUE(contains(texts_of(operand_text_ill_formed).detail, u"column \"born\""));
+    service.operands.back().valueType = integer_value;
+    expect_code(try_start(service), operand_not_text);
+    EXPECT_TRUE(contains(texts_of(operand_not_text).detail, u"column \"born\""));
+}
+
+TEST_F(Providers, do_not_take_an_operand_of_the_service_for_a_rule)
+{
+    for (const char* name : {"key", "on_error", "on_null"}) {
+        Service service;
+        service.column("name", name, "topsecret");
+        expect_secret_kept(service, function_unknown);
+        EXPECT_TRUE(contains(texts_of(function_unknown).trailing, u"parameter id 0"));
+    }
+}
+
+TEST_F(Providers, hide_a_key_wherever_a_heading_quotes_it)
+{
+    Service function;
+    function.column("name", "hash(key=topsecret)");
+    expect_secret_kept(function, function_unknown);
+    Service on_error = one_column();
+    on_error.operand(0, "on_error", "stop key=topsecret");
+    expect_secret_kept(on_error, on_error_unknown);
+}
+
 TEST_F(Providers, check_a_key_that_no_rule_needs)
 {
     Service service = one_column();
     service.operand(0, "key", "env:VELK_NO_SUCH_VARIABLE");
     expect_code(try_start(service), key_variable_unset);
 }
+
+#if GTEST_HAS_DEATH_TEST
+// Destroyed as late as statics are, behind everything that was made in a test.
+struct LateCaller {
+    std::int32_t handle = 0;
+
+    ~LateCaller()
+    {
+        if (handle != 0) std::_Exit(Provider_Term(handle) == 0 && Provider_FrmwTerm() == 0 ? 7 : 1);
+    }
+};
+
+LateCaller late_caller;
+
+TEST(ProvidersAtExit, outlive_the_statics_of_the_process)
+{
+    const auto leave_open = [] {
+        Service service = one_column();
+        if (Provider_FrmwInit(nullptr) == 0) late_caller.handle = start(service);
+        std::exit(0);
+    };
+    EXPECT_EXIT(leave_open(), testing::ExitedWithCode(7), "");
+}
+#endif
 
 TEST(ProvidersWithoutFramework, do_not_run)
 {

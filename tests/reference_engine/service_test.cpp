@@ -149,7 +149,22 @@ TEST_F(ServiceCalls, a_field_without_a_buffer_is_empty_or_an_error)
     EXPECT_EQ(rows.field(0, 0).errorCode, 0);
     expect_code(rows.field(0, 1).errorCode, value_buffer_missing);
     EXPECT_EQ(rows.field(0, 2).errorCode, result_does_not_fit);
-    EXPECT_EQ(rows.field(0, 3).errorCode, 0);
+    EXPECT_EQ(rows.field(0, 3).errorCode, value_buffer_missing);
+}
+
+TEST_F(ServiceCalls, a_buffer_without_a_size_is_an_error_whatever_its_rule)
+{
+    for (const std::int32_t size : {0, -1, -8}) {
+        Service service = two_columns();
+        Rows rows(2);
+        rows.add({u"Anna", Value{}});
+        rows.field(0, 0).bufferSize = size;
+        rows.field(0, 1).bufferSize = size;
+        EXPECT_EQ(run(start(service), service, rows), 0);
+        for (std::size_t column = 0; column < 2; ++column)
+            EXPECT_EQ(rows.field(0, column).errorCode, value_buffer_missing) << size;
+        EXPECT_EQ(rows.row(0).hasError, 1);
+    }
 }
 
 TEST_F(ServiceCalls, on_error_null_makes_the_field_null_beside_its_code)
@@ -343,6 +358,75 @@ TEST_F(ServiceCalls, whatever_fails_leaves_nothing_readable)
         rows.field(1, 0).eyeCatcher[0] = 'X';
         return run(handle, service, rows);
     });
+}
+
+TEST_F(ServiceCalls, a_definition_is_checked_again_with_every_call)
+{
+    Service service = two_columns();
+    const std::int32_t handle = start(service);
+    const auto attempt = [&](ErrorCode code, auto damage) {
+        Service bent = two_columns();
+        damage(bent);
+        Rows rows(2);
+        rows.add({u"Anna", u"2024-02-29"});
+        expect_code(run(handle, bent, rows), code);
+        EXPECT_TRUE(rows.all_cleared()) << code;
+    };
+    attempt(data_type_unsupported, [](Service& bent) { bent.fields[1].dataType = 5; });
+    attempt(rule_without_column, [](Service& bent) { bent.operand(3, "keep", ""); });
+    attempt(column_with_two_rules, [](Service& bent) { bent.operand(2, "keep", ""); });
+    attempt(column_without_rule, [](Service& bent) { bent.operands[1].parameterId = 0; });
+}
+
+// Three rows whose links a test bends.
+class BentChains : public ServiceCalls {
+protected:
+    BentChains() : rows_(2)
+    {
+        for (int row = 0; row < 3; ++row) rows_.add({u"Anna", u"2024-02-29"});
+        record_ = rows_.record();
+    }
+
+    std::int32_t run_bent()
+    {
+        Service service = two_columns();
+        return Provider_Service(start(service), provider_service_request, service.record(), record_);
+    }
+
+    Rows rows_;
+    RWST* record_;
+};
+
+TEST_F(BentChains, rows_without_an_end_are_refused_and_cleared)
+{
+    rows_.row(2).next = &rows_.row(1);
+    for (const std::int32_t count : {3, 16777217}) {
+        record_->rowCount = count;
+        expect_code(run_bent(), row_count_differs);
+        EXPECT_TRUE(rows_.all_cleared());
+        EXPECT_EQ(rows_.field(2, 1).errorCode, row_count_differs);
+    }
+}
+
+TEST_F(BentChains, fields_without_an_end_make_their_row_an_error)
+{
+    rows_.field(0, 1).next = &rows_.field(0, 0);
+    rows_.field(1, 1).next = &rows_.field(1, 1);
+    EXPECT_EQ(run_bent(), 0);
+    for (std::size_t row = 0; row < 2; ++row) {
+        EXPECT_EQ(rows_.field(row, 0).errorCode, row_field_count_differs);
+        EXPECT_TRUE(rows_.is_cleared(row, 0));
+        EXPECT_TRUE(rows_.is_cleared(row, 1));
+    }
+    EXPECT_EQ(rows_.text(2, 1), u"1970-01-01");
+}
+
+TEST_F(BentChains, rows_and_fields_without_an_end_are_refused_at_once)
+{
+    for (std::size_t row = 0; row < 3; ++row) rows_.field(row, 1).next = &rows_.field(row, 0);
+    rows_.row(2).next = &rows_.row(0);
+    expect_code(run_bent(), row_count_differs);
+    EXPECT_TRUE(rows_.all_cleared());
 }
 
 TEST_F(ServiceCalls, what_is_no_row_set_is_refused_untouched)

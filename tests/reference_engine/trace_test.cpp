@@ -1,3 +1,4 @@
+#include "allocation.h"
 #include "datacnv/unicode.h"
 #include "support.h"
 
@@ -195,8 +196,89 @@ TEST_F(Trace, never_shows_a_key)
     EXPECT_EQ(found[0]["args"]["pDpInitOpDef->PN"], "key");
     EXPECT_EQ(found[1]["args"]["pDpInitOpDef->PV"], "***");
     EXPECT_EQ(found[3]["args"]["pDpInitOpDef->PV"], "env:MASK_KEY");
-    EXPECT_EQ(found[4]["args"]["pDpInitOpDef->PV"], "topsecret") << "another operand's text is no key";
+    EXPECT_EQ(found[4]["args"]["pDpInitOpDef->PV"], "***") << "whose value it is was not said again";
     EXPECT_EQ(found[5]["args"]["velkMaskingStrin"], "service=s key=*** a=keep");
+}
+
+TEST_F(Trace, hides_an_operands_value_whose_name_it_has_not_seen)
+{
+    ASSERT_EQ(Provider_FrmwInit(nullptr), 0);
+    const std::u16string name = u"partial";
+    const std::u16string value = u"topsecret";
+    const std::u16string source = u"file:key.txt";
+    for (const char* label : {"pDpInitOpDef->PV.pWC->pParamVal", "jSValueChars"}) {
+        TraceContext context;
+        begin(context, 0xC080E);
+        EXPECT_EQ(write(context, trace_event_data, 1, {wide(label, value)}), 0);
+        EXPECT_EQ(write(context, trace_event_data, 2, {wide(label, source)}), 0);
+        EXPECT_EQ(write(context, trace_event_data, 3, {wide("jParameterNameChars", name)}), 0);
+        EXPECT_EQ(write(context, trace_event_data, 4, {wide(label, value)}), 0);
+        EXPECT_EQ(Provider_TraceEnd(&context), 0);
+    }
+    const std::vector<json> found = events();
+    ASSERT_EQ(found.size(), 8u);
+    for (const std::size_t first : {0u, 4u}) {
+        const std::string label = first == 0 ? "pDpInitOpDef->PV" : "jSValueChars";
+        EXPECT_EQ(found[first]["args"][label], "***");
+        EXPECT_EQ(found[first + 1]["args"][label], "file:key.txt");
+        EXPECT_EQ(found[first + 3]["args"][label], "topsecret") << "the value of a rule";
+    }
+}
+
+TEST_F(Trace, repairs_a_label_that_was_cut_inside_a_character)
+{
+    ASSERT_EQ(Provider_FrmwInit(nullptr), 0);
+    TraceContext context;
+    begin(context, row_set_to_c);
+    EXPECT_EQ(write(context, trace_event_data, 1, {integer("fifteen letters\u00E9", 1)}), 0);
+    EXPECT_EQ(Provider_TraceEnd(&context), 0);
+    EXPECT_EQ(events().at(0)["args"]["fifteen letters\uFFFD"], 1);
+}
+
+TEST_F(Trace, is_off_for_a_scope_that_memory_does_not_suffice_for)
+{
+    ASSERT_EQ(Provider_FrmwInit(nullptr), 0);
+    TraceContext context{};
+    context.handle = 7;
+    context.mask = 7;
+    context.function = row_set_to_c;
+    TraceBlock block{};
+    fail_allocations_after(0);
+    const std::int32_t code = Provider_TraceBegin(&context, &block);
+    allow_allocations();
+    EXPECT_EQ(code, 0);
+    EXPECT_EQ(context.handle, 0u);
+    EXPECT_EQ(context.mask, 0u);
+    EXPECT_EQ(context.record, nullptr);
+    EXPECT_TRUE(events().empty());
+}
+
+TEST_F(Trace, ends_no_span_whose_begin_could_not_be_written)
+{
+    ASSERT_EQ(Provider_FrmwInit(nullptr), 0);
+    TraceContext context;
+    begin(context, row_set_to_c);
+    fail_allocations_after(0);
+    const std::int32_t code = write(context, trace_event_entry, 1);
+    allow_allocations();
+    expect_code(code, out_of_memory);
+    EXPECT_EQ(Provider_TraceEnd(&context), 0);
+    EXPECT_TRUE(events().empty());
+}
+
+TEST_F(Trace, is_closed_even_if_memory_does_not_suffice_for_its_end)
+{
+    ASSERT_EQ(Provider_FrmwInit(nullptr), 0);
+    TraceContext context;
+    begin(context, row_set_to_c);
+    EXPECT_EQ(write(context, trace_event_entry, 1), 0);
+    fail_allocations_after(0);
+    const std::int32_t code = Provider_FrmwTerm();
+    allow_allocations();
+    expect_code(code, trace_file_not_written);
+    EXPECT_EQ(Provider_TraceEnd(&context), trace_scope_unknown);
+    EXPECT_EQ(json::parse(text()).size(), 1u) << "the file is whole but for the span's end";
+    EXPECT_EQ(Provider_FrmwTerm(), 0);
 }
 
 TEST_F(Trace, lends_every_open_scope_a_record_of_its_own)
