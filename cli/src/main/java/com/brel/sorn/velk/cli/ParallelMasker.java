@@ -5,8 +5,8 @@ import java.io.IOException;
 import java.io.OutputStream;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.util.ArrayList;
 import java.util.List;
+import java.util.concurrent.CopyOnWriteArrayList;
 
 /** Masks the slices of a file in a process each, and puts the results together in their order. */
 final class ParallelMasker {
@@ -14,7 +14,10 @@ final class ParallelMasker {
   private final List<Slice> slices;
   private final Path output;
   private final ObjectMapper json = new ObjectMapper();
-  private final List<SliceProcess> processes = new ArrayList<>();
+
+  /** Read by the threads that listen while more are still being started. */
+  private final List<SliceProcess> processes = new CopyOnWriteArrayList<>();
+
   private Progress progress;
 
   ParallelMasker(SliceTask task, List<Slice> slices, Path output) {

@@ -2,7 +2,6 @@ package com.brel.sorn.velk.cli;
 
 import com.fasterxml.jackson.databind.MappingIterator;
 import com.fasterxml.jackson.databind.ObjectMapper;
-import java.io.File;
 import java.io.IOException;
 import java.lang.management.ManagementFactory;
 import java.nio.file.Path;
@@ -15,13 +14,14 @@ final class SliceProcess {
   private final Path output;
   private final Thread listener;
   private volatile SliceMessage latest = SliceMessage.progress(0, 0, 0);
-  private volatile IOException broken;
 
   /**
    * @param heard called after each message, on another thread
    */
   SliceProcess(SliceTask task, ObjectMapper json, Runnable heard) throws IOException {
     output = Path.of(task.output());
+    // Where both processes are stopped together, nobody else removes it.
+    output.toFile().deleteOnExit();
     process = new ProcessBuilder(command()).redirectError(ProcessBuilder.Redirect.INHERIT).start();
     // Its input stays open: by it the process knows that this one lives.
     process.getOutputStream().write(json.writeValueAsBytes(task));
@@ -41,8 +41,7 @@ final class SliceProcess {
     System.getProperties().stringPropertyNames().stream()
         .filter(name -> name.startsWith("velk."))
         .forEach(name -> command.add("-D" + name + "=" + System.getProperty(name)));
-    command.addAll(
-        List.of("-cp", System.getProperty("java.class.path").replace("\n", File.pathSeparator)));
+    command.addAll(List.of("-cp", System.getProperty("java.class.path")));
     command.addAll(List.of(Velk.class.getName(), "mask-slice"));
     return command;
   }
@@ -55,7 +54,8 @@ final class SliceProcess {
         heard.run();
       }
     } catch (IOException | RuntimeException e) {
-      broken = new IOException("a process broke off", e);
+      // It broke off; what it told last has no report, and its exit code says the rest.
+      process.destroy();
     }
   }
 

@@ -14,9 +14,6 @@ import picocli.CommandLine;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.HelpCommand;
 import picocli.CommandLine.IVersionProvider;
-import picocli.CommandLine.Model.CommandSpec;
-import picocli.CommandLine.ParameterException;
-import picocli.CommandLine.Spec;
 
 /** The {@code velk} command. */
 @Command(
@@ -42,9 +39,8 @@ import picocli.CommandLine.Spec;
       "4:input or output failed, or a value ended the run",
       "5:the libraries or the engine failed; the key is missing or cannot be used"
     })
-public final class Velk implements Runnable {
+public final class Velk {
   private final Streams streams;
-  @Spec private CommandSpec spec;
 
   private Velk(Streams streams) {
     this.streams = streams;
@@ -120,11 +116,6 @@ public final class Velk implements Runnable {
   void print(String text) throws IOException {
     streams.out().write(text.getBytes(StandardCharsets.UTF_8));
     streams.out().flush();
-  }
-
-  @Override
-  public void run() {
-    throw new ParameterException(spec.commandLine(), "a subcommand is needed");
   }
 
   /** The version of the jar. */

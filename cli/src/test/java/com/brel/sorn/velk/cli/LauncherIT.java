@@ -26,11 +26,13 @@ class LauncherIT {
     List<String> command = new ArrayList<>(List.of(launcher.toString()));
     command.addAll(List.of(arguments));
     Path err = folder.resolve("err");
-    Process process =
+    ProcessBuilder builder =
         new ProcessBuilder(command)
             .redirectError(err.toFile())
-            .redirectInput(folder.resolve("in").toFile())
-            .start();
+            .redirectInput(folder.resolve("in").toFile());
+    // The poorest of locales: arguments are UTF-8 all the same.
+    builder.environment().put("LC_ALL", "C");
+    Process process = builder.start();
     String out = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
     return new Ended(process.waitFor(), out, Files.readString(err));
   }
@@ -42,6 +44,16 @@ class LauncherIT {
     assertEquals("a,b\nä,\n", run.out());
     assertEquals(ExitCode.DONE, run.exitCode());
     assertTrue(run.err().contains("1 rows"), run.err());
+  }
+
+  @Test
+  void theLauncherMasksWithSeveralProcesses() throws Exception {
+    Path in = Files.writeString(folder.resolve("in"), "a\n" + "x\ny\n".repeat(50));
+    Path out = folder.resolve("ä.csv");
+    String rules = "service=s a=fixed('ä')";
+    Ended run = start(LAUNCHER, "mask", "-j", "2", "-s", rules, in.toString(), out.toString());
+    assertEquals(ExitCode.DONE, run.exitCode(), run.err());
+    assertEquals("a\n" + "ä\n".repeat(100), Files.readString(out));
   }
 
   @Test

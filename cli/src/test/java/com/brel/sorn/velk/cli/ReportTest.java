@@ -22,7 +22,7 @@ class ReportTest {
   private static final String RULES =
       "service=s key=env:MASK_KEY on_error=fixed('!!') code=keep code.type=varchar(4)"
           + " name=classes name.type=varchar(12) note=null card=card(keep_first=6)";
-  private static final int ROWS = 20_000;
+  private static final int ROWS = 4_000;
 
   @TempDir Path folder;
   private Path in;
