@@ -209,6 +209,7 @@ class TraceFailureTest {
     while (!failed.startsWith("initializeFramework0")) {
       NativeHelpers.failTraceScope(++number, 1, STATUS);
       failed = assertThrows(VELKException.class, Engine::open).getMessage();
+      assertTrue(number < 20, failed);
     }
     return number;
   }

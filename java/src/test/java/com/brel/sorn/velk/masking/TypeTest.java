@@ -4,6 +4,8 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.util.ArrayList;
+import java.util.List;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.params.ParameterizedTest;
@@ -81,6 +83,17 @@ class TypeTest {
         assertThrows(IllegalArgumentException.class, () -> column.requireRoom(6, longest + 1))
             .getMessage();
     assertTrue(refusal.startsWith("row 7, column \"c\": no buffer holds"), refusal);
+  }
+
+  @Test
+  void aValueTooLongForAnyBufferIsRefusedWithItsPlace() throws Exception {
+    List<String> options = new ArrayList<>(LargeValueProbe.OPTIONS);
+    options.add("-Dvelk.library.dir=" + System.getProperty("velk.library.dir"));
+    String classPath = System.getProperty("java.class.path");
+    ChildJvm child = ChildJvm.run(options, classPath, LargeValueProbe.class.getName());
+    assertEquals(0, child.exitCode(), child.output());
+    assertTrue(child.output().contains("refused: row 2, column \"c\": no buffer"), child.output());
+    assertTrue(child.output().contains("masked: fits"), child.output());
   }
 
   @Test
