@@ -844,6 +844,22 @@ TEST_F(ParameterParseTest, ACountWhoseProductWouldVanishIn32BitsIsAskedForInFull
     EXPECT_EQ(heap.refused_size(), 0x100000000U);
 }
 
+TEST_F(ParameterParseTest, ANegativeCountOrSizeIsNotAskedOfTheHeap)
+{
+    pairs = -1;
+    EXPECT_EQ(parse(), 7220);
+    EXPECT_EQ(heap.made(), 1U); // the input descriptor
+    pairs = 1;
+    key_bytes = -1;
+    EXPECT_EQ(parse(), 7221);
+    EXPECT_EQ(heap.made(), 3U);
+    key_bytes = 24;
+    value_bytes = -1;
+    EXPECT_EQ(parse(), 0);
+    EXPECT_EQ(heap.made(), 6U);
+    expect_kept({64, 64});
+}
+
 TEST_F(ParameterParseTest, AHugeKeyIsLeftToTheAllocation)
 {
     key_bytes = INT_MAX;

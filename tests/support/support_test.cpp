@@ -310,6 +310,7 @@ TEST(WatchedHeap, CountsAndFailsAndFindsLeaks)
     EXPECT_NE(first, nullptr);
     EXPECT_EQ(second, nullptr);
     EXPECT_TRUE(heap.has_failed());
+    EXPECT_EQ(heap.refused_size(), 10U);
     EXPECT_EQ(heap.sizes(), (std::vector<std::size_t>{10, 15}));
     std::free(first);
     EXPECT_EQ(heap.size_of(third), 15U);
