@@ -3,8 +3,8 @@
 #include "failure.h"
 #include "masking/file.h"
 #include "parser/excerpt.h"
+#include "platform.h"
 
-#include <cstdlib>
 #include <string>
 
 namespace velk::engine {
@@ -13,9 +13,9 @@ namespace {
 
 std::string from_environment(std::string_view name)
 {
-    const char* value = std::getenv(std::string(name).c_str());
-    if (value == nullptr) throw Failure{key_variable_unset, shown(name)};
-    return value;
+    std::optional<std::string> value = environment_variable(std::string(name));
+    if (!value) throw Failure{key_variable_unset, shown(name)};
+    return std::move(*value);
 }
 
 std::string from_file(std::string_view path)

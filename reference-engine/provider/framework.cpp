@@ -3,6 +3,7 @@
 #include "engine/provider.h"
 
 #include "parser/excerpt.h"
+#include "platform.h"
 #include "provider/records.h"
 #include "provider/state.h"
 #include "provider/trace.h"
@@ -11,7 +12,6 @@
 #include <array>
 #include <charconv>
 #include <cstddef>
-#include <cstdlib>
 #include <new>
 
 namespace velk {
@@ -117,8 +117,8 @@ FrameworkOptions read_options(const FRPA* definition)
 std::string or_environment(const std::optional<std::string>& option, const char* variable, const char* unsaid)
 {
     if (option) return *option;
-    const char* value = std::getenv(variable);
-    return value != nullptr && *value != '\0' ? value : unsaid;
+    const std::optional<std::string> value = environment_variable(variable);
+    return value && !value->empty() ? *value : unsaid;
 }
 
 // A file alone traces nothing: it says where a trace goes, the mask whether there is one.

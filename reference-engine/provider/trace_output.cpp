@@ -1,5 +1,7 @@
 #include "provider/trace_output.h"
 
+#include "platform.h"
+
 namespace velk::engine {
 
 namespace {
@@ -70,7 +72,7 @@ bool open_output(TraceOutput& output, const std::string& path)
 {
     output = {};
     output.is_json = path != "-";
-    output.file = output.is_json ? std::fopen(path.c_str(), "wb") : stderr;
+    output.file = output.is_json ? create_file(path) : stderr;
     if (output.file != nullptr && output.is_json) write(output, "[");
     return output.file != nullptr;
 }
