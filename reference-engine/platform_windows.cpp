@@ -1,5 +1,5 @@
-// The narrow functions of the C runtime take the code page of the machine: a key would be other bytes there than
-// everywhere else, and a file another one. The wide ones take what is meant.
+// The narrow functions of the C runtime take the code page of the machine: a key would be other bytes there
+// than everywhere else, and a file another one. The wide ones take what is meant.
 
 #include "platform.h"
 

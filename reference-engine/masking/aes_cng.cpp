@@ -19,7 +19,8 @@ BCRYPT_ALG_HANDLE single_blocks()
 {
     wchar_t mode[] = BCRYPT_CHAIN_MODE_ECB;
     const BCRYPT_ALG_HANDLE algorithm = open_algorithm(BCRYPT_AES_ALGORITHM);
-    require(BCryptSetProperty(algorithm, BCRYPT_CHAINING_MODE, reinterpret_cast<UCHAR*>(mode), sizeof mode, 0));
+    require(
+        BCryptSetProperty(algorithm, BCRYPT_CHAINING_MODE, reinterpret_cast<UCHAR*>(mode), sizeof mode, 0));
     return algorithm;
 }
 

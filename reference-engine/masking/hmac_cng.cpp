@@ -16,17 +16,11 @@ public:
         require(BCryptCreateHash(algorithm, &hash_, nullptr, 0, nullptr, 0, 0));
     }
 
-    HashState(const HashState& other)
-    {
-        require(BCryptDuplicateHash(other.hash_, &hash_, nullptr, 0, 0));
-    }
+    HashState(const HashState& other) { require(BCryptDuplicateHash(other.hash_, &hash_, nullptr, 0, 0)); }
 
     HashState& operator=(const HashState&) = delete;
 
-    ~HashState()
-    {
-        BCryptDestroyHash(hash_);
-    }
+    ~HashState() { BCryptDestroyHash(hash_); }
 
     void update(std::span<const std::uint8_t> text)
     {

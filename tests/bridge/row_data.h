@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <malloc.h>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -127,11 +126,9 @@ void expect_traced(Engine& engine, CallLog& log, const std::vector<TracedRecord>
     }
 }
 
-// The library on a heap that is watched, whose memory is never zero when it is new.
+// The library on a heap that is watched.
 class RowDataTest : public BridgeTest {
 protected:
-    RowDataTest() { mallopt(M_PERTURB, 0x5A); }
-
     // A trace facility that opens no scope for the function.
     void refuse_scope(trace::Function function, std::int32_t status)
     {

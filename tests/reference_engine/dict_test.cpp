@@ -16,9 +16,10 @@ protected:
     // A rule's argument that names a file with these bytes.
     std::string list(const std::string& bytes)
     {
-        const std::filesystem::path path = folder_ / (std::to_string(++count_) + "-\u00e4.txt");
+        const std::filesystem::path path = folder_ / std::to_string(++count_) / u8"\u00e4.txt";
+        std::filesystem::create_directories(path.parent_path());
         std::ofstream(path, std::ios::binary) << bytes;
-        return "file='" + path.string() + "'";
+        return "file='" + utf8(path) + "'";
     }
 
     void SetUp() override
@@ -123,9 +124,8 @@ TEST_F(Dictionaries, files_that_are_no_list_are_refused)
     expect_rule_refused("dict", list("one\n\xED\xA0\x80\n"), list_file_unusable, u"line 2 is not UTF-8",
                         column);
     expect_rule_refused("dict", list(std::string("one\ntw\0o\n", 9)), list_file_unusable, u"line 2", column);
-    expect_rule_refused("dict", "file='" + (folder_ / "none").string() + "'", list_file_unreadable, u"",
-                        column);
-    expect_rule_refused("dict", "file='" + folder_.string() + "'", list_file_unreadable, u"", column);
+    expect_rule_refused("dict", "file='" + utf8(folder_ / "none") + "'", list_file_unreadable, u"", column);
+    expect_rule_refused("dict", "file='" + utf8(folder_) + "'", list_file_unreadable, u"", column);
 }
 
 TEST_F(Dictionaries, follow_key_and_scope)

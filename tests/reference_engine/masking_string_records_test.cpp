@@ -1,4 +1,5 @@
 #include "masking_string.h"
+#include "support.h"
 
 #include "engine/provider.h"
 #include "provider/state.h"
@@ -165,7 +166,7 @@ TEST(MaskingStringRecords, are_laid_out_as_the_bridge_releases_and_reads_them)
 
 TEST(MaskingStringRecords, need_no_key_at_hand_to_be_built)
 {
-    ::unsetenv("VELK_NO_SUCH_KEY");
+    set_environment("VELK_NO_SUCH_KEY", nullptr);
     EXPECT_EQ(Parsed("service=p key=env:VELK_NO_SUCH_KEY name=hash").code, 0);
     EXPECT_EQ(Parsed("service=p key=file:/no/such/file name=hash").code, 0);
 }
@@ -180,7 +181,7 @@ TEST(MaskingStringRecords, need_no_key_where_no_rule_asks_for_one)
 // What the adapter accepts the provider must accept as well, and mask.
 TEST(MaskingStringRecords, start_a_provider)
 {
-    ::setenv("VELK_TEST_KEY", "0123456789abcdef", 1);
+    set_environment("VELK_TEST_KEY", "0123456789abcdef");
     ASSERT_EQ(Provider_FrmwInit(nullptr), 0);
     for (const char* text : {
              "service=p key=env:VELK_TEST_KEY name=classes card=card(keep_first=6) born=dateshift(days=30) "

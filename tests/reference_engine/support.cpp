@@ -219,6 +219,12 @@ std::int32_t run(std::int32_t handle, Service& service, Rows& rows)
     return Provider_Service(handle, provider_service_request, service.record(), rows.record());
 }
 
+std::string utf8(const std::filesystem::path& path)
+{
+    const std::u8string text = path.u8string();
+    return {text.begin(), text.end()};
+}
+
 void set_environment(const char* name, const char* value)
 {
 #if defined(_WIN32)

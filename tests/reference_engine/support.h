@@ -20,6 +20,7 @@
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <filesystem>
 #include <optional>
 #include <set>
 #include <string>
@@ -106,6 +107,9 @@ bool contains(const std::u16string& text, const std::u16string& part);
 std::int32_t start(Service& service);
 std::int32_t try_start(Service& service); // the code
 std::int32_t run(std::int32_t handle, Service& service, Rows& rows);
+
+// How a file is named to the engine.
+std::string utf8(const std::filesystem::path& path);
 
 void set_environment(const char* name, const char* value); // null: unset
 

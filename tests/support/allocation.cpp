@@ -1,7 +1,9 @@
 #include "support/allocation.h"
 
 #include <algorithm>
+#include <cstring>
 #include <gtest/gtest.h>
+#include <new>
 
 namespace velk::test {
 
@@ -68,6 +70,8 @@ void Allocations::remove(void* address)
 
 namespace {
 
+constexpr int new_memory = 0x5A;
+
 bool refused(std::size_t size)
 {
     return watch != nullptr && watch->refuses(size);
@@ -93,7 +97,11 @@ void __real_free(void* address);
 
 void* __wrap_malloc(std::size_t size)
 {
-    return refused(size) ? nullptr : watched(__real_malloc(size), size);
+    if (refused(size)) return nullptr;
+    void* block = watched(__real_malloc(size), size);
+    // New memory holds anything; never let it be zero by chance.
+    if (watch != nullptr && block != nullptr) std::memset(block, new_memory, size);
+    return block;
 }
 
 void* __wrap_calloc(std::size_t count, std::size_t size)
@@ -115,3 +123,24 @@ void __wrap_free(void* address)
 }
 
 } // extern "C"
+
+#if defined(_WIN32)
+// The C++ library is linked statically here, so that its malloc is the watched one too. These keep operator
+// new out of the watch.
+
+void* operator new(std::size_t size)
+{
+    if (void* block = __real_malloc(size == 0 ? 1 : size)) return block;
+    throw std::bad_alloc();
+}
+
+void operator delete(void* block) noexcept
+{
+    __real_free(block);
+}
+
+void operator delete(void* block, std::size_t) noexcept
+{
+    __real_free(block);
+}
+#endif
