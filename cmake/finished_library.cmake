@@ -9,7 +9,9 @@ function(velk_finished_library library description)
             PREFIX "" RUNTIME_OUTPUT_DIRECTORY ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
     endif()
     if(MINGW)
-        target_link_options(${library} PRIVATE -static LINKER:--no-insert-timestamp)
+        # An image base of its own would be drawn from the file's name; Windows moves libraries anyway.
+        target_link_options(${library} PRIVATE -static
+            LINKER:--no-insert-timestamp LINKER:--disable-auto-image-base)
     elseif(MSVC)
         target_link_options(${library} PRIVATE /Brepro)
     endif()

@@ -7,9 +7,9 @@ import subprocess
 import tempfile
 import unittest
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
+from contract import ENGINE, ROOT, extra_operations, natives, operations
+
 LIBRARIES = pathlib.Path(os.environ.get("VELK_LIBRARY_DIR", ROOT / "build" / "linux" / "lib"))
-ENGINE = ["VELKProvider", "VELKParser", "VELKAdapter", "VELKDataCnvLib"]
 
 
 def run(*command):
@@ -26,22 +26,13 @@ def dynamic(library, tag):
     return re.findall(rf"\({tag}\).*\[(.*)\]", run("readelf", "-dW", str(library)))
 
 
-def natives():
-    return sorted((ROOT / "tests" / "library" / "bridge_exports.txt").read_text().split())
+def c_library_versions(library):
+    """The versions of the C library's symbols that the library asks for, as numbers."""
+    versions = re.findall(r"\bGLIBC_([\d.]+)", run("readelf", "-VW", str(library)))
+    return sorted({tuple(map(int, version.split("."))) for version in versions})
 
 
-def operations(library):
-    text = (ROOT / "include" / "engine" / f"{library}.def").read_text()
-    return sorted(re.findall(r"^\s+(\w+) @\d+ NONAME$", text, re.MULTILINE))
-
-
-def extra_operations(library):
-    """What the engine's libraries call of each other, outside the contract."""
-    lists = (ROOT / "reference-engine").glob(f"*/{library}.extra.def")
-    return [name for path in lists for name in re.findall(r"^ +(\w+)$", path.read_text(), re.MULTILINE)]
-
-
-class Libraries(unittest.TestCase):
+class LinuxLibraries(unittest.TestCase):
     def test_the_bridge_exports_its_natives_and_nothing_else(self):
         self.assertEqual(exports(LIBRARIES / "libVELKJNI.so"), natives())
 
@@ -61,7 +52,7 @@ class Libraries(unittest.TestCase):
         for library in ENGINE:
             with self.subTest(library):
                 self.assertTrue(operations(library))
-                expected = sorted(operations(library) + extra_operations(library))
+                expected = sorted([*operations(library).values(), *extra_operations(library)])
                 self.assertEqual(exports(LIBRARIES / f"lib{library}.so"), expected)
 
     def test_one_operation_stands_outside_the_contract_for_the_adapter_to_report_errors(self):
@@ -77,6 +68,37 @@ class Libraries(unittest.TestCase):
                 # The dynamic loader is the C library's own part.
                 beside = {"libVELKParser.so"} if library == "VELKAdapter" else set()
                 self.assertLessEqual(set(needed), {"libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2"} | beside)
+
+    def test_the_bridge_runs_on_an_old_c_library(self):
+        self.assertEqual(c_library_versions(LIBRARIES / "libVELKJNI.so")[-1], (2, 14))
+
+    def test_the_engine_runs_on_the_c_library_it_was_built_on_and_no_later_one(self):
+        built_on = tuple(map(int, os.confstr("CS_GNU_LIBC_VERSION").split()[1].split(".")))
+        for library in ENGINE:
+            with self.subTest(library):
+                self.assertLessEqual(c_library_versions(LIBRARIES / f"lib{library}.so")[-1], built_on)
+
+    def test_a_symbol_of_a_later_c_library_is_noticed(self):
+        with tempfile.TemporaryDirectory() as folder:
+            source = pathlib.Path(folder, "planted.c")
+            source.write_text("#include <stdlib.h>\nunsigned planted(void) { return arc4random(); }")
+            library = pathlib.Path(folder, "planted.so")
+            run("gcc", "-shared", "-fPIC", "-o", str(library), str(source))
+            self.assertGreater(c_library_versions(library)[-1], (2, 14))
+
+    def test_debug_information_stands_beside_the_library(self):
+        for library in [*ENGINE, "VELKJNI"]:
+            with self.subTest(library):
+                file = LIBRARIES / f"lib{library}.so"
+                self.assertNotIn(".debug_info", run("readelf", "-SW", str(file)))
+                self.assertIn(".debug_info", run("readelf", "-SW", f"{file}.debug"))
+                self.assertIn(f"lib{library}.so.debug\0".encode(), file.read_bytes())
+
+    def test_no_library_holds_the_path_of_its_build(self):
+        for library in [*ENGINE, "VELKJNI"]:
+            for suffix in ["", ".debug"]:
+                with self.subTest(library + suffix):
+                    self.assertNotIn(str(ROOT).encode(), pathlib.Path(LIBRARIES, f"lib{library}.so{suffix}").read_bytes())
 
     def test_each_library_is_called_by_its_own_name(self):
         for library in [*ENGINE, "VELKJNI"]:

@@ -1,0 +1,24 @@
+"""What the finished libraries must show: the natives of the bridge and the operations of the engine."""
+
+import pathlib
+import re
+
+FOLDER = pathlib.Path(__file__).resolve().parent
+ROOT = FOLDER.parents[1]
+ENGINE = ["VELKProvider", "VELKParser", "VELKAdapter", "VELKDataCnvLib"]
+
+
+def natives():
+    return sorted((FOLDER / "bridge_exports.txt").read_text().split())
+
+
+def operations(library):
+    """{ordinal: name} of the engine library's operations."""
+    text = (ROOT / "include" / "engine" / f"{library}.def").read_text()
+    return {int(ordinal): name for name, ordinal in re.findall(r"^\s+(\w+) @(\d+) NONAME$", text, re.MULTILINE)}
+
+
+def extra_operations(library):
+    """What the engine's libraries call of each other, outside the contract."""
+    lists = (ROOT / "reference-engine").glob(f"*/{library}.extra.def")
+    return [name for path in lists for name in re.findall(r"^ +(\w+)$", path.read_text(), re.MULTILINE)]
