@@ -1,10 +1,17 @@
-"""Runs every layer of tests and sums up what they counted. Each layer's output goes to build/test-logs."""
+"""Runs every layer of tests and sums up what they counted, by platform: run_all.py [WORD...]
 
+Words choose the layers whose names hold one of them; what these need must have been built before. Each layer's
+output goes to build/test-logs.
+"""
+
+import collections
+import concurrent.futures
 import os
 import pathlib
 import re
 import subprocess
 import sys
+import threading
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
@@ -12,27 +19,41 @@ LOGS = ROOT / "build" / "test-logs"
 JDK17 = os.environ.get("VELK_JAVA_HOME") or next(map(str, pathlib.Path("/usr/lib/jvm").glob("java-17-openjdk-*")), "")
 JAVA25 = str(ROOT / "build" / "tools" / "java25")
 TOOLS = ROOT / "build" / "tools" / "bin"
+PYTHON = str(TOOLS / "python")
+PRINTING = threading.Lock()
 
+
+class Count(collections.namedtuple("Count", "passed failed skipped", defaults=[0])):
+    def __str__(self):
+        return f"{self.passed} passed, {self.failed} failed" + (f", {self.skipped} skipped" if self.skipped else "")
+
+
+def last_number(pattern, output):
+    found = re.findall(pattern, output, re.MULTILINE)
+    return int(found[-1]) if found else 0
+
+
+# Each of these reads one runner's closing lines; None where they are missing.
 
 def googletest(output):
-    """(passed, failed) of GoogleTest's closing lines, or None."""
-    passed = re.findall(r"^\[  PASSED  \] (\d+) tests?\.", output, re.MULTILINE)
-    failed = re.findall(r"^\[  FAILED  \] (\d+) tests?, listed below", output, re.MULTILINE)
-    return (int(passed[-1]), int(failed[-1]) if failed else 0) if passed else None
+    if "[  PASSED  ]" not in output:
+        return None
+    return Count(last_number(r"^\[  PASSED  \] (\d+) tests?\.", output),
+                 last_number(r"^\[  FAILED  \] (\d+) tests?, listed below", output),
+                 last_number(r"^\[  SKIPPED \] (\d+) tests?", output))
 
 
 def unittest_count(output):
-    total = re.findall(r"^Ran (\d+) tests?", output, re.MULTILINE)
-    if not total:
-        return None
+    total = last_number(r"^Ran (\d+) tests?", output)
     broken = sum(map(int, re.findall(r"(?:failures|errors)=(\d+)", output)))
-    return int(total[-1]) - broken, broken
+    skipped = sum(map(int, re.findall(r"skipped=(\d+)", output)))
+    return Count(total - broken - skipped, broken, skipped) if total else None
 
 
 def closing_line(output):
-    """(passed, failed) of a last line `N passed, N failed`."""
-    counts = re.findall(r"^(\d+) passed, (\d+) failed$", output, re.MULTILINE)
-    return tuple(map(int, counts[-1])) if counts else None
+    """A last line `N passed, N failed`, with `, N skipped` where some were."""
+    counts = re.findall(r"^(\d+) passed, (\d+) failed(?:, (\d+) skipped)?$", output, re.MULTILINE)
+    return Count(*(int(number or 0) for number in counts[-1])) if counts else None
 
 
 def surefire(output):
@@ -40,12 +61,17 @@ def surefire(output):
     if not counts:
         return None
     run, failures, errors, skipped = (sum(map(int, column)) for column in zip(*counts))
-    return run - failures - errors - skipped, failures + errors
+    return Count(run - failures - errors - skipped, failures + errors, skipped)
 
 
 def one_check(output):
     """A command without a count of its own is one test."""
-    return 1, 0
+    return Count(1, 0)
+
+
+def nothing(output):
+    """A build counts for nothing, unless it fails."""
+    return Count(0, 0)
 
 
 def formatted(folders):
@@ -54,44 +80,94 @@ def formatted(folders):
     return [str(TOOLS / "clang-format"), "--dry-run", "--Werror", *files]
 
 
-def layers():
+Layer = collections.namedtuple("Layer", "platform name command count after", defaults=[()])
+
+
+def build(preset):
+    platform = "Windows" if preset == "windows" else "Linux"
+    return Layer(platform, f"build {preset}", ["scripts/build", preset], nothing)
+
+
+def unit_tests(platform, preset, prefix=(), suffix=""):
+    for name in ["bridge_tests", "reference_engine_tests"]:
+        yield Layer(platform, f"{name} ({preset})", [*prefix, f"build/{preset}/bin/{name}{suffix}"], googletest)
+
+
+def native_lane():
+    yield build("linux")
+    yield Layer("Linux", "format", formatted(["include", "src", "reference-engine", "tests"]), one_check)
+    yield Layer("Linux", "sources", [PYTHON, "tests/library/sources_test.py"], unittest_count)
+    yield Layer("Linux", "libraries (linux)", [PYTHON, "tests/library/linux_libraries_test.py"], unittest_count)
+    yield build("windows")
+    yield Layer("Windows", "libraries (windows)", [PYTHON, "tests/library/windows_libraries_test.py"], unittest_count)
+    yield from unit_tests("Linux", "linux")
+    yield from unit_tests("Windows", "windows", ["scripts/wine"], ".exe")
+    yield build("asan")
+    yield from unit_tests("Linux", "asan")
+    yield Layer("Linux", "fuzz", ["scripts/fuzz", "60"], one_check)
+
+
+def java_lane():
+    """One after the other: they share what Maven builds."""
     end_to_end = str(ROOT / "tests" / "end_to_end" / "run")
-    yield "format", formatted(["include", "src", "reference-engine", "tests"]), one_check
-    yield "sources", [sys.executable, "tests/library/sources_test.py"], unittest_count
-    yield "libraries", [sys.executable, "tests/library/libraries_test.py"], unittest_count
-    for preset in ["linux", "asan"]:
-        for name in ["bridge_tests", "reference_engine_tests"]:
-            yield f"{name} ({preset})", [f"build/{preset}/bin/{name}"], googletest
-    yield "fuzz", ["scripts/fuzz", "60"], one_check
-    yield "java", ["mvn", "-B", "-ntp", "verify"], surefire
-    yield "end to end, Java 17", [end_to_end, JDK17], closing_line
-    yield "end to end, Java 25", [end_to_end, JAVA25], closing_line
+    yield Layer("Linux", "java", ["mvn", "-B", "-ntp", "verify"], surefire, ["build linux"])
+    yield Layer("Linux", "end to end, Java 17", [end_to_end, JDK17], closing_line)
+    yield Layer("Linux", "end to end, Java 25", [end_to_end, JAVA25], closing_line)
 
 
-def run(name, command, count):
-    """(passed, failed) of one layer. A layer that counts nothing, or fails without a failed test, has failed."""
-    start = time.monotonic()
-    result = subprocess.run(command, cwd=ROOT, env={**os.environ, "JAVA_HOME": JDK17}, text=True,
-                            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, errors="replace")
-    log = LOGS / (re.sub(r"\W+", "-", name).strip("-") + ".log")
-    log.write_text(result.stdout)
-    passed, failed = count(result.stdout) or (0, 1)
-    if failed == 0 and (result.returncode != 0 or passed == 0):
-        failed = 1
-    print(f"{name}: {passed} passed, {failed} failed in {time.monotonic() - start:.0f} s", flush=True)
-    if failed:
-        print("\n".join(result.stdout.splitlines()[-60:]))
+def report(layer, count, seconds, output, log):
+    what = "done" if layer.count is nothing and not count.failed else str(count)
+    print(f"{layer.name}: {what} in {seconds:.0f} s", flush=True)
+    if count.failed:
+        print("\n".join(output.splitlines()[-60:]))
         print(f"(all of it: {log.relative_to(ROOT)})", flush=True)
-    return passed, failed
+
+
+def run(layer):
+    """The layer's count. One that counts nothing, or fails without a failed test, has failed."""
+    start = time.monotonic()
+    result = subprocess.run(layer.command, cwd=ROOT, env={**os.environ, "JAVA_HOME": JDK17}, text=True,
+                            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                            encoding="utf-8", errors="replace")
+    log = LOGS / (re.sub(r"\W+", "-", layer.name).strip("-") + ".log")
+    log.write_text(result.stdout, encoding="utf-8")
+    count = layer.count(result.stdout) or Count(0, 1)
+    if not count.failed and (result.returncode != 0 or not count.passed and layer.count is not nothing):
+        count = count._replace(failed=1)
+    with PRINTING:
+        report(layer, count, time.monotonic() - start, result.stdout, log)
+    return count
+
+
+def run_lane(lane, done, counts):
+    for layer in lane:
+        for name in layer.after:
+            if name in done:
+                done[name].wait()
+        counts.append((layer.platform, run(layer)))
+        done[layer.name].set()
 
 
 def main():
     LOGS.mkdir(parents=True, exist_ok=True)
     wanted = sys.argv[1:]
-    counts = [run(*layer) for layer in layers() if not wanted or any(word in layer[0] for word in wanted)]
-    passed, failed = (sum(column) for column in zip(*counts))
-    print(f"{passed} passed, {failed} failed")
-    return 1 if failed else 0
+    lanes = [[layer for layer in lane() if not wanted or any(word in layer.name for word in wanted)]
+             for lane in (native_lane, java_lane)]
+    done = {layer.name: threading.Event() for lane in lanes for layer in lane}
+    counts = []
+    # Side by side: neither keeps two cores busy all the time.
+    with concurrent.futures.ThreadPoolExecutor() as pool:
+        for lane in [pool.submit(run_lane, lane, done, counts) for lane in lanes]:
+            lane.result()
+    for platform in ["Linux", "Windows"]:
+        print(f"{platform}: {total(count for ran_on, count in counts if ran_on == platform)}")
+    everything = total(count for _, count in counts)
+    print(everything)
+    return 1 if everything.failed or not everything.passed else 0
+
+
+def total(counts):
+    return Count(*map(sum, zip(Count(0, 0), *counts)))
 
 
 if __name__ == "__main__":

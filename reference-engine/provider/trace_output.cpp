@@ -90,13 +90,10 @@ bool close_output(TraceOutput& output)
 {
     std::FILE* file = output.file;
     if (file == nullptr) return true;
-    bool written;
-    if (output.is_json) {
-        write(output, "\n]\n");
-        written = std::fclose(file) == 0 && !output.failed;
-    } else {
-        written = std::fflush(file) == 0 && !output.failed;
-    }
+    if (output.is_json) write(output, "\n]\n");
+    // Asked for by itself: not every C runtime tells at closing what could not be written.
+    bool written = std::fflush(file) == 0 && !output.failed;
+    if (output.is_json) written = std::fclose(file) == 0 && written;
     output.file = nullptr;
     return written;
 }
