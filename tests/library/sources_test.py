@@ -2,6 +2,8 @@
 
 import pathlib
 import re
+import subprocess
+import tempfile
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -22,6 +24,27 @@ def climbing(layer, names):
     """Includes that run against the direction of the layers."""
     allowed = {*LAYERS[LAYERS.index(layer):], "records", "engine"}
     return [name for name in names if name.split("/")[0] not in allowed]
+
+
+# Words that one compiler has and another has not.
+ONE_COMPILERS_WORDS = re.compile(r"__attribute__|__builtin_|__asm|__extension__|__typeof|\[\[gnu|__int128|__declspec|__try")
+MINGW = next(pathlib.Path("/usr/lib/gcc/x86_64-w64-mingw32").glob("*-posix/include/c++"), "")
+
+
+def words_of_one_compiler(path):
+    return ONE_COMPILERS_WORDS.findall(re.sub(r"//.*", "", path.read_text()))
+
+
+def extensions(path):
+    """What a second compiler, for Windows and its record layouts, says of a source, extensions of the language among it."""
+    java = ROOT / "build" / "tools" / "java25-windows" / "include"
+    command = ["clang++-19", "--target=x86_64-w64-windows-gnu", "-fsyntax-only", "-std=c++20", "-fno-exceptions", "-fno-rtti",
+               "-Wall", "-Wextra", "-Wpedantic", "-Wgnu", "-Wmicrosoft", "-Werror"]
+    folders = [f"-I{ROOT / folder}" for folder in ["src", "include"]]
+    system = [f"-isystem{folder}" for folder in [java, java / "win32", MINGW, f"{MINGW}/x86_64-w64-mingw32",
+                                                 "/usr/share/mingw-w64/include"]]
+    result = subprocess.run([*command, *folders, *system, str(path)], capture_output=True, text=True)
+    return result.stderr if result.returncode != 0 else ""
 
 
 class Sources(unittest.TestCase):
@@ -49,6 +72,24 @@ class Sources(unittest.TestCase):
             code = re.sub(r"//.*", "", path.read_text())
             with self.subTest(path.name):
                 self.assertEqual(re.findall(r"\b(?:long|short|int|wchar_t|size_t|unsigned \w+ \w+;|j\w+)\s+\w+;", code), [])
+
+    def test_the_bridge_speaks_to_a_compiler_in_its_own_words_in_one_header_alone(self):
+        for path in [*sources("src"), *sources("include")]:
+            if path.name != "linkage.h":
+                with self.subTest(str(path.relative_to(ROOT))):
+                    self.assertEqual(words_of_one_compiler(path), [])
+        self.assertEqual(words_of_one_compiler(ROOT / "include" / "engine" / "linkage.h"), ["__attribute__"])
+
+    def test_the_bridge_uses_no_extension_of_the_language(self):
+        for path in sorted((ROOT / "src").rglob("*.cpp")):
+            with self.subTest(str(path.relative_to(ROOT))):
+                self.assertEqual(extensions(path), "")
+
+    def test_an_extension_is_noticed(self):
+        with tempfile.TemporaryDirectory() as folder:
+            planted = pathlib.Path(folder, "planted.cpp")
+            planted.write_text("int planted(int value) { return ({ value + 1; }); }\n")
+            self.assertIn("statement-expression", extensions(planted))
 
 
 if __name__ == "__main__":
