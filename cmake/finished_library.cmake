@@ -21,5 +21,8 @@ function(velk_finished_library library description)
             COMMAND ${CMAKE_OBJCOPY} -p --only-keep-debug ${file} ${file}.debug
             COMMAND ${CMAKE_STRIP} -p --strip-unneeded ${file}
             COMMAND ${CMAKE_OBJCOPY} -p --add-gnu-debuglink=${file}.debug ${file})
+        install(FILES ${file}.debug DESTINATION lib)
     endif()
+    # All in one folder: the bridge finds the engine beside it, a debugger its information.
+    install(TARGETS ${library} RUNTIME DESTINATION lib LIBRARY DESTINATION lib)
 endfunction()
