@@ -113,6 +113,9 @@ def java_lane():
     yield Layer("Linux", "java", ["mvn", "-B", "-ntp", "verify"], surefire, ["build linux"])
     yield Layer("Linux", "end to end, Java 17", [end_to_end, JDK17], closing_line)
     yield Layer("Linux", "end to end, Java 25", [end_to_end, JAVA25], closing_line)
+    yield Layer("Windows", "end to end, Windows", [end_to_end, JAVA_WINDOWS], closing_line, ["build windows"])
+    yield Layer("Linux", "package", ["scripts/package"], nothing)
+    yield Layer("Windows", "packages", [PYTHON, "tests/library/packages_test.py"], unittest_count)
 
 
 def report(layer, count, seconds, output, log):

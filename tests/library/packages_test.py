@@ -1,0 +1,138 @@
+"""The packages: unpacked in an empty folder, each does what its page says, and both mask alike."""
+
+import hashlib
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tarfile
+import tempfile
+import unittest
+import zipfile
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+PACKAGES = ROOT / "build" / "package"
+JDK17 = os.environ["JAVA_HOME"]
+PAGE = (ROOT / "packaging" / "README.md").read_text()
+SOME_FAILED = 3  # the sample has values that cannot be masked
+
+
+def archive(platform):
+    return next(PACKAGES.glob(f"VELKJNI-*-{platform}-x86_64.*"))
+
+
+def commands(shell):
+    """The page's lines for a shell, which start with how it sets a variable."""
+    blocks = re.findall(r"(?:^    .*\n)+", PAGE, re.MULTILINE)
+    return next([line.strip() for line in block.splitlines()] for block in blocks if block.strip().startswith(shell))
+
+
+def environment(**more):
+    kept = {name: value for name, value in os.environ.items() if not re.match("VELK|MASK_KEY|JAVA", name)}
+    return {**kept, **more}
+
+
+def run(command, folder, **variables):
+    return subprocess.run([*map(str, command)], cwd=folder, env=environment(**variables), stdin=subprocess.DEVNULL,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, encoding="utf-8", errors="replace")
+
+
+class Unpacked:
+    """A package in a folder of its own."""
+
+    def __init__(self, platform):
+        self.holder = tempfile.TemporaryDirectory()
+        file = archive(platform)
+        with (zipfile.ZipFile(file) if file.suffix == ".zip" else tarfile.open(file)) as content:
+            content.extractall(self.holder.name)
+        self.folder = next(pathlib.Path(self.holder.name).iterdir())
+
+    def mask_on_linux(self, **variables):
+        path = f"{JDK17}/bin:{os.environ['PATH']}"
+        return run(["bash", "-ec", "\n".join(commands("export"))], self.folder, PATH=path, **variables)
+
+    def mask_on_windows(self, **variables):
+        script = self.folder / "try.cmd"
+        script.write_text("@echo off\r\n" + "\r\n".join(commands("set")) + "\r\n", newline="")
+        java = ROOT / "build" / "tools" / "java25-windows" / "bin"
+        return run([ROOT / "scripts" / "wine", "cmd", "/c", "try.cmd"], self.folder, WINEPATH=f"Z:{java}", **variables)
+
+    def masked(self):
+        return (self.folder / "masked.csv").read_bytes()
+
+
+def masked_by_this_build(folder):
+    out = pathlib.Path(folder, "masked.csv")
+    key = re.search("'(.*)'", commands("export")[0]).group(1)
+    examples = ROOT / "examples"
+    result = run([ROOT / "bin" / "velk", "mask", "--rules", examples / "people.rules", examples / "people.csv", out], folder,
+                 MASK_KEY=key, VELK_JAVA_HOME=JDK17)
+    assert result.returncode == SOME_FAILED, result.stdout
+    return out.read_bytes()
+
+
+class Packages(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        with tempfile.TemporaryDirectory() as folder:
+            cls.expected = masked_by_this_build(folder)
+        cls.linux, cls.windows = Unpacked("linux"), Unpacked("windows")
+
+    def test_the_linux_package_masks_as_its_page_says(self):
+        result = self.linux.mask_on_linux()
+        self.assertEqual(result.returncode, SOME_FAILED, result.stdout)
+        self.assertEqual(self.linux.masked(), self.expected)
+
+    def test_the_windows_package_masks_as_its_page_says_and_alike(self):
+        result = self.windows.mask_on_windows()
+        self.assertEqual(result.returncode, SOME_FAILED, result.stdout)
+        self.assertEqual(self.windows.masked(), self.expected)
+
+    def test_the_libraries_beside_the_jar_serve_as_those_inside_it(self):
+        for package, mask, lib in [(self.linux, self.linux.mask_on_linux, self.linux.folder / "lib"),
+                                   (self.windows, self.windows.mask_on_windows, f"Z:{self.windows.folder / 'lib'}")]:
+            with self.subTest(str(lib)):
+                (package.folder / "masked.csv").unlink(missing_ok=True)
+                result = mask(VELK_JAVA_OPTIONS=f"-Dvelk.library.dir={lib}")
+                self.assertEqual(result.returncode, SOME_FAILED, result.stdout)
+                self.assertEqual(package.masked(), self.expected)
+
+    def test_a_missing_library_is_named(self):
+        with tempfile.TemporaryDirectory() as empty:
+            result = self.linux.mask_on_linux(VELK_JAVA_OPTIONS=f"-Dvelk.library.dir={empty}")
+            self.assertEqual(result.returncode, 5, result.stdout)
+            self.assertIn(f"{empty}/libVELKJNI.so: not there", result.stdout)
+
+    def test_each_package_holds_what_its_page_lists(self):
+        for package, names in [(self.linux, ["libVELKJNI.so", "libVELKProvider.so", "libVELKParser.so", "libVELKAdapter.so",
+                                             "libVELKDataCnvLib.so"]),
+                               (self.windows, ["VELKJNI.dll", "VELKProvider.dll", "VELKParser.dll", "VELKAdapter.dll",
+                                               "VELKDataCnvLib.dll"])]:
+            with self.subTest(package.folder.name):
+                files = {str(path.relative_to(package.folder)) for path in package.folder.rglob("*") if path.is_file()}
+                self.assertEqual({name for name in files if name.startswith("lib/")},
+                                 {f"lib/{name}{suffix}" for name in names for suffix in ["", ".debug"]})
+                contract = {str(path.relative_to(ROOT)) for path in (ROOT / "include").rglob("*") if path.is_file()}
+                self.assertEqual({name for name in files if name.startswith("include/")}, contract)
+                self.assertLessEqual({"README.md", "licences/VELKJNI.txt", "examples/people.csv"}, files)
+                for folder in re.findall(r"`(\w+/)`", PAGE.split("## Try it")[0]):
+                    self.assertTrue(any(name.startswith(folder) for name in files), folder)
+
+    def test_the_jar_holds_the_libraries_of_both_platforms(self):
+        for package in [self.linux, self.windows]:
+            with zipfile.ZipFile(next((package.folder / "java").glob("velk-*.jar"))) as jar:
+                natives = {name for name in jar.namelist() if name.startswith("native/") and not name.endswith("/")}
+            self.assertEqual(len([name for name in natives if name.endswith(".so")]), 5, natives)
+            self.assertEqual(len([name for name in natives if name.endswith(".dll")]), 5, natives)
+            self.assertEqual(len(natives), 10, natives)
+
+    def test_the_checksums_are_those_of_the_packages(self):
+        lines = next(PACKAGES.glob("*SHA256SUMS")).read_text().splitlines()
+        told = {name: digest for digest, name in (line.split("  ") for line in lines)}
+        self.assertEqual(told, {archive(platform).name: hashlib.sha256(archive(platform).read_bytes()).hexdigest()
+                                for platform in ["linux", "windows"]})
+
+
+if __name__ == "__main__":
+    sys.exit(unittest.main())
