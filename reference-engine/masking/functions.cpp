@@ -133,7 +133,8 @@ void refuse_rest(const RuleArguments& arguments)
                   shown(shown_as),
                   {},
                   arguments.known.empty() ? "This function takes no such argument."
-                                          : advice(argument.name, "Arguments", arguments.known)};
+                                          : advice(argument.name, "Arguments", arguments.known),
+                  argument.place};
 }
 
 void require_length(std::size_t length, const ColumnLimits& column)

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 
 namespace velk::test {
 namespace {
@@ -571,6 +573,12 @@ line 1, column 25 (byte 25)
 service=p name=fixed(a, b)
                         ^
 This function takes no such argument.)~"},
+        {"service=p name=fixed(b, b)", R"~(
+7302 unknown argument "b"
+line 1, column 25 (byte 25)
+service=p name=fixed(b, b)
+                        ^
+This function takes no such argument.)~"},
         {"service=p name=fixed(text=a)", R"~(
 7302 unknown argument "text"
 line 1, column 22 (byte 22)
@@ -894,6 +902,17 @@ Correct the text.)~"},
     });
 }
 // clang-format on
+
+TEST(MaskingStringLists, say_why_they_are_none)
+{
+    const std::string path = (std::filesystem::path(testing::TempDir()) / "velk list").string();
+    std::ofstream(path, std::ios::binary) << "one\n\ntwo\n";
+    const std::string message = message_of("service=p key=env:K a=dict(file='" + path + "')");
+    EXPECT_TRUE(message.starts_with("7319 not a list \"")) << message;
+    EXPECT_NE(message.find("\nline 1, column 23 (byte 23)\n"), std::string::npos) << message;
+    EXPECT_TRUE(message.ends_with("~\nline 2 is empty\nCorrect the file.")) << message;
+    std::filesystem::remove(path);
+}
 
 std::size_t longest_line(const std::string& text)
 {
