@@ -115,6 +115,15 @@ std::size_t next_key_value(std::string_view text, std::size_t position)
     return text.size();
 }
 
+// What is compared of a word: not its case, nor what stands in parentheses behind it.
+std::string compared(std::string_view word)
+{
+    std::string result(word.substr(0, word.find('(')));
+    for (char& character : result)
+        if (character >= 'A' && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
+    return result;
+}
+
 // The least number of single-character edits that turn one text into the other.
 std::size_t edit_distance(std::string_view a, std::string_view b)
 {
@@ -187,11 +196,13 @@ std::string without_key(std::string_view text)
 std::string_view nearest(std::string_view name, std::span<const std::string_view> known)
 {
     std::string_view best;
-    std::size_t best_distance = std::max<std::size_t>(2, name.size() / 3) + 1;
-    if (name.size() > 2 * name_excerpt) return best;
+    const std::string word = compared(name);
+    std::size_t best_distance = std::max<std::size_t>(2, word.size() / 3) + 1;
+    if (word.size() > 2 * name_excerpt) return best;
     for (const std::string_view candidate : known) {
-        const std::size_t distance = edit_distance(name, candidate);
-        if (distance < best_distance && distance < candidate.size()) {
+        const std::string other = compared(candidate);
+        const std::size_t distance = edit_distance(word, other);
+        if (distance < best_distance && distance < other.size()) {
             best = candidate;
             best_distance = distance;
         }

@@ -74,9 +74,15 @@ TEST(Excerpts, name_the_nearest_known_word)
     EXPECT_EQ(nearest("partials", known), "partial");
     EXPECT_EQ(nearest("encrypt", known), "");
     EXPECT_EQ(nearest("", known), "");
+    EXPECT_EQ(nearest("HASH", known), "hash");
+    EXPECT_EQ(nearest("Clases(x)", known), "classes");
     EXPECT_EQ(nearest(std::string(1000, 'h'), known), "");
     EXPECT_EQ(advice("hsah", "Functions", known),
               "Did you mean \"hash\"? Functions: classes, fixed, hash, partial.");
+    EXPECT_EQ(advice("HASH", "Functions", known),
+              "Did you mean \"hash\"? Functions: classes, fixed, hash, partial.");
+    EXPECT_EQ(advice("hash", "Functions", known), "Functions: classes, fixed, hash, partial.")
+        << "nothing is meant but what is written";
     EXPECT_EQ(advice("zzz", "Functions", known), "Functions: classes, fixed, hash, partial.");
 }
 

@@ -483,6 +483,12 @@ line 1, column 16 (byte 16)
 service=people kee=env:MASK_KEY
                ^~~
 Did you mean "key"?)~"},
+        {"SERVICE=people name=keep", R"~(
+7328 unknown key "SERVICE"
+line 1, column 1 (byte 1)
+SERVICE=people name=keep
+^~~~~~~
+Did you mean "service"?)~"},
         {"service=people onerror=stop name=keep", R"~(
 7328 unknown key "onerror"
 line 1, column 16 (byte 16)
@@ -543,6 +549,12 @@ line 1, column 16 (byte 16)
 service=p name=12
                ^~
 )~") + functions},
+        {"service=p name=KEEP", std::string(R"~(
+7301 unknown function "KEEP"
+line 1, column 16 (byte 16)
+service=p name=KEEP
+               ^~~~
+Did you mean "keep"? )~") + functions},
         {"service=p name=encrypt", std::string(R"~(
 7301 unknown function "encrypt"
 line 1, column 16 (byte 16)
@@ -662,13 +674,25 @@ TEST(MaskingStringAttributes, say_what_is_wrong_with_them)
 line 1, column 31 (byte 31)
 service=p name=keep name.type=varhcar(20)
                               ^~~~~~~~~~~
-Did you mean "varchar"? Types: text, char, varchar, decimal, integer, date, timestamp.)~"},
+Did you mean "varchar(n)"? Types: text, char(n), varchar(n), decimal(p,s), integer, date, timestamp.)~"},
         {"service=p name=keep name.type=varchar", R"~(
 7215 unknown column type "varchar"
 line 1, column 31 (byte 31)
 service=p name=keep name.type=varchar
                               ^~~~~~~
-Types: text, char, varchar, decimal, integer, date, timestamp.)~"},
+Did you mean "varchar(n)"? Types: text, char(n), varchar(n), decimal(p,s), integer, date, timestamp.)~"},
+        {"service=p name=keep name.type=DATE", R"~(
+7215 unknown column type "DATE"
+line 1, column 31 (byte 31)
+service=p name=keep name.type=DATE
+                              ^~~~
+Did you mean "date"? Types: text, char(n), varchar(n), decimal(p,s), integer, date, timestamp.)~"},
+        {"service=p name=keep name.type=number", R"~(
+7215 unknown column type "number"
+line 1, column 31 (byte 31)
+service=p name=keep name.type=number
+                              ^~~~~~
+Types: text, char(n), varchar(n), decimal(p,s), integer, date, timestamp.)~"},
         {"service=p name=keep name.type=varchar(0)", R"~(
 7216 a column type's size is out of range "varchar(0)"
 line 1, column 31 (byte 31)
@@ -710,13 +734,19 @@ Did you mean "mask"? Ways: keep, mask.)~"},
 line 1, column 20 (byte 20)
 service=p on_error=ignore name=keep
                    ^~~~~~
-Ways: null, fixed, stop.)~"},
+Ways: null, fixed('...'), stop.)~"},
+        {"service=p on_error=Stop name=keep", R"~(
+7224 unknown way to treat an error "Stop"
+line 1, column 20 (byte 20)
+service=p on_error=Stop name=keep
+                   ^~~~
+Did you mean "stop"? Ways: null, fixed('...'), stop.)~"},
         {"service=p on_error=fixed name=keep", R"~(
 7224 unknown way to treat an error "fixed"
 line 1, column 20 (byte 20)
 service=p on_error=fixed name=keep
                    ^~~~~
-Ways: null, fixed, stop.)~"},
+Did you mean "fixed('...')"? Ways: null, fixed('...'), stop.)~"},
         {"service=p on_error=fixed(a,b) name=keep", R"~(
 7302 unknown argument "b"
 line 1, column 20 (byte 20)
