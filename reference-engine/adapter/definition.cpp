@@ -36,7 +36,8 @@ std::string read_key_source(const Entry& entry)
 {
     std::string source = text_of(entry);
     const bool named = source.starts_with("env:") || source.starts_with("file:");
-    if (!named || source.ends_with(':')) throw Failure{key_source_unknown, {}, {}, {}, entry.value_place};
+    if (!named || source == "env:" || source == "file:")
+        throw Failure{key_source_unknown, {}, {}, {}, entry.value_place};
     return source;
 }
 

@@ -169,6 +169,7 @@ TEST(MaskingStringRecords, need_no_key_at_hand_to_be_built)
     set_environment("VELK_NO_SUCH_KEY", nullptr);
     EXPECT_EQ(Parsed("service=p key=env:VELK_NO_SUCH_KEY name=hash").code, 0);
     EXPECT_EQ(Parsed("service=p key=file:/no/such/file name=hash").code, 0);
+    EXPECT_EQ(Parsed("service=p key=file:/no/such/file: name=hash").code, 0);
 }
 
 TEST(MaskingStringRecords, need_no_key_where_no_rule_asks_for_one)
