@@ -108,9 +108,9 @@ std::size_t take_needed_number(RuleArguments& arguments, std::string_view name, 
     return number;
 }
 
-std::string take_only(RuleArguments& arguments, std::string_view what)
+std::string take_only(RuleArguments& arguments, std::string_view advice)
 {
-    if (arguments.left.empty()) throw Failure{argument_missing, std::string(what)};
+    if (arguments.left.empty()) throw Failure{argument_missing, {}, {}, std::string(advice)};
     if (!arguments.left.front().name.empty()) refuse_rest(arguments);
     std::string value = std::move(arguments.left.front().value);
     arguments.left.erase(arguments.left.begin());

@@ -23,7 +23,7 @@ std::u16string parse_error_text(std::string_view text)
     if (!text.starts_with(opening) || !text.ends_with(')'))
         throw Failure{on_error_unknown, shown(text), {}, advice(text, "Ways", error_ways)};
     RuleArguments arguments{parse_arguments(text.substr(opening.size(), text.size() - opening.size() - 1))};
-    std::string value = take_only(arguments, "a text");
+    std::string value = take_only(arguments, fixed_form);
     refuse_rest(arguments);
     return to_utf16(value);
 }

@@ -149,13 +149,13 @@ service=p name.#=keep
                ^
 A name has ASCII letters, digits, _ and - and starts with a letter. Put any other key between double quotes.)~"},
         {"service=p a.b.c=keep", R"~(
-7324 a key has too many parts "c"
+7324 a key has one part too many "c"
 line 1, column 15 (byte 15)
 service=p a.b.c=keep
               ^
 Put a column's name that has a point in it between double quotes.)~"},
         {"service=p \"a\".\"b\".\"c\"=keep", R"~(
-7324 a key has too many parts "c"
+7324 a key has one part too many "c"
 line 1, column 19 (byte 19)
 service=p "a"."b"."c"=keep
                   ^~~
@@ -448,7 +448,7 @@ service=p name.colour=blue name=keep
                ^~~~~~
 Attributes: type, unique.)~"},
         {"service=p name.type=varchar", R"~(
-7212 a column has no rule "name"
+7212 no rule for a column "name"
 line 1, column 11 (byte 11)
 service=p name.type=varchar
           ^~~~~~~~~
@@ -466,7 +466,7 @@ on_null.unique=true
 ^~~~~~~
 Put the word between double quotes where it is the name of a column.)~"},
         {"service=p \"\"=keep", R"~(
-7206 a column has no name
+7206 no name for a column
 line 1, column 11 (byte 11)
 service=p ""=keep
           ^~
@@ -568,17 +568,17 @@ service=p name=keep(x)
                     ^
 This function takes no such argument.)~"},
         {"service=p name=fixed", R"~(
-7304 an argument is missing "a text"
+7304 an argument is missing
 line 1, column 16 (byte 16)
 service=p name=fixed
                ^~~~~
-Add the argument.)~"},
+Write fixed('...') with the text between the quotes.)~"},
         {"service=p name=fixed()", R"~(
-7304 an argument is missing "a text"
+7304 an argument is missing
 line 1, column 16 (byte 16)
 service=p name=fixed()
                ^~~~~~~
-Add the argument.)~"},
+Write fixed('...') with the text between the quotes.)~"},
         {"service=p name=fixed(a, b)", R"~(
 7302 unknown argument "b"
 line 1, column 25 (byte 25)
@@ -598,7 +598,7 @@ service=p name=fixed(text=a)
                      ^~~~~~
 This function takes no such argument.)~"},
         {"service=p name=hash", R"~(
-7226 the service has no key "hash"
+7226 no key for a function that needs one "hash"
 line 1, column 16 (byte 16)
 service=p name=hash
                ^~~~
@@ -633,8 +633,14 @@ line 1, column 48 (byte 48)
 service=p key=env:K name=partial(keep_first=2, with=ab)
                                                ^~~~~~~
 One character up to U+FFFF, no control.)~"},
+        {"service=p key=env:K born=dateshift born.type=date", R"~(
+7304 an argument is missing "days"
+line 1, column 26 (byte 26)
+service=p key=env:K born=dateshift born.type=date
+                         ^~~~~~~~~
+Add the argument.)~"},
         {"service=p key=env:K name=dateshift(days=30)", R"~(
-7314 the function cannot mask this type "dateshift"
+7314 the column's type cannot be masked by this function "dateshift"
 line 1, column 26 (byte 26)
 service=p key=env:K name=dateshift(days=30)
                          ^~~~~~~~~
@@ -646,7 +652,7 @@ service=p key=env:K name=hash(length=9) name.type=varchar(8)
                          ^~~~~~~~~~~~~~
 Shorten the result or declare a longer column.)~"},
         {"service=p key=env:K name=hash name.type=date", R"~(
-7314 the function cannot mask this type "hash"
+7314 the column's type cannot be masked by this function "hash"
 line 1, column 26 (byte 26)
 service=p key=env:K name=hash name.type=date
                          ^~~~
@@ -706,13 +712,13 @@ service=p name=keep name.type=decimal(2,3)
                               ^~~~~~~~~~~~
 Correct the size.)~"},
         {"service=p name=keep name.unique=false", R"~(
-7218 unique can only be true "false"
+7218 unknown value of unique "false"
 line 1, column 33 (byte 33)
 service=p name=keep name.unique=false
                                 ^~~~~
 Write true or remove the attribute.)~"},
         {"service=p name=keep name.unique=true(1)", R"~(
-7218 unique can only be true "true(1)"
+7218 unknown value of unique "true(1)"
 line 1, column 33 (byte 33)
 service=p name=keep name.unique=true(1)
                                 ^~~~~~~
