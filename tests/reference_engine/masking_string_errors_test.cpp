@@ -480,7 +480,7 @@ Did you mean "service"?)~"},
         {"service=people kee=env:MASK_KEY", R"~(
 7328 unknown key "kee"
 line 1, column 16 (byte 16)
-service=people kee=env:MASK_KEY
+service=people kee
                ^~~
 Did you mean "key"?)~"},
         {"SERVICE=people name=keep", R"~(
@@ -821,6 +821,17 @@ line 1, column 26 (byte 26)
 service=p key=***
               ^~~
 Quote the value, or set arguments apart by commas.)~"},
+        {"service=p key hunter2hunter2 name=hash", std::string(R"~(
+7325 no = behind a key "key"
+line 1, column 15 (byte 15)
+)~") + "service=p key \n" + R"~(              ^
+Write key = value. A value of several words is quoted.)~"},
+        {"service=p kee=hunter2hunter2 name=keep", R"~(
+7328 unknown key "kee"
+line 1, column 11 (byte 11)
+service=p kee
+          ^~~
+Did you mean "key"?)~"},
         {"service=p key='two\nlines' name=kep", R"~(
 7227 the key is not named by its source
 line 1, column 15 (byte 15)
@@ -1000,6 +1011,18 @@ TEST(MaskingStringSecrets, never_appear_in_any_message_about_a_string_that_holds
             EXPECT_NE(message, "") << text;
             EXPECT_EQ(message.find(secret), std::string::npos) << text << "\n" << message;
         }
+    }
+}
+
+TEST(MaskingStringSecrets, never_appear_behind_a_key_whose_sign_is_wrong_or_missing)
+{
+    const std::string secret = "TOPSECRET";
+    for (const std::string start : {"key ", "key: ", "key:", "key\u00A0=", "key \u2003= ", "key/", "key('",
+                                    "key\n", "key,", "key#", "key'", "kye=", "KEY = ", "\xEF\xBB\xBFkey "}) {
+        const std::string text = start + secret + " service=p name=keep";
+        const std::string message = message_of(text);
+        EXPECT_NE(message, "") << text;
+        EXPECT_EQ(message.find(secret), std::string::npos) << text << "\n" << message;
     }
 }
 
