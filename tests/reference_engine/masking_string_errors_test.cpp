@@ -28,9 +28,9 @@ void expect_messages(const std::vector<Row>& rows)
 TEST(MaskingStringSample, is_shown_with_its_line_and_a_mark_under_its_place)
 {
     expect_messages({
-        {"service=people  key=env:MASK_KEY\nemail = emial(domain=example.com)", std::string(R"~(
+        {"service=people key=env:MASK_KEY\nemail = emial(domain=example.com)", std::string(R"~(
 7301 unknown function "emial"
-line 2, column 9 (byte 42)
+line 2, column 9 (byte 41)
 email = emial(domain=example.com)
         ^~~~~
 Did you mean "email"? )~") + functions},
@@ -506,25 +506,25 @@ TEST(MaskingStringServiceIds, are_short_names)
 line 1, column 9 (byte 9)
 service='' name=keep
         ^~
-Choose another service id.)~"},
+Choose 1 to 9 ASCII letters, digits, _ and -.)~"},
         {"service=toolongname name=keep", R"~(
 7223 the service id is not valid "toolongname"
 line 1, column 9 (byte 9)
 service=toolongname name=keep
         ^~~~~~~~~~~
-Choose another service id.)~"},
+Choose 1 to 9 ASCII letters, digits, _ and -.)~"},
         {"service='a b' name=keep", R"~(
 7223 the service id is not valid "a b"
 line 1, column 9 (byte 9)
 service='a b' name=keep
         ^~~~~
-Choose another service id.)~"},
+Choose 1 to 9 ASCII letters, digits, _ and -.)~"},
         {"service=f(x) name=keep", R"~(
 7223 the service id is not valid "f(x)"
 line 1, column 9 (byte 9)
 service=f(x) name=keep
         ^~~~
-Choose another service id.)~"},
+Choose 1 to 9 ASCII letters, digits, _ and -.)~"},
     });
 }
 
@@ -664,7 +664,7 @@ service=p name=fixed(abcd) name.type=char(3)
                ^~~~~~~~~~~
 Shorten the result or declare a longer column.)~"},
         {"service=p name=fixed(monday) name.type=date", R"~(
-7316 the fixed text is no value of the column's type "monday"
+7316 the column's type has no such value "monday"
 line 1, column 22 (byte 22)
 service=p name=fixed(monday) name.type=date
                      ^~~~~~
@@ -704,13 +704,13 @@ Types: text, char(n), varchar(n), decimal(p,s), integer, date, timestamp.)~"},
 line 1, column 31 (byte 31)
 service=p name=keep name.type=varchar(0)
                               ^~~~~~~~~~
-Correct the size.)~"},
+A length is from 1 to 1000000, a precision from 1 to 1000, a scale from 0 to the precision.)~"},
         {"service=p name=keep name.type=decimal(2,3)", R"~(
 7216 a column type's size is out of range "decimal(2,3)"
 line 1, column 31 (byte 31)
 service=p name=keep name.type=decimal(2,3)
                               ^~~~~~~~~~~~
-Correct the size.)~"},
+A length is from 1 to 1000000, a precision from 1 to 1000, a scale from 0 to the precision.)~"},
         {"service=p name=keep name.unique=false", R"~(
 7218 unknown value of unique "false"
 line 1, column 33 (byte 33)
@@ -760,7 +760,7 @@ service=p on_error=fixed(a,b) name=keep
                    ^~~~~~~~~~
 This function takes no such argument.)~"},
         {"service=p on_error=fixed('abc') name=keep born=keep born.type=date", R"~(
-7316 the fixed text is no value of the column's type "abc"
+7316 the column's type has no such value "abc"
 line 1, column 20 (byte 20)
 service=p on_error=fixed('abc') name=keep born=keep born.typ...
                    ^~~~~~~~~~~~

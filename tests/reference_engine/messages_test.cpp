@@ -31,6 +31,8 @@ TEST(MessageTable, has_three_parts_for_every_code_and_no_code_twice)
         EXPECT_FALSE(message.trailing.empty()) << message.code;
         EXPECT_LT(message.heading.size() + message.detail.size() + message.trailing.size(), 1000u);
         EXPECT_TRUE(message.code < 7219 || message.code > 7222) << "these are the bridge's own";
+        const int range = message.code / 100;
+        EXPECT_TRUE(range >= 71 && range <= 75) << message.code;
     }
     EXPECT_GT(codes.size(), 80u);
 }
