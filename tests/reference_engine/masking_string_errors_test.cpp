@@ -105,7 +105,7 @@ A name has ASCII letters, digits, _ and - and starts with a letter. Put any othe
 line 1, column 11 (byte 11)
 service=p =keep
           ^
-A name has ASCII letters, digits, _ and - and starts with a letter. Put any other key between double quotes.)~"},
+A key should stand before it. A value that is empty is written ''.)~"},
         {"service=p 'name'=keep", R"~(
 7322 unexpected character where a key stands "'"
 line 1, column 11 (byte 11)
@@ -135,7 +135,7 @@ A name has ASCII letters, digits, _ and - and starts with a letter. Put any othe
 line 1, column 16 (byte 16)
 service=p name.=keep
                ^
-A name has ASCII letters, digits, _ and - and starts with a letter. Put any other key between double quotes.)~"},
+A key should stand before it. A value that is empty is written ''.)~"},
         {"service=p name.", R"~(
 7323 a key ends behind its point
 line 1, column 16 (byte 16)
@@ -315,7 +315,19 @@ Quote the value, or set arguments apart by commas.)~"},
 line 1, column 17 (byte 17)
 service=p name=a=b
                 ^
-Quote the value, or set arguments apart by commas.)~"},
+Quote the value. If it is the next key, the value before it is missing: an empty one is written ''.)~"},
+        {"service=p name=\nother=keep", R"~(
+7307 unexpected character "="
+line 2, column 6 (byte 22)
+other=keep
+     ^
+Quote the value. If it is the next key, the value before it is missing: an empty one is written ''.)~"},
+        {"service=p name=\nother = keep", R"~(
+7322 unexpected character where a key stands "="
+line 2, column 7 (byte 23)
+other = keep
+      ^
+A key should stand before it. A value that is empty is written ''.)~"},
         {"service=p name=ke\x01p", R"~(
 7307 unexpected character "\u{1}"
 line 1, column 18 (byte 18)
