@@ -164,7 +164,12 @@ class MaskingStringTest {
     Path file = folder.resolve("trace.json");
     try (Engine engine = Engine.open(Trace.all(file))) {
       for (String text :
-          List.of("service=s\nä=\0", "service=s\nä=\uD83D", "service=s\nä=\uDE00x")) {
+          List.of(
+              "service=s\nä=\0",
+              "service=s\r\nä=\0",
+              "service=s\rä=\0",
+              "service=s\nä=\uD83D",
+              "service=s\n😀=\uDE00x")) {
         IllegalArgumentException refusal =
             assertThrows(IllegalArgumentException.class, () -> engine.parse(text));
         assertTrue(refusal.getMessage().startsWith("line 2, column 3 of "), refusal.getMessage());
