@@ -12,6 +12,7 @@ import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.internal.FieldDefinition;
 import com.brel.sorn.velk.internal.ServiceDefinition;
 import java.nio.file.Path;
+import java.util.Arrays;
 import java.util.List;
 import java.util.Optional;
 import org.junit.jupiter.api.Test;
@@ -235,11 +236,29 @@ class MaskingStringTest {
     try (Engine engine = Engine.open();
         MaskingService fixed =
             engine.parse("service=s on_error=fixed(\"a\\u{1F600}\")" + column).open();
+        MaskingService none = engine.parse("service=s on_error=null" + column).open();
         MaskingService stop = engine.parse("service=s on_error=stop" + column).open()) {
       assertEquals("a😀", fixed.mask(rows("long")).value(0, 0));
       assertEquals("abc", fixed.mask(rows("abc")).value(0, 0));
       assertEquals("a😀", fixed.mask(rows("\0")).value(0, 0));
+      MaskedRows nulls = none.mask(rows("long", "abc"));
+      assertNull(nulls.value(0, 0));
+      assertEquals(VALUE_TOO_LONG, nulls.error(0, 0).orElseThrow().code());
+      assertEquals("abc", nulls.value(1, 0));
       assertThrows(VELKException.class, () -> stop.mask(rows("long")));
+    }
+  }
+
+  @Test
+  void theStringsOwnChoiceForNullsIsFollowed() {
+    String columns = " a=fixed('gone') b=classes b.type=varchar(3) c=keep";
+    List<List<String>> nulls = List.of(Arrays.asList(null, null, null));
+    try (Engine engine = Engine.open();
+        MaskingService keep = engine.parse("service=s key=env:MASK_KEY" + columns).open();
+        MaskingService mask =
+            engine.parse("service=s key=env:MASK_KEY on_null=mask" + columns).open()) {
+      assertEquals(Arrays.asList(null, null, null), keep.mask(nulls).row(0));
+      assertEquals(Arrays.asList("gone", null, null), mask.mask(nulls).row(0));
     }
   }
 
