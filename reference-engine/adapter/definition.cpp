@@ -36,7 +36,8 @@ std::string read_key_source(const Entry& entry)
 {
     std::string source = text_of(entry);
     const bool named = source.starts_with("env:") || source.starts_with("file:");
-    if (!named || source.ends_with(':')) throw Failure{key_source_unknown, {}, {}, {}, entry.value_place};
+    if (!named || source == "env:" || source == "file:")
+        throw Failure{key_source_unknown, {}, {}, {}, entry.value_place};
     return source;
 }
 
@@ -102,12 +103,14 @@ bool is_about(std::string_view subject, const Argument& argument)
 Place place_in_rule(const Failure& failure, const Entry& rule, const ColumnDefinition& column)
 {
     const std::size_t start = rule.value_place.start;
+    const std::size_t arguments_start = start + column.function.size() + 1;
+    if (failure.place) return {arguments_start + failure.place->start, failure.place->length};
     if (failure.code == function_unknown || failure.code == function_unfit_for_type ||
         failure.code == key_missing)
         return {start, column.function.size()};
     for (const Argument& argument : parse_arguments(column.arguments))
         if (is_about(failure.subject, argument))
-            return {start + column.function.size() + 1 + argument.place.start, argument.place.length};
+            return {arguments_start + argument.place.start, argument.place.length};
     return rule.value_place;
 }
 
@@ -143,8 +146,8 @@ void check_rule(const Entry& rule, ColumnDefinition& column, const Common& commo
         make_mask(column.function, column.arguments, {{column.type, length}, common.key});
         column.length = static_cast<std::int32_t>(length);
     } catch (Failure& failure) {
+        if (failure.place) failure.detail.clear(); // which speaks of the arguments alone
         failure.place = place_in_rule(failure, rule, column);
-        failure.detail.clear();
         throw;
     }
 }

@@ -16,9 +16,12 @@ namespace {
 constexpr std::array<std::string_view, 7> type_names{"text",    "char", "varchar",  "decimal",
                                                      "integer", "date", "timestamp"};
 
+constexpr std::array<std::string_view, 7> type_forms{"text",    "char(n)", "varchar(n)", "decimal(p,s)",
+                                                     "integer", "date",    "timestamp"};
+
 [[noreturn]] void refuse_type(std::string_view text)
 {
-    throw Failure{type_unknown, shown(text), {}, advice(text.substr(0, text.find('(')), "Types", type_names)};
+    throw Failure{type_unknown, shown(text), {}, advice(text, "Types", type_forms)};
 }
 
 bool is_digit(char16_t unit)

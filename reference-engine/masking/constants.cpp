@@ -22,7 +22,7 @@ Mask make_null(RuleArguments&, const RuleContext&)
 // An empty value gets the text as well: a rule that says the result says it for every value.
 Mask make_fixed(RuleArguments& arguments, const RuleContext& context)
 {
-    std::u16string text = to_utf16(take_only(arguments, "a text"));
+    std::u16string text = to_utf16(take_only(arguments, fixed_form));
     refuse_rest(arguments);
     require_fit(text, context.column);
     return [text = std::move(text)](Values values, Results& results) {
@@ -32,7 +32,7 @@ Mask make_fixed(RuleArguments& arguments, const RuleContext& context)
 
 std::size_t longest_fixed(RuleArguments& arguments)
 {
-    return code_point_count(to_utf16(take_only(arguments, "a text")));
+    return code_point_count(to_utf16(take_only(arguments, fixed_form)));
 }
 
 } // namespace velk::engine

@@ -108,9 +108,9 @@ std::size_t take_needed_number(RuleArguments& arguments, std::string_view name, 
     return number;
 }
 
-std::string take_only(RuleArguments& arguments, std::string_view what)
+std::string take_only(RuleArguments& arguments, std::string_view advice)
 {
-    if (arguments.left.empty()) throw Failure{argument_missing, std::string(what)};
+    if (arguments.left.empty()) throw Failure{argument_missing, {}, {}, std::string(advice)};
     if (!arguments.left.front().name.empty()) refuse_rest(arguments);
     std::string value = std::move(arguments.left.front().value);
     arguments.left.erase(arguments.left.begin());
@@ -133,7 +133,8 @@ void refuse_rest(const RuleArguments& arguments)
                   shown(shown_as),
                   {},
                   arguments.known.empty() ? "This function takes no such argument."
-                                          : advice(argument.name, "Arguments", arguments.known)};
+                                          : advice(argument.name, "Arguments", arguments.known),
+                  argument.place};
 }
 
 void require_length(std::size_t length, const ColumnLimits& column)

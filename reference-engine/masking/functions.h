@@ -37,7 +37,9 @@ std::size_t take_number(RuleArguments& arguments, std::string_view name, std::si
 // An argument that must be said; from is at least 1.
 std::size_t take_needed_number(RuleArguments& arguments, std::string_view name, std::size_t from,
                                std::size_t to);
-std::string take_only(RuleArguments& arguments, std::string_view what); // the argument known by its place
+// The argument known by its place; the advice is for where it is missing.
+std::string take_only(RuleArguments& arguments, std::string_view advice);
+inline constexpr std::string_view fixed_form = "Write fixed('...') with the text between the quotes.";
 std::string take_scope(RuleArguments& arguments, std::string_view function);
 void refuse_rest(const RuleArguments& arguments);
 

@@ -13,7 +13,7 @@ namespace velk::engine {
 namespace {
 
 constexpr std::array<std::string_view, 3> operands{"key", "on_error", "on_null"};
-constexpr std::array<std::string_view, 3> error_ways{"null", "fixed", "stop"};
+constexpr std::array<std::string_view, 3> error_ways{"null", "fixed('...')", "stop"};
 constexpr std::array<std::string_view, 2> null_ways{"keep", "mask"};
 
 // `fixed('...')`: the text between the parentheses, as a rule's argument.
@@ -21,10 +21,9 @@ std::u16string parse_error_text(std::string_view text)
 {
     constexpr std::string_view opening = "fixed(";
     if (!text.starts_with(opening) || !text.ends_with(')'))
-        throw Failure{
-            on_error_unknown, shown(text), {}, advice(text.substr(0, text.find('(')), "Ways", error_ways)};
+        throw Failure{on_error_unknown, shown(text), {}, advice(text, "Ways", error_ways)};
     RuleArguments arguments{parse_arguments(text.substr(opening.size(), text.size() - opening.size() - 1))};
-    std::string value = take_only(arguments, "a text");
+    std::string value = take_only(arguments, fixed_form);
     refuse_rest(arguments);
     return to_utf16(value);
 }

@@ -4,6 +4,7 @@
 #include "parser/place_text.h"
 
 #include <algorithm>
+#include <array>
 
 namespace velk::engine {
 
@@ -18,6 +19,19 @@ bool is_secret(std::string_view source, const Place& place)
     });
 }
 
+// As much of the source as may be shown. A key itself may stand where `key` has no sign behind it, and behind
+// a word that was probably meant as `key`.
+std::string_view showable(const Failure& failure, std::string_view source)
+{
+    const Place& place = *failure.place;
+    if (ends_with_key(source.substr(0, place.start))) return source.substr(0, place.start);
+    constexpr std::array<std::string_view, 1> word{"key"};
+    const std::size_t end = place.start + place.length;
+    const bool meant =
+        failure.code == key_unknown && !nearest(source.substr(place.start, place.length), word).empty();
+    return meant ? source.substr(0, end) : source;
+}
+
 } // namespace
 
 MessageText error_text(const Failure& failure, std::string_view source)
@@ -28,8 +42,8 @@ MessageText error_text(const Failure& failure, std::string_view source)
     MessageText text{heading_of(message, failure.subject), failure.detail, failure.advice};
     if (failure.place) {
         if (is_secret(source, *failure.place)) text.heading = heading_of(message, {});
-        text.detail =
-            position_text(source, failure.place->start) + "\n" + excerpt_text(source, *failure.place);
+        text.detail = position_text(source, failure.place->start) + "\n" +
+                      excerpt_text(showable(failure, source), *failure.place);
         if (!failure.detail.empty()) text.detail += "\n" + failure.detail;
     }
     if (text.detail.empty()) text.detail = message.detail;

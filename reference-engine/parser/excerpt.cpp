@@ -1,6 +1,7 @@
 #include "parser/excerpt.h"
 
 #include "datacnv/unicode.h"
+#include "parser/argument.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -14,6 +15,7 @@ namespace {
 
 constexpr std::string_view separators = " \t\r\n,;)";
 constexpr std::string_view bare_end = " \t\r\n,;()='\"#";
+constexpr std::string_view key_word = "key";
 
 std::string hexadecimal(char32_t code_point, std::size_t width)
 {
@@ -38,6 +40,17 @@ bool is_name_character(char character)
 std::size_t skip_blanks(std::string_view text, std::size_t position)
 {
     return std::min(text.find_first_not_of(" \t\r\n", position), text.size());
+}
+
+// Of every kind: a key stands behind a no-break space just as well.
+std::size_t skip_white_space(std::string_view text, std::size_t position)
+{
+    while ((position = skip_blanks(text, position)) < text.size()) {
+        std::size_t next = position;
+        if (!is_white_space(next_code_point(text, next))) break;
+        position = next;
+    }
+    return position;
 }
 
 // Behind the closing quote of what opens at position.
@@ -102,17 +115,27 @@ std::size_t source_end(std::string_view text, std::size_t position)
     return whole ? end : position;
 }
 
-// Where the value of the next `key` starts, at or behind position; the text's size if there is none.
+// Where the value of the next `key` starts, at or behind position; the text's size if there is none. A colon
+// may have been meant as the sign.
 std::size_t next_key_value(std::string_view text, std::size_t position)
 {
-    constexpr std::string_view word = "key";
-    while ((position = text.find(word, position)) != std::string_view::npos) {
+    while ((position = text.find(key_word, position)) != std::string_view::npos) {
         const bool starts = position == 0 || !is_name_character(text[position - 1]);
-        position += word.size();
-        const std::size_t sign = skip_blanks(text, position);
-        if (starts && sign < text.size() && text[sign] == '=') return skip_blanks(text, sign + 1);
+        position += key_word.size();
+        const std::size_t sign = skip_white_space(text, position);
+        if (starts && sign < text.size() && (text[sign] == '=' || text[sign] == ':'))
+            return skip_white_space(text, sign + 1);
     }
     return text.size();
+}
+
+// What is compared of a word: not its case, nor what stands in parentheses behind it.
+std::string compared(std::string_view word)
+{
+    std::string result(word.substr(0, word.find('(')));
+    for (char& character : result)
+        if (character >= 'A' && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
+    return result;
 }
 
 // The least number of single-character edits that turn one text into the other.
@@ -173,6 +196,13 @@ std::vector<Place> secret_places(std::string_view text)
     return places;
 }
 
+bool ends_with_key(std::string_view text)
+{
+    const std::size_t word = text.rfind(key_word);
+    if (word == std::string_view::npos || (word > 0 && is_name_character(text[word - 1]))) return false;
+    return skip_white_space(text, word + key_word.size()) == text.size();
+}
+
 std::string without_key(std::string_view text)
 {
     std::string result;
@@ -187,11 +217,13 @@ std::string without_key(std::string_view text)
 std::string_view nearest(std::string_view name, std::span<const std::string_view> known)
 {
     std::string_view best;
-    std::size_t best_distance = std::max<std::size_t>(2, name.size() / 3) + 1;
-    if (name.size() > 2 * name_excerpt) return best;
+    const std::string word = compared(name);
+    std::size_t best_distance = std::max<std::size_t>(2, word.size() / 3) + 1;
+    if (word.size() > 2 * name_excerpt) return best;
     for (const std::string_view candidate : known) {
-        const std::size_t distance = edit_distance(name, candidate);
-        if (distance < best_distance && distance < candidate.size()) {
+        const std::string other = compared(candidate);
+        const std::size_t distance = edit_distance(word, other);
+        if (distance < best_distance && distance < other.size()) {
             best = candidate;
             best_distance = distance;
         }

@@ -28,8 +28,10 @@ std::string code_point_name(char32_t code_point);
 std::string without_key(std::string_view text);
 std::vector<Place> secret_places(std::string_view text); // what becomes ***, in order
 bool names_key_source(std::string_view value);
+bool ends_with_key(std::string_view text); // with the word, white space behind it aside
 
-// The known name that resembles the given one most, empty if none does.
+// The known name that resembles the given one most, empty if none does. Neither case nor what stands in
+// parentheses counts.
 std::string_view nearest(std::string_view name, std::span<const std::string_view> known);
 
 // "Did you mean "email"? Functions: card, classes, ..."

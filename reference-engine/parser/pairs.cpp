@@ -51,6 +51,9 @@ bool scan_separator(Scanner& scanner)
         fail(scanner, key_character_unexpected, "(",
              "No blank stands between a function and its parenthesis.");
     if (next_is(scanner, '#')) fail(scanner, key_character_unexpected, "#");
+    if (next_is(scanner, '='))
+        fail(scanner, key_character_unexpected, "=",
+             "A key should stand before it. A value that is empty is written ''.");
     fail_at_character(scanner, key_character_unexpected);
 }
 
@@ -147,7 +150,12 @@ std::vector<Pair> parse_pairs(std::string_view source)
         const Pair pair = scan_pair(scanner);
         if (pairs.size() == pair_limit) throw Failure{too_many_pairs, {}, {}, {}, pair.key};
         pairs.push_back(pair);
-        if (!scan_separator(scanner) && !at_end(scanner)) fail_at_character(scanner);
+        if (scan_separator(scanner) || at_end(scanner)) continue;
+        if (next_is(scanner, '='))
+            fail(scanner, character_unexpected, "=",
+                 "Quote the value. If it is the next key, the value before it is missing: an empty one is "
+                 "written ''.");
+        fail_at_character(scanner);
     }
     return pairs;
 }

@@ -41,6 +41,8 @@ TEST(Excerpts, never_show_a_key)
         {"key='top secret', on_null=mask", "key=***, on_null=mask"},
         {"key=\"top secret\" x", "key=***"},
         {"key='never closed", "key=***"},
+        {"key: topsecret", "key: ***"},
+        {"key\u00A0=\u2003topsecret", "key\u00A0=\u2003***"},
         {"monkey=banana", "monkey=banana"},
         {"hash(key=topsecret)", "hash(key=***)"},
         {"key=one key=two", "key=*** key=***"},
@@ -59,6 +61,14 @@ TEST(Excerpts, never_show_a_key)
     for (const Row& row : rows) EXPECT_EQ(without_key(row.text), row.result);
 }
 
+TEST(Excerpts, know_a_key_without_its_sign)
+{
+    for (const char* text : {"key", "a=b key", "a=b;key \t\n", "key\u00A0 \u3000"})
+        EXPECT_TRUE(ends_with_key(text)) << text;
+    for (const char* text : {"", "monkey", "key=", "key x", "\"key\"", "keys", "key\u200B"})
+        EXPECT_FALSE(ends_with_key(text)) << text;
+}
+
 TEST(Excerpts, hide_a_key_before_they_are_cut)
 {
     EXPECT_EQ(shown("hash(key=topsecret)"), "hash(key=***)");
@@ -74,9 +84,15 @@ TEST(Excerpts, name_the_nearest_known_word)
     EXPECT_EQ(nearest("partials", known), "partial");
     EXPECT_EQ(nearest("encrypt", known), "");
     EXPECT_EQ(nearest("", known), "");
+    EXPECT_EQ(nearest("HASH", known), "hash");
+    EXPECT_EQ(nearest("Clases(x)", known), "classes");
     EXPECT_EQ(nearest(std::string(1000, 'h'), known), "");
     EXPECT_EQ(advice("hsah", "Functions", known),
               "Did you mean \"hash\"? Functions: classes, fixed, hash, partial.");
+    EXPECT_EQ(advice("HASH", "Functions", known),
+              "Did you mean \"hash\"? Functions: classes, fixed, hash, partial.");
+    EXPECT_EQ(advice("hash", "Functions", known), "Functions: classes, fixed, hash, partial.")
+        << "nothing is meant but what is written";
     EXPECT_EQ(advice("zzz", "Functions", known), "Functions: classes, fixed, hash, partial.");
 }
 

@@ -200,6 +200,9 @@ TEST_F(FrameworkLife, falls_back_on_the_environment)
     Framework off;
     off.add("trace", "0");
     EXPECT_EQ(mask_of(off), 0u);
+    Framework empty;
+    empty.add("trace", "");
+    EXPECT_EQ(mask_of(empty), 0u) << "what is said to be nothing is said";
     set_environment("VELK_TRACE", "nonsense");
     expect_code(Provider_FrmwInit(nullptr), trace_mask_unknown);
 }

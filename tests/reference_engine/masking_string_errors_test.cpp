@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 
 namespace velk::test {
 namespace {
@@ -26,9 +28,9 @@ void expect_messages(const std::vector<Row>& rows)
 TEST(MaskingStringSample, is_shown_with_its_line_and_a_mark_under_its_place)
 {
     expect_messages({
-        {"service=people  key=env:MASK_KEY\nemail = emial(domain=example.com)", std::string(R"~(
+        {"service=people key=env:MASK_KEY\nemail = emial(domain=example.com)", std::string(R"~(
 7301 unknown function "emial"
-line 2, column 9 (byte 42)
+line 2, column 9 (byte 41)
 email = emial(domain=example.com)
         ^~~~~
 Did you mean "email"? )~") + functions},
@@ -103,7 +105,7 @@ A name has ASCII letters, digits, _ and - and starts with a letter. Put any othe
 line 1, column 11 (byte 11)
 service=p =keep
           ^
-A name has ASCII letters, digits, _ and - and starts with a letter. Put any other key between double quotes.)~"},
+A key should stand before it. A value that is empty is written ''.)~"},
         {"service=p 'name'=keep", R"~(
 7322 unexpected character where a key stands "'"
 line 1, column 11 (byte 11)
@@ -133,7 +135,7 @@ A name has ASCII letters, digits, _ and - and starts with a letter. Put any othe
 line 1, column 16 (byte 16)
 service=p name.=keep
                ^
-A name has ASCII letters, digits, _ and - and starts with a letter. Put any other key between double quotes.)~"},
+A key should stand before it. A value that is empty is written ''.)~"},
         {"service=p name.", R"~(
 7323 a key ends behind its point
 line 1, column 16 (byte 16)
@@ -147,13 +149,13 @@ service=p name.#=keep
                ^
 A name has ASCII letters, digits, _ and - and starts with a letter. Put any other key between double quotes.)~"},
         {"service=p a.b.c=keep", R"~(
-7324 a key has too many parts "c"
+7324 a key has one part too many "c"
 line 1, column 15 (byte 15)
 service=p a.b.c=keep
               ^
 Put a column's name that has a point in it between double quotes.)~"},
         {"service=p \"a\".\"b\".\"c\"=keep", R"~(
-7324 a key has too many parts "c"
+7324 a key has one part too many "c"
 line 1, column 19 (byte 19)
 service=p "a"."b"."c"=keep
                   ^~~
@@ -313,7 +315,19 @@ Quote the value, or set arguments apart by commas.)~"},
 line 1, column 17 (byte 17)
 service=p name=a=b
                 ^
-Quote the value, or set arguments apart by commas.)~"},
+Quote the value. If it is the next key, the value before it is missing: an empty one is written ''.)~"},
+        {"service=p name=\nother=keep", R"~(
+7307 unexpected character "="
+line 2, column 6 (byte 22)
+other=keep
+     ^
+Quote the value. If it is the next key, the value before it is missing: an empty one is written ''.)~"},
+        {"service=p name=\nother = keep", R"~(
+7322 unexpected character where a key stands "="
+line 2, column 7 (byte 23)
+other = keep
+      ^
+A key should stand before it. A value that is empty is written ''.)~"},
         {"service=p name=ke\x01p", R"~(
 7307 unexpected character "\u{1}"
 line 1, column 18 (byte 18)
@@ -446,7 +460,7 @@ service=p name.colour=blue name=keep
                ^~~~~~
 Attributes: type, unique.)~"},
         {"service=p name.type=varchar", R"~(
-7212 a column has no rule "name"
+7212 no rule for a column "name"
 line 1, column 11 (byte 11)
 service=p name.type=varchar
           ^~~~~~~~~
@@ -464,7 +478,7 @@ on_null.unique=true
 ^~~~~~~
 Put the word between double quotes where it is the name of a column.)~"},
         {"service=p \"\"=keep", R"~(
-7206 a column has no name
+7206 no name for a column
 line 1, column 11 (byte 11)
 service=p ""=keep
           ^~
@@ -478,9 +492,15 @@ Did you mean "service"?)~"},
         {"service=people kee=env:MASK_KEY", R"~(
 7328 unknown key "kee"
 line 1, column 16 (byte 16)
-service=people kee=env:MASK_KEY
+service=people kee
                ^~~
 Did you mean "key"?)~"},
+        {"SERVICE=people name=keep", R"~(
+7328 unknown key "SERVICE"
+line 1, column 1 (byte 1)
+SERVICE=people name=keep
+^~~~~~~
+Did you mean "service"?)~"},
         {"service=people onerror=stop name=keep", R"~(
 7328 unknown key "onerror"
 line 1, column 16 (byte 16)
@@ -498,25 +518,25 @@ TEST(MaskingStringServiceIds, are_short_names)
 line 1, column 9 (byte 9)
 service='' name=keep
         ^~
-Choose another service id.)~"},
+Choose 1 to 9 ASCII letters, digits, _ and -.)~"},
         {"service=toolongname name=keep", R"~(
 7223 the service id is not valid "toolongname"
 line 1, column 9 (byte 9)
 service=toolongname name=keep
         ^~~~~~~~~~~
-Choose another service id.)~"},
+Choose 1 to 9 ASCII letters, digits, _ and -.)~"},
         {"service='a b' name=keep", R"~(
 7223 the service id is not valid "a b"
 line 1, column 9 (byte 9)
 service='a b' name=keep
         ^~~~~
-Choose another service id.)~"},
+Choose 1 to 9 ASCII letters, digits, _ and -.)~"},
         {"service=f(x) name=keep", R"~(
 7223 the service id is not valid "f(x)"
 line 1, column 9 (byte 9)
 service=f(x) name=keep
         ^~~~
-Choose another service id.)~"},
+Choose 1 to 9 ASCII letters, digits, _ and -.)~"},
     });
 }
 
@@ -541,6 +561,12 @@ line 1, column 16 (byte 16)
 service=p name=12
                ^~
 )~") + functions},
+        {"service=p name=KEEP", std::string(R"~(
+7301 unknown function "KEEP"
+line 1, column 16 (byte 16)
+service=p name=KEEP
+               ^~~~
+Did you mean "keep"? )~") + functions},
         {"service=p name=encrypt", std::string(R"~(
 7301 unknown function "encrypt"
 line 1, column 16 (byte 16)
@@ -554,21 +580,27 @@ service=p name=keep(x)
                     ^
 This function takes no such argument.)~"},
         {"service=p name=fixed", R"~(
-7304 an argument is missing "a text"
+7304 an argument is missing
 line 1, column 16 (byte 16)
 service=p name=fixed
                ^~~~~
-Add the argument.)~"},
+Write fixed('...') with the text between the quotes.)~"},
         {"service=p name=fixed()", R"~(
-7304 an argument is missing "a text"
+7304 an argument is missing
 line 1, column 16 (byte 16)
 service=p name=fixed()
                ^~~~~~~
-Add the argument.)~"},
+Write fixed('...') with the text between the quotes.)~"},
         {"service=p name=fixed(a, b)", R"~(
 7302 unknown argument "b"
 line 1, column 25 (byte 25)
 service=p name=fixed(a, b)
+                        ^
+This function takes no such argument.)~"},
+        {"service=p name=fixed(b, b)", R"~(
+7302 unknown argument "b"
+line 1, column 25 (byte 25)
+service=p name=fixed(b, b)
                         ^
 This function takes no such argument.)~"},
         {"service=p name=fixed(text=a)", R"~(
@@ -578,7 +610,7 @@ service=p name=fixed(text=a)
                      ^~~~~~
 This function takes no such argument.)~"},
         {"service=p name=hash", R"~(
-7226 the service has no key "hash"
+7226 no key for a function that needs one "hash"
 line 1, column 16 (byte 16)
 service=p name=hash
                ^~~~
@@ -613,8 +645,14 @@ line 1, column 48 (byte 48)
 service=p key=env:K name=partial(keep_first=2, with=ab)
                                                ^~~~~~~
 One character up to U+FFFF, no control.)~"},
+        {"service=p key=env:K born=dateshift born.type=date", R"~(
+7304 an argument is missing "days"
+line 1, column 26 (byte 26)
+service=p key=env:K born=dateshift born.type=date
+                         ^~~~~~~~~
+Add the argument.)~"},
         {"service=p key=env:K name=dateshift(days=30)", R"~(
-7314 the function cannot mask this type "dateshift"
+7314 the column's type cannot be masked by this function "dateshift"
 line 1, column 26 (byte 26)
 service=p key=env:K name=dateshift(days=30)
                          ^~~~~~~~~
@@ -626,7 +664,7 @@ service=p key=env:K name=hash(length=9) name.type=varchar(8)
                          ^~~~~~~~~~~~~~
 Shorten the result or declare a longer column.)~"},
         {"service=p key=env:K name=hash name.type=date", R"~(
-7314 the function cannot mask this type "hash"
+7314 the column's type cannot be masked by this function "hash"
 line 1, column 26 (byte 26)
 service=p key=env:K name=hash name.type=date
                          ^~~~
@@ -638,7 +676,7 @@ service=p name=fixed(abcd) name.type=char(3)
                ^~~~~~~~~~~
 Shorten the result or declare a longer column.)~"},
         {"service=p name=fixed(monday) name.type=date", R"~(
-7316 the fixed text is no value of the column's type "monday"
+7316 the column's type has no such value "monday"
 line 1, column 22 (byte 22)
 service=p name=fixed(monday) name.type=date
                      ^~~~~~
@@ -654,33 +692,45 @@ TEST(MaskingStringAttributes, say_what_is_wrong_with_them)
 line 1, column 31 (byte 31)
 service=p name=keep name.type=varhcar(20)
                               ^~~~~~~~~~~
-Did you mean "varchar"? Types: text, char, varchar, decimal, integer, date, timestamp.)~"},
+Did you mean "varchar(n)"? Types: text, char(n), varchar(n), decimal(p,s), integer, date, timestamp.)~"},
         {"service=p name=keep name.type=varchar", R"~(
 7215 unknown column type "varchar"
 line 1, column 31 (byte 31)
 service=p name=keep name.type=varchar
                               ^~~~~~~
-Types: text, char, varchar, decimal, integer, date, timestamp.)~"},
+Did you mean "varchar(n)"? Types: text, char(n), varchar(n), decimal(p,s), integer, date, timestamp.)~"},
+        {"service=p name=keep name.type=DATE", R"~(
+7215 unknown column type "DATE"
+line 1, column 31 (byte 31)
+service=p name=keep name.type=DATE
+                              ^~~~
+Did you mean "date"? Types: text, char(n), varchar(n), decimal(p,s), integer, date, timestamp.)~"},
+        {"service=p name=keep name.type=number", R"~(
+7215 unknown column type "number"
+line 1, column 31 (byte 31)
+service=p name=keep name.type=number
+                              ^~~~~~
+Types: text, char(n), varchar(n), decimal(p,s), integer, date, timestamp.)~"},
         {"service=p name=keep name.type=varchar(0)", R"~(
 7216 a column type's size is out of range "varchar(0)"
 line 1, column 31 (byte 31)
 service=p name=keep name.type=varchar(0)
                               ^~~~~~~~~~
-Correct the size.)~"},
+A length is from 1 to 1000000, a precision from 1 to 1000, a scale from 0 to the precision.)~"},
         {"service=p name=keep name.type=decimal(2,3)", R"~(
 7216 a column type's size is out of range "decimal(2,3)"
 line 1, column 31 (byte 31)
 service=p name=keep name.type=decimal(2,3)
                               ^~~~~~~~~~~~
-Correct the size.)~"},
+A length is from 1 to 1000000, a precision from 1 to 1000, a scale from 0 to the precision.)~"},
         {"service=p name=keep name.unique=false", R"~(
-7218 unique can only be true "false"
+7218 unknown value of unique "false"
 line 1, column 33 (byte 33)
 service=p name=keep name.unique=false
                                 ^~~~~
 Write true or remove the attribute.)~"},
         {"service=p name=keep name.unique=true(1)", R"~(
-7218 unique can only be true "true(1)"
+7218 unknown value of unique "true(1)"
 line 1, column 33 (byte 33)
 service=p name=keep name.unique=true(1)
                                 ^~~~~~~
@@ -702,13 +752,19 @@ Did you mean "mask"? Ways: keep, mask.)~"},
 line 1, column 20 (byte 20)
 service=p on_error=ignore name=keep
                    ^~~~~~
-Ways: null, fixed, stop.)~"},
+Ways: null, fixed('...'), stop.)~"},
+        {"service=p on_error=Stop name=keep", R"~(
+7224 unknown way to treat an error "Stop"
+line 1, column 20 (byte 20)
+service=p on_error=Stop name=keep
+                   ^~~~
+Did you mean "stop"? Ways: null, fixed('...'), stop.)~"},
         {"service=p on_error=fixed name=keep", R"~(
 7224 unknown way to treat an error "fixed"
 line 1, column 20 (byte 20)
 service=p on_error=fixed name=keep
                    ^~~~~
-Ways: null, fixed, stop.)~"},
+Did you mean "fixed('...')"? Ways: null, fixed('...'), stop.)~"},
         {"service=p on_error=fixed(a,b) name=keep", R"~(
 7302 unknown argument "b"
 line 1, column 20 (byte 20)
@@ -716,7 +772,7 @@ service=p on_error=fixed(a,b) name=keep
                    ^~~~~~~~~~
 This function takes no such argument.)~"},
         {"service=p on_error=fixed('abc') name=keep born=keep born.type=date", R"~(
-7316 the fixed text is no value of the column's type "abc"
+7316 the column's type has no such value "abc"
 line 1, column 20 (byte 20)
 service=p on_error=fixed('abc') name=keep born=keep born.typ...
                    ^~~~~~~~~~~~
@@ -777,6 +833,17 @@ line 1, column 26 (byte 26)
 service=p key=***
               ^~~
 Quote the value, or set arguments apart by commas.)~"},
+        {"service=p key hunter2hunter2 name=hash", std::string(R"~(
+7325 no = behind a key "key"
+line 1, column 15 (byte 15)
+)~") + "service=p key \n" + R"~(              ^
+Write key = value. A value of several words is quoted.)~"},
+        {"service=p kee=hunter2hunter2 name=keep", R"~(
+7328 unknown key "kee"
+line 1, column 11 (byte 11)
+service=p kee
+          ^~~
+Did you mean "key"?)~"},
         {"service=p key='two\nlines' name=kep", R"~(
 7227 the key is not named by its source
 line 1, column 15 (byte 15)
@@ -895,6 +962,17 @@ Correct the text.)~"},
 }
 // clang-format on
 
+TEST(MaskingStringLists, say_why_they_are_none)
+{
+    const std::string path = (std::filesystem::path(testing::TempDir()) / "velk list").string();
+    std::ofstream(path, std::ios::binary) << "one\n\ntwo\n";
+    const std::string message = message_of("service=p key=env:K a=dict(file='" + path + "')");
+    EXPECT_TRUE(message.starts_with("7319 not a list \"")) << message;
+    EXPECT_NE(message.find("\nline 1, column 23 (byte 23)\n"), std::string::npos) << message;
+    EXPECT_TRUE(message.ends_with("~\nline 2 is empty\nCorrect the file.")) << message;
+    std::filesystem::remove(path);
+}
+
 std::size_t longest_line(const std::string& text)
 {
     std::size_t longest = 0;
@@ -945,6 +1023,18 @@ TEST(MaskingStringSecrets, never_appear_in_any_message_about_a_string_that_holds
             EXPECT_NE(message, "") << text;
             EXPECT_EQ(message.find(secret), std::string::npos) << text << "\n" << message;
         }
+    }
+}
+
+TEST(MaskingStringSecrets, never_appear_behind_a_key_whose_sign_is_wrong_or_missing)
+{
+    const std::string secret = "TOPSECRET";
+    for (const std::string start : {"key ", "key: ", "key:", "key\u00A0=", "key \u2003= ", "key/", "key('",
+                                    "key\n", "key,", "key#", "key'", "kye=", "KEY = ", "\xEF\xBB\xBFkey "}) {
+        const std::string text = start + secret + " service=p name=keep";
+        const std::string message = message_of(text);
+        EXPECT_NE(message, "") << text;
+        EXPECT_EQ(message.find(secret), std::string::npos) << text << "\n" << message;
     }
 }
 

@@ -169,12 +169,14 @@ TEST(MaskingStringRecords, need_no_key_at_hand_to_be_built)
     set_environment("VELK_NO_SUCH_KEY", nullptr);
     EXPECT_EQ(Parsed("service=p key=env:VELK_NO_SUCH_KEY name=hash").code, 0);
     EXPECT_EQ(Parsed("service=p key=file:/no/such/file name=hash").code, 0);
+    EXPECT_EQ(Parsed("service=p key=file:/no/such/file: name=hash").code, 0);
 }
 
 TEST(MaskingStringRecords, need_no_key_where_no_rule_asks_for_one)
 {
     EXPECT_EQ(Parsed("service=p a=keep b=null c=fixed('x')").code, 0);
-    for (const char* rule : {"classes", "partial", "hash", "card", "email", "dict(list=cities)", "ff1"})
+    for (const char* rule : {"classes", "partial", "hash", "card", "email", "dict(list=cities)", "ff1",
+                             "dateshift(days=1) a.type=date", "noise(percent=1) a.type=integer"})
         EXPECT_EQ(Parsed(std::string("service=p a=") + rule).code, key_missing) << rule;
 }
 

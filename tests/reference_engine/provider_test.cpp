@@ -204,7 +204,7 @@ TEST_F(Providers, know_the_attributes_of_a_column)
     Service unknown_type;
     unknown_type.column("name", "keep", "", 20, "varhcar(20)");
     expect_code(try_start(unknown_type), type_unknown);
-    EXPECT_TRUE(contains(texts_of(type_unknown).trailing, u"Did you mean \"varchar\"?"));
+    EXPECT_TRUE(contains(texts_of(type_unknown).trailing, u"Did you mean \"varchar(n)\"?"));
     Service out_of_range;
     out_of_range.column("name", "keep", "", 0, "varchar(0)");
     expect_code(try_start(out_of_range), type_out_of_range);

@@ -145,6 +145,8 @@ public final class Rule {
 
   /**
    * The same rule in a scope: columns in one scope share their mapping, others have their own.
+   * Where there is no mapping ({@code keep}, {@code null}, {@code fixed}, {@code partial}), the
+   * engine refuses a scope.
    *
    * @param scope the scope's name
    * @return the rule in that scope

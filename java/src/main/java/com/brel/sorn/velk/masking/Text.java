@@ -96,12 +96,13 @@ final class Text {
     if (at < 0) {
       return;
     }
-    String before = maskingString.substring(0, at);
-    long line = 1 + before.chars().filter(unit -> unit == '\n').count();
-    int column = 1 + before.codePointCount(before.lastIndexOf('\n') + 1, at);
+    // Lines end as the engine has them end.
+    String[] lines = maskingString.substring(0, at).split("\r\n|\r|\n", -1);
+    String last = lines[lines.length - 1];
+    int column = 1 + last.codePointCount(0, last.length());
     String flaw = maskingString.charAt(at) == 0 ? "U+0000" : "half a surrogate pair";
     throw new IllegalArgumentException(
-        "line " + line + ", column " + column + " of the masking string contains " + flaw);
+        "line " + lines.length + ", column " + column + " of the masking string contains " + flaw);
   }
 
   private static boolean startsPair(String value, int index) {

@@ -12,10 +12,13 @@ import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.internal.FieldDefinition;
 import com.brel.sorn.velk.internal.ServiceDefinition;
 import java.nio.file.Path;
+import java.util.Arrays;
 import java.util.List;
 import java.util.Optional;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.CsvSource;
 
 class MaskingStringTest {
   private static final int FUNCTION_UNKNOWN = 7301;
@@ -47,6 +50,51 @@ class MaskingStringTest {
         assertEquals(built.mask(values).value(row, 0), parsed.mask(values).value(row, 0));
       }
       assertNotEquals("Zoë", parsed.mask(values).value(0, 0));
+    }
+  }
+
+  @ParameterizedTest
+  @CsvSource(
+      delimiter = '|',
+      nullValues = "-",
+      value = {
+        "keep      | -                 | text         | 0  | Zoë",
+        "null      | -                 | text         | 0  | Zoë",
+        "fixed     | gone😀            | text         | 5  | Zoë",
+        "partial   | keep_first=1      | varchar(9)   | 0  | Zoë",
+        "classes   | scope=people      | char(9)      | 0  | Zoë",
+        "hash      | -                 | text         | 32 | Zoë",
+        "card      | keep_first=6      | text         | 0  | 4012 8888 8888 1881",
+        "email     | domain=x.de       | text         | 17 | zoe@example.com",
+        "dict      | list=first_names  | varchar(20)  | 0  | Zoë",
+        "dateshift | days=9            | date         | 0  | 2024-02-29",
+        "dateshift | days=9            | timestamp    | 0  | 2024-02-29 12:00:00.5",
+        "noise     | percent=9         | decimal(9,2) | 0  | -12.50",
+        "noise     | percent=9         | integer      | 0  | 1250",
+        "ff1       | alphabet=letters  | text         | 0  | Wolfgang"
+      })
+  void everyFunctionMasksAlikeFromAStringAndFromJava(
+      String function, String arguments, String type, int longest, String value) {
+    String said = arguments == null ? "" : arguments;
+    Type declared =
+        switch (type) {
+          case "varchar(9)" -> Type.varchar(9);
+          case "varchar(20)" -> Type.varchar(20);
+          case "char(9)" -> Type.character(9);
+          case "date" -> Type.date();
+          case "timestamp" -> Type.timestamp();
+          case "decimal(9,2)" -> Type.decimal(9, 2);
+          case "integer" -> Type.integer();
+          default -> Type.text();
+        };
+    Rule rule = Rule.function(function, said, longest);
+    String string = "service=s key=env:MASK_KEY c=%s(%s) c.type=%s".formatted(function, said, type);
+    try (Engine engine = Engine.open();
+        MaskingService built = Columns.column(engine, declared, rule);
+        MaskingService parsed = engine.parse(string).open()) {
+      String masked = built.mask(rows(value)).value(0, 0);
+      assertEquals(masked, parsed.mask(rows(value)).value(0, 0));
+      assertEquals(function.equals("keep"), value.equals(masked));
     }
   }
 
@@ -117,7 +165,12 @@ class MaskingStringTest {
     Path file = folder.resolve("trace.json");
     try (Engine engine = Engine.open(Trace.all(file))) {
       for (String text :
-          List.of("service=s\nä=\0", "service=s\nä=\uD83D", "service=s\nä=\uDE00x")) {
+          List.of(
+              "service=s\nä=\0",
+              "service=s\r\nä=\0",
+              "service=s\rä=\0",
+              "service=s\nä=\uD83D",
+              "service=s\n😀=\uDE00x")) {
         IllegalArgumentException refusal =
             assertThrows(IllegalArgumentException.class, () -> engine.parse(text));
         assertTrue(refusal.getMessage().startsWith("line 2, column 3 of "), refusal.getMessage());
@@ -183,11 +236,29 @@ class MaskingStringTest {
     try (Engine engine = Engine.open();
         MaskingService fixed =
             engine.parse("service=s on_error=fixed(\"a\\u{1F600}\")" + column).open();
+        MaskingService none = engine.parse("service=s on_error=null" + column).open();
         MaskingService stop = engine.parse("service=s on_error=stop" + column).open()) {
       assertEquals("a😀", fixed.mask(rows("long")).value(0, 0));
       assertEquals("abc", fixed.mask(rows("abc")).value(0, 0));
       assertEquals("a😀", fixed.mask(rows("\0")).value(0, 0));
+      MaskedRows nulls = none.mask(rows("long", "abc"));
+      assertNull(nulls.value(0, 0));
+      assertEquals(VALUE_TOO_LONG, nulls.error(0, 0).orElseThrow().code());
+      assertEquals("abc", nulls.value(1, 0));
       assertThrows(VELKException.class, () -> stop.mask(rows("long")));
+    }
+  }
+
+  @Test
+  void theStringsOwnChoiceForNullsIsFollowed() {
+    String columns = " a=fixed('gone') b=classes b.type=varchar(3) c=keep";
+    List<List<String>> nulls = List.of(Arrays.asList(null, null, null));
+    try (Engine engine = Engine.open();
+        MaskingService keep = engine.parse("service=s key=env:MASK_KEY" + columns).open();
+        MaskingService mask =
+            engine.parse("service=s key=env:MASK_KEY on_null=mask" + columns).open()) {
+      assertEquals(Arrays.asList(null, null, null), keep.mask(nulls).row(0));
+      assertEquals(Arrays.asList("gone", null, null), mask.mask(nulls).row(0));
     }
   }
 

@@ -19,6 +19,14 @@ import org.junit.jupiter.api.Test;
 /** What the bridge allocates, counted call by call. */
 @Tag("native-helpers")
 class MemoryTest {
+  private static final String STRING =
+      """
+      service=people key=env:MASK_KEY on_error=null
+      name=classes name.type=varchar(40) "order no"=hash(length=12) "order no".unique=true
+      email=email(domain=example.com)
+      """;
+  private static final String KEYLESS = "service=people key=env:NO_SUCH_MASK_KEY name=classes";
+
   @BeforeAll
   static void watch() {
     NativeHelpers.watch();
@@ -102,6 +110,54 @@ class MemoryTest {
     for (int i = 0; i < 20; i++) {
       runOnce();
       assertEquals(before, NativeHelpers.engineBlocks());
+    }
+  }
+
+  @Test
+  void aMaskingStringLeavesNothingBehindButItsArrayOfPairs() {
+    try (Engine engine = Engine.open()) {
+      assertLeft(1, () -> engine.parse(STRING).close());
+      assertLeft(1, () -> maskOnce(engine.parse(STRING)));
+      assertLeft(1, () -> maskOnce(engine.parse(STRING).tellErrors()));
+      assertLeft(1, () -> assertThrows(VELKException.class, engine.parse(KEYLESS)::open));
+    }
+  }
+
+  /** Of a refused string the service's record stays, and the array of pairs if it came so far. */
+  @Test
+  void aRefusedMaskingStringLeavesItsServiceRecordBehindAndNoMoreThanThat() {
+    try (Engine engine = Engine.open()) {
+      String noText = STRING + " open='";
+      assertLeft(1, () -> assertThrows(VELKException.class, () -> engine.parse(noText)));
+      String noService = STRING + " note=hsah";
+      assertLeft(2, () -> assertThrows(VELKException.class, () -> engine.parse(noService)));
+    }
+  }
+
+  @Test
+  void aMaskingStringThatNeverReachesTheBridgeLeavesNothingBehind() {
+    try (Engine engine = Engine.open()) {
+      assertLeft(
+          0, () -> assertThrows(IllegalArgumentException.class, () -> engine.parse(STRING + "\0")));
+    }
+  }
+
+  /** So many blocks are left by each run, whoever allocated them and whoever was to free them. */
+  private static void assertLeft(long blocks, Runnable run) {
+    run.run(); // what is made once and kept
+    for (int i = 0; i < 50; i++) {
+      long allocations = NativeHelpers.bridgeAllocations() + NativeHelpers.engineAllocations();
+      long before = NativeHelpers.bridgeBlocks() + NativeHelpers.engineBlocks();
+      run.run();
+      assertEquals(before + blocks, NativeHelpers.bridgeBlocks() + NativeHelpers.engineBlocks());
+      long made = NativeHelpers.bridgeAllocations() + NativeHelpers.engineAllocations();
+      assertTrue(blocks == 0 || made > allocations + blocks, "the counters see the run");
+    }
+  }
+
+  private static void maskOnce(ParsedService parsed) {
+    try (MaskingService service = parsed.open()) {
+      service.mask(List.of(Arrays.asList("Zoë", null, "note"), List.of("x".repeat(41), "", "")));
     }
   }
 
