@@ -38,6 +38,13 @@ class LoaderTest {
   }
 
   @Test
+  void theDirectoryMayHaveANameInAnyLanguageOfTheMachine() throws Exception {
+    Path natives = copyOfNatives("Bücher à lire");
+    ChildJvm child = probe(bareJar(), "-Dvelk.library.dir=" + natives);
+    assertLoaded(child, "PROPERTY", natives);
+  }
+
+  @Test
   void thereIsNoFallbackBehindTheProperty() throws Exception {
     Path empty = Files.createDirectory(folder.resolve("empty"));
     ChildJvm child =
