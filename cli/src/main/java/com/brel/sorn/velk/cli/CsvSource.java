@@ -37,7 +37,13 @@ final class CsvSource implements Closeable {
             .maxBufferSize(LONGEST_VALUE)
             .build(new CsvRowHandler(), reader)
             .iterator();
-    ahead = read();
+    try {
+      ahead = read();
+    } catch (RuntimeException e) {
+      // Whoever wanted this object does not get it to close it.
+      close();
+      throw e;
+    }
   }
 
   boolean hasByteOrderMark() {

@@ -1,6 +1,8 @@
 package com.brel.sorn.velk.cli;
 
 import com.fasterxml.jackson.core.JsonProcessingException;
+import com.fasterxml.jackson.core.util.DefaultIndenter;
+import com.fasterxml.jackson.core.util.DefaultPrettyPrinter;
 import com.fasterxml.jackson.databind.ObjectMapper;
 import java.util.ArrayList;
 import java.util.List;
@@ -29,13 +31,16 @@ enum ReportFormat {
     @Override
     String write(Report report) {
       try {
-        return new ObjectMapper().writerWithDefaultPrettyPrinter().writeValueAsString(report)
-            + "\n";
+        return new ObjectMapper().writer(PRINTER).writeValueAsString(report) + "\n";
       } catch (JsonProcessingException e) {
         throw new IllegalStateException(e);
       }
     }
   };
+
+  /** Its lines end alike on every platform. */
+  private static final DefaultPrettyPrinter PRINTER =
+      new DefaultPrettyPrinter().withObjectIndenter(new DefaultIndenter("  ", "\n"));
 
   abstract String write(Report report);
 

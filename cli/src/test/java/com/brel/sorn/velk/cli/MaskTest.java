@@ -138,6 +138,24 @@ class MaskTest {
   }
 
   @Test
+  void everyFileMayHaveANameInAnyLanguage() throws IOException {
+    Path all = Files.createDirectory(folder.resolve("Zoë 王小明 😀"));
+    Path key = Files.writeString(all.resolve("ключ"), "a key of sixteen bytes");
+    Path names = Files.writeString(all.resolve("이름"), "one\ntwo\n");
+    Path rules = all.resolve("κανόνες");
+    Files.writeString(
+        rules, "service=s key='file:" + key + "' a=dict(file='" + names + "') b=hash(length=8)");
+    Path in = Files.writeString(all.resolve("入.csv"), "a,b\n1,2\n");
+    Path out = all.resolve("出.csv");
+    Path report = all.resolve("דוח");
+    Run.velk("mask", "-r", rules.toString(), in.toString(), out.toString(), "--report", "" + report)
+        .expect(ExitCode.DONE);
+    String masked = Files.readString(out);
+    assertTrue(masked.matches("a,b\n(one|two),[0-9a-f]{8}\n"), masked);
+    assertTrue(Files.readString(report).startsWith(in + " -> " + out), Files.readString(report));
+  }
+
+  @Test
   void theOutputAppearsWhenItIsCompleteInPlaceOfAFormerOne() throws IOException {
     Path in = Files.writeString(folder.resolve("in.csv"), "a,b\n1,2\n");
     Path out = Files.writeString(folder.resolve("out.csv"), "former");
@@ -151,8 +169,8 @@ class MaskTest {
   @Test
   void progressIsALineNowAndThenWhereThereIsNoTerminal() {
     Run run = Run.mask(SHORT, "a,b\n1,2\n").expect(ExitCode.DONE);
-    assertTrue(run.err().matches("(?s)1 rows, \\d+ rows/s\\n.*"), run.err());
-    assertFalse(run.err().contains("\r"), run.err());
+    assertTrue(run.err().matches("(?s)1 rows, \\d+ rows/s\\R.*"), run.err());
+    assertFalse(run.err().replace(System.lineSeparator(), "").contains("\r"), run.err());
   }
 
   @Test

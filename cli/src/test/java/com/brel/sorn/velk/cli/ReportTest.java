@@ -162,7 +162,7 @@ class ReportTest {
     Path file = folder.resolve("report.json");
     Run run = run("-q", "--report", file.toString(), "--report-format", "json");
     assertEquals("", run.err());
-    assertTrue(Files.readString(file).startsWith("{"));
+    assertTrue(Files.readString(file).startsWith("{\n  \"input\" : "));
   }
 
   @Test

@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.examples;
 
 import com.brel.sorn.velk.masking.Engine;
+import com.brel.sorn.velk.masking.EngineLibrary;
 import com.brel.sorn.velk.masking.FieldError;
 import com.brel.sorn.velk.masking.MaskedRows;
 import com.brel.sorn.velk.masking.MaskingService;
@@ -55,9 +56,9 @@ final class MaskCsv {
     List<List<String>> rows = lines.subList(1, lines.size());
     try (Engine engine = Engine.open();
         MaskingService people = describe(engine).open()) {
-      out.println(
-          engine.library().identification() + ", loaded from " + engine.library().directory());
-      out.println();
+      EngineLibrary library = engine.library();
+      // Lines end alike on every platform.
+      out.print(library.identification() + ", loaded from " + library.directory() + "\n\n");
       print(out, lines.get(0), rows, people.mask(rows));
     }
   }
@@ -91,12 +92,12 @@ final class MaskCsv {
     table.print(out);
 
     List<FieldError> errors = masked.errors();
-    out.println();
-    out.println(rows.size() + " rows masked, " + errors.size() + " values could not be masked:");
+    out.print(
+        "\n" + rows.size() + " rows masked, " + errors.size() + " values could not be masked:\n");
     for (FieldError error : errors) {
       String text = error.message().replaceFirst("^" + error.code() + " ", "");
       out.printf(
-          "  row %d, column %s, error %d: %s%n",
+          "  row %d, column %s, error %d: %s\n",
           error.row() + 1, error.columnName(), error.code(), text.replaceAll("\\R", " "));
     }
   }

@@ -35,7 +35,7 @@ final class Table {
         String cell = row.get(column);
         line.append(cell).append(" ".repeat(columnWidth(column) - width(cell) + 2));
       }
-      out.println(line.toString().stripTrailing());
+      out.print(line.toString().stripTrailing() + "\n");
     }
   }
 

@@ -21,7 +21,10 @@ public record EngineLibrary(String identification, Path directory, Source source
     LIBRARY_PATH,
     /**
      * The copy in the jar, unpacked to a temporary directory that only this user may enter. It is
-     * removed when the virtual machine ends normally; one that is killed leaves it behind.
+     * removed when the virtual machine ends normally; one that is killed leaves it behind. On
+     * Windows the directory is as private as the temporary files around it, which are this user's
+     * own unless {@code java.io.tmpdir} says otherwise, and no process can delete what it has
+     * loaded: there the next process that unpacks a copy removes those of processes that ended.
      */
     JAR
   }

@@ -5,13 +5,18 @@ import java.io.File;
 import java.io.IOException;
 import java.io.InputStream;
 import java.nio.charset.StandardCharsets;
+import java.nio.file.DirectoryIteratorException;
+import java.nio.file.DirectoryStream;
 import java.nio.file.Files;
 import java.nio.file.InvalidPathException;
 import java.nio.file.Path;
+import java.time.Instant;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.Locale;
 import java.util.Optional;
+import java.util.regex.Matcher;
+import java.util.regex.Pattern;
 
 /**
  * Loads the bridge and the engine's four libraries, all from one place: the directory that {@code
@@ -25,6 +30,9 @@ final class NativeLibraries {
 
   private static final String MARK = "@(#)";
   private static final String KNOWN_ENGINE = MARK + "VELK reference engine ";
+
+  /** How the folder of a copy is called: by the process that made it. */
+  private static final Pattern COPY = Pattern.compile("velk-(\\d{1,18})-\\d+");
 
   private static EngineLibrary loaded;
   private static EngineLoadException brokenOff;
@@ -88,8 +96,11 @@ final class NativeLibraries {
 
   /** The virtual machine removes the copy at its end, or this does where the copy is of no use. */
   private Optional<EngineLibrary> unpackAndLoad(String folder) throws IOException {
-    // Only this user may enter it.
-    Path directory = Files.createTempDirectory("velk-");
+    if (onWindows()) {
+      removeCopiesLeftBehind();
+    }
+    // Only this user may enter it, on Windows as far as that holds for every temporary file.
+    Path directory = Files.createTempDirectory("velk-" + ProcessHandle.current().pid() + "-");
     directory.toFile().deleteOnExit();
     Optional<EngineLibrary> found = Optional.empty();
     try {
@@ -112,6 +123,36 @@ final class NativeLibraries {
         Files.copy(in, target);
       }
     }
+  }
+
+  /**
+   * On Windows a process cannot delete what it has loaded, not even at its end: the next one does.
+   */
+  private static void removeCopiesLeftBehind() {
+    Path temporary = Path.of(System.getProperty("java.io.tmpdir"));
+    try (DirectoryStream<Path> copies = Files.newDirectoryStream(temporary, "velk-*")) {
+      for (Path copy : copies) {
+        if (isLeftBehind(copy)) {
+          delete(copy);
+        }
+      }
+    } catch (IOException | DirectoryIteratorException e) {
+      // They do no harm but take room: another process will find them.
+    }
+  }
+
+  /** Whether the process that made a copy has ended; another one may have its number by now. */
+  static boolean isLeftBehind(Path copy) throws IOException {
+    Matcher name = COPY.matcher(copy.getFileName().toString());
+    if (!name.matches()) {
+      return false;
+    }
+    Optional<ProcessHandle> process = ProcessHandle.of(Long.parseLong(name.group(1)));
+    if (process.isEmpty()) {
+      return true;
+    }
+    Instant made = Files.getLastModifiedTime(copy).toInstant();
+    return process.get().info().startInstant().filter(made::isBefore).isPresent();
   }
 
   /** What cannot be deleted yet is left to the virtual machine. */
@@ -186,7 +227,10 @@ final class NativeLibraries {
   /** The jar's folder for this machine, which its build names by the machine it ran on. */
   static String platform() {
     String system = System.getProperty("os.name").toLowerCase(Locale.ROOT);
-    String machine = System.getProperty("os.arch");
-    return (system.startsWith("windows") ? "windows" : system) + "-" + machine;
+    return (onWindows() ? "windows" : system) + "-" + System.getProperty("os.arch");
+  }
+
+  static boolean onWindows() {
+    return System.getProperty("os.name").startsWith("Windows");
   }
 }

@@ -6,11 +6,23 @@ import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.function.Consumer;
 
 /** A program in a virtual machine of its own, checked like this one. */
 record ChildJvm(int exitCode, String output) {
 
   static ChildJvm run(List<String> options, String classPath, String main, String... arguments)
+      throws IOException, InterruptedException {
+    return run(builder -> {}, options, classPath, main, arguments);
+  }
+
+  /** As above, in surroundings of its own. */
+  static ChildJvm run(
+      Consumer<ProcessBuilder> surroundings,
+      List<String> options,
+      String classPath,
+      String main,
+      String... arguments)
       throws IOException, InterruptedException {
     List<String> command = new ArrayList<>();
     command.add(Path.of(System.getProperty("java.home"), "bin", "java").toString());
@@ -18,12 +30,14 @@ record ChildJvm(int exitCode, String output) {
     command.addAll(options);
     command.addAll(List.of("-cp", classPath, main));
     command.addAll(List.of(arguments));
-    Process process = new ProcessBuilder(command).redirectErrorStream(true).start();
+    ProcessBuilder builder = new ProcessBuilder(command).redirectErrorStream(true);
+    surroundings.accept(builder);
+    Process process = builder.start();
     String output = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
     int exitCode = process.waitFor();
     // What the checker says in a child must be seen by whoever counts its warnings.
     System.out.print(output);
-    return new ChildJvm(exitCode, output);
+    return new ChildJvm(exitCode, output.replace(System.lineSeparator(), "\n"));
   }
 
   /** What a child says of native access itself goes before what this virtual machine was told. */
@@ -31,7 +45,10 @@ record ChildJvm(int exitCode, String output) {
     boolean mayLoad = own.stream().noneMatch(option -> option.contains("native-access"));
     return ManagementFactory.getRuntimeMXBean().getInputArguments().stream()
         .filter(
-            option -> option.startsWith("-Xcheck") || mayLoad && option.contains("native-access"))
+            option ->
+                option.startsWith("-Xcheck")
+                    || option.startsWith("-XX:")
+                    || mayLoad && option.contains("native-access"))
         .toList();
   }
 }

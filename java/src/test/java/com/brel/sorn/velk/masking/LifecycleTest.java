@@ -65,6 +65,15 @@ class LifecycleTest {
   }
 
   @Test
+  void theTraceFileMayHaveANameInAnyLanguage() throws Exception {
+    Path file = folder.resolve("Spur 王小明 😀.json");
+    try (Engine engine = Engine.open(Trace.all(file))) {
+      assertEquals("a", Columns.mask(engine, Type.text(), Rule.keep(), "a"));
+    }
+    assertEquals(1, TraceFile.read(file).count("VELK.terminateFramework0"));
+  }
+
+  @Test
   void closingTwiceDoesNothingMore() throws Exception {
     Path file = folder.resolve("trace.json");
     Engine engine = Engine.open(Trace.all(file));
@@ -148,7 +157,7 @@ class LifecycleTest {
 
   @Test
   void anEngineWhoseTraceCouldNotBeWrittenSaysSoAndIsClosed() {
-    Engine engine = Engine.open(Trace.all(Path.of("/dev/full")));
+    Engine engine = Engine.open(Trace.all(TraceFile.onFullDisk()));
     assertEquals("a", Columns.mask(engine, Type.text(), Rule.keep(), "a"));
     VELKException failure = assertThrows(VELKException.class, engine::close);
     assertEquals(TRACE_NOT_WRITTEN, failure.code());
@@ -159,7 +168,7 @@ class LifecycleTest {
 
   @Test
   void everyFailureOfACloseIsTold() {
-    Engine engine = Engine.open(Trace.all(Path.of("/dev/full")));
+    Engine engine = Engine.open(Trace.all(TraceFile.onFullDisk()));
     MaskingService service = column(engine, Type.text(), Rule.keep());
     Bridge.PROVIDER.terminateProvider0(service.handle());
     VELKException failure = assertThrows(VELKException.class, engine::close);

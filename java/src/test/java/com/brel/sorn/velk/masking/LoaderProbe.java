@@ -3,6 +3,7 @@ package com.brel.sorn.velk.masking;
 import java.io.IOException;
 import java.io.PrintStream;
 import java.nio.charset.StandardCharsets;
+import java.nio.file.FileSystems;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.attribute.PosixFilePermissions;
@@ -38,6 +39,9 @@ final class LoaderProbe {
   }
 
   private static String permissions(Path directory) throws IOException {
+    if (!FileSystems.getDefault().supportedFileAttributeViews().contains("posix")) {
+      return "those of the folder around it";
+    }
     return PosixFilePermissions.toString(Files.getPosixFilePermissions(directory));
   }
 }

@@ -2,6 +2,7 @@ package com.brel.sorn.velk.masking;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
@@ -13,6 +14,9 @@ import java.net.URISyntaxException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.attribute.FileTime;
+import java.time.Duration;
+import java.time.Instant;
 import java.util.List;
 import java.util.jar.JarEntry;
 import java.util.jar.JarOutputStream;
@@ -31,6 +35,13 @@ class LoaderTest {
   void thePropertyNamesTheDirectory() throws Exception {
     ChildJvm child = probe(bareJar(), "-Dvelk.library.dir=" + NATIVES);
     assertLoaded(child, "PROPERTY", NATIVES);
+  }
+
+  @Test
+  void theDirectoryMayHaveANameInAnyLanguageOfTheMachine() throws Exception {
+    Path natives = copyOfNatives("Bücher à lire");
+    ChildJvm child = probe(bareJar(), "-Dvelk.library.dir=" + natives);
+    assertLoaded(child, "PROPERTY", natives);
   }
 
   @Test
@@ -78,20 +89,56 @@ class LoaderTest {
   }
 
   @Test
-  void theCopyInTheJarIsUnpackedPrivatelyAndRemovedAtTheEnd() throws Exception {
+  void theCopyInTheJarIsUnpackedPrivatelyAndRemoved() throws Exception {
     Path temporary = Files.createDirectory(folder.resolve("temporary"));
+    String jar = jarWithNatives().toString();
+    List<Path> left = unpackAndMask(jar, temporary);
+    if (!NativeLibraries.onWindows()) {
+      assertEquals(List.of(), left);
+      return;
+    }
+    // There the next process removes it.
+    assertEquals(1, left.size());
+    List<Path> leftNext = unpackAndMask(jar, temporary);
+    assertEquals(1, leftNext.size());
+    assertNotEquals(left, leftNext);
+  }
+
+  /** What a process that loads the copy in the jar leaves in its temporary folder. */
+  private List<Path> unpackAndMask(String jar, Path temporary) throws Exception {
     ChildJvm child =
         probe(
-            jarWithNatives(),
+            Path.of(jar),
             "-Djava.io.tmpdir=" + temporary,
             "-Djava.library.path=" + folder.resolve("missing"));
     assertSays(child, "source: JAR");
-    assertSays(child, "permissions: rwx------\n");
+    String permissions =
+        NativeLibraries.onWindows() ? "those of the folder around it" : "rwx------";
+    assertSays(child, "permissions: " + permissions + "\n");
     assertSays(child, "directory: " + temporary.resolve("velk-"));
     assertSays(child, "masked: ok");
     try (Stream<Path> left = Files.list(temporary)) {
-      assertEquals(List.of(), left.toList());
+      return left.toList();
     }
+  }
+
+  @Test
+  void aCopyIsLeftBehindWhenTheProcessThatMadeItHasEnded() throws Exception {
+    assertFalse(isLeftBehind("velk-" + ProcessHandle.current().pid() + "-1", Instant.now()));
+    // A process of the past had the same number.
+    Instant past = Instant.now().minus(Duration.ofDays(1));
+    assertTrue(isLeftBehind("velk-" + ProcessHandle.current().pid() + "-2", past));
+    assertTrue(isLeftBehind("velk-" + Integer.MAX_VALUE + "-3", Instant.now()));
+    for (String other :
+        List.of("velk-4", "velk-x-4", "velk-4-x", "velk-" + "9".repeat(30) + "-4")) {
+      assertFalse(isLeftBehind(other, past), other);
+    }
+  }
+
+  private boolean isLeftBehind(String name, Instant made) throws IOException {
+    Path copy = Files.createDirectory(folder.resolve(name));
+    Files.setLastModifiedTime(copy, FileTime.from(made));
+    return NativeLibraries.isLeftBehind(copy);
   }
 
   @Test
@@ -106,7 +153,9 @@ class LoaderTest {
               "-Djava.io.tmpdir=" + temporary,
               "-Djava.library.path=" + folder.resolve("missing"));
       assertSays(child, "attempt 0: the native libraries could not be loaded; tried:\n");
-      assertSays(child, "temporary files: []\n");
+      // On Windows what was loaded before the broken one stays until the next process.
+      boolean stays = NativeLibraries.onWindows() && name.equals("VELKJNI");
+      assertEquals(stays, !child.output().contains("temporary files: []\n"), child.output());
     }
   }
 
@@ -172,13 +221,40 @@ class LoaderTest {
         "VELK reference engine 1.2.3", identify("\u007fELF\0@(#)VELK reference engine 1.2.3\0x"));
   }
 
+  @Test
+  void librariesOfTheSameNameElsewhereAreNotTaken() throws Exception {
+    Path elsewhere = copyOfNatives("elsewhere");
+    for (String name : NativeLibraries.NAMES) {
+      damage(elsewhere.resolve(System.mapLibraryName(name)));
+    }
+    String path = NativeLibraries.onWindows() ? "PATH" : "LD_LIBRARY_PATH";
+    ChildJvm child =
+        ChildJvm.run(
+            builder -> {
+              builder.directory(elsewhere.toFile());
+              builder
+                  .environment()
+                  .merge(path, elsewhere.toString(), (old, own) -> own + File.pathSeparator + old);
+            },
+            List.of("-Dvelk.library.dir=" + NATIVES),
+            bareJar() + File.pathSeparator + codeOf(LoaderProbe.class),
+            LoaderProbe.class.getName(),
+            "1");
+    assertLoaded(child, "PROPERTY", NATIVES);
+  }
+
   /** Makes a library one of another machine. */
   private static void damage(Path library) throws IOException {
-    int machine = 18;
     try (RandomAccessFile file = new RandomAccessFile(library.toFile(), "rw")) {
-      file.seek(machine);
+      file.seek(NativeLibraries.onWindows() ? placeOfWindowsMachine(file) : 18);
       file.write(0xB7);
     }
+  }
+
+  /** Behind the four bytes that start the header proper, whose place is told in the first one. */
+  private static long placeOfWindowsMachine(RandomAccessFile file) throws IOException {
+    file.seek(0x3C);
+    return Integer.toUnsignedLong(Integer.reverseBytes(file.readInt())) + 4;
   }
 
   private String identify(String content) throws IOException {

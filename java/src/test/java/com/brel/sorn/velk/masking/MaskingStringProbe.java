@@ -1,6 +1,8 @@
 package com.brel.sorn.velk.masking;
 
+import com.sun.management.OperatingSystemMXBean;
 import java.io.IOException;
+import java.lang.management.ManagementFactory;
 import java.nio.file.Files;
 import java.nio.file.Path;
 
@@ -17,9 +19,9 @@ final class MaskingStringProbe {
     }
     try (Engine engine = Engine.open()) {
       repeat(engine, text.toString());
-      long before = residentKilobytes();
+      long before = heldKilobytes();
       repeat(engine, text.toString());
-      System.out.println("grown by " + Math.max(0, residentKilobytes() - before) + " KiB");
+      System.out.println("grown by " + Math.max(0, heldKilobytes() - before) + " KiB");
     }
   }
 
@@ -32,7 +34,13 @@ final class MaskingStringProbe {
     }
   }
 
-  private static long residentKilobytes() throws IOException {
+  /** What the process holds: on Windows all that it was promised, elsewhere what it has touched. */
+  private static long heldKilobytes() throws IOException {
+    if (NativeLibraries.onWindows()) {
+      return ManagementFactory.getPlatformMXBean(OperatingSystemMXBean.class)
+              .getCommittedVirtualMemorySize()
+          / 1024;
+    }
     return Files.readAllLines(Path.of("/proc/self/status")).stream()
         .filter(line -> line.startsWith("VmRSS"))
         .mapToLong(line -> Long.parseLong(line.replaceAll("\\D", "")))

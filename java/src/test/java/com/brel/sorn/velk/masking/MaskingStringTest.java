@@ -317,6 +317,8 @@ class MaskingStringTest {
             "-Xms32m",
             "-Xmx32m",
             "-XX:+AlwaysPreTouch",
+            // The other compiler takes megabytes whenever it likes.
+            "-XX:TieredStopAtLevel=1",
             "-Dvelk.library.dir=" + System.getProperty("velk.library.dir"));
     String main = MaskingStringProbe.class.getName();
     ChildJvm child = ChildJvm.run(options, System.getProperty("java.class.path"), main);

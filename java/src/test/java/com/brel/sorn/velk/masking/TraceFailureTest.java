@@ -11,7 +11,6 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import com.brel.sorn.velk.Field;
 import com.brel.sorn.velk.Row;
 import com.brel.sorn.velk.VELKException;
-import java.nio.file.Path;
 import java.util.List;
 import java.util.Set;
 import java.util.TreeSet;
@@ -184,7 +183,7 @@ class TraceFailureTest {
 
   @Test
   void aFailureOfTheReleaseDoesNotHideTheOneBeforeIt() {
-    Engine engine = Engine.open(Trace.all(Path.of("/dev/full")));
+    Engine engine = Engine.open(Trace.all(TraceFile.onFullDisk()));
     // The scopes of both calls that end the framework go before.
     NativeHelpers.failTraceScope(3, 1, STATUS);
     VELKException failure = assertThrows(VELKException.class, engine::close);
@@ -197,7 +196,7 @@ class TraceFailureTest {
   @Test
   void aTraceThatCouldNotBeWrittenLeavesNoRecordBehind() {
     long before = NativeHelpers.bridgeBlocks();
-    Engine engine = Engine.open(Trace.all(Path.of("/dev/full")));
+    Engine engine = Engine.open(Trace.all(TraceFile.onFullDisk()));
     Columns.column(engine, Type.text(), Rule.keep()).mask(rows("a"));
     assertThrows(VELKException.class, engine::close);
     assertEquals(before, NativeHelpers.bridgeBlocks());

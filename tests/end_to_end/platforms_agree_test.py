@@ -1,0 +1,126 @@
+#!/usr/bin/env python3
+"""What is masked, traced and reported is the same on Windows as on Linux: the demo's people, masked on both.
+
+The jars must have been packaged with the natives of both, as `run` does it for Windows.
+"""
+
+import concurrent.futures
+import json
+import pathlib
+import re
+import shutil
+import tempfile
+import unittest
+
+from platforms import ROOT, Linux, Windows
+
+JAVA = {Linux: ROOT / "build" / "tools" / "java25", Windows: ROOT / "build" / "tools" / "java25-windows"}
+# Outside of every one-byte code page, and inside of some.
+VARIABLES = {"MASK_KEY": "a clé, a 鍵 and a 😀", "VELK_TRACE": "all"}
+SOME_NOT_MASKED = 3
+ADDRESS = re.compile(r"0x0*[1-9a-f][0-9a-f]*")
+OTHER_FILES = "service=s key='file:schlüssel 鍵 😀' a=dict(file='städte 市 😀') b=hash"
+
+
+def masked_on(kind, folder):
+    """Everything that the runs on a platform leave, by its name."""
+    platform = kind(JAVA[kind])
+    for name in ["people.csv", "people.rules"]:
+        shutil.copy(ROOT / "examples" / name, folder)
+    (folder / "other.rules").write_text(OTHER_FILES, encoding="utf-8")
+    (folder / "schlüssel 鍵 😀").write_text("sixteen bytes or more, in a file", encoding="utf-8")
+    (folder / "städte 市 😀").write_text("Zürich\n東京\nΘεσσαλονίκη\n", encoding="utf-8")
+    (folder / "prénoms.csv").write_text("a,b\n1,x\n2,y\n3,z\n", encoding="utf-8")
+
+    def java(trace, arguments, ends_with=0):
+        output, code = platform.run([f"-Djava.io.tmpdir={platform.path(folder)}", *arguments],
+                                    variables={**VARIABLES, "VELK_TRACE_FILE": trace}, folder=folder, checked=False)
+        if code != ends_with:
+            raise AssertionError(f"{platform.name}: exit code {code}\n{output}")
+        return output.encode()
+
+    examples = ROOT / "examples" / "target"
+    classes = platform.class_path(examples / "velk-examples-0.1.0.jar", examples / "lib" / "*")
+    velk = ["-jar", platform.path(ROOT / "cli" / "target" / "velk-cli-0.1.0.jar"), "mask", "--report-format", "json"]
+    shown = java("shown.trace", ["-cp", classes, "com.brel.sorn.velk.examples.MaskCsv", "people.csv"])
+    java("people.trace", [*velk, "--report", "people.report", "-r", "people.rules", "people.csv", "masked.csv"],
+         SOME_NOT_MASKED)
+    java("spur 跡 😀", [*velk, "--report", "noms.report", "-r", "other.rules", "prénoms.csv", "masqués.csv"])
+    return {
+        "what the example shows": re.sub(rb"(?<=loaded from ).*", b"a folder", shown),
+        "the masked people": (folder / "masked.csv").read_bytes(),
+        "the report on the people": (folder / "people.report").read_bytes(),
+        "the trace of the example": comparable(folder / "shown.trace"),
+        "the trace of the people": comparable(folder / "people.trace"),
+        "files with names in any language": (folder / "masqués.csv").read_bytes(),
+        "the report on them": (folder / "noms.report").read_bytes(),
+        "the trace of them": comparable(folder / "spur 跡 😀"),
+    }
+
+
+def comparable(trace):
+    """The records of a trace, with placeholders for times, processes, threads and addresses."""
+    events = json.loads(trace.read_text(encoding="utf-8"))
+    for event in events:
+        event.update(ts="time", pid="process", tid="thread")
+        for name, value in event.get("args", {}).items():
+            if isinstance(value, str) and ADDRESS.fullmatch(value):
+                event["args"][name] = "address"
+    return events
+
+
+def differences(one, other):
+    """The names of what is not the same on both."""
+    return sorted(name for name in one.keys() | other.keys() if one.get(name) != other.get(name))
+
+
+class PlatformsAgree(unittest.TestCase):
+    maxDiff = 2000
+
+    @classmethod
+    def setUpClass(cls):
+        with concurrent.futures.ThreadPoolExecutor() as pool, tempfile.TemporaryDirectory() as name:
+            folders = [pathlib.Path(name) / kind.name for kind in JAVA]
+            for folder in folders:
+                folder.mkdir()
+            cls.linux, cls.windows = pool.map(masked_on, JAVA, folders)
+
+    def test_everything_is_the_same_on_both(self):
+        self.assertEqual([], differences(self.linux, self.windows))
+        for name in self.linux:
+            with self.subTest(name):
+                self.assertEqual(self.linux[name], self.windows[name])
+
+    def test_the_people_are_masked_reported_and_traced(self):
+        rows = self.linux["the masked people"].decode().splitlines()
+        self.assertEqual("id,name,city,card,email,note", rows[0])
+        self.assertNotIn("Zoë", "".join(rows))
+        self.assertEqual(50, json.loads(self.linux["the report on the people"])["rows"])
+        self.assertIn(b"50 rows masked", self.linux["what the example shows"])
+        for trace in ["the trace of the example", "the trace of the people", "the trace of them"]:
+            operations = {event["name"] for event in self.linux[trace]}
+            self.assertLessEqual({"VELK.initializeFramework0", "Field.toC", "Field.toJava"}, operations)
+
+    def test_names_come_from_the_list_in_the_file(self):
+        masked = self.linux["files with names in any language"].decode().splitlines()
+        self.assertEqual(4, len(masked))
+        for row in masked[1:]:
+            self.assertRegex(row, "^(Zürich|東京|Θεσσαλονίκη),[0-9a-f]+$")
+
+    def test_a_planted_difference_is_noticed(self):
+        """One byte, one count, one record that is missing, one that says another line."""
+        for name, content in self.windows.items():
+            if isinstance(content, bytes):
+                planted = [content[:-2] + bytes([content[-2] ^ 1]) + content[-1:], content.replace(b"\n", b"\r\n")]
+            else:
+                args = {**content[0]["args"], "line": content[0]["args"]["line"] + 1}
+                planted = [content[1:], [{**content[0], "args": args}, *content[1:]]]
+            for other in planted:
+                self.assertEqual([name], differences(self.windows, {**self.windows, name: other}))
+        report = self.windows["the report on the people"]
+        fewer = {**self.windows, "the report on the people": report.replace(b'"masked" : 47', b'"masked" : 46')}
+        self.assertEqual(["the report on the people"], differences(self.windows, fewer))
+
+
+if __name__ == "__main__":
+    unittest.main()
