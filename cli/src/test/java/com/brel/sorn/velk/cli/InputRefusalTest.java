@@ -64,6 +64,15 @@ class InputRefusalTest {
   }
 
   @Test
+  void aRowOfMoreCharactersThanFitIsTold() throws IOException {
+    String value = "x".repeat(com.brel.sorn.velk.cli.CsvSource.LONGEST_VALUE - 9);
+    String rest = "x".repeat(9);
+    assertRefused(
+        "a,b\n1,2\n" + value + "," + value + "," + rest + "," + rest + ",1\n",
+        "the row behind that in line 2: it has more than 8388608 characters");
+  }
+
+  @Test
   void aCharacterBehindAClosingQuoteIsTold() throws IOException {
     assertRefused("a,b\n\"1\"x,2\n", "a character stands behind a closing quote");
   }

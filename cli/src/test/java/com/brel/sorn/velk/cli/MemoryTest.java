@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.cli;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.BufferedWriter;
@@ -44,7 +45,32 @@ class MemoryTest {
     assertEquals(-1, Files.mismatch(in, out));
   }
 
-  private static void mask(String heap, String rules, Path in, Path out)
+  @Test
+  void theLongestRowIsMaskedInTheHeapOfTheLauncher() throws Exception {
+    Path in = folder.resolve("in.csv");
+    Path out = folder.resolve("out.csv");
+    String value = "я".repeat(CsvSource.LONGEST_VALUE - 10_000);
+    Files.writeString(in, "a,b\n" + (value + "," + value + "\n").repeat(3));
+    mask("-Xmx256m", "service=s a=keep b=keep", in, out);
+    assertEquals(-1, Files.mismatch(in, out));
+  }
+
+  @Test
+  void aHeapThatIsTooSmallIsToldAndLeavesNoOutput() throws Exception {
+    Path in = folder.resolve("in.csv");
+    Path out = folder.resolve("out.csv");
+    Files.writeString(in, "a\n" + "я".repeat(CsvSource.LONGEST_VALUE - 10_000) + "\n");
+    String told = run("-Xmx16m", "service=s a=keep", in, out, ExitCode.INTERNAL);
+    assertTrue(told.contains("velk: out of memory; "), told);
+    assertFalse(Files.exists(out));
+  }
+
+  private static void mask(String heap, String rules, Path in, Path out) throws Exception {
+    String told = run(heap, rules, in, out, ExitCode.DONE);
+    assertTrue(told.contains("values could not be masked"), told);
+  }
+
+  private static String run(String heap, String rules, Path in, Path out, int exitCode)
       throws IOException, InterruptedException {
     Process process =
         new ProcessBuilder(
@@ -63,7 +89,7 @@ class MemoryTest {
             .redirectErrorStream(true)
             .start();
     String told = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
-    assertEquals(0, process.waitFor(), told);
-    assertTrue(told.contains("values could not be masked"), told);
+    assertEquals(exitCode, process.waitFor(), told);
+    return told;
   }
 }
