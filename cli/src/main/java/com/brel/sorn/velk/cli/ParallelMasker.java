@@ -30,8 +30,8 @@ final class ParallelMasker {
     progress = told;
     try {
       for (Slice slice : slices) {
-        SliceTask part = task.of(slice, OutputFile.beside(output).toString());
-        processes.add(new SliceProcess(part, json, this::update));
+        SliceTask part = task.of(slice, Output.beside(output).toString());
+        processes.add(new SliceProcess(part, processes.size() + 1, json, this::update));
       }
       for (SliceProcess process : processes) {
         report.add(await(process));

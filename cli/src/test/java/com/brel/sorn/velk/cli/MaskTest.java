@@ -56,6 +56,8 @@ class MaskTest {
     Run.velk("mask", "-s", SHORT, "-r", in, in, "-").expect(ExitCode.USAGE);
     Run.velk("mask", "-s", SHORT, "-j", "0", in, "out").expect(ExitCode.USAGE);
     Run.velk("mask", "-s", SHORT, "-j", "2", in, "-").expect(ExitCode.USAGE);
+    Run.velk("mask", "-s", SHORT, "-j", "2", "-", "out").expect(ExitCode.USAGE);
+    Run.velk("mask", "-s", SHORT, "-j", "2", folder.toString(), "out").expect(ExitCode.USAGE);
     Run.velk("mask", "-s", SHORT, "--on-error", "keep", in, "-").expect(ExitCode.USAGE);
     Run.velk("mask", "-s", SHORT, "--max-errors", "-1", in, "-").expect(ExitCode.USAGE);
     Run same = Run.velk("mask", "-s", SHORT, in, in).expect(ExitCode.USAGE);

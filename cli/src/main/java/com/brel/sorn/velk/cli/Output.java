@@ -12,25 +12,36 @@ import java.nio.file.StandardOpenOption;
 import java.util.UUID;
 
 /**
- * A file that appears under its name only when it is complete. Until then it has another name
- * beside it; closed without {@link #commit}, and when the process is stopped, it is removed.
+ * What is written: {@code -} for standard output, or a file that appears under its name only when
+ * it is complete. Until then it has another name beside it; closed without {@link #commit}, and
+ * when the process is stopped, it is removed.
  */
-final class OutputFile implements Closeable {
+final class Output implements Closeable {
   private final Path target;
   private final Path temporary;
   private final OutputStream stream;
   private boolean committed;
 
-  OutputFile(Path target) throws IOException {
+  Output(String name, Streams streams) {
+    if (Input.isStandard(name)) {
+      target = null;
+      temporary = null;
+      stream = streams.out();
+      return;
+    }
+    target = Path.of(name);
     if (Files.exists(target, LinkOption.NOFOLLOW_LINKS) && !Files.isRegularFile(target)) {
       throw Failure.inputOutput(target + " is no regular file; \"-\" is standard output");
     }
-    this.target = target;
     temporary = beside(target);
-    stream =
-        new BufferedOutputStream(
-            Files.newOutputStream(
-                temporary, StandardOpenOption.CREATE_NEW, StandardOpenOption.WRITE));
+    try {
+      stream =
+          new BufferedOutputStream(
+              Files.newOutputStream(
+                  temporary, StandardOpenOption.CREATE_NEW, StandardOpenOption.WRITE));
+    } catch (IOException e) {
+      throw failed(e);
+    }
     temporary.toFile().deleteOnExit();
   }
 
@@ -45,15 +56,28 @@ final class OutputFile implements Closeable {
 
   /** Gives the file its name, in the place of a former file of that name. */
   void commit() throws IOException {
-    stream.close();
-    Files.move(
-        temporary, target, StandardCopyOption.ATOMIC_MOVE, StandardCopyOption.REPLACE_EXISTING);
+    if (target == null) {
+      stream.flush();
+      return;
+    }
+    try {
+      stream.close();
+      Files.move(
+          temporary, target, StandardCopyOption.ATOMIC_MOVE, StandardCopyOption.REPLACE_EXISTING);
+    } catch (IOException e) {
+      throw failed(e);
+    }
     committed = true;
+  }
+
+  /** Told by the name that the user knows. */
+  private Failure failed(IOException e) {
+    return Failure.inputOutput(target + ": " + Reason.of(e));
   }
 
   @Override
   public void close() throws IOException {
-    if (!committed) {
+    if (target != null && !committed) {
       try {
         stream.close();
       } finally {
