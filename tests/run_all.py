@@ -64,6 +64,7 @@ def layers():
             yield f"{name} ({preset})", [f"build/{preset}/bin/{name}"], googletest
     yield "fuzz", ["scripts/fuzz", "60"], one_check
     yield "java", ["mvn", "-B", "-ntp", "verify"], surefire
+    yield "demo", ["scripts/demo"], one_check
     yield "end to end, Java 17", [end_to_end, JDK17], closing_line
     yield "end to end, Java 25", [end_to_end, JAVA25], closing_line
 

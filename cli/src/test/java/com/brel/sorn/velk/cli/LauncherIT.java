@@ -226,6 +226,14 @@ class LauncherIT {
   }
 
   @Test
+  void aShellLearnsToComplete() throws Exception {
+    Files.writeString(folder.resolve("in"), "");
+    String learn = "source <(\"$0\" generate-completion) && complete -p velk";
+    Ended run = start(Map.of(), "bash", "-c", learn, LAUNCHER.toString());
+    assertTrue(run.out().startsWith("complete "), run.err());
+  }
+
+  @Test
   void thereAreAManPageForEachSubcommandAndACompletion() throws IOException {
     Path man = Path.of(System.getProperty("velk.man"));
     for (String page : List.of("velk", "velk-mask", "velk-check", "velk-preview", "velk-init")) {
