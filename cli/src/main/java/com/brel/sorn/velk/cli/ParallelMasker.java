@@ -35,11 +35,11 @@ final class ParallelMasker {
       }
       for (SliceProcess process : processes) {
         report.add(await(process));
+        // While the later ones are still at work.
+        Files.copy(process.output(), out);
+        Files.delete(process.output());
       }
       task.policy().check(report.errorCount());
-      for (SliceProcess process : processes) {
-        Files.copy(process.output(), out);
-      }
     } finally {
       end();
     }
