@@ -9,7 +9,6 @@ import java.nio.file.LinkOption;
 import java.nio.file.Path;
 import java.nio.file.StandardCopyOption;
 import java.nio.file.StandardOpenOption;
-import java.util.UUID;
 
 /**
  * What is written: {@code -} for standard output, or a file that appears under its name only when
@@ -47,7 +46,9 @@ final class Output implements Closeable {
 
   /** A name that nobody else uses, in the directory of a file. */
   static Path beside(Path target) {
-    return target.resolveSibling("." + target.getFileName() + "." + UUID.randomUUID() + ".part");
+    // Neither another process's nor one that a killed process left behind.
+    String own = ProcessHandle.current().pid() + "-" + System.nanoTime();
+    return target.resolveSibling("." + target.getFileName() + "." + own + ".part");
   }
 
   OutputStream stream() {

@@ -1,6 +1,9 @@
 package com.brel.sorn.velk.cli;
 
 import com.fasterxml.jackson.core.JsonProcessingException;
+import com.fasterxml.jackson.core.PrettyPrinter;
+import com.fasterxml.jackson.core.util.DefaultIndenter;
+import com.fasterxml.jackson.core.util.DefaultPrettyPrinter;
 import com.fasterxml.jackson.databind.ObjectMapper;
 import java.util.ArrayList;
 import java.util.List;
@@ -29,8 +32,7 @@ enum ReportFormat {
     @Override
     String write(Report report) {
       try {
-        return new ObjectMapper().writerWithDefaultPrettyPrinter().writeValueAsString(report)
-            + "\n";
+        return new ObjectMapper().writer(inLines()).writeValueAsString(report) + "\n";
       } catch (JsonProcessingException e) {
         throw new IllegalStateException(e);
       }
@@ -38,6 +40,11 @@ enum ReportFormat {
   };
 
   abstract String write(Report report);
+
+  /** Its lines end alike on every platform. */
+  private static PrettyPrinter inLines() {
+    return new DefaultPrettyPrinter().withObjectIndenter(new DefaultIndenter("  ", "\n"));
+  }
 
   private static List<List<String>> table(Report report) {
     List<List<String>> table = new ArrayList<>();

@@ -149,6 +149,19 @@ class LauncherIT {
   }
 
   @Test
+  void aRecentJavaHasNothingToWarnOf() throws Exception {
+    Path in = Files.writeString(folder.resolve("in"), "a\nx\n");
+    String out = folder.resolve("out.csv").toString();
+    Map<String, String> java = Map.of("VELK_JAVA_HOME", System.getProperty("velk.recent.java"));
+    for (String jobs : List.of("1", "2")) {
+      String rules = "service=s a=keep";
+      String[] arguments = {"mask", "-q", "-j", jobs, "-s", rules, in.toString(), out};
+      Ended run = start(java, LAUNCHER.toString(), arguments);
+      assertEquals(new Ended(ExitCode.DONE, "", ""), run);
+    }
+  }
+
+  @Test
   void whatIsToldIsUtf8WhateverThePlatformPrefers() throws Exception {
     Files.writeString(folder.resolve("in"), "naïve\nä\n");
     Map<String, String> options = Map.of("VELK_JAVA_OPTIONS", "-Dfile.encoding=ISO-8859-1");

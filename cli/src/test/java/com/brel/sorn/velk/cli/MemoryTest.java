@@ -5,8 +5,6 @@ import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.BufferedWriter;
-import java.io.IOException;
-import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.List;
@@ -60,36 +58,16 @@ class MemoryTest {
     Path in = folder.resolve("in.csv");
     Path out = folder.resolve("out.csv");
     Files.writeString(in, "a\n" + "я".repeat(CsvSource.LONGEST_VALUE - 10_000) + "\n");
-    String told = run("-Xmx16m", "service=s a=keep", in, out, ExitCode.INTERNAL);
-    assertTrue(told.contains("velk: out of memory; "), told);
+    Run run = run("-Xmx16m", "service=s a=keep", in, out).expect(ExitCode.INTERNAL);
+    assertTrue(run.err().contains("velk: out of memory; "), run.err());
     assertFalse(Files.exists(out));
   }
 
   private static void mask(String heap, String rules, Path in, Path out) throws Exception {
-    String told = run(heap, rules, in, out, ExitCode.DONE);
-    assertTrue(told.contains("values could not be masked"), told);
+    run(heap, rules, in, out).expect(ExitCode.DONE);
   }
 
-  private static String run(String heap, String rules, Path in, Path out, int exitCode)
-      throws IOException, InterruptedException {
-    Process process =
-        new ProcessBuilder(
-                List.of(
-                    Path.of(System.getProperty("java.home"), "bin", "java").toString(),
-                    heap,
-                    "-Dvelk.library.dir=" + System.getProperty("velk.library.dir"),
-                    "-cp",
-                    System.getProperty("java.class.path"),
-                    Velk.class.getName(),
-                    "mask",
-                    "-s",
-                    rules,
-                    in.toString(),
-                    out.toString()))
-            .redirectErrorStream(true)
-            .start();
-    String told = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
-    assertEquals(exitCode, process.waitFor(), told);
-    return told;
+  private static Run run(String heap, String rules, Path in, Path out) throws Exception {
+    return Run.ofItsOwn(List.of(heap), "mask", "-s", rules, in.toString(), out.toString());
   }
 }

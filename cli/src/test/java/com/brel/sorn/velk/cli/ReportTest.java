@@ -167,6 +167,24 @@ class ReportTest {
   }
 
   @Test
+  void linesEndAlikeOnEveryPlatform() throws Exception {
+    for (String format : List.of("text", "json")) {
+      Run run =
+          Run.ofItsOwn(
+              List.of("-Dline.separator=\r\n"),
+              "mask",
+              "-s",
+              RULES,
+              in.toString(),
+              out.toString(),
+              "--report-format",
+              format);
+      assertFalse(run.expect(ExitCode.FIELD_ERRORS).err().contains("\r"), run.err());
+      assertFalse(Files.readString(out).contains("\r"));
+    }
+  }
+
+  @Test
   void theReportGoesToStandardOutputWhereThatIsNamed() throws IOException {
     Run run = run("-q", "--report", "-", "--report-format", "json");
     assertEquals(ROWS, new ObjectMapper().readTree(run.out()).get("rows").asLong());
