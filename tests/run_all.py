@@ -18,6 +18,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[1]
 LOGS = ROOT / "build" / "test-logs"
 JDK17 = os.environ.get("VELK_JAVA_HOME") or next(map(str, pathlib.Path("/usr/lib/jvm").glob("java-17-openjdk-*")), "")
 JAVA25 = str(ROOT / "build" / "tools" / "java25")
+JAVA_WINDOWS = str(ROOT / "build" / "tools" / "java25-windows")
 TOOLS = ROOT / "build" / "tools" / "bin"
 PYTHON = str(TOOLS / "python")
 PRINTING = threading.Lock()
@@ -111,9 +112,12 @@ def java_lane():
     """One after the other: they share what Maven builds."""
     end_to_end = str(ROOT / "tests" / "end_to_end" / "run")
     yield Layer("Linux", "java", ["mvn", "-B", "-ntp", "verify"], surefire, ["build linux"])
+    yield Layer("Linux", "demo", ["scripts/demo"], one_check)
     yield Layer("Linux", "end to end, Java 17", [end_to_end, JDK17], closing_line)
     yield Layer("Linux", "end to end, Java 25", [end_to_end, JAVA25], closing_line)
     yield Layer("Windows", "end to end, Windows", [end_to_end, JAVA_WINDOWS], closing_line, ["build windows"])
+    yield Layer("Windows", "platforms agree", [PYTHON, "tests/end_to_end/platforms_agree_test.py"], unittest_count)
+    yield Layer("Windows", "demo on Windows", ["scripts/demo", "--windows"], one_check)
     yield Layer("Linux", "package", ["scripts/package"], nothing)
     yield Layer("Windows", "packages", [PYTHON, "tests/library/packages_test.py"], unittest_count)
 

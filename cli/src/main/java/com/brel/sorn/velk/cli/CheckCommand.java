@@ -2,7 +2,6 @@ package com.brel.sorn.velk.cli;
 
 import com.brel.sorn.velk.masking.ColumnRule;
 import java.io.IOException;
-import java.io.PrintStream;
 import java.util.List;
 import java.util.concurrent.Callable;
 import picocli.CommandLine.Command;
@@ -35,9 +34,9 @@ final class CheckCommand implements Callable<Integer> {
               .filter(rule -> rule.unique() && rule.isLossy())
               .map(CheckCommand::warning)
               .toList();
-      PrintStream err = velk.streams().err();
-      errors.forEach(error -> err.println("error: " + error));
-      warnings.forEach(text -> err.println((strict ? "error: " : "warning: ") + text));
+      Streams streams = velk.streams();
+      errors.forEach(error -> streams.say("error: " + error));
+      warnings.forEach(text -> streams.say((strict ? "error: " : "warning: ") + text));
       if (!errors.isEmpty() || strict && !warnings.isEmpty()) {
         return ExitCode.USAGE;
       }

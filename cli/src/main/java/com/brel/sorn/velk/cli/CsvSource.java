@@ -14,6 +14,9 @@ final class CsvSource implements Closeable {
   /** UTF-16 units of the longest value: a few of these fit into the smallest heap. */
   static final int LONGEST_VALUE = 1 << 22;
 
+  /** UTF-16 units of the longest row: it is there several times while it is masked. */
+  static final int LONGEST_ROW = 2 * LONGEST_VALUE;
+
   private final Utf8Reader reader;
   private final CloseableIterator<CsvRow> rows;
   private final long lineOffset;
@@ -78,6 +81,9 @@ final class CsvSource implements Closeable {
         if (cause instanceof IOException failure) {
           throw new UncheckedIOException(failure);
         }
+        if (cause instanceof Error error) {
+          throw error;
+        }
       }
       long line = ahead == null ? 1 : ahead.line();
       throw Failure.inputOutput("the row behind that in line " + (line + lineOffset) + reason(e));
@@ -87,6 +93,9 @@ final class CsvSource implements Closeable {
   /** In our own words: the library's may show what stands in the file. */
   private static String reason(CsvParseException e) {
     for (Throwable cause = e; cause != null; cause = cause.getCause()) {
+      if (cause instanceof CsvRowHandler.RowTooLong) {
+        return ": it has more than " + LONGEST_ROW + " characters; perhaps a quote is not closed";
+      }
       String message = String.valueOf(cause.getMessage());
       if (message.startsWith("Unclosed")) {
         return ": a quote is opened and never closed";

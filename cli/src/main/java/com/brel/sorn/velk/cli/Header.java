@@ -21,6 +21,9 @@ record Header(CsvRow row, List<String> names) {
       if (name == null || name.isEmpty()) {
         throw Failure.inputOutput("column " + (i + 1) + " of the header has no name");
       }
+      if (name.indexOf('\0') >= 0) {
+        throw Failure.inputOutput("column " + (i + 1) + " of the header has U+0000 in its name");
+      }
       if (!known.add(name)) {
         throw Failure.inputOutput("the header names column " + Show.quoted(name) + " twice");
       }

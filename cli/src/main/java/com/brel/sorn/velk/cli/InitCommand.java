@@ -50,7 +50,9 @@ final class InitCommand implements Callable<Integer> {
 
   @Override
   public Integer call() throws IOException {
-    try (CsvSource source = new CsvSource(new Input(in, velk.streams()).open())) {
+    Input input = new Input(in, velk.streams());
+    input.requireOtherThan(out, "the rules file");
+    try (CsvSource source = new CsvSource(input.open())) {
       Header header = Header.read(source);
       write(rules(header, sample(source, header)));
     }

@@ -28,11 +28,33 @@ final class Input {
 
   /** Its size in bytes, 0 where that is not known. */
   long size() throws IOException {
-    return isStandard(name) || !Files.isRegularFile(Path.of(name)) ? 0 : Files.size(Path.of(name));
+    return isStream() ? 0 : Files.size(Path.of(name));
   }
 
   InputStream open() throws IOException {
-    return isStandard(name) ? new Unclosable(streams.in()) : Files.newInputStream(Path.of(name));
+    if (isStandard(name)) {
+      return new Unclosable(streams.in());
+    }
+    // Otherwise a platform tells only with the first read, or says that it is forbidden.
+    if (Files.isDirectory(Path.of(name))) {
+      throw Failure.inputOutput(name + ": it is a directory");
+    }
+    return Files.newInputStream(Path.of(name));
+  }
+
+  /** Whether it can be read but once, and from its start. */
+  boolean isStream() {
+    return isStandard(name) || Files.exists(Path.of(name)) && !Files.isRegularFile(Path.of(name));
+  }
+
+  /** Refuses to write to the file that is read. */
+  void requireOtherThan(String output, String what) throws IOException {
+    if (isStandard(name) || isStandard(output)) {
+      return;
+    }
+    if (Files.exists(Path.of(output)) && Files.isSameFile(Path.of(name), Path.of(output))) {
+      throw Failure.usage(what + " would take the place of the input");
+    }
   }
 
   /** Standard input is not ours to close. */

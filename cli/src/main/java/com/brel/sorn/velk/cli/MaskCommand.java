@@ -4,7 +4,6 @@ import com.brel.sorn.velk.masking.MaskingService;
 import java.io.IOException;
 import java.io.OutputStream;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.Arrays;
 import java.util.concurrent.Callable;
@@ -44,8 +43,11 @@ final class MaskCommand implements Callable<Integer> {
   @Option(
       names = "--report",
       paramLabel = "FILE",
-      description = "Write the report to this file; without it, it goes to standard error.")
-  private Path reportFile;
+      description = {
+        "Write the report to this file, or to standard output (-); without it, it goes to standard"
+            + " error."
+      })
+  private String reportFile;
 
   @Option(
       names = "--report-format",
@@ -62,41 +64,49 @@ final class MaskCommand implements Callable<Integer> {
 
   @Override
   public Integer call() throws IOException {
-    checkArguments();
-    try (Masking masking = new Masking(maskingString.read())) {
-      ErrorPolicy policy = onError.policy(masking);
-      Input input = new Input(in, velk.streams());
-      Report report;
-      if (Input.isStandard(out)) {
-        report = mask(masking, policy, input, velk.streams().out());
-        velk.streams().out().flush();
-      } else {
-        report = maskToFile(masking, policy, input);
+    Input input = new Input(in, velk.streams());
+    checkArguments(input);
+    try (Masking masking = new Masking(maskingString.read());
+        Output output = new Output(out, velk.streams());
+        Output told = reportFile == null ? null : new Output(reportFile, velk.streams())) {
+      Report report = mask(masking, onError.policy(masking), input, output.stream());
+      String text = reportFormat.write(report);
+      if (told != null) {
+        told.stream().write(text.getBytes(StandardCharsets.UTF_8));
+        // What can fail does so before the output appears.
+        told.stream().flush();
       }
-      write(report);
+      output.commit();
+      if (told != null) {
+        told.commit();
+      } else if (!quiet) {
+        velk.streams().err().print(text);
+        velk.streams().err().flush();
+      }
       return report.errorCount() > 0 ? ExitCode.FIELD_ERRORS : ExitCode.DONE;
     }
   }
 
-  private void checkArguments() throws IOException {
+  private void checkArguments(Input input) throws IOException {
     if (jobs < 1) {
       throw Failure.usage("--jobs " + jobs + ": at least 1");
     }
-    boolean standard = Input.isStandard(in) || Input.isStandard(out);
-    if (jobs > 1 && standard) {
+    if (jobs > 1 && (input.isStream() || Input.isStandard(out))) {
       throw Failure.usage("--jobs needs files: it works on several places of them at a time");
     }
-    if (!standard && Files.exists(Path.of(out)) && Files.isSameFile(Path.of(in), Path.of(out))) {
-      throw Failure.usage("the output would take the place of the input");
+    input.requireOtherThan(out, "the output");
+    if (reportFile != null) {
+      input.requireOtherThan(reportFile, "the report");
+      if (isSame(out, reportFile)) {
+        throw Failure.usage("the output and the report would go to the same place");
+      }
     }
   }
 
-  private Report maskToFile(Masking masking, ErrorPolicy policy, Input input) throws IOException {
-    try (OutputFile file = new OutputFile(Path.of(out))) {
-      Report report = mask(masking, policy, input, file.stream());
-      file.commit();
-      return report;
-    }
+  private static boolean isSame(String a, String b) {
+    return Input.isStandard(a) || Input.isStandard(b)
+        ? a.equals(b)
+        : Path.of(a).toAbsolutePath().normalize().equals(Path.of(b).toAbsolutePath().normalize());
   }
 
   private Report mask(Masking masking, ErrorPolicy policy, Input input, OutputStream output)
@@ -128,15 +138,5 @@ final class MaskCommand implements Callable<Integer> {
     report.engine = masking.engineName();
     report.keyFingerprint = masking.keyFingerprint();
     return report;
-  }
-
-  private void write(Report report) throws IOException {
-    String text = reportFormat.write(report);
-    if (reportFile != null) {
-      Files.writeString(reportFile, text, StandardCharsets.UTF_8);
-    } else if (!quiet) {
-      velk.streams().err().print(text);
-      velk.streams().err().flush();
-    }
   }
 }

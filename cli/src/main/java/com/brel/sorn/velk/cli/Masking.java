@@ -37,6 +37,10 @@ final class Masking implements AutoCloseable {
   }
 
   private ParsedService parse(String maskingString) {
+    // The engine has no place to point at.
+    if (maskingString.isEmpty()) {
+      throw Failure.usage("line 1, column 1: the masking string is empty");
+    }
     try {
       return engine.parse(maskingString);
     } catch (IllegalArgumentException e) {

@@ -1,5 +1,6 @@
 package com.brel.sorn.velk.cli;
 
+import java.io.ByteArrayInputStream;
 import java.io.IOException;
 import java.io.InputStream;
 import java.io.StringWriter;
@@ -10,7 +11,7 @@ import picocli.CommandLine.Option;
 
 /** Where the masking string comes from. */
 final class MaskingStringSource {
-  private static final long LARGEST_FILE = 1 << 20;
+  private static final int LARGEST_FILE = 1 << 20;
 
   @ArgGroup(exclusive = true, multiplicity = "1")
   private Choice choice;
@@ -34,16 +35,14 @@ final class MaskingStringSource {
   }
 
   private static String read(Path file) {
-    try {
-      if (Files.size(file) > LARGEST_FILE) {
-        throw Failure.usage(file + ": far too long for a masking string");
+    try (InputStream in = Files.newInputStream(file)) {
+      byte[] bytes = in.readNBytes(LARGEST_FILE + 1);
+      if (bytes.length > LARGEST_FILE) {
+        throw Failure.usage("far too long for a masking string");
       }
-      try (InputStream in = Files.newInputStream(file);
-          Utf8Reader reader = new Utf8Reader(in, 0, 1)) {
-        StringWriter text = new StringWriter();
-        reader.transferTo(text);
-        return text.toString();
-      }
+      StringWriter text = new StringWriter();
+      new Utf8Reader(new ByteArrayInputStream(bytes), 0, 1).transferTo(text);
+      return text.toString();
     } catch (Failure e) {
       throw Failure.usage(file + ": " + e.getMessage());
     } catch (IOException e) {

@@ -30,16 +30,16 @@ final class ParallelMasker {
     progress = told;
     try {
       for (Slice slice : slices) {
-        SliceTask part = task.of(slice, OutputFile.beside(output).toString());
-        processes.add(new SliceProcess(part, json, this::update));
+        SliceTask part = task.of(slice, Output.beside(output).toString());
+        processes.add(new SliceProcess(part, processes.size() + 1, json, this::update));
       }
       for (SliceProcess process : processes) {
         report.add(await(process));
+        // While the later ones are still at work.
+        Files.copy(process.output(), out);
+        Files.delete(process.output());
       }
       task.policy().check(report.errorCount());
-      for (SliceProcess process : processes) {
-        Files.copy(process.output(), out);
-      }
     } finally {
       end();
     }

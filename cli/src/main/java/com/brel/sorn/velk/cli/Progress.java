@@ -107,7 +107,7 @@ abstract class Progress implements AutoCloseable {
     void show(long bytes) {
       if (System.nanoTime() - last >= interval) {
         last = System.nanoTime();
-        out.println(rate() + share(bytes));
+        out.print(rate() + share(bytes) + "\n");
       }
     }
 
@@ -123,7 +123,7 @@ abstract class Progress implements AutoCloseable {
     @Override
     public void close() {
       if (hasRows()) {
-        out.println(rate());
+        out.print(rate() + "\n");
       }
     }
   }

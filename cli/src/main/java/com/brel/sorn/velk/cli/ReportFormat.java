@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.cli;
 
 import com.fasterxml.jackson.core.JsonProcessingException;
+import com.fasterxml.jackson.core.PrettyPrinter;
 import com.fasterxml.jackson.core.util.DefaultIndenter;
 import com.fasterxml.jackson.core.util.DefaultPrettyPrinter;
 import com.fasterxml.jackson.databind.ObjectMapper;
@@ -31,18 +32,19 @@ enum ReportFormat {
     @Override
     String write(Report report) {
       try {
-        return new ObjectMapper().writer(PRINTER).writeValueAsString(report) + "\n";
+        return new ObjectMapper().writer(inLines()).writeValueAsString(report) + "\n";
       } catch (JsonProcessingException e) {
         throw new IllegalStateException(e);
       }
     }
   };
 
-  /** Its lines end alike on every platform. */
-  private static final DefaultPrettyPrinter PRINTER =
-      new DefaultPrettyPrinter().withObjectIndenter(new DefaultIndenter("  ", "\n"));
-
   abstract String write(Report report);
+
+  /** Its lines end alike on every platform. */
+  private static PrettyPrinter inLines() {
+    return new DefaultPrettyPrinter().withObjectIndenter(new DefaultIndenter("  ", "\n"));
+  }
 
   private static List<List<String>> table(Report report) {
     List<List<String>> table = new ArrayList<>();

@@ -7,6 +7,7 @@ import java.lang.management.ManagementFactory;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.Map;
 
 /** A process that masks one slice, and the thread that listens to it. */
 final class SliceProcess {
@@ -16,13 +17,17 @@ final class SliceProcess {
   private volatile SliceMessage latest = SliceMessage.progress(0, 0, 0);
 
   /**
+   * @param number its number among the processes
    * @param heard called after each message, on another thread
    */
-  SliceProcess(SliceTask task, ObjectMapper json, Runnable heard) throws IOException {
+  SliceProcess(SliceTask task, int number, ObjectMapper json, Runnable heard) throws IOException {
     output = Path.of(task.output());
     // Where both processes are stopped together, nobody else removes it.
     output.toFile().deleteOnExit();
-    process = new ProcessBuilder(command()).redirectError(ProcessBuilder.Redirect.INHERIT).start();
+    ProcessBuilder builder =
+        new ProcessBuilder(command()).redirectError(ProcessBuilder.Redirect.INHERIT);
+    separateTrace(builder.environment(), number);
+    process = builder.start();
     // Its input stays open: by it the process knows that this one lives.
     process.getOutputStream().write(json.writeValueAsBytes(task));
     process.getOutputStream().write('\n');
@@ -34,7 +39,8 @@ final class SliceProcess {
   /** This process again: its virtual machine, with its options and our own properties. */
   private static List<String> command() {
     List<String> command = new ArrayList<>();
-    command.add(Path.of(System.getProperty("java.home"), "bin", "java").toString());
+    Path java = Path.of(System.getProperty("java.home"), "bin", "java");
+    command.add(ProcessHandle.current().info().command().orElse(java.toString()));
     ManagementFactory.getRuntimeMXBean().getInputArguments().stream()
         .filter(option -> !option.startsWith("-javaagent") && !option.startsWith("-agentlib"))
         .forEach(command::add);
@@ -44,6 +50,14 @@ final class SliceProcess {
     command.addAll(List.of("-cp", System.getProperty("java.class.path")));
     command.addAll(List.of(Velk.class.getName(), "mask-slice"));
     return command;
+  }
+
+  /** Two processes must not write one file: each has a trace of its own beside that of this one. */
+  private static void separateTrace(Map<String, String> environment, int number) {
+    String file = environment.getOrDefault("VELK_TRACE_FILE", "velk-trace.json");
+    if (environment.containsKey("VELK_TRACE") && !file.equals("-")) {
+      environment.put("VELK_TRACE_FILE", file + "." + number);
+    }
   }
 
   private void listen(ObjectMapper json, Runnable heard) {

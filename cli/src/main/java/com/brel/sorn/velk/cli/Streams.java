@@ -12,4 +12,10 @@ import java.io.PrintStream;
  * @param err standard error
  * @param terminalWidth cells of the terminal that standard error goes to, 0 where it is none
  */
-record Streams(InputStream in, OutputStream out, PrintStream err, int terminalWidth) {}
+record Streams(InputStream in, OutputStream out, PrintStream err, int terminalWidth) {
+  /** Prints a line to standard error; it ends alike on every platform. */
+  void say(String line) {
+    err.print(line + "\n");
+    err.flush();
+  }
+}

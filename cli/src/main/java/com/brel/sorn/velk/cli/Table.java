@@ -3,6 +3,7 @@ package com.brel.sorn.velk.cli;
 import java.util.List;
 import java.util.stream.Collectors;
 import java.util.stream.IntStream;
+import org.jline.utils.WCWidth;
 
 /** Rows of text in columns that line up. */
 final class Table {
@@ -26,13 +27,8 @@ final class Table {
         + "\n";
   }
 
-  /** Cells of a terminal, near enough: two for a character of the wide scripts and for an emoji. */
+  /** Cells of a terminal. */
   private static int cells(String text) {
-    return text.codePoints().map(Table::cells).sum();
-  }
-
-  private static int cells(int codePoint) {
-    boolean wide = codePoint >= 0x2E80 && codePoint <= 0xD7FF || codePoint >= 0x1F300;
-    return wide || codePoint >= 0xFF01 && codePoint <= 0xFF60 ? 2 : 1;
+    return text.codePoints().map(WCWidth::wcwidth).filter(cells -> cells > 0).sum();
   }
 }

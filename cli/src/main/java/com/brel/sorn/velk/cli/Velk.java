@@ -9,6 +9,7 @@ import java.io.PrintStream;
 import java.io.PrintWriter;
 import java.io.UncheckedIOException;
 import java.nio.charset.StandardCharsets;
+import java.nio.file.InvalidPathException;
 import picocli.AutoComplete.GenerateCompletion;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
@@ -36,7 +37,7 @@ import picocli.CommandLine.IVersionProvider;
       "1:internal error",
       "2:the command line or the masking string is wrong",
       "3:done, but some values could not be masked",
-      "4:input or output failed, or a value ended the run",
+      "4:input or output failed, or --on-error stop or --max-errors ended the run",
       "5:the libraries or the engine failed; the key is missing or cannot be used"
     })
 public final class Velk {
@@ -68,19 +69,25 @@ public final class Velk {
   }
 
   static int run(Streams streams, String... arguments) {
-    PrintWriter err = new PrintWriter(streams.err(), true);
+    PrintWriter err = new PrintWriter(streams.err(), true, StandardCharsets.UTF_8);
     PrintWriter out = new PrintWriter(streams.out(), true, StandardCharsets.UTF_8);
-    return new CommandLine(new Velk(streams))
-        .setOut(out)
-        .setErr(err)
-        .setCaseInsensitiveEnumValuesAllowed(true)
-        .setExecutionExceptionHandler((e, command, result) -> tell(e, streams))
-        .execute(arguments);
+    CommandLine command =
+        new CommandLine(new Velk(streams))
+            .setOut(out)
+            .setErr(err)
+            .setCaseInsensitiveEnumValuesAllowed(true)
+            .setExecutionExceptionHandler((e, unused, result) -> tell(e, streams));
+    try {
+      return command.execute(arguments);
+    } catch (OutOfMemoryError e) {
+      streams.say("velk: out of memory; -Xmx among VELK_JAVA_OPTIONS gives it more");
+      return ExitCode.INTERNAL;
+    }
   }
 
   private static int tell(Exception e, Streams streams) {
     Failure failure = failure(e);
-    streams.err().println("velk: " + failure.getMessage());
+    streams.say("velk: " + failure.getMessage());
     return failure.exitCode();
   }
 
@@ -91,6 +98,9 @@ public final class Velk {
     }
     if (e instanceof VELKException || e instanceof EngineLoadException) {
       return new Failure(ExitCode.ENGINE, e.getMessage());
+    }
+    if (e instanceof InvalidPathException path) {
+      return Failure.usage(Show.quoted(path.getInput()) + " cannot be the name of a file");
     }
     if (e instanceof UncheckedIOException unchecked) {
       return failure(unchecked.getCause());

@@ -2,6 +2,7 @@ package com.brel.sorn.velk.cli;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.fasterxml.jackson.core.type.TypeReference;
 import com.fasterxml.jackson.databind.DeserializationFeature;
@@ -99,11 +100,20 @@ class CsvFidelityTest {
             .collect(Collectors.joining("", "service=s", ""));
     byte[] out = Run.mask(rules, bytes, "-q").expect(ExitCode.DONE).bytes();
     assertEquals(rows(bytes), rows(out));
-    if (!csv.endsWith(STRAY_QUOTES)) {
-      assertArrayEquals(bytes, out);
+    if (csv.endsWith(STRAY_QUOTES)) {
+      String text = new String(bytes, StandardCharsets.UTF_8);
+      String stray = "37\uFFFD36'37.8\"N 121\uFFFD2'17.9\"W";
+      assertTrue(text.contains("," + stray + ","), text);
+      bytes = text.replace(stray, quoted(stray)).getBytes(StandardCharsets.UTF_8);
     }
+    assertArrayEquals(bytes, out);
   }
 
+  private static String quoted(String value) {
+    return '"' + value.replace("\"", "\"\"") + '"';
+  }
+
+  /** The library that writes leaves no choice here: readers differ over a bare quote. */
   @Test
   void aQuoteInsideOfAnUnquotedValueIsWrittenSoThatEveryReaderKnowsIt() {
     Run run = Run.mask("service=s a=keep", "a\n37'8\"N\n", "-q").expect(ExitCode.DONE);

@@ -64,6 +64,15 @@ class InputRefusalTest {
   }
 
   @Test
+  void aRowOfMoreCharactersThanFitIsTold() throws IOException {
+    String value = "x".repeat(com.brel.sorn.velk.cli.CsvSource.LONGEST_VALUE - 9);
+    String rest = "x".repeat(9);
+    assertRefused(
+        "a,b\n1,2\n" + value + "," + value + "," + rest + "," + rest + ",1\n",
+        "the row behind that in line 2: it has more than 8388608 characters");
+  }
+
+  @Test
   void aCharacterBehindAClosingQuoteIsTold() throws IOException {
     assertRefused("a,b\n\"1\"x,2\n", "a character stands behind a closing quote");
   }
@@ -72,6 +81,7 @@ class InputRefusalTest {
   void aHeaderWithoutANameOrWithOneTwiceIsRefused() throws IOException {
     assertRefused("a,\n1,2\n", "column 2 of the header has no name");
     assertRefused("a,a\n1,2\n", "the header names column \"a\" twice");
+    assertRefused("a,b\0\n1,2\n", "column 2 of the header has U+0000 in its name");
   }
 
   @ParameterizedTest
@@ -107,7 +117,8 @@ class InputRefusalTest {
     Path in = folder.resolve(name);
     Run run = Run.velk("mask", "-s", RULES, in.toString(), folder.resolve("out").toString());
     run.expect(ExitCode.INPUT_OUTPUT);
-    assertTrue(run.err().contains(in.toString()) || name.equals("."), run.err());
+    String reason = name.equals(".") ? "it is a directory" : "there is no such file or directory";
+    assertEquals("velk: " + in + ": " + reason + "\n", run.err());
     assertEquals(List.of(), left());
   }
 
@@ -115,7 +126,10 @@ class InputRefusalTest {
   void anOutputThatCannotBeWrittenIsTold() throws IOException {
     Path in = Files.writeString(folder.resolve("in.csv"), "a,b\n1,2\n");
     Path out = folder.resolve("no/such/folder/out.csv");
-    Run.velk("mask", "-s", RULES, in.toString(), out.toString()).expect(ExitCode.INPUT_OUTPUT);
+    Run run = Run.velk("mask", "-s", RULES, in.toString(), out.toString());
+    assertEquals(
+        "velk: " + out + ": there is no such file or directory\n",
+        run.expect(ExitCode.INPUT_OUTPUT).err());
     Run.velk("mask", "-s", RULES, in.toString(), folder.toString()).expect(ExitCode.INPUT_OUTPUT);
   }
 

@@ -2,19 +2,27 @@ package com.brel.sorn.velk.cli;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import com.fasterxml.jackson.databind.JsonNode;
+import com.fasterxml.jackson.databind.ObjectMapper;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.Map;
+import java.util.regex.Pattern;
 import java.util.stream.Stream;
 import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.condition.DisabledOnOs;
+import org.junit.jupiter.api.condition.OS;
 import org.junit.jupiter.api.io.TempDir;
 
 /** What is packaged, started as users start it. */
+@DisabledOnOs(value = OS.WINDOWS, disabledReason = "the launcher is a shell script")
 class LauncherIT {
   private static final Path LAUNCHER = Path.of(System.getProperty("velk.launcher"));
 
@@ -23,7 +31,12 @@ class LauncherIT {
   private record Ended(int exitCode, String out, String err) {}
 
   private Ended start(Path launcher, String... arguments) throws Exception {
-    List<String> command = new ArrayList<>(List.of(launcher.toString()));
+    return start(Map.of(), launcher.toString(), arguments);
+  }
+
+  private Ended start(Map<String, String> variables, String program, String... arguments)
+      throws Exception {
+    List<String> command = new ArrayList<>(List.of(program));
     command.addAll(List.of(arguments));
     Path err = folder.resolve("err");
     ProcessBuilder builder =
@@ -32,6 +45,7 @@ class LauncherIT {
             .redirectInput(folder.resolve("in").toFile());
     // The poorest of locales: arguments are UTF-8 all the same.
     builder.environment().put("LC_ALL", "C");
+    builder.environment().putAll(variables);
     Process process = builder.start();
     String out = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
     return new Ended(process.waitFor(), out, Files.readString(err));
@@ -54,6 +68,130 @@ class LauncherIT {
     Ended run = start(LAUNCHER, "mask", "-j", "2", "-s", rules, in.toString(), out.toString());
     assertEquals(ExitCode.DONE, run.exitCode(), run.err());
     assertEquals("a\n" + "ä\n".repeat(100), Files.readString(out));
+  }
+
+  @Test
+  void theReadmeMasksTheSampleWhenPasted() throws Exception {
+    Path root = LAUNCHER.getParent().getParent();
+    String readme = Files.readString(root.resolve("README.md"));
+    List<String> blocks =
+        Pattern.compile("^```sh\\n(.*?)^```$", Pattern.DOTALL | Pattern.MULTILINE)
+            .matcher(readme)
+            .results()
+            .map(block -> block.group(1))
+            .filter(block -> block.contains("bin/velk mask"))
+            .toList();
+    assertEquals(1, blocks.size());
+    // The build is what this test is part of.
+    String build = "scripts/build linux && mvn -q -DskipTests package\n";
+    assertTrue(blocks.get(0).startsWith(build), blocks.get(0));
+    for (String name : List.of("bin", "examples")) {
+      Files.createSymbolicLink(folder.resolve(name), root.resolve(name));
+    }
+    Files.writeString(folder.resolve("in"), "");
+    String pasted = "cd '" + folder + "'\n" + blocks.get(0).substring(build.length());
+    Ended run = start(Map.of("MASK_KEY", ""), "bash", "-c", pasted);
+    assertEquals(ExitCode.FIELD_ERRORS, run.exitCode(), run.err());
+    assertTrue(run.err().contains("50 rows, 4 values could not be masked"), run.err());
+    assertEquals(List.of("name 4", "name 29", "name 45", "card 50"), unmasked());
+    // Links are not the temporary folder's to follow.
+    Files.delete(folder.resolve("bin"));
+    Files.delete(folder.resolve("examples"));
+  }
+
+  /** The values of the sample that are null in the masked file alone: column and row. */
+  private List<String> unmasked() throws IOException {
+    List<String> found = new ArrayList<>();
+    try (CsvSource before = open("examples/people.csv");
+        CsvSource after = open("masked.csv")) {
+      List<String> names = Header.read(before).names();
+      assertEquals(names, Header.read(after).names());
+      for (int row = 1; row <= 50; row++) {
+        String[] was = before.next().values();
+        String[] is = after.next().values();
+        for (int column = 0; column < was.length; column++) {
+          if (was[column] != null && is[column] == null) {
+            found.add(names.get(column) + " " + row);
+          }
+        }
+      }
+      assertNull(after.next());
+    }
+    return found;
+  }
+
+  private CsvSource open(String name) throws IOException {
+    return new CsvSource(Files.newInputStream(folder.resolve(name)));
+  }
+
+  @Test
+  void aPipeIsMaskedByOneProcessAlone() throws Exception {
+    Files.writeString(folder.resolve("in"), "a\nx\n");
+    String rules = "service=s a=fixed('y')";
+    String pipe = "exec \"$0\" mask -q \"$@\" <(printf 'a\\nx\\n') ";
+    Ended one = start(Map.of(), "bash", "-c", pipe + "-", LAUNCHER.toString(), "-s", rules);
+    assertEquals("a\ny\n", one.out(), one.err());
+    String out = folder.resolve("out.csv").toString();
+    Ended two =
+        start(Map.of(), "bash", "-c", pipe + out, LAUNCHER.toString(), "-s", rules, "-j", "2");
+    assertEquals(ExitCode.USAGE, two.exitCode(), two.err());
+    assertTrue(two.err().startsWith("velk: --jobs needs files"), two.err());
+    assertFalse(Files.exists(Path.of(out)));
+  }
+
+  @Test
+  void librariesThatAreNotThereAreAFailureOfTheEngine() throws Exception {
+    Files.writeString(folder.resolve("in"), "a\n");
+    Map<String, String> options = Map.of("VELK_JAVA_OPTIONS", "-Dvelk.library.dir=" + folder);
+    Ended run = start(options, LAUNCHER.toString(), "mask", "-s", "service=s a=keep", "-", "-");
+    assertEquals(ExitCode.ENGINE, run.exitCode());
+    assertTrue(run.err().contains(folder + "/libVELKProvider.so: not there"), run.err());
+  }
+
+  @Test
+  void aRecentJavaHasNothingToWarnOf() throws Exception {
+    Path in = Files.writeString(folder.resolve("in"), "a\nx\n");
+    String out = folder.resolve("out.csv").toString();
+    Map<String, String> java = Map.of("VELK_JAVA_HOME", System.getProperty("velk.recent.java"));
+    for (String jobs : List.of("1", "2")) {
+      String rules = "service=s a=keep";
+      String[] arguments = {"mask", "-q", "-j", jobs, "-s", rules, in.toString(), out};
+      Ended run = start(java, LAUNCHER.toString(), arguments);
+      assertEquals(new Ended(ExitCode.DONE, "", ""), run);
+    }
+  }
+
+  @Test
+  void whatIsToldIsUtf8WhateverThePlatformPrefers() throws Exception {
+    Files.writeString(folder.resolve("in"), "naïve\nä\n");
+    Map<String, String> options = Map.of("VELK_JAVA_OPTIONS", "-Dfile.encoding=ISO-8859-1");
+    String rules = "service=s \"naïve\"=keep";
+    Ended done = start(options, LAUNCHER.toString(), "preview", "-s", rules, "-");
+    assertEquals("naïve\nä\n", done.out(), done.err());
+    Ended wrong = start(options, LAUNCHER.toString(), "mäsk");
+    assertTrue(wrong.err().contains("'mäsk'"), wrong.err());
+  }
+
+  @Test
+  void eachProcessHasATraceOfItsOwn() throws Exception {
+    Path in = Files.writeString(folder.resolve("in"), "a\n" + "x\n".repeat(10));
+    String trace = folder.resolve("trace.json").toString();
+    Ended run =
+        start(
+            Map.of("VELK_TRACE", "all", "VELK_TRACE_FILE", trace),
+            LAUNCHER.toString(),
+            "mask",
+            "-j",
+            "2",
+            "-s",
+            "service=s a=keep",
+            in.toString(),
+            folder.resolve("out.csv").toString());
+    assertEquals(ExitCode.DONE, run.exitCode(), run.err());
+    for (String name : List.of(trace, trace + ".1", trace + ".2")) {
+      JsonNode events = new ObjectMapper().readTree(Path.of(name).toFile());
+      assertTrue(events.findValuesAsText("name").contains("VELK.terminateFramework0"), name);
+    }
   }
 
   @Test
@@ -98,6 +236,14 @@ class LauncherIT {
     try (Stream<Path> files = Files.list(folder)) {
       return files.filter(file -> file.toString().endsWith(".part")).toList();
     }
+  }
+
+  @Test
+  void aShellLearnsToComplete() throws Exception {
+    Files.writeString(folder.resolve("in"), "");
+    String learn = "source <(\"$0\" generate-completion) && complete -p velk";
+    Ended run = start(Map.of(), "bash", "-c", learn, LAUNCHER.toString());
+    assertTrue(run.out().startsWith("complete "), run.err());
   }
 
   @Test

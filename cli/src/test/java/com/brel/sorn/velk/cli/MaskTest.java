@@ -4,7 +4,12 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.io.ByteArrayInputStream;
+import java.io.ByteArrayOutputStream;
 import java.io.IOException;
+import java.io.OutputStream;
+import java.io.PrintStream;
+import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.stream.Stream;
@@ -51,11 +56,37 @@ class MaskTest {
     Run.velk("mask", "-s", SHORT, "-r", in, in, "-").expect(ExitCode.USAGE);
     Run.velk("mask", "-s", SHORT, "-j", "0", in, "out").expect(ExitCode.USAGE);
     Run.velk("mask", "-s", SHORT, "-j", "2", in, "-").expect(ExitCode.USAGE);
+    Run.velk("mask", "-s", SHORT, "-j", "2", "-", "out").expect(ExitCode.USAGE);
+    Run.velk("mask", "-s", SHORT, "-j", "2", folder.toString(), "out").expect(ExitCode.USAGE);
     Run.velk("mask", "-s", SHORT, "--on-error", "keep", in, "-").expect(ExitCode.USAGE);
     Run.velk("mask", "-s", SHORT, "--max-errors", "-1", in, "-").expect(ExitCode.USAGE);
     Run same = Run.velk("mask", "-s", SHORT, in, in).expect(ExitCode.USAGE);
     assertTrue(same.err().contains("take the place of the input"), same.err());
     assertEquals("a,b\n1,2\n", Files.readString(Path.of(in)));
+  }
+
+  @Test
+  void aNameThatNoFileCanHaveIsTold() {
+    Run run = Run.velk("mask", "-s", SHORT, "a\0b", "-").expect(ExitCode.USAGE);
+    assertEquals("velk: \"a\\u{0}b\" cannot be the name of a file\n", run.err());
+    Run.velk("mask", "-s", SHORT, "-", "a\0b").expect(ExitCode.USAGE);
+    Run.velk("mask", "-r", "a\0b", "-", "-").expect(ExitCode.USAGE);
+  }
+
+  @Test
+  void anEmptyMaskingStringIsTold() throws IOException {
+    Path rules = Files.createFile(folder.resolve("rules"));
+    for (String[] given : new String[][] {{"-s", ""}, {"-r", rules.toString()}}) {
+      Run run = Run.velk("mask", given[0], given[1], "-", "-").expect(ExitCode.USAGE);
+      assertEquals("velk: line 1, column 1: the masking string is empty\n", run.err());
+    }
+  }
+
+  @Test
+  void aFileFarTooLongForRulesIsNotReadToItsEnd() throws IOException {
+    Path rules = Files.writeString(folder.resolve("rules"), "#".repeat((1 << 20) + 1));
+    Run run = Run.velk("mask", "-r", rules.toString(), "-", "-").expect(ExitCode.USAGE);
+    assertEquals("velk: " + rules + ": far too long for a masking string\n", run.err());
   }
 
   @Test
@@ -188,12 +219,61 @@ class MaskTest {
     Run run = Run.velk(new byte[0], 100, "mask", "-s", SHORT, in.toString(), out);
     run.expect(ExitCode.DONE);
     assertTrue(run.err().startsWith("\r"), run.err());
-    assertTrue(run.err().matches("(?s).*masking 100%.*1 rows, \\d+ rows/s.*"), run.err());
+    // The share, the time gone and left, the rows.
+    String bar = "masking 100%.*\\(0:00:\\d\\d / 0:00:00\\) 1 rows, \\d+ rows/s";
+    assertTrue(run.err().matches("(?s).*" + bar + ".*"), run.err());
   }
 
   @Test
   void nothingIsToldWhereQuietIsAskedFor() {
     assertEquals("", Run.mask(SHORT, "a,b\nlong,2\n", "--quiet").err());
+  }
+
+  @Test
+  void anOutputThatFailsIsToldByTheExitCode() {
+    byte[] in = "a,b\n1,2\n".getBytes(StandardCharsets.UTF_8);
+    OutputStream full =
+        new OutputStream() {
+          @Override
+          public void write(int b) throws IOException {
+            throw new IOException("no room");
+          }
+        };
+    ByteArrayOutputStream err = new ByteArrayOutputStream();
+    Streams streams =
+        new Streams(
+            new ByteArrayInputStream(in),
+            full,
+            new PrintStream(err, true, StandardCharsets.UTF_8),
+            0);
+    int exitCode = Velk.run(streams, "mask", "-q", "-s", SHORT, "-", "-");
+    assertEquals(ExitCode.INPUT_OUTPUT, exitCode);
+    assertEquals("velk: no room\n", err.toString(StandardCharsets.UTF_8));
+  }
+
+  @Test
+  void anErrorThatNobodyForesawIsInternalAndItsMessageIsNotShown() {
+    Failure failure = Velk.failure(new IllegalStateException("a value"));
+    assertEquals(ExitCode.INTERNAL, failure.exitCode());
+    assertTrue(failure.getMessage().startsWith("internal error: java.lang.IllegalState"));
+    assertFalse(failure.getMessage().contains("a value"));
+  }
+
+  @Test
+  void everyExitCodeIsToldByTheHelp() {
+    String help = Run.velk("--help").expect(ExitCode.DONE).out();
+    String codes = help.substring(help.indexOf("Exit codes:")).replaceAll("\\R", "\n");
+    assertEquals(
+        """
+        Exit codes:
+          0   done
+          1   internal error
+          2   the command line or the masking string is wrong
+          3   done, but some values could not be masked
+          4   input or output failed, or --on-error stop or --max-errors ended the run
+          5   the libraries or the engine failed; the key is missing or cannot be used
+        """,
+        codes);
   }
 
   @Test

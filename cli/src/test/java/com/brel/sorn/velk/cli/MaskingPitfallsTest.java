@@ -1,17 +1,13 @@
 package com.brel.sorn.velk.cli;
 
+import static java.util.stream.Collectors.joining;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
-import com.fasterxml.jackson.databind.ObjectMapper;
-import de.siegmar.fastcsv.writer.CsvWriter;
-import de.siegmar.fastcsv.writer.QuoteStrategies;
 import java.io.ByteArrayInputStream;
 import java.io.IOException;
-import java.io.StringWriter;
-import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
@@ -45,6 +41,17 @@ class MaskingPitfallsTest {
       assertEquals(csv, run.out());
       assertEquals(3, rows(run.bytes()).size());
     }
+  }
+
+  @Test
+  void noSurrogatePairIsEverSplit() {
+    String csv = "a\n😀x😀\n😀😀😀\n😀\n";
+    String partial = "service=s key=env:MASK_KEY a=partial(keep_first=1, keep_last=1, with='#')";
+    assertEquals("a\n😀#😀\n😀#😀\n#\n", Run.mask(partial, csv, "-q").expect(0).out());
+    // What does not fit is an error, never a part of it.
+    String limited = "service=s a=keep a.type=varchar(2)";
+    Run run = Run.mask(limited, csv, "-q").expect(ExitCode.FIELD_ERRORS);
+    assertEquals("a\n\n\n😀\n", run.out());
   }
 
   @ParameterizedTest
@@ -102,13 +109,16 @@ class MaskingPitfallsTest {
         "card(keep_first=6)",
         "email(domain=example.com)",
         "dict(list=first_names)",
+        "dict(file='LIST')",
         "dateshift(days=30) a.type=date",
         "noise(percent=10) a.type=decimal(18,2)",
         "noise(percent=10) a.type=integer",
         "ff1(alphabet='0123456789')"
       })
   void everyFunctionTakesEveryNaughtyString(String rule) throws IOException {
-    List<String> naughty = naughtyStrings();
+    List<String> naughty = Naughty.strings();
+    Path list = Files.writeString(folder.resolve("list"), "ä\n😀\n");
+    rule = rule.replace("LIST", list.toString());
     String typed = rule.contains(".type") ? rule : rule + " a.type=varchar(200)";
     Run run = Run.mask("service=s key=env:MASK_KEY a=" + typed, column(naughty), "-q");
     assertTrue(
@@ -124,36 +134,12 @@ class MaskingPitfallsTest {
 
   @Test
   void naughtyStringsThatAreKeptComeOutAsTheyWentIn() throws IOException {
-    String csv = column(naughtyStrings());
+    String csv = column(Naughty.strings());
     assertEquals(csv, Run.mask("service=s a=keep", csv, "-q").expect(ExitCode.DONE).out());
   }
 
-  /** Those that a well-formed file can hold: all but U+0000, which is an error of its field. */
-  private static List<String> naughtyStrings() throws IOException {
-    Path file = Path.of(System.getProperty("velk.test.data"), "blns/resources/blns.json");
-    String[] all = new ObjectMapper().readValue(file.toFile(), String[].class);
-    assertTrue(all.length > 400);
-    List<String> strings = new ArrayList<>();
-    for (String string : all) {
-      if (StandardCharsets.UTF_8.newEncoder().canEncode(string) && string.indexOf(0) < 0) {
-        strings.add(string);
-      }
-    }
-    assertTrue(strings.size() > all.length - 5);
-    return strings;
-  }
-
-  private static String column(List<String> values) throws IOException {
-    StringWriter csv = new StringWriter();
-    CsvWriter writer =
-        CsvWriter.builder()
-            .quoteStrategy(QuoteStrategies.ALWAYS)
-            .lineDelimiter(de.siegmar.fastcsv.writer.LineDelimiter.LF)
-            .build(csv);
-    writer.writeRecord("a");
-    values.forEach(writer::writeRecord);
-    writer.flush();
-    return csv.toString();
+  private static String column(List<String> values) {
+    return "\"a\"\n" + values.stream().map(v -> Naughty.row(List.of(v))).collect(joining());
   }
 
   private static List<CsvRow> rows(byte[] csv) throws IOException {

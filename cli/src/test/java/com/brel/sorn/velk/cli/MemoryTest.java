@@ -1,11 +1,10 @@
 package com.brel.sorn.velk.cli;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.BufferedWriter;
-import java.io.IOException;
-import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.List;
@@ -44,26 +43,31 @@ class MemoryTest {
     assertEquals(-1, Files.mismatch(in, out));
   }
 
-  private static void mask(String heap, String rules, Path in, Path out)
-      throws IOException, InterruptedException {
-    Process process =
-        new ProcessBuilder(
-                List.of(
-                    Path.of(System.getProperty("java.home"), "bin", "java").toString(),
-                    heap,
-                    "-Dvelk.library.dir=" + System.getProperty("velk.library.dir"),
-                    "-cp",
-                    System.getProperty("java.class.path"),
-                    Velk.class.getName(),
-                    "mask",
-                    "-s",
-                    rules,
-                    in.toString(),
-                    out.toString()))
-            .redirectErrorStream(true)
-            .start();
-    String told = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
-    assertEquals(0, process.waitFor(), told);
-    assertTrue(told.contains("values could not be masked"), told);
+  @Test
+  void theLongestRowIsMaskedInTheHeapOfTheLauncher() throws Exception {
+    Path in = folder.resolve("in.csv");
+    Path out = folder.resolve("out.csv");
+    String value = "я".repeat(CsvSource.LONGEST_VALUE - 10_000);
+    Files.writeString(in, "a,b\n" + (value + "," + value + "\n").repeat(3));
+    mask("-Xmx256m", "service=s a=keep b=keep", in, out);
+    assertEquals(-1, Files.mismatch(in, out));
+  }
+
+  @Test
+  void aHeapThatIsTooSmallIsToldAndLeavesNoOutput() throws Exception {
+    Path in = folder.resolve("in.csv");
+    Path out = folder.resolve("out.csv");
+    Files.writeString(in, "a\n" + "я".repeat(CsvSource.LONGEST_VALUE - 10_000) + "\n");
+    Run run = run("-Xmx16m", "service=s a=keep", in, out).expect(ExitCode.INTERNAL);
+    assertTrue(run.err().contains("velk: out of memory; "), run.err());
+    assertFalse(Files.exists(out));
+  }
+
+  private static void mask(String heap, String rules, Path in, Path out) throws Exception {
+    run(heap, rules, in, out).expect(ExitCode.DONE);
+  }
+
+  private static Run run(String heap, String rules, Path in, Path out) throws Exception {
+    return Run.ofItsOwn(List.of(heap), "mask", "-s", rules, in.toString(), out.toString());
   }
 }

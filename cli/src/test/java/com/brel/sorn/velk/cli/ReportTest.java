@@ -6,6 +6,7 @@ import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.fasterxml.jackson.databind.JsonNode;
+import com.fasterxml.jackson.databind.ObjectMapper;
 import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -163,6 +164,64 @@ class ReportTest {
     Run run = run("-q", "--report", file.toString(), "--report-format", "json");
     assertEquals("", run.err());
     assertTrue(Files.readString(file).startsWith("{\n  \"input\" : "));
+  }
+
+  @Test
+  void linesEndAlikeOnEveryPlatform() throws Exception {
+    for (String format : List.of("text", "json")) {
+      Run run =
+          Run.ofItsOwn(
+              List.of("-Dline.separator=\r\n"),
+              "mask",
+              "-s",
+              RULES,
+              in.toString(),
+              out.toString(),
+              "--report-format",
+              format);
+      assertFalse(run.expect(ExitCode.FIELD_ERRORS).err().contains("\r"), run.err());
+      assertFalse(Files.readString(out).contains("\r"));
+    }
+  }
+
+  @Test
+  void theReportGoesToStandardOutputWhereThatIsNamed() throws IOException {
+    Run run = run("-q", "--report", "-", "--report-format", "json");
+    assertEquals(ROWS, new ObjectMapper().readTree(run.out()).get("rows").asLong());
+    assertEquals("", run.err());
+  }
+
+  @Test
+  void aReportThatCannotBeWrittenFailsTheRunBeforeItsOutputAppears() throws IOException {
+    Path report = folder.resolve("no/such/folder/report");
+    Run run = mask(out.toString(), report.toString()).expect(ExitCode.INPUT_OUTPUT);
+    assertEquals("velk: " + report + ": there is no such file or directory\n", run.err());
+    assertFalse(Files.exists(out));
+  }
+
+  @Test
+  void aRunThatFailsLeavesAFormerReportAlone() throws IOException {
+    Path report = Files.writeString(folder.resolve("report"), "former");
+    Files.writeString(in, "code,name\n");
+    mask(out.toString(), report.toString()).expect(ExitCode.USAGE);
+    assertEquals("former", Files.readString(report));
+  }
+
+  @Test
+  void theReportNeverTakesThePlaceOfAnotherFile() throws IOException {
+    String before = Files.readString(in);
+    Run input = mask(out.toString(), in.toString()).expect(ExitCode.USAGE);
+    assertEquals("velk: the report would take the place of the input\n", input.err());
+    assertEquals(before, Files.readString(in));
+    String same = "velk: the output and the report would go to the same place\n";
+    String other = folder.resolve("x/../out.csv").toString();
+    assertEquals(same, mask(out.toString(), other).expect(ExitCode.USAGE).err());
+    assertEquals(same, mask("-", "-").expect(ExitCode.USAGE).err());
+    assertFalse(Files.exists(out));
+  }
+
+  private Run mask(String output, String report) {
+    return Run.velk("mask", "-s", RULES, in.toString(), output, "--report", report);
   }
 
   @Test

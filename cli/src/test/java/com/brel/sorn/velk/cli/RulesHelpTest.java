@@ -120,6 +120,20 @@ class RulesHelpTest {
   }
 
   @Test
+  void theRulesToStartFromPassTheCheckWithNaughtyNames() throws IOException {
+    List<String> names =
+        Naughty.strings().stream().filter(name -> !name.isEmpty()).distinct().toList();
+    // Two files, as a masking string has 64 KiB at most.
+    for (List<String> half : List.of(names.subList(0, 200), names.subList(200, names.size()))) {
+      Path csv = Files.writeString(folder.resolve("in.csv"), Naughty.row(half));
+      Path rules = folder.resolve("rules");
+      Run.velk("init", "--force", csv.toString(), rules.toString()).expect(ExitCode.DONE);
+      Run run = Run.velk("check", "--strict", "-r", rules.toString(), csv.toString());
+      assertEquals(half.size() + " columns, each with its rule\n", run.expect(0).out());
+    }
+  }
+
+  @Test
   void everySuggestionIsARuleThatMasksItsColumn() throws IOException {
     String csv =
         "id,first_name,last_name,city,street,mail,card,born,seen,salary,phone,note\n"
@@ -144,6 +158,14 @@ class RulesHelpTest {
     assertEquals("mine", Files.readString(rules));
     Run.velk("init", "--force", csv.toString(), rules.toString()).expect(ExitCode.DONE);
     assertTrue(Files.readString(rules).contains("a = null"));
+  }
+
+  @Test
+  void theRulesNeverTakeThePlaceOfTheFileThatIsRead() throws IOException {
+    Path csv = Files.writeString(folder.resolve("in.csv"), "a\n");
+    Run run = Run.velk("init", "--force", csv.toString(), csv.toString()).expect(ExitCode.USAGE);
+    assertEquals("velk: the rules file would take the place of the input\n", run.err());
+    assertEquals("a\n", Files.readString(csv));
   }
 
   @Test

@@ -9,6 +9,10 @@ import java.io.ByteArrayOutputStream;
 import java.io.IOException;
 import java.io.PrintStream;
 import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.List;
 
 /**
  * One run of the command in this process.
@@ -30,6 +34,26 @@ record Run(int exitCode, byte[] bytes, String err) {
     int exitCode =
         Velk.run(new Streams(new ByteArrayInputStream(in), out, errors, terminalWidth), arguments);
     return new Run(exitCode, out.toByteArray(), err.toString(StandardCharsets.UTF_8));
+  }
+
+  /** A run in a process of its own, without standard input. */
+  static Run ofItsOwn(List<String> options, String... arguments)
+      throws IOException, InterruptedException {
+    List<String> command = new ArrayList<>();
+    command.add(ProcessHandle.current().info().command().orElseThrow());
+    command.add("-Dvelk.library.dir=" + System.getProperty("velk.library.dir"));
+    command.addAll(options);
+    command.addAll(List.of("-cp", System.getProperty("java.class.path"), Velk.class.getName()));
+    command.addAll(List.of(arguments));
+    Path err = Files.createTempFile("velk-test", ".err");
+    try {
+      Process process = new ProcessBuilder(command).redirectError(err.toFile()).start();
+      process.getOutputStream().close();
+      byte[] out = process.getInputStream().readAllBytes();
+      return new Run(process.waitFor(), out, Files.readString(err));
+    } finally {
+      Files.delete(err);
+    }
   }
 
   /** Masks a text from standard input to standard output. */

@@ -1,0 +1,22 @@
+@echo off
+rem Starts the velk command on Windows as the build left it in cli\target. VELK_JAVA_HOME names the Java to be
+rem used, VELK_JAVA_OPTIONS holds more options for it.
+setlocal
+set "root=%~dp0.."
+set "jar="
+for /f "delims=" %%f in ('dir /b "%root%\cli\target\velk-cli-*.jar" 2^>nul') do set "jar=%root%\cli\target\%%f"
+if not exist "%root%\cli\target\lib\" set "jar="
+if not defined jar (
+    echo velk: the command is not built yet; the README says how to build it>&2
+    exit /b 5
+)
+for %%f in (java.exe) do set "java=%%~$PATH:f"
+if defined JAVA_HOME set "java=%JAVA_HOME%\bin\java.exe"
+if defined VELK_JAVA_HOME set "java=%VELK_JAVA_HOME%\bin\java.exe"
+rem Checked first: the exit codes of a missing program would be taken for those of the command.
+if not exist "%java%" (
+    echo velk: there is no Java; install one of version 17 or later, or name it with VELK_JAVA_HOME>&2
+    exit /b 5
+)
+"%java%" -Xmx256m --enable-native-access=ALL-UNNAMED %VELK_JAVA_OPTIONS% -jar "%jar%" %*
+exit /b %errorlevel%
