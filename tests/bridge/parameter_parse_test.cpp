@@ -821,16 +821,31 @@ TEST_F(ParameterParseTest, AKeyThatCannotBeHadLeavesItsEntryWithAHeaderAndTheKey
     expect_kept({192});
 }
 
-TEST_F(ParameterParseTest, TheEntriesBuffersAreFreedWhateverTheParserCountsInTheExtraction)
+TEST_F(ParameterParseTest, TheEntriesBuffersAreFreedWhateverTheParserLeavesInTheRequest)
 {
     for (const std::int32_t recount : {0, 1, INT_MAX, INT_MIN}) {
         extract_by([recount](PRMA* request) {
             request->pairCount = recount;
+            request->entryCount = recount;
+            request->entries = nullptr;
             return 0;
         });
         EXPECT_EQ(parse(), 0);
         expect_kept({128});
     }
+}
+
+TEST_F(ParameterParseTest, EntriesThatTheParserMadeForItselfAreNotTouched)
+{
+    KVPA of_the_parser{};
+    of_the_parser.key = static_cast<char*>(std::malloc(8));
+    engine.Parser_ParseParameters = [&](PRMA* request) {
+        request->entries = &of_the_parser;
+        request->entryCount = 1;
+        return 302;
+    };
+    EXPECT_EQ(parse(), 302);
+    expect_kept({8});
 }
 
 // Counts and sizes.
