@@ -1,4 +1,4 @@
-// com.brel.sorn.velk.VELK: start-up, and the framework's life.
+// com.brel.sorn.velk.VELK: start-up, the framework's life, and services from masking strings.
 
 #include "engine/datacnv.h"
 #include "engine/provider.h"

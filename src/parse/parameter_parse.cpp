@@ -26,6 +26,8 @@ constexpr std::int32_t no_memory_for_value = 7222;
 struct Run {
     const ParameterParse& parse;
     PRMA request;
+    KVPA* entries; // whose buffers the clean-up frees, whatever the parser leaves in the request
+    std::int32_t entry_count;
     PGDA build; // the engine may look at it until the clean-up is over
     BuildOutput output;
     bool build_failed;
@@ -97,6 +99,8 @@ std::int32_t make_entries(Run& run)
         return report(run, 2302, no_memory_for_entries);
     if (request.entries != nullptr)
         std::memset(request.entries, 0, static_cast<std::size_t>(request.entryCount) * sizeof(KVPA));
+    run.entries = request.entries;
+    run.entry_count = request.entryCount;
     for (std::int32_t i = 0; i < request.entryCount; ++i)
         if (const std::int32_t result = make_entry(request, request.entries[i])) return result;
     return 0;
@@ -158,13 +162,12 @@ std::int32_t parse_and_build(Run& run)
 // The array of entries is not freed: the adapter may still hold it.
 void clean_up(Run& run)
 {
-    PRMA& request = run.request;
-    for (std::int32_t i = 0; request.entries != nullptr && i < request.entryCount; ++i) {
-        std::free(request.entries[i].key);
-        std::free(request.entries[i].value);
+    for (std::int32_t i = 0; i < run.entry_count; ++i) {
+        std::free(run.entries[i].key);
+        std::free(run.entries[i].value);
     }
-    run.output.mode = request.mode;
-    std::free(request.input);
+    run.output.mode = run.request.mode;
+    std::free(run.request.input);
     if (run.build_failed) report(run, 2421, Adapter_FreeServiceDefinition(run.parse.pSvcDef));
 }
 
@@ -185,7 +188,7 @@ void trace_arguments(const Run& run)
 std::int32_t parse_parameters(const ParameterParse& parse)
 {
     static trace::Block block;
-    Run run{parse, {}, {}, {}, false, {}};
+    Run run{parse, {}, nullptr, 0, {}, {}, false, {}};
     if (const std::int32_t status = trace::open(run.scope, block, trace::parameter_parse)) return status;
     if (trace::wants(run.scope, trace_mask_entry)) trace_arguments(run);
 

@@ -242,10 +242,13 @@ TEST_F(ParameterParseTest, WhatTheParserWroteStandsInBothLaterCalls)
 {
     engine.Parser_ParseParameters = [&, measure = engine.Parser_ParseParameters](PRMA* request) {
         std::memset(request->reserved34, 0x77, sizeof request->reserved34);
+        request->failed = 1; // no failure until the extraction pass leaves it so
         return measure(request);
     };
     extract_by([](PRMA* request) {
         EXPECT_EQ(request->reserved34[3], 0x77);
+        EXPECT_EQ(request->failed, 1);
+        request->failed = 0;
         std::strcpy(request->entries[1].key, "key");
         std::strcpy(request->entries[1].value, "value");
         request->entries[1].reserved24[0] = 0x66;
@@ -795,6 +798,54 @@ TEST_F(ParameterParseTest, AfterAFailedArrayTheCountStandsWithoutAnArray)
     heap.fail(2);
     EXPECT_EQ(parse(), 7220);
     EXPECT_TRUE(heap.held().empty());
+}
+
+TEST_F(ParameterParseTest, AKeyThatCannotBeHadLeavesItsEntryWithAHeaderAndTheKeysSize)
+{
+    const PRMA* request = nullptr;
+    engine.Parser_ParseParameters = [&, measure = engine.Parser_ParseParameters](PRMA* passed) {
+        request = passed;
+        return measure(passed);
+    };
+    engine.Parser_GetErrorInfoSize = [&](std::int16_t*, std::int32_t*) {
+        const KVPA* entries = request->entries;
+        EXPECT_EQ(heap.sizes(), (std::vector<std::size_t>{16, 192, 24, 40}));
+        EXPECT_EQ(Bytes::of(entries[0]), entry_bytes(entries[0].key, 24, entries[0].value, 40));
+        EXPECT_EQ(Bytes::of(entries[1]), entry_bytes(nullptr, 24, nullptr, 0));
+        EXPECT_EQ(Bytes::of(entries[2]), Bytes(64));
+        return 1;
+    };
+    pairs = 3;
+    heap.fail(5);
+    EXPECT_EQ(parse(), 7221);
+    expect_kept({192});
+}
+
+TEST_F(ParameterParseTest, TheEntriesBuffersAreFreedWhateverTheParserLeavesInTheRequest)
+{
+    for (const std::int32_t recount : {0, 1, INT_MAX, INT_MIN}) {
+        extract_by([recount](PRMA* request) {
+            request->pairCount = recount;
+            request->entryCount = recount;
+            request->entries = nullptr;
+            return 0;
+        });
+        EXPECT_EQ(parse(), 0);
+        expect_kept({128});
+    }
+}
+
+TEST_F(ParameterParseTest, EntriesThatTheParserMadeForItselfAreNotTouched)
+{
+    KVPA of_the_parser{};
+    of_the_parser.key = static_cast<char*>(std::malloc(8));
+    engine.Parser_ParseParameters = [&](PRMA* request) {
+        request->entries = &of_the_parser;
+        request->entryCount = 1;
+        return 302;
+    };
+    EXPECT_EQ(parse(), 302);
+    expect_kept({8});
 }
 
 // Counts and sizes.

@@ -6,6 +6,11 @@
 #include <string>
 #include <vector>
 
+#if !defined(_WIN32)
+#include <sys/mman.h>
+#include <unistd.h>
+#endif
+
 namespace velk::test {
 
 namespace {
@@ -508,6 +513,57 @@ TEST_F(ParseSyntaxStringTest, TheLongestStringsMemoryIsAskedForInFull)
     EXPECT_EQ(jvm.take_exception(), velk_exception("parseVELKSyntaxString malloc failed", -1));
     EXPECT_EQ(heap.refused_size(), 8'589'934'589U);
 }
+
+#if !defined(_WIN32)
+
+// Two gigabytes and one page of room in the memory of a few megabytes: every chunk but the page at the end is
+// the first one again.
+class RepeatedMemory {
+public:
+    RepeatedMemory()
+    {
+        const int file = memfd_create("repeated", 0);
+        EXPECT_EQ(ftruncate(file, chunk), 0);
+        constexpr int access = PROT_READ | PROT_WRITE;
+        start = static_cast<char*>(
+            mmap(nullptr, size + page, access, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+        for (std::size_t offset = 0; offset < size; offset += chunk)
+            EXPECT_NE(mmap(start + offset, chunk, access, MAP_SHARED | MAP_FIXED, file, 0), MAP_FAILED);
+        close(file);
+    }
+    ~RepeatedMemory() { munmap(start, size + page); }
+
+    static constexpr std::size_t size = 0x80000000;
+    static constexpr std::size_t chunk = 0x1000000;
+    char* start;
+
+private:
+    static constexpr std::size_t page = 0x1000;
+};
+
+TEST_F(ParseSyntaxStringTest, ATextWhoseLengthTheDriverCannotBeToldThrows)
+{
+    RepeatedMemory memory;
+    jvm.fail({.function = "GetStringLength", .exception = nullptr, .result = memory.size / 4});
+    heap.lend(memory.start);
+    engine.Cnv_Utf16ToUtf8 = [&](char* destination, auto...) {
+        if (destination == memory.start) std::memset(destination, 'x', memory.chunk);
+        return 0;
+    };
+    EXPECT_EQ(parse(), 0);
+    const char* const message = "VELK.parseVELKSyntaxString: the masking string is too long";
+    EXPECT_EQ(jvm.take_exception(), velk_exception(message, -1));
+    EXPECT_EQ(without_trace(log), joined({{"GetStringLength maskingString", "GetStringChars maskingString",
+                                           "Cnv_Utf16ToUtf8 length 536870912 capacity 2147483648",
+                                           "ReleaseStringChars maskingString"},
+                                          throw_calls(message)}));
+    EXPECT_EQ(engine.records, std::vector{return_code_record(0xC0802, 382, -1)});
+    EXPECT_EQ(heap.made(), 1U);
+    EXPECT_EQ(heap.freed(), 1U);
+    expect_untouched();
+}
+
+#endif
 
 TEST_F(ParseSyntaxStringTest, WithoutMemoryForTheRecordTheDriverRefusesIt)
 {

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <new>
+#include <utility>
 
 namespace velk::test {
 
@@ -58,6 +59,19 @@ bool Allocations::refuses(std::size_t size)
     return true;
 }
 
+void* Allocations::take_loan()
+{
+    if (loan != nullptr) on_loan = loan;
+    return std::exchange(loan, nullptr);
+}
+
+bool Allocations::take_back(const void* address)
+{
+    if (address == nullptr || address != on_loan) return false;
+    on_loan = nullptr;
+    return true;
+}
+
 void Allocations::add(void* address, std::size_t size)
 {
     if (address != nullptr) blocks[address] = {size, allocated};
@@ -98,6 +112,7 @@ void __real_free(void* address);
 void* __wrap_malloc(std::size_t size)
 {
     if (refused(size)) return nullptr;
+    if (void* lent = watch != nullptr ? watch->take_loan() : nullptr) return watched(lent, size);
     void* block = watched(__real_malloc(size), size);
     // New memory holds anything; never let it be zero by chance.
     if (watch != nullptr && block != nullptr) std::memset(block, new_memory, size);
@@ -118,8 +133,9 @@ void* __wrap_realloc(void* address, std::size_t size)
 
 void __wrap_free(void* address)
 {
+    const bool lent = watch != nullptr && watch->take_back(address);
     if (watch != nullptr && address != nullptr) watch->remove(address);
-    __real_free(address);
+    if (!lent) __real_free(address);
 }
 
 } // extern "C"

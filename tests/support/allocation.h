@@ -31,6 +31,8 @@ public:
 
     // Makes the nth allocation from now on give null, once.
     void fail(std::size_t nth) { countdown = nth; }
+    // Makes the next malloc give this block, whatever it asks for. Freed, the block is the test's again.
+    void lend(void* block) { loan = block; }
     // Whether the allocation that was to fail has come.
     bool has_failed() const { return failed; }
     // Bytes that it asked for.
@@ -47,6 +49,8 @@ public:
 
     // Called by the allocation functions.
     bool refuses(std::size_t size);
+    void* take_loan();
+    bool take_back(const void* address);
     void add(void* address, std::size_t size);
     void remove(void* address);
 
@@ -61,6 +65,8 @@ private:
     std::size_t countdown = 0;
     std::size_t refused = 0;
     bool failed = false;
+    void* loan = nullptr;    // to be given
+    void* on_loan = nullptr; // given and not freed yet
 };
 
 } // namespace velk::test

@@ -319,6 +319,21 @@ TEST(WatchedHeap, CountsAndFailsAndFindsLeaks)
     std::free(third);
 }
 
+TEST(WatchedHeap, LendsABlockOnceAndTakesItBack)
+{
+    Allocations heap;
+    char block[4];
+    heap.lend(block);
+    void* volatile first = std::malloc(1000);
+    void* volatile second = std::malloc(10);
+    EXPECT_EQ(first, block);
+    EXPECT_NE(second, block);
+    EXPECT_EQ(heap.sizes(), (std::vector<std::size_t>{1000, 10}));
+    std::free(first);
+    EXPECT_EQ(heap.sizes(), std::vector<std::size_t>{10});
+    std::free(second);
+}
+
 TEST(WatchedHeap, ReportsALeakBySize)
 {
     void* volatile leak = nullptr;
