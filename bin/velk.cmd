@@ -1,11 +1,13 @@
 @echo off
-rem Starts the velk command on Windows as the build left it in cli\target. VELK_JAVA_HOME names the Java to be
-rem used, VELK_JAVA_OPTIONS holds more options for it.
+rem Starts the velk command on Windows, as a package holds it in command\ or the build left it in cli\target.
+rem VELK_JAVA_HOME names the Java to be used, VELK_JAVA_OPTIONS holds more options for it.
 setlocal
 set "root=%~dp0.."
+set "folder=%root%\command"
+if not exist "%folder%\" set "folder=%root%\cli\target"
 set "jar="
-for /f "delims=" %%f in ('dir /b "%root%\cli\target\velk-cli-*.jar" 2^>nul') do set "jar=%root%\cli\target\%%f"
-if not exist "%root%\cli\target\lib\" set "jar="
+for /f "delims=" %%f in ('dir /b "%folder%\velk-cli-*.jar" 2^>nul') do set "jar=%folder%\%%f"
+if not exist "%folder%\lib\" set "jar="
 if not defined jar (
     echo velk: the command is not built yet; the README says how to build it>&2
     exit /b 5
