@@ -324,8 +324,9 @@ class MaskingStringTest {
     ChildJvm child = ChildJvm.run(options, System.getProperty("java.class.path"), main);
     assertEquals(0, child.exitCode(), child.output());
     long grown = Long.parseLong(child.output().replaceAll("(?s).*grown by (\\d+) KiB.*", "$1"));
-    // Some 3,100 KiB are the bridge's arrays of pairs, 64 bytes a pair, which it leaves to the
-    // adapter. Records that stayed behind would come to more than 10,000 KiB on top.
-    assertTrue(grown < 5_000, child.output());
+    // Some 4,700 KiB are the bridge's arrays of pairs, 64 bytes a pair, which it leaves to the
+    // adapter, and on Windows the heap grows by megabytes at a time. Records that stayed behind
+    // would come to more than 30,000 KiB on top.
+    assertTrue(grown < 14_000, child.output());
   }
 }
