@@ -8,6 +8,7 @@ import java.io.ByteArrayInputStream;
 import java.io.ByteArrayOutputStream;
 import java.io.IOException;
 import java.io.PrintStream;
+import java.lang.management.ManagementFactory;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -41,6 +42,10 @@ record Run(int exitCode, byte[] bytes, String err) {
       throws IOException, InterruptedException {
     List<String> command = new ArrayList<>();
     command.add(ProcessHandle.current().info().command().orElseThrow());
+    // What this virtual machine was told of its machine and its libraries holds for the other as well.
+    ManagementFactory.getRuntimeMXBean().getInputArguments().stream()
+        .filter(option -> option.startsWith("-XX:") || option.contains("native-access"))
+        .forEach(command::add);
     command.add("-Dvelk.library.dir=" + System.getProperty("velk.library.dir"));
     command.addAll(options);
     command.addAll(List.of("-cp", System.getProperty("java.class.path"), Velk.class.getName()));
