@@ -42,7 +42,8 @@ record Run(int exitCode, byte[] bytes, String err) {
       throws IOException, InterruptedException {
     List<String> command = new ArrayList<>();
     command.add(ProcessHandle.current().info().command().orElseThrow());
-    // What this virtual machine was told of its machine and its libraries holds for the other as well.
+    // What this virtual machine was told of its machine and its libraries holds for the other as
+    // well.
     ManagementFactory.getRuntimeMXBean().getInputArguments().stream()
         .filter(option -> option.startsWith("-XX:") || option.contains("native-access"))
         .forEach(command::add);
