@@ -8,6 +8,7 @@ import java.io.ByteArrayInputStream;
 import java.io.ByteArrayOutputStream;
 import java.io.IOException;
 import java.io.PrintStream;
+import java.lang.management.ManagementFactory;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -42,6 +43,10 @@ record Run(int exitCode, byte[] bytes, String err) {
     List<String> command = new ArrayList<>();
     command.add(ProcessHandle.current().info().command().orElseThrow());
     command.add("-Dvelk.library.dir=" + System.getProperty("velk.library.dir"));
+    // This one's own, which say what it need not ask or warn of.
+    ManagementFactory.getRuntimeMXBean().getInputArguments().stream()
+        .filter(option -> option.startsWith("-XX:") || option.contains("native-access"))
+        .forEach(command::add);
     command.addAll(options);
     command.addAll(List.of("-cp", System.getProperty("java.class.path"), Velk.class.getName()));
     command.addAll(List.of(arguments));
