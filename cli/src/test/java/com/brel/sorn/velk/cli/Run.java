@@ -48,6 +48,10 @@ record Run(int exitCode, byte[] bytes, String err) {
         .filter(option -> option.startsWith("-XX:") || option.contains("native-access"))
         .forEach(command::add);
     command.add("-Dvelk.library.dir=" + System.getProperty("velk.library.dir"));
+    // This one's own, which say what it need not ask or warn of.
+    ManagementFactory.getRuntimeMXBean().getInputArguments().stream()
+        .filter(option -> option.startsWith("-XX:") || option.contains("native-access"))
+        .forEach(command::add);
     command.addAll(options);
     command.addAll(List.of("-cp", System.getProperty("java.class.path"), Velk.class.getName()));
     command.addAll(List.of(arguments));
