@@ -42,11 +42,6 @@ record Run(int exitCode, byte[] bytes, String err) {
       throws IOException, InterruptedException {
     List<String> command = new ArrayList<>();
     command.add(ProcessHandle.current().info().command().orElseThrow());
-    // What this virtual machine was told of its machine and its libraries holds for the other as
-    // well.
-    ManagementFactory.getRuntimeMXBean().getInputArguments().stream()
-        .filter(option -> option.startsWith("-XX:") || option.contains("native-access"))
-        .forEach(command::add);
     command.add("-Dvelk.library.dir=" + System.getProperty("velk.library.dir"));
     // This one's own, which say what it need not ask or warn of.
     ManagementFactory.getRuntimeMXBean().getInputArguments().stream()
