@@ -26,7 +26,10 @@ final class MaskingStringSource {
     @Option(
         names = {"-s", "--string"},
         paramLabel = "TEXT",
-        description = "The masking string itself.")
+        description = {
+          "The masking string itself. On Windows a character that the machine's code page lacks"
+              + " becomes a question mark on its way: put such a string into a file."
+        })
     private String text;
   }
 
