@@ -136,7 +136,7 @@ void mask_value(KeyedInput& input, const ColumnType& type, std::uint32_t percent
     if (is_zero(choices)) return add_error(results, result_does_not_fit);
     Draws draws(input.digest(value));
     Digits moved = sum(first, draw_below(choices, draws));
-    if (moved >= number) moved = sum(std::move(moved), one(moved.size()));
+    if (moved >= number) moved = sum(moved, one(number.size()));
     const std::size_t offset = results.text.size();
     append_number(results.text, moved, negative, fraction);
     close_result(results, offset);
