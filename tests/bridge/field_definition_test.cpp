@@ -148,7 +148,7 @@ TEST_F(FieldDefinitionTest, IdAndScaleAreKeptInSixteenBitsAndComeBackSigned)
 
 TEST_F(FieldDefinitionTest, NamesOfAllLengthsEndWithAZeroUnit)
 {
-    for (const std::size_t length : {0, 1, 3, 254, 255, 256, 257, 70000}) {
+    for (const std::size_t length : {0u, 1u, 3u, 254u, 255u, 256u, 257u, 70000u}) {
         for (const std::uint8_t flag : conversion_flags) {
             wide_conversion = flag;
             const std::u16string text(length, u'\u20ac');
@@ -323,7 +323,7 @@ TEST_F(FieldDefinitionTest, WithoutMemoryToCThrowsAndLeavesThePieceEmpty)
 
 TEST_F(FieldDefinitionTest, ALaterToCMakesUpForTheMissingPiece)
 {
-    for (const std::size_t nth : {2, 3}) {
+    for (const std::size_t nth : {2u, 3u}) {
         heap.fail(nth);
         jvm.run(to_c, self);
         EXPECT_TRUE(jvm.take_exception().has_value());
@@ -566,7 +566,7 @@ TEST_F(FieldDefinitionTest, AUtf8NameTakesItsAreaFromTheHeapAbove255Bytes)
         *length = capacity;
         return 0;
     };
-    for (const std::size_t size : {1, 254, 255, 256, 257, 70000}) {
+    for (const std::size_t size : {1u, 254u, 255u, 256u, 257u, 70000u}) {
         bind_utf8_name(std::string(size, 'm'));
         const std::size_t allocated = heap.made();
         EXPECT_EQ(jvm.run(to_java, self), 0);
@@ -586,7 +586,7 @@ TEST_F(FieldDefinitionTest, AWideNameTakesItsAreaFromTheHeapWhateverItsSize)
         *length = capacity;
         return 0;
     };
-    for (const std::size_t units : {1, 254, 255, 256, 257, 70000}) {
+    for (const std::size_t units : {1u, 254u, 255u, 256u, 257u, 70000u}) {
         for (const std::uint8_t flag : conversion_flags) {
             wide_conversion = flag;
             bind_wide_name(std::u16string(units, u'w'));

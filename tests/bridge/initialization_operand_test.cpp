@@ -209,7 +209,7 @@ TEST_F(InitializationOperandTest, AnEmptyStringIsOneZeroUnit)
 
 TEST_F(InitializationOperandTest, TextsOfAllLengthsEndWithAZeroUnit)
 {
-    for (const std::size_t length : {1, 7, 254, 255, 256, 257, 4096, 70000}) {
+    for (const std::size_t length : {1u, 7u, 254u, 255u, 256u, 257u, 4096u, 70000u}) {
         for (const std::uint8_t flag : conversion_flags) {
             wide_conversion = flag;
             const std::u16string text(length, u'\u20ac');
@@ -448,7 +448,7 @@ TEST_F(InitializationOperandTest, WithoutMemoryForANewTextTheFormerOneIsNoLonger
 {
     set_name(u"former");
     set_value(u"former");
-    for (const std::size_t nth : {1, 2}) {
+    for (const std::size_t nth : {1u, 2u}) {
         jvm.run(to_c, self);
         heap.fail(nth);
         EXPECT_EQ(jvm.run(to_c, self), 0);
@@ -769,7 +769,7 @@ TEST_F(InitializationOperandTest, WhatToCStoredComesBack)
 
 TEST_F(InitializationOperandTest, ANameOf254CharactersFitsTheStackAndOneOf255DoesNot)
 {
-    for (const std::size_t length : {254, 255}) {
+    for (const std::size_t length : {254u, 255u}) {
         set_name(std::u16string(length, u'n'));
         jvm.run(to_c, self);
         const std::size_t made = heap.made();
@@ -795,7 +795,7 @@ TEST_F(InitializationOperandTest, MoreThan255UnitsTakeAHeapAreaOfTheirSizeAndATe
         return engine.Cnv_Utf8ToUtf16(area, capacity, nullptr, 0, length);
     };
     wide_conversion = 1;
-    for (const std::size_t units : {1, 254, 255, 256, 257, 70000}) {
+    for (const std::size_t units : {1u, 254u, 255u, 256u, 257u, 70000u}) {
         for (const bool wide : {false, true}) {
             if (wide) {
                 put_wide_name(made, std::u16string(units, u'w'));
@@ -825,7 +825,7 @@ TEST_F(InitializationOperandTest, MoreThan255UnitsTakeAHeapAreaOfTheirSizeAndATe
 TEST_F(InitializationOperandTest, PlainCopiesTakeTheirAreaFromTheHeapAbove255Units)
 {
     OPRA* made = bind_engine_record();
-    for (const std::size_t units : {254, 255, 256, 257}) {
+    for (const std::size_t units : {254u, 255u, 256u, 257u}) {
         put_wide_name(made, std::u16string(units, u'w'));
         const std::size_t allocated = heap.made();
         const Sizes held = heap.sizes();

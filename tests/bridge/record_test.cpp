@@ -28,7 +28,7 @@ protected:
 
 TEST_F(RecordTest, AllocatedMemoryIsZero)
 {
-    for (const std::size_t size : {1, 48, 4096}) {
+    for (const std::size_t size : {1u, 48u, 4096u}) {
         auto* garbage = static_cast<unsigned char*>(std::malloc(size));
         std::memset(garbage, 0xEE, size);
         std::free(garbage);

@@ -69,7 +69,7 @@ TEST_F(TextTest, WithTheFlagSetTheEngineGetsLengthAndCapacity)
 
 TEST_F(TextTest, UpTo512BytesStandOnTheStackUnlessTheHeapIsAskedFor)
 {
-    for (const std::size_t units : {0, 1, 254, 255, 256, 257, 70000}) {
+    for (const std::size_t units : {0u, 1u, 254u, 255u, 256u, 257u, 70000u}) {
         for (const text::Memory memory : {text::Memory::stack_or_heap, text::Memory::heap}) {
             run([&](Call& call) {
                 text::Buffer buffer;

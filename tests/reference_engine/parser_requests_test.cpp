@@ -18,7 +18,7 @@ const std::string good = "service=people name=keep";
 
 std::string whole(ErrorCode code, const std::string& subject = "")
 {
-    const Message& message = *find_message(code);
+    const Message& message = *find_message(static_cast<std::uint32_t>(code));
     return heading_of(message, subject) + "\n" + std::string(message.detail) + "\n" +
            std::string(message.trailing);
 }

@@ -180,7 +180,8 @@ using ScriptedJvmDeathTest = ScriptedJvm;
 
 TEST_F(ScriptedJvmDeathTest, EndsTheTestForAFunctionThatNativesDoNotNeed)
 {
-    EXPECT_DEATH(env->GetVersion(), "natives have no business there");
+    // A sanitizer may be faster: the trap has not the type of every function in whose place it stands.
+    EXPECT_DEATH(env->GetVersion(), "natives have no business there|incorrect function type");
 }
 
 struct ScriptedEngine : ::testing::Test {
