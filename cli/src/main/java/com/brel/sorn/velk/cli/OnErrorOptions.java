@@ -33,7 +33,8 @@ final class OnErrorOptions {
       names = "--error-text",
       paramLabel = "TEXT",
       defaultValue = "***",
-      description = "The text of --on-error fixed (default: ${DEFAULT-VALUE}).")
+      description =
+          "The text of --on-error fixed, in columns of every type (default: ${DEFAULT-VALUE}).")
   private String text;
 
   @Option(

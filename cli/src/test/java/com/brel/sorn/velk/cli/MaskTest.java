@@ -142,6 +142,12 @@ class MaskTest {
   }
 
   @Test
+  void theTextOfTheOptionIsForColumnsOfEveryType() {
+    Run run = Run.mask("service=s a=keep a.type=integer", "a\nx\n", "--on-error", "fixed");
+    assertEquals("a\n***\n", run.expect(ExitCode.FIELD_ERRORS).out());
+  }
+
+  @Test
   void moreThanTheMostErrorsEndTheRun() throws IOException {
     Path in = Files.writeString(folder.resolve("in.csv"), "a,b\nlong,1\nlong,2\n");
     Path out = folder.resolve("out.csv");
