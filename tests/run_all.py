@@ -105,7 +105,10 @@ def native_lane():
     yield from unit_tests("Windows", "windows", ["scripts/wine"], ".exe")
     yield build("asan")
     yield from unit_tests("Linux", "asan")
-    yield Layer("Linux", "fuzz", ["scripts/fuzz", "60"], one_check)
+
+
+def fuzz_lane():
+    yield Layer("Linux", "fuzz", ["scripts/fuzz", "60"], one_check, ["build asan"])
 
 
 def java_lane():
@@ -159,10 +162,10 @@ def main():
     LOGS.mkdir(parents=True, exist_ok=True)
     wanted = sys.argv[1:]
     lanes = [[layer for layer in lane() if not wanted or any(word in layer.name for word in wanted)]
-             for lane in (native_lane, java_lane)]
+             for lane in (native_lane, java_lane, fuzz_lane)]
     done = {layer.name: threading.Event() for lane in lanes for layer in lane}
     counts = []
-    # Side by side: neither keeps two cores busy all the time.
+    # Side by side: none keeps two cores busy all the time.
     with concurrent.futures.ThreadPoolExecutor() as pool:
         for lane in [pool.submit(run_lane, lane, done, counts) for lane in lanes]:
             lane.result()
