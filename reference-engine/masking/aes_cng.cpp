@@ -1,5 +1,5 @@
+#include "masking/aes.h"
 #include "masking/cng.h"
-#include "masking/hmac.h"
 
 namespace velk::engine {
 

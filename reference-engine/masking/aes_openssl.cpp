@@ -1,7 +1,7 @@
 // The low-level cipher functions are deprecated, but they alone encrypt a block without a context to set up.
 #define OPENSSL_SUPPRESS_DEPRECATED
 
-#include "masking/hmac.h"
+#include "masking/aes.h"
 
 #include <stdexcept>
 

@@ -2,7 +2,7 @@
 
 // FF1, the format-preserving encryption of NIST SP 800-38G: numerals in, as many numerals out.
 
-#include "masking/hmac.h"
+#include "masking/aes.h"
 
 #include <cstdint>
 #include <span>
