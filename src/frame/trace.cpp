@@ -2,6 +2,7 @@
 
 #include "frame/text16.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace velk::trace {
@@ -29,7 +30,8 @@ static void set_item(TraceRecord& record, std::size_t index, const Item& item)
 {
     // A longer label reaches the facility cut to its first 16 characters, and must: that is the name
     // under which the facility's readers know it.
-    std::strncpy(record.labels[index], item.label, trace_label_limit);
+    std::memcpy(record.labels[index], item.label,
+                std::min<std::size_t>(std::strlen(item.label), trace_label_limit));
     record.flags |= trace_flag_label1 << index;
     record.items[index] = {item.length, item.type, item.slot};
     record.flags |= trace_flag_value1 << index;
