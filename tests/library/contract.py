@@ -6,6 +6,7 @@ import re
 FOLDER = pathlib.Path(__file__).resolve().parent
 ROOT = FOLDER.parents[1]
 ENGINE = ["VELKProvider", "VELKParser", "VELKAdapter", "VELKDataCnvLib"]
+ALL = [*ENGINE, "VELKJNI"]
 
 
 def natives():
@@ -13,7 +14,13 @@ def natives():
 
 
 def operations(library):
-    """{ordinal: name} of the engine library's operations."""
+    """{ordinal: name} of the engine library's operations. The numbers belong to the engine and never change."""
+    lines = map(str.split, (FOLDER / "engine_operations.txt").read_text().splitlines())
+    return {int(ordinal): name for owner, ordinal, name in lines if owner == library}
+
+
+def export_list(library):
+    """The same as the build has it."""
     text = (ROOT / "include" / "engine" / f"{library}.def").read_text()
     return {int(ordinal): name for name, ordinal in re.findall(r"^\s+(\w+) @(\d+) NONAME$", text, re.MULTILINE)}
 

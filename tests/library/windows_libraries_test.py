@@ -4,18 +4,18 @@ import os
 import pathlib
 import re
 import shutil
-import subprocess
 import tempfile
 import unittest
 
 import pefile
 
 import contract
+from binaries import faults_of_debug_information, run, symbols
 
 BUILD = contract.ROOT / "build" / "windows"
 LIBRARIES = pathlib.Path(os.environ.get("VELK_LIBRARY_DIR", BUILD / "lib"))
-ALL = [*contract.ENGINE, "VELKJNI"]
-COMPILER = "x86_64-w64-mingw32-gcc-posix"
+TOOLS = "x86_64-w64-mingw32-"
+COMPILER = f"{TOOLS}gcc-posix"
 C_RUNTIME = "msvcrt.dll"
 
 
@@ -51,27 +51,31 @@ def engine_imports(library):
     return {line for line in imports(library) if line.startswith("VELK")}
 
 
-def run(*command):
-    result = subprocess.run([*map(str, command)], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
-    if result.returncode != 0:
-        raise AssertionError(result.stdout)
-
-
 def link(*arguments):
     run(COMPILER, *arguments)
 
 
-def build_bridge_alone(sources):
-    """The bridge of a copy of the sources, built without an engine at hand."""
-    for name in ["src", "include", "cmake"]:
+def exchanged(library):
+    """[(ordinal, name)] of an engine library's exports that stand under another one's number."""
+    portable = read(library)
+    addresses = symbols(f"{library}.debug", TOOLS)
+    base = portable.OPTIONAL_HEADER.ImageBase
+    return [(symbol.ordinal, contract.operations(library.stem)[symbol.ordinal])
+            for symbol in portable.DIRECTORY_ENTRY_EXPORT.symbols if symbol.name is None
+            and addresses.get(contract.operations(library.stem)[symbol.ordinal]) != base + symbol.address]
+
+
+def build(sources, *options):
+    """A copy of the sources, built without their tests at another place. Its folder of libraries."""
+    for name in ["src", "include", "cmake", "reference-engine"]:
         shutil.copytree(contract.ROOT / name, sources / name)
     shutil.copy(contract.ROOT / "CMakeLists.txt", sources)
     java = contract.ROOT / "build" / "tools" / "java25-windows" / "include"
-    run("cmake", "-S", sources, "-B", sources / "build", "-G", "Ninja", "-DCMAKE_BUILD_TYPE=RelWithDebInfo",
-        "-DVELK_REFERENCE_ENGINE=OFF", "-DCMAKE_TOOLCHAIN_FILE=cmake/windows-x86_64-mingw.cmake",
-        f"-DVELK_JAVA_INCLUDE_DIR={java}")
-    run("cmake", "--build", sources / "build")
-    return sources / "build" / "lib" / "VELKJNI.dll"
+    folder = sources.with_name(f"{sources.name} built")
+    run("cmake", "-S", sources, "-B", folder, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=RelWithDebInfo", "-DVELK_TESTS=OFF",
+        "-DCMAKE_TOOLCHAIN_FILE=cmake/windows-x86_64-mingw.cmake", f"-DVELK_JAVA_INCLUDE_DIR={java}", *options)
+    run("cmake", "--build", folder)
+    return folder / "lib"
 
 
 class WindowsLibraries(unittest.TestCase):
@@ -102,11 +106,45 @@ class WindowsLibraries(unittest.TestCase):
             definition, source, library, stub = (pathlib.Path(folder, name) for name in
                                                  ["named.def", "planted.c", "planted.dll", "libnamed.a"])
             definition.write_text("LIBRARY VELKProvider.dll\nEXPORTS\n    Provider_Init\n    Provider_Term @4 NONAME\n")
-            run("x86_64-w64-mingw32-dlltool", "-d", definition, "-l", stub)
+            run(f"{TOOLS}dlltool", "-d", definition, "-l", stub)
             source.write_text("int Provider_Init(void); int Provider_Term(void);\n"
                               "__declspec(dllexport) int call(void) { return Provider_Init() + Provider_Term(); }")
             link("-shared", "-o", library, source, stub)
             self.assertEqual(engine_imports(library) - operations_by_ordinal(), {"VELKProvider.dll Provider_Init"})
+
+    def test_the_build_has_the_ordinals_of_the_engine(self):
+        for library in contract.ENGINE:
+            with self.subTest(library):
+                self.assertEqual(contract.export_list(library), contract.operations(library))
+                self.assertTrue(contract.operations(library))
+
+    def test_behind_each_ordinal_of_the_engine_stands_its_operation(self):
+        for library in contract.ENGINE:
+            with self.subTest(library):
+                self.assertEqual(exchanged(dll(library)), [])
+
+    def test_the_bridge_calls_by_each_ordinal_what_it_means(self):
+        """The linker's table of imports names its slots in the debug information."""
+        slots = symbols(f"{dll('VELKJNI')}.debug", TOOLS)
+        for entry in read(dll("VELKJNI")).DIRECTORY_ENTRY_IMPORT:
+            library = pathlib.PurePath(entry.dll.decode()).stem
+            for symbol in entry.imports if library in contract.ENGINE else []:
+                name = contract.operations(library)[symbol.ordinal]
+                with self.subTest(name):
+                    self.assertEqual(slots[f"__imp_{name}"], symbol.address)
+
+    def test_exchanged_ordinals_are_noticed(self):
+        with tempfile.TemporaryDirectory() as folder:
+            definition, source, library = (pathlib.Path(folder, name) for name in
+                                           ["planted.def", "planted.c", "VELKAdapter.dll"])
+            names = contract.operations("VELKAdapter")
+            swapped = {1: names[2], 2: names[1], 3: names[3]}
+            definition.write_text("LIBRARY VELKAdapter\nEXPORTS\n" + "".join(
+                f"    {name} @{ordinal} NONAME\n" for ordinal, name in swapped.items()))
+            source.write_text("\n".join(f"void {name}(void) {{}}" for name in names.values()))
+            link("-shared", "-o", library, source, definition)
+            shutil.copy(library, f"{library}.debug")
+            self.assertEqual(exchanged(library), [(1, names[1]), (2, names[2])])
 
     def test_the_engine_exports_its_operations_by_ordinal_alone(self):
         for library in contract.ENGINE:
@@ -126,7 +164,7 @@ class WindowsLibraries(unittest.TestCase):
         self.assertEqual(engine_imports(dll("VELKAdapter")), {"VELKParser.dll Parser_ReportError"})
 
     def test_what_one_side_allocates_the_other_may_free(self):
-        for library in ALL:
+        for library in contract.ALL:
             with self.subTest(library):
                 heaps = {line.split()[0] for line in imports(dll(library)) if line.split()[1] in ("malloc", "free")}
                 self.assertEqual(heaps, {C_RUNTIME})
@@ -134,25 +172,34 @@ class WindowsLibraries(unittest.TestCase):
     def test_each_library_says_what_it_is(self):
         version = re.search(r"project\(VELKJNI VERSION (\S+)", (contract.ROOT / "CMakeLists.txt").read_text()).group(1)
         major, minor, patch = map(int, version.split("."))
-        for library in ALL:
+        for library in contract.ALL:
             with self.subTest(library):
                 portable = read(dll(library))
                 fixed = portable.VS_FIXEDFILEINFO[0]
                 self.assertEqual((fixed.FileVersionMS, fixed.FileVersionLS), (major << 16 | minor, patch << 16))
                 texts = {key.decode(): value.decode() for key, value in portable.FileInfo[0][0].StringTable[0].entries.items()}
-                self.assertEqual(texts["FileVersion"], version)
+                self.assertEqual((texts["FileVersion"], texts["ProductVersion"]), (version, version))
+                self.assertEqual((texts["ProductName"], texts["InternalName"]), ("VELKJNI", library))
                 self.assertEqual(texts["OriginalFilename"], f"{library}.dll")
+                self.assertEqual(portable.DIRECTORY_ENTRY_EXPORT.name.decode(), f"{library}.dll")
                 self.assertRegex(texts["FileDescription"], "^VELK|VELK Java API")
 
     def test_debug_information_stands_beside_the_library(self):
-        for library in ALL:
+        for library in contract.ALL:
             with self.subTest(library):
-                self.assertNotIn(b".debug_info\0", dll(library).read_bytes())
-                self.assertIn(f"{library}.dll.debug\0".encode(), dll(library).read_bytes())
-                self.assertIn(b".debug_info\0", pathlib.Path(f"{dll(library)}.debug").read_bytes())
+                self.assertEqual(faults_of_debug_information(dll(library), library, TOOLS), [])
+
+    def test_debug_information_of_another_library_is_noticed(self):
+        with tempfile.TemporaryDirectory() as folder:
+            library = pathlib.Path(folder, "VELKJNI.dll")
+            shutil.copy(dll("VELKJNI"), library)
+            shutil.copy(f"{dll('VELKParser')}.debug", f"{library}.debug")
+            self.assertEqual(faults_of_debug_information(library, "VELKJNI", TOOLS), [
+                "the file beside the library is another one's",
+                "Java_com_brel_sorn_velk_RowSet_toC is said to stand in None"])
 
     def test_no_library_holds_a_time(self):
-        for library in ALL:
+        for library in contract.ALL:
             with self.subTest(library):
                 portable = read(dll(library))
                 self.assertEqual(portable.FILE_HEADER.TimeDateStamp, 0)
@@ -160,17 +207,25 @@ class WindowsLibraries(unittest.TestCase):
                 self.assertEqual({entry.struct.TimeDateStamp for entry in portable.DIRECTORY_ENTRY_IMPORT}, {0})
 
     def test_no_library_holds_the_path_of_its_build(self):
-        for library in ALL:
+        for library in contract.ALL:
             for suffix in ["", ".debug"]:
                 with self.subTest(library + suffix):
                     self.assertNotIn(str(contract.ROOT).encode(), pathlib.Path(f"{dll(library)}{suffix}").read_bytes())
 
-    def test_two_builds_in_two_places_give_the_same_bytes(self):
+    def test_another_build_at_another_place_gives_the_same_bytes(self):
         with tempfile.TemporaryDirectory() as folder:
-            first, second = (build_bridge_alone(pathlib.Path(folder, name)) for name in ["first", "the second place"])
-            self.assertEqual(exports(first), exports(dll("VELKJNI")))
-            self.assertEqual(imports(first), imports(dll("VELKJNI")))
-            self.assertEqual(first.read_bytes(), second.read_bytes())
+            again = build(pathlib.Path(folder, "another place"))
+            for library in contract.ALL:
+                for name in [f"{library}.dll", f"{library}.dll.debug"]:
+                    with self.subTest(name):
+                        self.assertEqual((again / name).read_bytes(), (LIBRARIES / name).read_bytes())
+
+    def test_the_bridge_is_built_alone_without_an_engine_at_hand(self):
+        with tempfile.TemporaryDirectory() as folder:
+            alone = build(pathlib.Path(folder, "alone"), "-DVELK_REFERENCE_ENGINE=OFF")
+            self.assertEqual([file.name for file in alone.glob("*.dll")], ["VELKJNI.dll"])
+            self.assertEqual(exports(alone / "VELKJNI.dll"), exports(dll("VELKJNI")))
+            self.assertEqual(imports(alone / "VELKJNI.dll"), imports(dll("VELKJNI")))
 
 
 if __name__ == "__main__":
