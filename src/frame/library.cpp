@@ -7,8 +7,8 @@
 
 BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID)
 {
-    // Only a saving: where the compiler's start-up code gives the library thread-local storage, as mingw-w64's
-    // does, the system refuses, and the notifications that go on coming are ignored here.
+    // Only a saving: where the compiler's start-up code gives the library thread-local storage, as
+    // mingw-w64's does, the system refuses, and the notifications that go on coming are ignored here.
     if (reason == DLL_PROCESS_ATTACH) DisableThreadLibraryCalls(module);
     return TRUE;
 }
