@@ -1,15 +1,11 @@
 // VELK.parseVELKSyntaxString: from a Java string to a service definition with its native record and its id.
 
 #include "bridge/parsing.h"
+#include "support/repeated_memory.h"
 
 #include <climits>
 #include <string>
 #include <vector>
-
-#if !defined(_WIN32)
-#include <sys/mman.h>
-#include <unistd.h>
-#endif
 
 namespace velk::test {
 
@@ -514,33 +510,6 @@ TEST_F(ParseSyntaxStringTest, TheLongestStringsMemoryIsAskedForInFull)
     EXPECT_EQ(heap.refused_size(), 8'589'934'589U);
 }
 
-#if !defined(_WIN32)
-
-// Two gigabytes and one page of room in the memory of a few megabytes: every chunk but the page at the end is
-// the first one again.
-class RepeatedMemory {
-public:
-    RepeatedMemory()
-    {
-        const int file = memfd_create("repeated", 0);
-        EXPECT_EQ(ftruncate(file, chunk), 0);
-        constexpr int access = PROT_READ | PROT_WRITE;
-        start = static_cast<char*>(
-            mmap(nullptr, size + page, access, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
-        for (std::size_t offset = 0; offset < size; offset += chunk)
-            EXPECT_NE(mmap(start + offset, chunk, access, MAP_SHARED | MAP_FIXED, file, 0), MAP_FAILED);
-        close(file);
-    }
-    ~RepeatedMemory() { munmap(start, size + page); }
-
-    static constexpr std::size_t size = 0x80000000;
-    static constexpr std::size_t chunk = 0x1000000;
-    char* start;
-
-private:
-    static constexpr std::size_t page = 0x1000;
-};
-
 TEST_F(ParseSyntaxStringTest, ATextWhoseLengthTheDriverCannotBeToldThrows)
 {
     RepeatedMemory memory;
@@ -562,8 +531,6 @@ TEST_F(ParseSyntaxStringTest, ATextWhoseLengthTheDriverCannotBeToldThrows)
     EXPECT_EQ(heap.freed(), 1U);
     expect_untouched();
 }
-
-#endif
 
 TEST_F(ParseSyntaxStringTest, WithoutMemoryForTheRecordTheDriverRefusesIt)
 {
