@@ -119,6 +119,7 @@ def java_lane():
     yield Layer("Linux", "end to end, Java 17", [end_to_end, JDK17], closing_line)
     yield Layer("Linux", "end to end, Java 25", [end_to_end, JAVA25], closing_line)
     yield Layer("Windows", "end to end, Windows", [end_to_end, JAVA_WINDOWS], closing_line, ["build windows"])
+    yield Layer("Windows", "same tests", [PYTHON, "tests/end_to_end/same_tests_test.py"], unittest_count)
     yield Layer("Windows", "platforms agree", [PYTHON, "tests/end_to_end/platforms_agree_test.py"], unittest_count)
     yield Layer("Windows", "demo on Windows", ["scripts/demo", "--windows"], one_check)
     yield Layer("Linux", "package", ["scripts/package"], nothing)
