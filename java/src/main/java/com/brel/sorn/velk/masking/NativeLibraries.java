@@ -4,6 +4,8 @@ import com.brel.sorn.velk.masking.EngineLibrary.Source;
 import java.io.File;
 import java.io.IOException;
 import java.io.InputStream;
+import java.net.JarURLConnection;
+import java.net.URL;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.DirectoryIteratorException;
 import java.nio.file.DirectoryStream;
@@ -11,10 +13,12 @@ import java.nio.file.Files;
 import java.nio.file.InvalidPathException;
 import java.nio.file.Path;
 import java.time.Instant;
-import java.util.ArrayList;
 import java.util.List;
 import java.util.Locale;
 import java.util.Optional;
+import java.util.Set;
+import java.util.TreeSet;
+import java.util.jar.JarFile;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
 
@@ -31,13 +35,24 @@ final class NativeLibraries {
   private static final String MARK = "@(#)";
   private static final String KNOWN_ENGINE = MARK + "VELK reference engine ";
 
+  /** The jar's folder of a platform's libraries. */
+  private static final Pattern INSIDE = Pattern.compile("native/([^/]+)/.+");
+
+  /**
+   * The property that says where this virtual machine's libraries were loaded from, whichever class
+   * loader did it: two copies of them in a process would find each other. A process that inherits
+   * the properties of another does not take this one for its own.
+   */
+  private static final String LOADED_FROM =
+      "com.brel.sorn.velk.loaded.by." + ProcessHandle.current().pid();
+
   /** How the folder of a copy is called: by the process that made it. */
   private static final Pattern COPY = Pattern.compile("velk-(\\d{1,18})-\\d+");
 
   private static EngineLibrary loaded;
   private static EngineLoadException brokenOff;
 
-  private final List<String> tried = new ArrayList<>();
+  private final Tried tried = new Tried();
 
   private NativeLibraries() {}
 
@@ -55,12 +70,12 @@ final class NativeLibraries {
     String explicit = System.getProperty("velk.library.dir");
     Optional<EngineLibrary> found =
         explicit != null ? loadFromProperty(explicit) : searchLibraryPath().or(this::loadFromJar);
-    return found.orElseThrow(() -> new EngineLoadException(tried));
+    return found.orElseThrow(() -> new EngineLoadException(tried.toString()));
   }
 
   private Optional<EngineLibrary> loadFromProperty(String directory) {
     if (directory.isEmpty()) {
-      tried.add("the property velk.library.dir names no directory");
+      tried.missing("the property velk.library.dir names no directory");
       return Optional.empty();
     }
     return loadFrom(directory, Source.PROPERTY);
@@ -79,28 +94,64 @@ final class NativeLibraries {
 
   private Optional<EngineLibrary> loadFromJar() {
     String folder = "/native/" + platform() + "/";
-    for (String name : NAMES) {
-      String resource = folder + System.mapLibraryName(name);
-      if (NativeLibraries.class.getResource(resource) == null) {
-        tried.add("the jar's " + resource + ": not there");
-        return Optional.empty();
-      }
+    List<String> absent =
+        NAMES.stream()
+            .map(name -> folder + System.mapLibraryName(name))
+            .filter(resource -> NativeLibraries.class.getResource(resource) == null)
+            .toList();
+    if (absent.size() == NAMES.size()) {
+      tried.missing("the jar: " + noneInside());
+      return Optional.empty();
+    }
+    if (!absent.isEmpty()) {
+      absent.forEach(resource -> tried.missing("the jar's " + resource + ": not there"));
+      return Optional.empty();
+    }
+    Path temporary = Path.of(System.getProperty("java.io.tmpdir"));
+    if (!Files.isDirectory(temporary)) {
+      tried.failed(
+          "the jar: its libraries are unpacked into the temporary folder, and there is no "
+              + temporary
+              + "; name another with -Djava.io.tmpdir");
+      return Optional.empty();
     }
     try {
-      return unpackAndLoad(folder);
+      return unpackAndLoad(folder, temporary);
     } catch (IOException e) {
-      tried.add("the jar's " + folder + ": " + e);
+      tried.failed("the jar: its libraries cannot be unpacked into " + temporary + ": " + e);
       return Optional.empty();
     }
   }
 
+  /** That the jar has nothing for this platform, and what it has. */
+  private static String noneInside() {
+    String none = "it holds no libraries for " + platform();
+    Set<String> others = new TreeSet<>();
+    try {
+      URL own = NativeLibraries.class.getResource("NativeLibraries.class");
+      if (own.openConnection() instanceof JarURLConnection connection) {
+        connection.setUseCaches(false);
+        try (JarFile jar = connection.getJarFile()) {
+          jar.stream()
+              .map(entry -> INSIDE.matcher(entry.getName()))
+              .filter(Matcher::matches)
+              .forEach(inside -> others.add(inside.group(1)));
+        }
+      }
+    } catch (IOException e) {
+      // What it has instead is told where it can be.
+    }
+    return others.isEmpty() ? none : none + ", only for " + String.join(" and ", others);
+  }
+
   /** The virtual machine removes the copy at its end, or this does where the copy is of no use. */
-  private Optional<EngineLibrary> unpackAndLoad(String folder) throws IOException {
+  private Optional<EngineLibrary> unpackAndLoad(String folder, Path temporary) throws IOException {
     if (onWindows()) {
-      removeCopiesLeftBehind();
+      removeCopiesLeftBehind(temporary);
     }
     // Only this user may enter it, on Windows as far as that holds for every temporary file.
-    Path directory = Files.createTempDirectory("velk-" + ProcessHandle.current().pid() + "-");
+    Path directory =
+        Files.createTempDirectory(temporary, "velk-" + ProcessHandle.current().pid() + "-");
     directory.toFile().deleteOnExit();
     Optional<EngineLibrary> found = Optional.empty();
     try {
@@ -128,8 +179,7 @@ final class NativeLibraries {
   /**
    * On Windows a process cannot delete what it has loaded, not even at its end: the next one does.
    */
-  private static void removeCopiesLeftBehind() {
-    Path temporary = Path.of(System.getProperty("java.io.tmpdir"));
+  private static void removeCopiesLeftBehind(Path temporary) {
     try (DirectoryStream<Path> copies = Files.newDirectoryStream(temporary, "velk-*")) {
       for (Path copy : copies) {
         if (isLeftBehind(copy)) {
@@ -168,43 +218,64 @@ final class NativeLibraries {
     try {
       directory = Path.of(place).toAbsolutePath().normalize();
     } catch (InvalidPathException e) {
-      tried.add(place + ": " + e.getMessage());
+      if (source == Source.LIBRARY_PATH) {
+        tried.nothingIn(place);
+      } else {
+        tried.missing(place + ": " + e.getMessage());
+      }
       return Optional.empty();
     }
-    if (!isComplete(directory) || !loadAll(directory)) {
+    if (!tried.isNew(directory) || !isComplete(directory, source) || !loadAll(directory)) {
       return Optional.empty();
     }
     return Optional.of(new EngineLibrary(identify(directory), directory, source));
   }
 
-  private boolean isComplete(Path directory) {
-    boolean complete = true;
-    for (String name : NAMES) {
-      Path file = directory.resolve(System.mapLibraryName(name));
-      if (!Files.isRegularFile(file)) {
-        tried.add(file + ": not there");
-        complete = false;
-      }
+  private boolean isComplete(Path directory, Source source) {
+    List<Path> absent =
+        NAMES.stream()
+            .map(name -> directory.resolve(System.mapLibraryName(name)))
+            .filter(file -> !Files.isRegularFile(file))
+            .toList();
+    if (absent.size() == NAMES.size() && source == Source.LIBRARY_PATH) {
+      tried.nothingIn(directory.toString());
+    } else {
+      absent.forEach(file -> tried.missing(file + ": not there"));
     }
-    return complete;
+    return absent.isEmpty();
   }
 
   /** Libraries of two places are never mixed: a failure behind the first one ends every search. */
   private boolean loadAll(Path directory) {
+    claimThisProcess(directory);
     for (String name : NAMES) {
       Path file = directory.resolve(System.mapLibraryName(name));
       try {
         System.load(file.toString());
       } catch (UnsatisfiedLinkError | IllegalCallerException e) {
-        tried.add(file + ": " + e.getMessage());
+        String why = e.getMessage();
+        tried.failed(why.startsWith(file + ": ") ? why : file + ": " + why);
         if (!name.equals(NAMES.get(0))) {
-          brokenOff = new EngineLoadException(tried);
+          brokenOff = new EngineLoadException(tried.toString());
           throw brokenOff;
         }
+        System.getProperties().remove(LOADED_FROM);
         return false;
       }
     }
     return true;
+  }
+
+  /** The class loader that came first keeps the process: nothing tells when it is gone. */
+  private static void claimThisProcess(Path directory) {
+    Object other = System.getProperties().putIfAbsent(LOADED_FROM, directory.toString());
+    if (other != null) {
+      throw new EngineLoadException(
+          "another class loader of this virtual machine has loaded the native libraries, from "
+              + other
+              + "; a virtual machine loads them once: put the jar where all its applications"
+              + " share it");
+    }
   }
 
   /** What the provider library says of itself: a marked text up to its zero byte. */

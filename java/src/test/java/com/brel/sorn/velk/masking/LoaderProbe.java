@@ -17,6 +17,11 @@ final class LoaderProbe {
   public static void main(String[] arguments) throws IOException {
     PrintStream out = new PrintStream(System.out, true, StandardCharsets.UTF_8);
     int attempts = Integer.parseInt(arguments[0]);
+    // Named at its start, a folder that is not there makes a recent virtual machine warn.
+    String temporary = System.getProperty("velk.probe.tmpdir");
+    if (temporary != null) {
+      System.setProperty("java.io.tmpdir", temporary);
+    }
     for (int i = 0; i < attempts; i++) {
       try (Engine engine = Engine.open()) {
         EngineLibrary library = engine.library();
@@ -33,7 +38,11 @@ final class LoaderProbe {
   }
 
   private static List<Path> temporaryFiles() throws IOException {
-    try (Stream<Path> files = Files.list(Path.of(System.getProperty("java.io.tmpdir")))) {
+    Path temporary = Path.of(System.getProperty("java.io.tmpdir"));
+    if (!Files.exists(temporary)) {
+      return List.of();
+    }
+    try (Stream<Path> files = Files.list(temporary)) {
       return files.filter(file -> file.getFileName().toString().startsWith("velk-")).toList();
     }
   }

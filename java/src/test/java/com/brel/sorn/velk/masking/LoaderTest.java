@@ -20,6 +20,7 @@ import java.time.Instant;
 import java.util.List;
 import java.util.jar.JarEntry;
 import java.util.jar.JarOutputStream;
+import java.util.stream.Collectors;
 import java.util.stream.Stream;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.condition.EnabledForJreRange;
@@ -49,7 +50,7 @@ class LoaderTest {
     Path empty = Files.createDirectory(folder.resolve("empty"));
     ChildJvm child =
         probe(jarWithNatives(), "-Dvelk.library.dir=" + empty, "-Djava.library.path=" + NATIVES);
-    assertSays(child, "attempt 0: the native libraries could not be loaded; tried:");
+    assertSays(child, "attempt 0: the native libraries could not be loaded:");
     for (String name : NativeLibraries.NAMES) {
       assertSays(child, empty.resolve(System.mapLibraryName(name)) + ": not there");
     }
@@ -60,7 +61,7 @@ class LoaderTest {
   @Test
   void anEmptyPropertyNamesNoDirectory() throws Exception {
     ChildJvm child = probe(jarWithNatives(), "-Dvelk.library.dir=");
-    assertSays(child, "tried:\n  the property velk.library.dir names no directory\n");
+    assertSays(child, "loaded:\n  the property velk.library.dir names no directory\n");
     assertFalse(child.output().contains("source:"));
   }
 
@@ -69,7 +70,7 @@ class LoaderTest {
   void aVirtualMachineThatForbidsNativeCodeIsNamedAsTheReason() throws Exception {
     ChildJvm child = probe(jarWithNatives(), "--illegal-native-access=deny");
     String first = System.mapLibraryName(NativeLibraries.NAMES.get(0));
-    assertSays(child, "attempt 0: the native libraries could not be loaded; tried:\n");
+    assertSays(child, "attempt 0: the native libraries could not be loaded:\n");
     assertTrue(child.output().matches("(?s).*" + first + ": .*native access.*"), child.output());
   }
 
@@ -152,7 +153,7 @@ class LoaderTest {
               jar(natives),
               "-Djava.io.tmpdir=" + temporary,
               "-Djava.library.path=" + folder.resolve("missing"));
-      assertSays(child, "attempt 0: the native libraries could not be loaded; tried:\n");
+      assertSays(child, "attempt 0: the native libraries could not be loaded:\n");
       // On Windows what was loaded before the broken one stays until the next process.
       boolean stays = NativeLibraries.onWindows() && name.equals("VELKJNI");
       assertEquals(stays, !child.output().contains("temporary files: []\n"), child.output());
@@ -160,12 +161,110 @@ class LoaderTest {
   }
 
   @Test
-  void aFailureListsEveryPathThatWasTried() throws Exception {
+  void aFailureListsEachPlaceOnceAndItsReasonsFirst() throws Exception {
     Path missing = folder.resolve("missing");
-    ChildJvm child = probe(bareJar(), "-Djava.library.path=" + missing);
-    String first = System.mapLibraryName(NativeLibraries.NAMES.get(0));
-    assertSays(child, missing.resolve(first) + ": not there");
-    assertSays(child, "the jar's /native/" + NativeLibraries.platform() + "/" + first);
+    Path empty = Files.createDirectory(folder.resolve("empty"));
+    Path partial = copyOfNatives("partial");
+    Path absent = partial.resolve(System.mapLibraryName("VELKAdapter"));
+    Files.delete(absent);
+    Path broken = copyOfNatives("broken");
+    Path first = broken.resolve(System.mapLibraryName(NativeLibraries.NAMES.get(0)));
+    damage(first);
+    List<Path> path = List.of(missing, empty, partial, broken, empty, broken, partial);
+    ChildJvm child =
+        probe(
+            bareJar(),
+            "-Djava.library.path="
+                + path.stream()
+                    .map(Path::toString)
+                    .collect(Collectors.joining(File.pathSeparator)));
+    assertSays(
+        child,
+        "attempt 0: the native libraries could not be loaded:\n  "
+            + whyNot(first)
+            + "\n  "
+            + absent
+            + ": not there\n  the jar: it holds no libraries for "
+            + NativeLibraries.platform()
+            + "\nnone of them is in these directories of java.library.path:\n  "
+            + missing
+            + "\n  "
+            + empty
+            + "\ntemporary files:");
+  }
+
+  @Test
+  void aJarForOtherPlatformsSaysWhichTheyAre() throws Exception {
+    ChildJvm child = probe(jarWithNatives(), "-Dos.arch=vax", "-Djava.library.path=");
+    String os = NativeLibraries.platform().replace(System.getProperty("os.arch"), "vax");
+    assertSays(
+        child,
+        "could not be loaded:\n  the jar: it holds no libraries for "
+            + os
+            + ", only for "
+            + NativeLibraries.platform()
+            + "\n");
+  }
+
+  @Test
+  void aJarThatLacksSomeOfTheLibrariesNamesThem() throws Exception {
+    Path natives = copyOfNatives("partial");
+    String adapter = System.mapLibraryName("VELKAdapter");
+    Files.delete(natives.resolve(adapter));
+    ChildJvm child = probe(jar(natives), "-Djava.library.path=");
+    String resource = "/native/" + NativeLibraries.platform() + "/" + adapter;
+    assertSays(child, "could not be loaded:\n  the jar's " + resource + ": not there\n");
+  }
+
+  @Test
+  void aTemporaryFolderThatIsNotThereIsNamed() throws Exception {
+    Path missing = folder.resolve("missing");
+    ChildJvm child =
+        probe(jarWithNatives(), "-Dvelk.probe.tmpdir=" + missing, "-Djava.library.path=");
+    assertSays(
+        child,
+        "could not be loaded:\n  the jar: its libraries are unpacked into the temporary folder,"
+            + " and there is no "
+            + missing
+            + "; name another with -Djava.io.tmpdir\n");
+  }
+
+  @Test
+  void aSecondClassLoaderIsRefusedWhereverTheLibrariesAre() throws Exception {
+    Path jar = jarWithNatives();
+    Path temporary = Files.createDirectory(folder.resolve("temporary"));
+    String library = "-Dvelk.library.dir=" + NATIVES;
+    String inside = "-Djava.library.path=";
+    for (String option : List.of(library, inside)) {
+      ChildJvm child =
+          ChildJvm.run(
+              List.of(option, "-Djava.io.tmpdir=" + temporary),
+              codeOf(ClassLoadersProbe.class).toString(),
+              ClassLoadersProbe.class.getName(),
+              jar.toString());
+      assertEquals(0, child.exitCode(), child.output());
+      Path from = option.equals(library) ? NATIVES : temporary.resolve("velk-");
+      String refusal =
+          EngineLoadException.class.getName()
+              + ": another class loader of this virtual machine has loaded the native libraries,"
+              + " from "
+              + from;
+      assertSays(child, "first: open\nsecond, beside it: " + refusal);
+      assertSays(child, "\nsecond, after it: " + refusal);
+      assertSays(child, "\nfirst again: open\n");
+    }
+  }
+
+  @Test
+  void aProcessThatInheritsPropertiesLoadsAllTheSame() throws Exception {
+    NativeLibraries.load();
+    List<String> inherited =
+        System.getProperties().stringPropertyNames().stream()
+            .filter(name -> name.contains("velk"))
+            .map(name -> "-D" + name + "=" + System.getProperty(name))
+            .toList();
+    assertTrue(inherited.stream().anyMatch(option -> option.contains("loaded")));
+    assertLoaded(probe(bareJar(), inherited.toArray(String[]::new)), "PROPERTY", NATIVES);
   }
 
   @Test
@@ -184,14 +283,16 @@ class LoaderTest {
     Path first = broken.resolve(System.mapLibraryName(NativeLibraries.NAMES.get(0)));
     damage(first);
     ChildJvm child = probe(bareJar(), "-Djava.library.path=" + broken);
-    assertSays(child, "tried:\n  " + whyNot(first) + "\n");
+    assertSays(child, "loaded:\n  " + whyNot(first) + "\n");
   }
 
-  /** The library and what the virtual machine says when it is asked to load it. */
+  /** What the virtual machine says when it is asked to load a library, whose name comes first. */
   private static String whyNot(Path library) {
-    UnsatisfiedLinkError refusal =
-        assertThrows(UnsatisfiedLinkError.class, () -> System.load(library.toString()));
-    return library + ": " + refusal.getMessage();
+    String refusal =
+        assertThrows(UnsatisfiedLinkError.class, () -> System.load(library.toString()))
+            .getMessage();
+    assertTrue(refusal.startsWith(library + ": "), refusal);
+    return refusal;
   }
 
   @Test
@@ -201,7 +302,7 @@ class LoaderTest {
     damage(last);
     ChildJvm child =
         probeTwice(bareJar(), "-Djava.library.path=" + broken + File.pathSeparator + NATIVES);
-    String tried = "the native libraries could not be loaded; tried:\n  " + whyNot(last) + "\n";
+    String tried = "the native libraries could not be loaded:\n  " + whyNot(last) + "\n";
     assertSays(child, "attempt 0: " + tried);
     assertSays(child, "attempt 1: " + tried);
     assertFalse(child.output().contains("source:"));
@@ -320,7 +421,9 @@ class LoaderTest {
       }
       for (String library : natives == null ? List.<String>of() : NativeLibraries.NAMES) {
         String name = System.mapLibraryName(library);
-        add(out, "native/" + NativeLibraries.platform() + "/" + name, natives.resolve(name));
+        if (Files.exists(natives.resolve(name))) {
+          add(out, "native/" + NativeLibraries.platform() + "/" + name, natives.resolve(name));
+        }
       }
     }
     return jar;
