@@ -4,6 +4,7 @@ import hashlib
 import os
 import pathlib
 import re
+import stat
 import subprocess
 import sys
 import tarfile
@@ -13,8 +14,9 @@ import zipfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PACKAGES = ROOT / "build" / "package"
-JDK17 = os.environ["JAVA_HOME"]
+JDK17 = os.environ.get("VELK_JAVA_HOME") or next(map(str, pathlib.Path("/usr/lib/jvm").glob("java-17-openjdk-*")), "")
 PAGE = (ROOT / "packaging" / "README.md").read_text()
+COMMON_LICENCES = "/usr/share/common-licenses"
 SOME_FAILED = 3  # the sample has values that cannot be masked
 
 
@@ -126,6 +128,65 @@ class Packages(unittest.TestCase):
             self.assertEqual(len([name for name in natives if name.endswith(".so")]), 5, natives)
             self.assertEqual(len([name for name in natives if name.endswith(".dll")]), 5, natives)
             self.assertEqual(len(natives), 10, natives)
+
+    def test_the_command_has_the_libraries_that_its_jar_names_and_no_others(self):
+        for package in [self.linux, self.windows]:
+            with self.subTest(package.folder.name):
+                with zipfile.ZipFile(next((package.folder / "command").glob("velk-cli-*.jar"))) as jar:
+                    manifest = jar.read("META-INF/MANIFEST.MF").decode().replace("\r\n ", "")
+                named = re.search("^Class-Path: (.*)", manifest, re.MULTILINE).group(1).split()
+                self.assertIn("velk-", " ".join(named))
+                self.assertEqual({f"lib/{path.name}" for path in (package.folder / "command" / "lib").iterdir()}, set(named))
+
+    def test_every_library_of_the_command_has_its_licence(self):
+        for package in [self.linux, self.windows]:
+            for library in sorted((package.folder / "command" / "lib").glob("*.jar")):
+                if library.name.startswith("velk-"):
+                    continue
+                with self.subTest(f"{package.folder.name} {library.name}"):
+                    folder = package.folder / "licences" / library.stem
+                    texts = {file.name: file.read_bytes() for file in folder.glob("*")}
+                    told = b"\n".join(texts.values())
+                    self.assertRegex(told, rb"Apache License|Permission is hereby granted|Redistribution and use")
+                    self.assertRegex(told, rb"(?i)copyright")
+                    with zipfile.ZipFile(library) as jar:
+                        inside = {name.split("/")[1]: jar.read(name) for name in jar.namelist()
+                                  if re.match("META-INF/[^/]*(LICEN[CS]E|NOTICE)", name)}
+                    self.assertEqual(texts, inside or texts)
+
+    def test_what_is_linked_in_has_its_licence_and_what_that_refers_to(self):
+        for package, names in [(self.linux, ["OpenSSL", "GCC-runtime"]), (self.windows, ["mingw-w64", "GCC-runtime"])]:
+            with self.subTest(package.folder.name):
+                licences = package.folder / "licences"
+                self.assertEqual({file.stem for file in licences.glob("*.txt")}, {"VELKJNI", *names})
+                references = 0
+                for file in (path for path in licences.rglob("*") if path.is_file()):
+                    text = file.read_text(encoding="utf-8")
+                    for reference in re.findall(rf"{COMMON_LICENCES}[\w/.-]*", text):
+                        references += 1
+                        text = licences / reference.removeprefix("/usr/share/").rstrip(".")
+                        self.assertTrue(text.is_file() and text.stat().st_size > 1000, f"{file.name}: {reference}")
+                self.assertGreater(references, 1)
+
+    def test_an_unpacked_package_can_be_read_by_everyone_and_its_launcher_run(self):
+        with zipfile.ZipFile(archive("windows")) as content:
+            modes = {member.filename: member.external_attr >> 16 for member in content.infolist()}
+        with tarfile.open(archive("linux")) as content:
+            modes |= {member.name: stat.S_IFREG | member.mode for member in content}
+        programs = {name for name in modes if "/bin/" in name}
+        self.assertEqual({pathlib.Path(name).name for name in programs}, {"velk", "velk.cmd"})
+        self.assertEqual({name: oct(mode) for name, mode in modes.items()},
+                         {name: oct(stat.S_IFREG | (0o755 if name in programs else 0o644)) for name in modes})
+
+    def test_the_script_takes_no_arguments(self):
+        result = run([ROOT / "scripts" / "package", "--help-me"], ROOT)
+        self.assertEqual(result.returncode, 2, result.stdout)
+        self.assertEqual(result.stdout, "usage: scripts/package\n")
+
+    def test_the_script_refuses_another_machine(self):
+        result = run(["setarch", "i686", ROOT / "scripts" / "package"], ROOT)
+        self.assertEqual(result.returncode, 1, result.stdout)
+        self.assertRegex(result.stdout, "^package: the packages are for x86_64 .*; this one is i686\n$")
 
     def test_the_checksums_are_those_of_the_packages(self):
         lines = next(PACKAGES.glob("*SHA256SUMS")).read_text().splitlines()
