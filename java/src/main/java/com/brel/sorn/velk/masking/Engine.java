@@ -27,7 +27,7 @@ public final class Engine implements AutoCloseable {
    *
    * @return the running engine
    * @throws EngineLoadException if the libraries cannot be loaded
-   * @throws IllegalStateException if the engine is open already
+   * @throws IllegalStateException if the engine is open already, be it in another class loader
    * @throws VELKException if the engine does not start
    */
   public static Engine open() {
@@ -40,7 +40,7 @@ public final class Engine implements AutoCloseable {
    * @param trace what is traced, and where to
    * @return the running engine
    * @throws EngineLoadException if the libraries cannot be loaded
-   * @throws IllegalStateException if the engine is open already
+   * @throws IllegalStateException if the engine is open already, be it in another class loader
    * @throws VELKException if the engine does not start
    */
   public static Engine open(Trace trace) {
@@ -56,12 +56,21 @@ public final class Engine implements AutoCloseable {
       if (Bridge.leftOver != null) {
         Bridge.leftOver.undo();
       }
+      OpenMark.set();
       Engine engine = new Engine(NativeLibraries.load(), definition);
       engine.start();
       Bridge.running = engine;
       return engine;
     } finally {
+      clearMark();
       Bridge.LOCK.unlock();
+    }
+  }
+
+  /** Where no framework of ours runs any more, another class loader may open the engine. */
+  private static void clearMark() {
+    if (Bridge.running == null && Bridge.leftOver == null) {
+      OpenMark.clear();
     }
   }
 
@@ -200,6 +209,7 @@ public final class Engine implements AutoCloseable {
         end();
       }
     } finally {
+      clearMark();
       Bridge.LOCK.unlock();
     }
   }

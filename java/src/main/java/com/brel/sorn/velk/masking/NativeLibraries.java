@@ -38,14 +38,6 @@ final class NativeLibraries {
   /** The jar's folder of a platform's libraries. */
   private static final Pattern INSIDE = Pattern.compile("native/([^/]+)/.+");
 
-  /**
-   * The property that says where this virtual machine's libraries were loaded from, whichever class
-   * loader did it: two copies of them in a process would find each other. A process that inherits
-   * the properties of another does not take this one for its own.
-   */
-  private static final String LOADED_FROM =
-      "com.brel.sorn.velk.loaded.by." + ProcessHandle.current().pid();
-
   /** How the folder of a copy is called: by the process that made it. */
   private static final Pattern COPY = Pattern.compile("velk-(\\d{1,18})-\\d+");
 
@@ -247,7 +239,6 @@ final class NativeLibraries {
 
   /** Libraries of two places are never mixed: a failure behind the first one ends every search. */
   private boolean loadAll(Path directory) {
-    claimThisProcess(directory);
     for (String name : NAMES) {
       Path file = directory.resolve(System.mapLibraryName(name));
       try {
@@ -259,23 +250,10 @@ final class NativeLibraries {
           brokenOff = new EngineLoadException(tried.toString());
           throw brokenOff;
         }
-        System.getProperties().remove(LOADED_FROM);
         return false;
       }
     }
     return true;
-  }
-
-  /** The class loader that came first keeps the process: nothing tells when it is gone. */
-  private static void claimThisProcess(Path directory) {
-    Object other = System.getProperties().putIfAbsent(LOADED_FROM, directory.toString());
-    if (other != null) {
-      throw new EngineLoadException(
-          "another class loader of this virtual machine has loaded the native libraries, from "
-              + other
-              + "; a virtual machine loads them once: put the jar where all its applications"
-              + " share it");
-    }
   }
 
   /** What the provider library says of itself: a marked text up to its zero byte. */

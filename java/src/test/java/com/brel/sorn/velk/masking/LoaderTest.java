@@ -3,6 +3,7 @@ package com.brel.sorn.velk.masking;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertNotEquals;
+import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
@@ -230,41 +231,45 @@ class LoaderTest {
   }
 
   @Test
-  void aSecondClassLoaderIsRefusedWhereverTheLibrariesAre() throws Exception {
+  void anotherClassLoaderOpensTheEngineOnlyWhenTheFirstHasClosedIt() throws Exception {
     Path jar = jarWithNatives();
-    Path temporary = Files.createDirectory(folder.resolve("temporary"));
-    String library = "-Dvelk.library.dir=" + NATIVES;
-    String inside = "-Djava.library.path=";
-    for (String option : List.of(library, inside)) {
-      ChildJvm child =
-          ChildJvm.run(
-              List.of(option, "-Djava.io.tmpdir=" + temporary),
-              codeOf(ClassLoadersProbe.class).toString(),
-              ClassLoadersProbe.class.getName(),
-              jar.toString());
-      assertEquals(0, child.exitCode(), child.output());
-      Path from = option.equals(library) ? NATIVES : temporary.resolve("velk-");
-      String refusal =
-          EngineLoadException.class.getName()
-              + ": another class loader of this virtual machine has loaded the native libraries,"
-              + " from "
-              + from;
-      assertSays(child, "first: open\nsecond, beside it: " + refusal);
-      assertSays(child, "\nsecond, after it: " + refusal);
-      assertSays(child, "\nfirst again: open\n");
-    }
+    ChildJvm child =
+        ChildJvm.run(
+            List.of("-Djava.library.path=", "-Djava.io.tmpdir=" + folder),
+            codeOf(ClassLoadersProbe.class).toString(),
+            ClassLoadersProbe.class.getName(),
+            jar.toString());
+    assertEquals(0, child.exitCode(), child.output());
+    assertSays(child, "first: open\nsecond, beside it: java.lang.IllegalStateException: another");
+    assertSays(child, "\nsecond, after it: open\nfirst, beside it: java.lang.IllegalState");
+    assertSays(child, "\nfirst, after it: open\n");
   }
 
   @Test
-  void aProcessThatInheritsPropertiesLoadsAllTheSame() throws Exception {
-    NativeLibraries.load();
-    List<String> inherited =
-        System.getProperties().stringPropertyNames().stream()
-            .filter(name -> name.contains("velk"))
-            .map(name -> "-D" + name + "=" + System.getProperty(name))
-            .toList();
-    assertTrue(inherited.stream().anyMatch(option -> option.contains("loaded")));
-    assertLoaded(probe(bareJar(), inherited.toArray(String[]::new)), "PROPERTY", NATIVES);
+  void librariesOfAFolderAreThoseOfOneClassLoader() throws Exception {
+    ChildJvm child =
+        ChildJvm.run(
+            List.of("-Dvelk.library.dir=" + NATIVES),
+            codeOf(ClassLoadersProbe.class).toString(),
+            ClassLoadersProbe.class.getName(),
+            jarWithNatives().toString());
+    assertEquals(0, child.exitCode(), child.output());
+    String refusal = EngineLoadException.class.getName() + ": ";
+    assertSays(child, "\nsecond, after it: " + refusal);
+    assertSays(child, "already loaded in another classloader");
+    assertSays(child, "\nfirst, after it: open\n");
+  }
+
+  @Test
+  void aProcessThatInheritsPropertiesOpensTheEngineAllTheSame() throws Exception {
+    try (Engine engine = Engine.open()) {
+      String inherited = "-D" + OpenMark.PROPERTY + "=" + System.getProperty(OpenMark.PROPERTY);
+      assertEquals("true", System.getProperty(OpenMark.PROPERTY));
+      assertEquals(NATIVES, engine.library().directory());
+      assertLoaded(
+          probe(jarWithNatives(), inherited, "-Dvelk.library.dir=" + NATIVES), "PROPERTY", NATIVES);
+    }
+    assertNull(System.getProperty(OpenMark.PROPERTY));
   }
 
   @Test
