@@ -137,16 +137,17 @@ def report(layer, count, seconds, output, log):
 def run(layer):
     """The layer's count. One that counts nothing, or fails without a failed test, has failed."""
     start = time.monotonic()
-    result = subprocess.run(layer.command, cwd=ROOT, env={**os.environ, "JAVA_HOME": JDK17}, text=True,
-                            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                            encoding="utf-8", errors="replace")
     log = LOGS / (re.sub(r"\W+", "-", layer.name).strip("-") + ".log")
-    log.write_text(result.stdout, encoding="utf-8")
-    count = layer.count(result.stdout) or Count(0, 1)
+    # Into a file: of a pipe the end would come only when everything that Wine has started beside it ends.
+    with log.open("wb") as file:
+        result = subprocess.run(layer.command, cwd=ROOT, env={**os.environ, "JAVA_HOME": JDK17},
+                                stdin=subprocess.DEVNULL, stdout=file, stderr=subprocess.STDOUT)
+    output = log.read_text(encoding="utf-8", errors="replace")
+    count = layer.count(output) or Count(0, 1)
     if not count.failed and (result.returncode != 0 or not count.passed and layer.count is not nothing):
         count = count._replace(failed=1)
     with PRINTING:
-        report(layer, count, time.monotonic() - start, result.stdout, log)
+        report(layer, count, time.monotonic() - start, output, log)
     return count
 
 

@@ -3,6 +3,7 @@
 import os
 import pathlib
 import subprocess
+import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = ROOT / "build" / "end_to_end"
@@ -30,9 +31,12 @@ class Platform:
         environment.update(variables or {})
         check = ["-Xcheck:jni", "-Xlog:all=warning:stdout"] if checked else []
         command = [*self.java, *check, "--enable-native-access=ALL-UNNAMED", *UTF_8, *arguments]
-        result = subprocess.run(command, cwd=folder, env=environment, text=True, encoding="utf-8", errors="replace",
-                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-        return result.stdout, result.returncode
+        # Not into a pipe: its end comes only when everything that Wine has started beside the program ends.
+        with tempfile.TemporaryFile() as output:
+            result = subprocess.run(command, cwd=folder, env=environment, stdin=subprocess.DEVNULL, stdout=output,
+                                    stderr=subprocess.STDOUT)
+            output.seek(0)
+            return output.read().decode("utf-8", errors="replace"), result.returncode
 
 
 class Linux(Platform):
