@@ -8,7 +8,7 @@ set "folder=%root%\command"
 if not exist "%folder%\" set "folder=%root%\cli\target"
 set "jar="
 pushd "%folder%" 2>nul && (
-    for %%f in (velk-cli-*.jar) do set "jar=%folder%\%%f"
+    for %%f in (velk-cli-*.jar) do set "jar=%%f"
     popd
 )
 if not exist "%folder%\lib\" set "jar="
@@ -28,5 +28,5 @@ if not exist "%java%" (
     echo velk: there is no Java; install one of version 17 or later, or name it with VELK_JAVA_HOME>&2
     exit /b 5
 )
-"%java%" -Xmx256m --enable-native-access=ALL-UNNAMED %VELK_JAVA_OPTIONS% -jar "%jar%" %*
+"%java%" -Xmx256m --enable-native-access=ALL-UNNAMED %VELK_JAVA_OPTIONS% -jar "%folder%\%jar%" %*
 exit /b %errorlevel%
