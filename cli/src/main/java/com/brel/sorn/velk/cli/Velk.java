@@ -36,6 +36,13 @@ import picocli.CommandLine.IVersionProvider;
       "3:done, but some values could not be masked",
       "4:input or output failed, or --on-error stop or --max-errors ended the run",
       "5:the libraries or the engine failed; the key is missing or cannot be used"
+    },
+    footer = {
+      "",
+      "VELK_JAVA_HOME names the Java that runs this, and VELK_JAVA_OPTIONS holds more options for it;"
+          + " one with a blank stands in quotes.",
+      "On Windows, a console shows ? for a character that it does not have; after chcp 65001 it has"
+          + " them all. Files are UTF-8 in any case."
     })
 public final class Velk {
   private final Streams streams;
