@@ -40,8 +40,9 @@ record Streams(
   }
 
   /**
-   * That of the console where the stream is one and Java names it, as on Windows: a recent one
-   * names the system's own for everything else, an older one nothing. Files are UTF-8.
+   * That of the console where the stream is one and Java names it, as on Windows: for anything else
+   * a recent one names the system's own, an older one nothing. Files are UTF-8, and so is a console
+   * whose characters are the system's own, as nothing tells it from a file.
    */
   private static Charset charset(String stream) {
     String older = System.getProperty("sun." + stream + ".encoding");

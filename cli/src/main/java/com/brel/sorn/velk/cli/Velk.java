@@ -41,8 +41,7 @@ import picocli.CommandLine.IVersionProvider;
       "",
       "VELK_JAVA_HOME names the Java that runs this, and VELK_JAVA_OPTIONS holds more options for it;"
           + " one with a blank stands in quotes.",
-      "On Windows, a console shows ? for a character that it does not have; after chcp 65001 it has"
-          + " them all. Files are UTF-8 in any case."
+      "A console of Windows shows every character after chcp 65001. Files are UTF-8 in any case."
     })
 public final class Velk {
   private final Streams streams;
