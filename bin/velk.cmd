@@ -1,15 +1,23 @@
 @echo off
 rem Starts the velk command on Windows, as a package holds it in command\ or the build left it in cli\target.
-rem VELK_JAVA_HOME names the Java to be used, VELK_JAVA_OPTIONS holds more options for it.
-setlocal
+rem VELK_JAVA_HOME names the Java to be used, VELK_JAVA_OPTIONS holds more options for it; one with a blank
+rem stands in quotes.
+setlocal DisableDelayedExpansion
 set "root=%~dp0.."
 set "folder=%root%\command"
 if not exist "%folder%\" set "folder=%root%\cli\target"
 set "jar="
-for /f "delims=" %%f in ('dir /b "%folder%\velk-cli-*.jar" 2^>nul') do set "jar=%folder%\%%f"
+pushd "%folder%" 2>nul && (
+    for %%f in (velk-cli-*.jar) do set "jar=%%f"
+    popd
+)
 if not exist "%folder%\lib\" set "jar="
 if not defined jar (
-    echo velk: the command is not built yet; the README says how to build it>&2
+    if exist "%root%\command\" (
+        echo velk: files are missing in "%folder%"; unpack the package again>&2
+    ) else (
+        echo velk: the command is not built yet; the README says how to build it>&2
+    )
     exit /b 5
 )
 for %%f in (java.exe) do set "java=%%~$PATH:f"
@@ -20,5 +28,5 @@ if not exist "%java%" (
     echo velk: there is no Java; install one of version 17 or later, or name it with VELK_JAVA_HOME>&2
     exit /b 5
 )
-"%java%" -Xmx256m --enable-native-access=ALL-UNNAMED %VELK_JAVA_OPTIONS% -jar "%jar%" %*
+"%java%" -Xmx256m --enable-native-access=ALL-UNNAMED %VELK_JAVA_OPTIONS% -jar "%folder%\%jar%" %*
 exit /b %errorlevel%

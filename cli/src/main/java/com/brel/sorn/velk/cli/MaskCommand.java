@@ -3,6 +3,7 @@ package com.brel.sorn.velk.cli;
 import com.brel.sorn.velk.masking.MaskingService;
 import java.io.IOException;
 import java.io.OutputStream;
+import java.nio.charset.Charset;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
 import java.util.Arrays;
@@ -72,7 +73,9 @@ final class MaskCommand implements Callable<Integer> {
       Report report = mask(masking, onError.policy(masking), input, output.stream());
       String text = reportFormat.write(report);
       if (told != null) {
-        told.stream().write(text.getBytes(StandardCharsets.UTF_8));
+        Charset charset =
+            Input.isStandard(reportFile) ? velk.streams().outCharset() : StandardCharsets.UTF_8;
+        told.stream().write(text.getBytes(charset));
         // What can fail does so before the output appears.
         told.stream().flush();
       }

@@ -4,6 +4,7 @@ import com.fasterxml.jackson.databind.ObjectMapper;
 import java.io.IOException;
 import java.io.OutputStream;
 import java.nio.file.Files;
+import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
 import java.util.List;
 import java.util.concurrent.CopyOnWriteArrayList;
@@ -36,12 +37,22 @@ final class ParallelMasker {
       for (SliceProcess process : processes) {
         report.add(await(process));
         // While the later ones are still at work.
-        Files.copy(process.output(), out);
-        Files.delete(process.output());
+        move(process.output(), out);
       }
       task.policy().check(report.errorCount());
     } finally {
       end();
+    }
+  }
+
+  private void move(Path part, OutputStream out) throws IOException {
+    try {
+      Files.copy(part, out);
+      Files.delete(part);
+    } catch (NoSuchFileException e) {
+      // A process that is stopped takes its part along, be it complete.
+      task.policy().check(errors());
+      throw e;
     }
   }
 

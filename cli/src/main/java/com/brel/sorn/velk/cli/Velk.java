@@ -2,17 +2,14 @@ package com.brel.sorn.velk.cli;
 
 import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.masking.EngineLoadException;
-import java.io.FileDescriptor;
-import java.io.FileOutputStream;
 import java.io.IOException;
-import java.io.PrintStream;
-import java.io.PrintWriter;
 import java.io.UncheckedIOException;
-import java.nio.charset.StandardCharsets;
 import java.nio.file.InvalidPathException;
 import picocli.AutoComplete.GenerateCompletion;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
+import picocli.CommandLine.Help;
+import picocli.CommandLine.Help.Ansi;
 import picocli.CommandLine.HelpCommand;
 import picocli.CommandLine.IVersionProvider;
 
@@ -39,6 +36,12 @@ import picocli.CommandLine.IVersionProvider;
       "3:done, but some values could not be masked",
       "4:input or output failed, or --on-error stop or --max-errors ended the run",
       "5:the libraries or the engine failed; the key is missing or cannot be used"
+    },
+    footer = {
+      "",
+      "VELK_JAVA_HOME names the Java that runs this, and VELK_JAVA_OPTIONS holds more options for it;"
+          + " one with a blank stands in quotes.",
+      "A console of Windows shows every character after chcp 65001. Files are UTF-8 in any case."
     })
 public final class Velk {
   private final Streams streams;
@@ -49,7 +52,7 @@ public final class Velk {
 
   /** Makes a command on the standard streams of the process. */
   public Velk() {
-    this(standardStreams());
+    this(Streams.standard());
   }
 
   /**
@@ -58,23 +61,17 @@ public final class Velk {
    * @param arguments the arguments
    */
   public static void main(String[] arguments) {
-    System.exit(run(standardStreams(), arguments));
-  }
-
-  private static Streams standardStreams() {
-    PrintStream err =
-        new PrintStream(new FileOutputStream(FileDescriptor.err), true, StandardCharsets.UTF_8);
-    int width = Integer.getInteger("velk.terminal", 0);
-    return new Streams(System.in, new FileOutputStream(FileDescriptor.out), err, width);
+    System.exit(run(Streams.standard(), arguments));
   }
 
   static int run(Streams streams, String... arguments) {
-    PrintWriter err = new PrintWriter(streams.err(), true, StandardCharsets.UTF_8);
-    PrintWriter out = new PrintWriter(streams.out(), true, StandardCharsets.UTF_8);
+    // By itself it takes a variable of the environment for a terminal.
+    Ansi colours = streams.terminalWidth() > 0 ? Ansi.AUTO : Ansi.OFF;
     CommandLine command =
         new CommandLine(new Velk(streams))
-            .setOut(out)
-            .setErr(err)
+            .setOut(streams.outWriter())
+            .setErr(streams.errWriter())
+            .setColorScheme(Help.defaultColorScheme(colours))
             .setCaseInsensitiveEnumValuesAllowed(true)
             .setExecutionExceptionHandler((e, unused, result) -> tell(e, streams));
     try {
@@ -124,7 +121,7 @@ public final class Velk {
 
   /** Prints to standard output. */
   void print(String text) throws IOException {
-    streams.out().write(text.getBytes(StandardCharsets.UTF_8));
+    streams.out().write(text.getBytes(streams.outCharset()));
     streams.out().flush();
   }
 

@@ -1,19 +1,23 @@
 package com.brel.sorn.velk.cli;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 
 import com.fasterxml.jackson.databind.JsonNode;
 import com.fasterxml.jackson.databind.ObjectMapper;
 import java.io.ByteArrayInputStream;
 import java.io.ByteArrayOutputStream;
 import java.io.IOException;
+import java.io.OutputStream;
 import java.io.PrintStream;
 import java.lang.management.ManagementFactory;
+import java.nio.charset.Charset;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.regex.Pattern;
 
 /**
  * One run of the command in this process.
@@ -23,6 +27,10 @@ import java.util.List;
  * @param err what it wrote to standard error
  */
 record Run(int exitCode, byte[] bytes, String err) {
+  /** How a virtual machine begins what it has to say of JNI calls, and other warnings. */
+  private static final Pattern WARNING =
+      Pattern.compile(
+          "(WARNING|FATAL ERROR) in native method|^\\[[\\d.]+s\\]\\[", Pattern.MULTILINE);
 
   static Run velk(String... arguments) {
     return velk(new byte[0], 0, arguments);
@@ -31,10 +39,15 @@ record Run(int exitCode, byte[] bytes, String err) {
   static Run velk(byte[] in, int terminalWidth, String... arguments) {
     ByteArrayOutputStream out = new ByteArrayOutputStream();
     ByteArrayOutputStream err = new ByteArrayOutputStream();
-    PrintStream errors = new PrintStream(err, true, StandardCharsets.UTF_8);
-    int exitCode =
-        Velk.run(new Streams(new ByteArrayInputStream(in), out, errors, terminalWidth), arguments);
+    int exitCode = Velk.run(streams(in, out, err, terminalWidth), arguments);
     return new Run(exitCode, out.toByteArray(), err.toString(StandardCharsets.UTF_8));
+  }
+
+  /** Streams of which none is a console. */
+  static Streams streams(byte[] in, OutputStream out, OutputStream err, int terminalWidth) {
+    Charset utf8 = StandardCharsets.UTF_8;
+    PrintStream errors = new PrintStream(err, true, utf8);
+    return new Streams(new ByteArrayInputStream(in), out, utf8, errors, utf8, terminalWidth);
   }
 
   /** A run in a process of its own, without standard input. */
@@ -43,9 +56,9 @@ record Run(int exitCode, byte[] bytes, String err) {
     List<String> command = new ArrayList<>();
     command.add(ProcessHandle.current().info().command().orElseThrow());
     command.add("-Dvelk.library.dir=" + System.getProperty("velk.library.dir"));
-    // This one's own, which say what it need not ask or warn of.
+    // This one's own, which say what it need not ask or warn of, and whether it checks JNI calls.
     ManagementFactory.getRuntimeMXBean().getInputArguments().stream()
-        .filter(option -> option.startsWith("-XX:") || option.contains("native-access"))
+        .filter(option -> option.matches("-XX:.*|-Xcheck:.*|-Xlog:.*|.*native-access.*"))
         .forEach(command::add);
     command.addAll(options);
     command.addAll(List.of("-cp", System.getProperty("java.class.path"), Velk.class.getName()));
@@ -55,9 +68,18 @@ record Run(int exitCode, byte[] bytes, String err) {
       Process process = new ProcessBuilder(command).redirectError(err.toFile()).start();
       process.getOutputStream().close();
       byte[] out = process.getInputStream().readAllBytes();
-      return new Run(process.waitFor(), out, Files.readString(err));
+      Run run = new Run(process.waitFor(), out, Files.readString(err));
+      expectNoWarning(run.out(), run.err());
+      return run;
     } finally {
       Files.delete(err);
+    }
+  }
+
+  /** A child's output is not among that of the tests, where a warning would be noticed. */
+  static void expectNoWarning(String... texts) {
+    for (String text : texts) {
+      assertFalse(WARNING.matcher(text).find(), text);
     }
   }
 
