@@ -33,7 +33,8 @@ record ErrorPolicy(Way way, String text, long most) {
   /** Ends a run that has too many errors. */
   void check(long errors) {
     if (errors > most) {
-      throw Failure.inputOutput("more than " + most + " values could not be masked");
+      throw Failure.inputOutput(
+          "more than " + Show.counted(most, "value") + " could not be masked");
     }
   }
 }

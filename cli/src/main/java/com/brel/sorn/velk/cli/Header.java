@@ -38,8 +38,8 @@ record Header(CsvRow row, List<String> names) {
           "line "
               + row.line()
               + ": the row has "
-              + row.values().length
-              + " values, the header "
+              + Show.counted(row.values().length, "value")
+              + ", the header "
               + names.size());
     }
     return row;

@@ -51,7 +51,7 @@ abstract class Progress implements AutoCloseable {
   }
 
   String rate() {
-    return String.format(Locale.ROOT, "%d rows, %d rows/s", rows, Math.round(rows / seconds()));
+    return Show.counted(rows, "row") + ", " + Math.round(rows / seconds()) + " rows/s";
   }
 
   double seconds() {

@@ -16,8 +16,8 @@ enum ReportFormat {
     String write(Report report) {
       StringBuilder text = new StringBuilder();
       text.append(report.input).append(" -> ").append(report.output).append(": ");
-      text.append(report.rows).append(" rows, ");
-      text.append(report.errorCount()).append(" values could not be masked\n");
+      text.append(Show.counted(report.rows, "row")).append(", ");
+      text.append(Show.counted(report.errorCount(), "value")).append(" could not be masked\n");
       text.append("engine: ").append(report.engine).append('\n');
       if (report.keyFingerprint != null) {
         text.append("key fingerprint: ").append(report.keyFingerprint).append('\n');
@@ -70,9 +70,10 @@ enum ReportFormat {
               errors.firstRows.stream().map(String::valueOf).collect(Collectors.joining(", "));
           boolean more = errors.count > errors.firstRows.size();
           text.append("column ").append(Show.quoted(column.name));
-          text.append(", error ").append(code).append(", ").append(errors.count);
-          text.append(" values: ").append(errors.text);
-          text.append(" (rows ").append(rows).append(more ? ", ...)" : ")").append('\n');
+          text.append(", error ").append(code).append(", ");
+          text.append(Show.counted(errors.count, "value")).append(": ").append(errors.text);
+          text.append(errors.count == 1 ? " (row " : " (rows ").append(rows);
+          text.append(more ? ", ...)" : ")").append('\n');
         });
   }
 }

@@ -9,6 +9,11 @@ final class Show {
 
   private Show() {}
 
+  /** A number and what it counts. */
+  static String counted(long number, String noun) {
+    return number + " " + noun + (number == 1 ? "" : "s");
+  }
+
   /** A name in quotes, clipped. */
   static String quoted(String name) {
     return '"' + clipped(name, LONGEST_NAME) + '"';

@@ -34,7 +34,7 @@ class InputRefusalTest {
 
   @Test
   void aRowThatIsTooShortIsToldWithItsLine() throws IOException {
-    assertRefused("a,b\n\"1\n1\",2\n3\n", "line 4: the row has 1 values, the header 2");
+    assertRefused("a,b\n\"1\n1\",2\n3\n", "line 4: the row has 1 value, the header 2");
   }
 
   @Test
@@ -44,7 +44,7 @@ class InputRefusalTest {
 
   @Test
   void anEmptyLineIsARowThatIsTooShort() throws IOException {
-    assertRefused("a,b\n1,2\n\n", "line 3: the row has 1 values, the header 2");
+    assertRefused("a,b\n1,2\n\n", "line 3: the row has 1 value, the header 2");
   }
 
   @Test

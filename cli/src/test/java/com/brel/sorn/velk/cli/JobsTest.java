@@ -103,7 +103,7 @@ class JobsTest {
     String csv = "a,b\n" + "1,2\n".repeat(100) + "3\n" + "1,2\n".repeat(100) + "1,2,3\n";
     Path in = Files.writeString(folder.resolve("in.csv"), csv);
     Run run = run(in, folder.resolve("out.csv"), "-j", "3").expect(ExitCode.INPUT_OUTPUT);
-    assertTrue(run.err().contains("line 102: the row has 1 values, the header 2"), run.err());
+    assertTrue(run.err().contains("line 102: the row has 1 value, the header 2"), run.err());
     assertEquals(List.of("in.csv"), left());
   }
 

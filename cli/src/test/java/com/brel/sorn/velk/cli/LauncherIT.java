@@ -76,7 +76,7 @@ class LauncherIT {
     Ended run = velk("mask", "-s", "service=s a=fixed('ä') b=null c=keep", "-", "-");
     assertEquals("a,b,c\r\nä,,\"я\r\n\"\"\n\"\r\n", run.out(), run.err());
     assertEquals(ExitCode.DONE, run.exitCode());
-    assertTrue(run.err().contains("1 rows"), run.err());
+    assertTrue(run.err().contains("1 row, "), run.err());
   }
 
   @Test

@@ -152,7 +152,7 @@ class MaskTest {
     Path out = folder.resolve("out.csv");
     String[] command = {"mask", "-s", SHORT, in.toString(), out.toString(), "--max-errors", "1"};
     Run run = Run.velk(command).expect(ExitCode.INPUT_OUTPUT);
-    assertTrue(run.err().contains("more than 1 values could not be masked"), run.err());
+    assertTrue(run.err().contains("more than 1 value could not be masked"), run.err());
     assertFalse(Files.exists(out));
     command[command.length - 1] = "2";
     Run.velk(command).expect(ExitCode.FIELD_ERRORS);
@@ -205,7 +205,7 @@ class MaskTest {
   @Test
   void progressIsALineNowAndThenWhereThereIsNoTerminal() {
     Run run = Run.mask(SHORT, "a,b\n1,2\n").expect(ExitCode.DONE);
-    assertTrue(run.err().matches("(?s)1 rows, \\d+ rows/s\\R.*"), run.err());
+    assertTrue(run.err().matches("(?s)1 row, \\d+ rows/s\\R.*"), run.err());
     assertFalse(run.err().replace(System.lineSeparator(), "").contains("\r"), run.err());
   }
 
@@ -225,7 +225,7 @@ class MaskTest {
     run.expect(ExitCode.DONE);
     assertTrue(run.err().startsWith("\r"), run.err());
     // The share, the time gone and left, the rows.
-    String bar = "masking 100%.*\\(0:00:\\d\\d / 0:00:00\\) 1 rows, \\d+ rows/s";
+    String bar = "masking 100%.*\\(0:00:\\d\\d / 0:00:00\\) 1 row, \\d+ rows/s";
     assertTrue(run.err().matches("(?s).*" + bar + ".*"), run.err());
   }
 
