@@ -110,6 +110,9 @@ class PlatformsAgree(unittest.TestCase):
                        b"".join([*lines[:2], *lines[3:]])]
             for other in planted:
                 self.assertEqual([name], differences(self.windows, {**self.windows, name: other}))
+        report = self.windows["the report on the people"]
+        fewer = {**self.windows, "the report on the people": report.replace(b'"masked" : 47', b'"masked" : 46')}
+        self.assertEqual(["the report on the people"], differences(self.windows, fewer))
 
     def test_what_times_threads_and_addresses_are_is_all_that_a_trace_may_differ_in(self):
         line = b'{"name":"x","ph":"i","ts":1.250,"pid":1,"tid":12,"args":{"p":"0x1f","n":3}},\n'
