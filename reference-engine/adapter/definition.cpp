@@ -1,9 +1,9 @@
 #include "adapter/definition.h"
 
-#include "datacnv/unicode.h"
-#include "masking/functions.h"
+#include "masking/rules.h"
 #include "masking/service_options.h"
-#include "parser/excerpt.h"
+#include "text/excerpt.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 #include <array>
@@ -41,18 +41,11 @@ std::string read_key_source(const Entry& entry)
     return source;
 }
 
-// The rules are tried with a key of no meaning, so that this reads no secret.
-const HmacKey& stand_in_key()
-{
-    static const HmacKey key(std::array<std::uint8_t, 16>{});
-    return key;
-}
-
 // What holds for every column.
 struct Common {
     const ServiceEntries& service;
     ErrorWay on_error;
-    const HmacKey* key; // null: the service has none
+    bool has_key;
 };
 
 std::size_t longest_text(const ColumnType& type)
@@ -132,18 +125,20 @@ void refuse_misspelt_word(const Entry& rule, const ColumnDefinition& column, con
 }
 
 // Of a text column the length is that of the longest text that replaces a value, whatever the value.
-std::size_t length_of(const ColumnDefinition& column, const ErrorWay& on_error)
+std::size_t length_of(const ColumnDefinition& column, const Rule& rule, const ErrorWay& on_error)
 {
     if (column.type.name != TypeName::text) return longest_text(column.type);
-    return std::max(longest_result(column.function, column.arguments), code_point_count(on_error.text));
+    return std::max(longest_result(rule), code_point_count(on_error.text));
 }
 
 void check_rule(const Entry& rule, ColumnDefinition& column, const Common& common)
 {
     refuse_misspelt_word(rule, column, common.service);
     try {
-        const std::size_t length = length_of(column, common.on_error);
-        make_mask(column.function, column.arguments, {{column.type, length}, common.key});
+        const Rule said = read_rule(column.function, column.arguments, column.type);
+        const std::size_t length = length_of(column, said, common.on_error);
+        require_fit(said, {column.type, length});
+        if (needs_key(said) && !common.has_key) throw Failure{key_missing, column.function};
         column.length = static_cast<std::int32_t>(length);
     } catch (Failure& failure) {
         if (failure.place) failure.detail.clear(); // which speaks of the arguments alone
@@ -178,11 +173,8 @@ ColumnDefinition define_column(const ColumnEntries& entries, const Common& commo
 // The operands of the service as a whole, and what the columns need to know of them.
 Common define_operands(const ServiceEntries& entries, ServiceDefinition& definition)
 {
-    Common common{entries, {}, nullptr};
-    if (entries.key != nullptr) {
-        definition.operands.push_back({"key", read_key_source(*entries.key)});
-        common.key = &stand_in_key();
-    }
+    Common common{entries, {}, entries.key != nullptr};
+    if (entries.key != nullptr) definition.operands.push_back({"key", read_key_source(*entries.key)});
     if (const Entry* entry = entries.on_error) {
         definition.operands.push_back({"on_error", text_of(*entry)});
         common.on_error =

@@ -1,8 +1,8 @@
 #include "adapter/entries.h"
 
-#include "parser/excerpt.h"
 #include "parser/place_text.h"
-#include "provider/records.h"
+#include "text/excerpt.h"
+#include "text/records.h"
 
 #include <algorithm>
 #include <array>

@@ -6,7 +6,7 @@
 #include "adapter/records.h"
 #include "parser/error_text.h"
 #include "parser/report.h"
-#include "provider/records.h"
+#include "text/records.h"
 
 #include <algorithm>
 #include <new>

@@ -3,8 +3,8 @@
 
 #include "engine/datacnv.h"
 
-#include "datacnv/unicode.h"
-#include "error_codes.h"
+#include "text/error_codes.h"
+#include "text/unicode.h"
 
 #include <functional>
 #include <string>

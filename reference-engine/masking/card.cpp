@@ -6,7 +6,8 @@
 // and P' its inverse: a permutation again, of which no number is its own image.
 
 #include "masking/ff1_cipher.h"
-#include "masking/functions.h"
+#include "masking/keyed.h"
+#include "masking/masks.h"
 #include "masking/separator.h"
 
 #include <algorithm>
@@ -15,8 +16,6 @@
 namespace velk::engine {
 
 namespace {
-
-constexpr std::size_t most_kept = 64;
 
 struct Card {
     Ff1 permutation;
@@ -82,13 +81,13 @@ void mask_value(const Card& card, std::u16string_view value, Results& results)
 
 } // namespace
 
-Mask make_card(RuleArguments& arguments, const RuleContext& context)
+Mask mask_of(const CardRule& rule, const HmacKey& key)
 {
-    const std::size_t keep_first = take_number(arguments, "keep_first", 0, 0, most_kept);
-    const Digest key = KeyedInput(*context.key, "card", take_scope(arguments, "card")).digest({});
+    const Digest secret = derive_secret(key, rule.function, rule.scope, {std::to_string(rule.keep_first)});
     // Masks are copied, keys are not.
-    return [card = std::make_shared<const Card>(Ff1(key, 10), keep_first)](Values values, Results& results) {
-        for (const std::u16string_view value : values) mask_value(*card, value, results);
+    return [card = std::make_shared<const Card>(Ff1(secret, 10), rule.keep_first)](const Batch& batch,
+                                                                                   Results& results) {
+        for (const std::u16string_view value : batch.values) mask_value(*card, value, results);
     };
 }
 

@@ -1,10 +1,11 @@
 // `classes` exchanges every letter and digit for one of its class and script block; the rest stays. All
 // choices of a value are drawn from the keyed hash of the whole value.
 
-#include "datacnv/unicode.h"
 #include "masking/draws.h"
-#include "masking/functions.h"
+#include "masking/keyed.h"
+#include "masking/masks.h"
 #include "masking/unicode_classes.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 
@@ -89,10 +90,10 @@ void change_first(std::u16string_view value, const NumberStart& start, std::u16s
     }
 }
 
-void mask_value(KeyedInput& input, std::u16string_view value, const NumberStart& start, Results& results)
+void mask_value(const Digest& hash, std::u16string_view value, const NumberStart& start, Results& results)
 {
     const std::size_t offset = results.text.size();
-    Draws draws(input.digest(value));
+    Draws draws(hash);
     for (std::size_t position = 0; position < value.size();) {
         const std::size_t at = position;
         const char32_t code_point = next_code_point(value, position);
@@ -107,12 +108,12 @@ void mask_value(KeyedInput& input, std::u16string_view value, const NumberStart&
 
 } // namespace
 
-Mask make_classes(RuleArguments& arguments, const RuleContext& context)
+Mask mask_of(const ClassesRule& rule, const HmacKey& key)
 {
-    KeyedInput input(*context.key, "classes", take_scope(arguments, "classes"));
-    return [input](Values values, Results& results) mutable {
-        for (const std::u16string_view value : values)
-            mask_value(input, value, start_of_number(value), results);
+    return [own_key = derive_key(key, rule.function, rule.scope)](const Batch& batch, Results& results) {
+        const std::vector<Digest> hashes = digests(*own_key, batch.values);
+        for (std::size_t i = 0; i < hashes.size(); ++i)
+            mask_value(hashes[i], batch.values[i], start_of_number(batch.values[i]), results);
     };
 }
 

@@ -1,8 +1,8 @@
 #include "masking/column_type.h"
 
-#include "failure.h"
-#include "parser/argument.h"
-#include "parser/excerpt.h"
+#include "text/argument.h"
+#include "text/excerpt.h"
+#include "text/failure.h"
 
 #include <algorithm>
 #include <array>

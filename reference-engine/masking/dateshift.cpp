@@ -2,11 +2,10 @@
 // The time of a timestamp stays, and only its date decides, so that a date and the timestamps of that day
 // move alike.
 
-#include "datacnv/unicode.h"
-#include "failure.h"
 #include "masking/draws.h"
-#include "masking/functions.h"
-#include "parser/excerpt.h"
+#include "masking/keyed.h"
+#include "masking/masks.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 #include <chrono>
@@ -19,8 +18,7 @@ using std::chrono::days;
 using std::chrono::sys_days;
 using std::chrono::year_month_day;
 
-constexpr std::size_t date_length = 10;      // YYYY-MM-DD
-constexpr std::size_t most_days = 3'652'058; // from the first date to the last
+constexpr std::size_t date_length = 10; // YYYY-MM-DD
 
 struct Bounds {
     sys_days first;
@@ -56,26 +54,7 @@ void append_date(std::u16string& text, sys_days day)
     append_number(text, static_cast<unsigned>(date.day()), 10);
 }
 
-sys_days take_date(RuleArguments& arguments, std::string_view name, std::u16string_view unsaid)
-{
-    const std::optional<std::string> said = take_text(arguments, name);
-    const std::u16string text = said ? to_utf16(*said) : std::u16string(unsaid);
-    if (is_value_of({TypeName::date}, text)) return to_day(text);
-    throw Failure{argument_unusable,
-                  std::string(name) + "=" + shown(*said),
-                  {},
-                  "A date of the calendar, written YYYY-MM-DD."};
-}
-
-Bounds take_bounds(RuleArguments& arguments)
-{
-    const Bounds bounds{take_date(arguments, "min", u"0001-01-01"),
-                        take_date(arguments, "max", u"9999-12-31")};
-    if (bounds.first < bounds.last) return bounds;
-    throw Failure{argument_unusable, "min and max", {}, "min must be before max."};
-}
-
-void mask_value(KeyedInput& input, days most, const Bounds& bounds, std::u16string_view value,
+void mask_value(const Digest& hash, days most, const Bounds& bounds, std::u16string_view value,
                 Results& results)
 {
     if (value.empty()) return add_result(results, value);
@@ -86,7 +65,7 @@ void mask_value(KeyedInput& input, days most, const Bounds& bounds, std::u16stri
     const bool counts = first <= day && day <= last; // among the dates from first to last
     const auto choices = (last - first).count() + (counts ? 0 : 1);
     if (choices < 1) return add_error(results, date_without_choice);
-    const std::uint32_t drawn = Draws(input.digest(date)).below(static_cast<std::uint32_t>(choices));
+    const std::uint32_t drawn = Draws(hash).below(static_cast<std::uint32_t>(choices));
     sys_days shifted = first + days{drawn};
     if (counts && shifted >= day) shifted += days{1};
     const std::size_t offset = results.text.size();
@@ -97,13 +76,18 @@ void mask_value(KeyedInput& input, days most, const Bounds& bounds, std::u16stri
 
 } // namespace
 
-Mask make_dateshift(RuleArguments& arguments, const RuleContext& context)
+Mask mask_of(const DateShiftRule& rule, const HmacKey& key)
 {
-    const days most{take_needed_number(arguments, "days", 1, most_days)};
-    const Bounds bounds = take_bounds(arguments);
-    KeyedInput input(*context.key, "dateshift", take_scope(arguments, "dateshift"));
-    return [most, bounds, input](Values values, Results& results) mutable {
-        for (const std::u16string_view value : values) mask_value(input, most, bounds, value, results);
+    const days most{rule.days};
+    const Bounds bounds{to_day(rule.min), to_day(rule.max)};
+    auto own_key = derive_key(key, rule.function, rule.scope,
+                              {std::to_string(rule.days), to_utf8(rule.min), to_utf8(rule.max)});
+    return [most, bounds, own_key](const Batch& batch, Results& results) {
+        std::vector<std::u16string_view> dates;
+        for (const std::u16string_view value : batch.values) dates.push_back(value.substr(0, date_length));
+        const std::vector<Digest> hashes = digests(*own_key, dates);
+        for (std::size_t i = 0; i < hashes.size(); ++i)
+            mask_value(hashes[i], most, bounds, batch.values[i], results);
     };
 }
 

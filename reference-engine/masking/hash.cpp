@@ -1,13 +1,11 @@
 // `hash` writes the first digits of the value's keyed hash.
 
-#include "masking/functions.h"
+#include "masking/keyed.h"
+#include "masking/masks.h"
 
 namespace velk::engine {
 
 namespace {
-
-constexpr std::size_t whole_hash = 2 * digest_size; // hexadecimal digits
-constexpr std::size_t usual_hash = 32;
 
 void add_digits(Results& results, const Digest& digest, std::size_t length)
 {
@@ -21,26 +19,18 @@ void add_digits(Results& results, const Digest& digest, std::size_t length)
 
 } // namespace
 
-Mask make_hash(RuleArguments& arguments, const RuleContext& context)
+Mask mask_of(const HashRule& rule, const HmacKey& key)
 {
-    const std::size_t length = longest_hash(arguments);
-    KeyedInput input(*context.key, "hash", take_scope(arguments, "hash"));
-    refuse_rest(arguments);
-    require_length(length, context.column);
-    return [length, input](Values values, Results& results) mutable {
-        for (const std::u16string_view value : values) {
-            if (value.empty())
-                add_result(results, value); // empty stays empty
+    return [length = rule.length, own_key = derive_key(key, rule.function, rule.scope)](const Batch& batch,
+                                                                                        Results& results) {
+        const std::vector<Digest> hashes = digests(*own_key, batch.values);
+        for (std::size_t i = 0; i < hashes.size(); ++i) {
+            if (batch.values[i].empty())
+                add_result(results, {}); // empty stays empty
             else
-                add_digits(results, input.digest(value), length);
+                add_digits(results, hashes[i], length);
         }
     };
-}
-
-// Every result is as long as the arguments say.
-std::size_t longest_hash(RuleArguments& arguments)
-{
-    return take_number(arguments, "length", usual_hash, 1, whole_hash);
 }
 
 } // namespace velk::engine

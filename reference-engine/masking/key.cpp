@@ -1,9 +1,9 @@
 #include "masking/key.h"
 
-#include "failure.h"
 #include "masking/file.h"
-#include "parser/excerpt.h"
 #include "platform.h"
+#include "text/excerpt.h"
+#include "text/failure.h"
 
 #include <string>
 

@@ -1,9 +1,9 @@
 #include "masking/lists.h"
 
-#include "datacnv/unicode.h"
-#include "failure.h"
 #include "masking/file.h"
-#include "parser/excerpt.h"
+#include "text/excerpt.h"
+#include "text/failure.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 #include <array>

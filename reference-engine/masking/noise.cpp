@@ -2,15 +2,14 @@
 // by nothing. Sign and scale stay, and the result is a number of the column's type.
 
 #include "masking/draws.h"
-#include "masking/functions.h"
+#include "masking/keyed.h"
+#include "masking/masks.h"
 
 #include <algorithm>
 
 namespace velk::engine {
 
 namespace {
-
-constexpr std::size_t most_percent = 100; // so that no number passes zero
 
 // Decimal digits, the most significant first. Those of one value have the same size, with room for what
 // is computed on the way: the product with a number of 32 bits.
@@ -121,7 +120,7 @@ void append_number(std::u16string& text, const Digits& digits, bool negative, st
     }
 }
 
-void mask_value(KeyedInput& input, const ColumnType& type, std::uint32_t percent, std::u16string_view value,
+void mask_value(const Digest& hash, const ColumnType& type, std::uint32_t percent, std::u16string_view value,
                 Results& results)
 {
     if (value.empty()) return add_result(results, value);
@@ -134,7 +133,7 @@ void mask_value(KeyedInput& input, const ColumnType& type, std::uint32_t percent
     const Digits last = std::min(sum(number, move), largest_number(type, negative, fraction, number.size()));
     const Digits choices = difference(last, first); // the number itself does not count
     if (is_zero(choices)) return add_error(results, result_does_not_fit);
-    Draws draws(input.digest(value));
+    Draws draws(hash);
     Digits moved = sum(first, draw_below(choices, draws));
     if (moved >= number) moved = sum(moved, one(number.size()));
     const std::size_t offset = results.text.size();
@@ -144,13 +143,13 @@ void mask_value(KeyedInput& input, const ColumnType& type, std::uint32_t percent
 
 } // namespace
 
-Mask make_noise(RuleArguments& arguments, const RuleContext& context)
+Mask mask_of(const NoiseRule& rule, const HmacKey& key)
 {
-    const auto percent =
-        static_cast<std::uint32_t>(take_needed_number(arguments, "percent", 1, most_percent));
-    KeyedInput input(*context.key, "noise", take_scope(arguments, "noise"));
-    return [type = context.column.type, percent, input](Values values, Results& results) mutable {
-        for (const std::u16string_view value : values) mask_value(input, type, percent, value, results);
+    auto own_key = derive_key(key, rule.function, rule.scope, {std::to_string(rule.percent)});
+    return [type = rule.type, percent = rule.percent, own_key](const Batch& batch, Results& results) {
+        const std::vector<Digest> hashes = digests(*own_key, batch.values);
+        for (std::size_t i = 0; i < hashes.size(); ++i)
+            mask_value(hashes[i], type, percent, batch.values[i], results);
     };
 }
 

@@ -1,9 +1,9 @@
 #include "masking/service_options.h"
 
-#include "datacnv/unicode.h"
-#include "failure.h"
-#include "masking/functions.h"
-#include "parser/excerpt.h"
+#include "masking/rule_arguments.h"
+#include "text/excerpt.h"
+#include "text/failure.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 #include <array>

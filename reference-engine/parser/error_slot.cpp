@@ -1,7 +1,7 @@
 #include "parser/error_slot.h"
 
-#include "datacnv/unicode.h"
-#include "provider/records.h"
+#include "text/records.h"
+#include "text/unicode.h"
 
 #include <array>
 #include <cstddef>

@@ -1,7 +1,7 @@
 #include "parser/error_text.h"
 
-#include "parser/excerpt.h"
 #include "parser/place_text.h"
+#include "text/excerpt.h"
 
 #include <algorithm>
 #include <array>

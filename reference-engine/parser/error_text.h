@@ -2,8 +2,8 @@
 
 // The text of a failure, with its place in the masking string that it is about.
 
-#include "failure.h"
-#include "provider/messages.h"
+#include "text/failure.h"
+#include "text/messages.h"
 
 #include <string_view>
 

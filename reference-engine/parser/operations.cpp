@@ -5,7 +5,7 @@
 #include "parser/error_slot.h"
 #include "parser/pairs.h"
 #include "parser/report.h"
-#include "provider/records.h"
+#include "text/records.h"
 
 #include <algorithm>
 #include <cstring>

@@ -11,9 +11,9 @@
 //
 // What a name, an argument and a quoted text are stands in argument.h. A byte-order mark may come first.
 
-#include "failure.h"
-#include "parser/argument.h"
 #include "records/requests.h"
+#include "text/argument.h"
+#include "text/failure.h"
 
 #include <string>
 #include <string_view>

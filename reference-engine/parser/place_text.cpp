@@ -1,7 +1,7 @@
 #include "parser/place_text.h"
 
-#include "datacnv/unicode.h"
-#include "parser/excerpt.h"
+#include "text/excerpt.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 #include <vector>

@@ -2,7 +2,7 @@
 
 // Where in a masking string something stands, as a person reads it.
 
-#include "failure.h"
+#include "text/failure.h"
 
 #include <string>
 #include <string_view>

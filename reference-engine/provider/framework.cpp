@@ -2,11 +2,11 @@
 
 #include "engine/provider.h"
 
-#include "parser/excerpt.h"
 #include "platform.h"
-#include "provider/records.h"
 #include "provider/state.h"
 #include "provider/trace.h"
+#include "text/excerpt.h"
+#include "text/records.h"
 
 #include <algorithm>
 #include <array>

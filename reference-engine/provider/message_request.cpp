@@ -2,8 +2,8 @@
 
 #include "engine/provider.h"
 
-#include "provider/messages.h"
 #include "provider/state.h"
+#include "text/messages.h"
 
 namespace velk {
 

@@ -1,10 +1,10 @@
 #include "provider/provider.h"
 
-#include "datacnv/unicode.h"
-#include "failure.h"
 #include "masking/key.h"
-#include "parser/excerpt.h"
-#include "provider/records.h"
+#include "text/excerpt.h"
+#include "text/failure.h"
+#include "text/records.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 #include <array>
@@ -134,19 +134,26 @@ void compile_column(Column& column, const std::vector<Operand>& operands, const 
         refuse_service_operand(rule);
         column.rule = without_key(rule.name + "(" + rule.text + ")");
         read_attributes(operands, column.limits);
-        column.mask = make_mask(rule.name, rule.text, {column.limits, key});
+        const Rule said = read_rule(rule.name, rule.text, column.limits.type);
+        require_fit(said, column.limits);
+        column.mask = make_mask(said, key);
     } catch (Failure& failure) {
         add_place(failure, column);
         throw;
     }
 }
 
+// Null: the service has none.
+std::unique_ptr<const HmacKey> read_service_key(const std::vector<Operand>& operands)
+{
+    const std::string* source = find_text(operands, "key");
+    return source == nullptr ? nullptr : std::make_unique<const HmacKey>(read_key(*source));
+}
+
 void read_service_operands(const std::vector<Operand>& operands, Provider& provider)
 {
     for (const Operand& operand : operands) require_service_operand(operand.name);
     refuse_repetition(operands);
-    if (const std::string* key = find_text(operands, "key"))
-        provider.key = std::make_unique<HmacKey>(read_key(*key));
     if (const std::string* way = find_text(operands, "on_error")) provider.on_error = parse_on_error(*way);
     if (const std::string* way = find_text(operands, "on_null")) provider.masks_null = masks_null(*way);
 }
@@ -200,8 +207,9 @@ Provider make_provider(const SVCA* service)
     provider.columns = read_columns(*service);
     const Operands operands = read_operands(*service, provider.columns);
     read_service_operands(operands.front(), provider);
+    const std::unique_ptr<const HmacKey> key = read_service_key(operands.front());
     for (std::size_t i = 0; i < provider.columns.size(); ++i) {
-        compile_column(provider.columns[i], operands[i + 1], provider.key.get());
+        compile_column(provider.columns[i], operands[i + 1], key.get());
         require_error_text_fits(provider, provider.columns[i]);
     }
     return provider;

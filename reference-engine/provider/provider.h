@@ -2,10 +2,10 @@
 
 // A provider: a service definition made ready to mask.
 
-#include "failure.h"
-#include "masking/functions.h"
+#include "masking/masks.h"
 #include "masking/service_options.h"
 #include "records/definitions.h"
+#include "text/failure.h"
 
 #include <memory>
 #include <string>
@@ -21,7 +21,6 @@ struct Column {
 };
 
 struct Provider {
-    std::unique_ptr<HmacKey> key; // null: no rule needs one. The columns' masks refer to it.
     ErrorWay on_error;
     bool masks_null = false; // a null is masked as an empty value is, and stays null if the result is empty
     std::vector<Column> columns;

@@ -1,7 +1,7 @@
 #include "provider/service.h"
 
-#include "datacnv/unicode.h"
-#include "provider/records.h"
+#include "text/records.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 #include <cstring>
@@ -155,7 +155,7 @@ void mask_cells(const Provider& provider, const Column& column, std::vector<Cell
     for (const Cell& cell : cells)
         if (is_masked(cell)) values.push_back(cell.value);
     Results results;
-    column.mask(values, results);
+    column.mask({values}, results);
     if (results.list.size() != values.size()) throw Failure{internal_error};
     auto result = results.list.begin();
     for (Cell& cell : cells) {

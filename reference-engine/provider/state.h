@@ -3,8 +3,8 @@
 // The state of the process: the framework, its providers and the last failure. Every operation but those
 // of the trace facility holds the lock from start to end.
 
-#include "failure.h"
 #include "provider/provider.h"
+#include "text/failure.h"
 
 #include <cstdint>
 #include <map>

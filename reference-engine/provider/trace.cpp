@@ -2,10 +2,10 @@
 
 #include "engine/provider.h"
 
-#include "datacnv/unicode.h"
-#include "failure.h"
-#include "parser/excerpt.h"
 #include "provider/trace_output.h"
+#include "text/excerpt.h"
+#include "text/failure.h"
+#include "text/unicode.h"
 
 #include <atomic>
 #include <bit>

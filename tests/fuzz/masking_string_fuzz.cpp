@@ -1,10 +1,10 @@
 // Arbitrary bytes as a masking string, driven as the bridge drives it: two passes, one build, and the text of
 // an error. Beside what the sanitizers see, this checks what must hold whatever the bytes are.
 
-#include "datacnv/unicode.h"
 #include "engine/adapter.h"
 #include "engine/parser.h"
 #include "parser/pairs.h"
+#include "text/unicode.h"
 
 #include <cstdio>
 #include <cstdlib>

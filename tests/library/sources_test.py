@@ -8,8 +8,10 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
-# A source of the bridge knows what stands to the right of its own layer, and its own layer.
-LAYERS = ["jni", "parse", "marshal", "frame"]
+# A source knows what stands to the right of its own layer, and its own layer.
+BRIDGE_LAYERS = ["jni", "parse", "marshal", "frame"]
+ENGINE_LAYERS = ["parser", "masking", "datacnv", "text"]
+ENGINE_ENDS = ["adapter", "provider"]  # which know all of these, and not each other
 
 
 def includes(path):
@@ -25,9 +27,14 @@ def outside(names, folders):
     return [name for name in names if name.split("/")[0] not in folders or ".." in name]
 
 
-def climbing(layer, names):
+def climbing(layer, names, layers):
     """Includes that run against the direction of the layers."""
-    return outside(names, {*LAYERS[LAYERS.index(layer):], "records", "engine"})
+    return outside(names, {*layers[layers.index(layer):], "records", "engine"})
+
+
+def engine_layers(folder):
+    """The engine's layers as they are seen from a folder."""
+    return [folder, *ENGINE_LAYERS] if folder in ENGINE_ENDS else ENGINE_LAYERS
 
 
 # What the bridge and the contract take of the C and C++ libraries, of Java, and of the two systems.
@@ -84,18 +91,28 @@ class Sources(unittest.TestCase):
         self.assertTrue(sources("src"))
         for path in sources("src"):
             with self.subTest(str(path.relative_to(ROOT))):
-                self.assertEqual(climbing(path.parent.name, includes(path)), [])
+                self.assertEqual(climbing(path.parent.name, includes(path), BRIDGE_LAYERS), [])
 
     def test_an_include_against_the_direction_is_noticed(self):
-        self.assertEqual(climbing("frame", ["frame/trace.h", "marshal/text.h"]), ["marshal/text.h"])
+        self.assertEqual(climbing("frame", ["frame/trace.h", "marshal/text.h"], BRIDGE_LAYERS), ["marshal/text.h"])
 
-    def test_the_engine_includes_nothing_of_the_bridge(self):
-        folders = {path.name for path in (ROOT / "reference-engine").iterdir() if path.is_dir()}
-        beside = {path.name for path in (ROOT / "reference-engine").glob("*.h")}
-        self.assertTrue(sources("reference-engine"))
+    def test_includes_of_the_engine_run_one_way_and_never_to_the_bridge(self):
+        folders = {path.name for path in (ROOT / "reference-engine").iterdir() if path.is_dir()} - {"lists"}
+        self.assertEqual(folders, {*ENGINE_LAYERS, *ENGINE_ENDS})
+        beside = {"platform.h", "built_in_lists.inc"}
         for path in sources("reference-engine"):
+            folder = path.parent.name
             with self.subTest(str(path.relative_to(ROOT))):
-                self.assertEqual(outside(includes(path), {*folders, *beside, "records", "engine", "built_in_lists.inc"}), [])
+                names = [name for name in includes(path) if name not in beside]
+                if folder == "reference-engine":
+                    self.assertEqual(names, [])
+                else:
+                    self.assertEqual(climbing(folder, names, engine_layers(folder)), [])
+
+    def test_an_include_against_the_engines_direction_is_noticed(self):
+        for folder, name in [("masking", "parser/pairs.h"), ("text", "masking/rules.h"), ("adapter", "provider/state.h"),
+                             ("provider", "adapter/entries.h"), ("parser", "frame/trace.h")]:
+            self.assertEqual(climbing(folder, ["text/failure.h", name][folder == "text":], engine_layers(folder)), [name])
 
     def test_the_contract_includes_nothing_else(self):
         self.assertTrue(sources("include"))
@@ -104,7 +121,7 @@ class Sources(unittest.TestCase):
                 self.assertEqual(outside(includes(path), {"records", "engine"}), [])
 
     def test_a_way_round_is_noticed(self):
-        names = ["engine/../../reference-engine/failure.h", "parse/parameter_parse.h", "engine/parser.h"]
+        names = ["engine/../../reference-engine/text/failure.h", "parse/parameter_parse.h", "engine/parser.h"]
         self.assertEqual(outside(names, {"records", "engine"}), names[:2])
 
     def test_the_bridge_has_no_dependency_but_the_c_runtime_and_java(self):
@@ -113,7 +130,7 @@ class Sources(unittest.TestCase):
                 self.assertEqual(foreign_headers(path.read_text()), [])
 
     def test_a_foreign_header_is_noticed(self):
-        for name in ["unistd.h", "strings.h", "../reference-engine/failure.h"]:
+        for name in ["unistd.h", "strings.h", "../reference-engine/text/failure.h"]:
             self.assertEqual(foreign_headers(f"#include <cstring>\n # include  <{name}>\n"), [name])
 
     def test_records_hold_fixed_width_types_only(self):

@@ -1,6 +1,6 @@
-#include "failure.h"
-#include "parser/argument.h"
 #include "support.h"
+#include "text/argument.h"
+#include "text/failure.h"
 
 namespace velk::test {
 namespace {

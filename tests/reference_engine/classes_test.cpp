@@ -1,6 +1,6 @@
-#include "datacnv/unicode.h"
 #include "masking/unicode_classes.h"
 #include "support.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 #include <map>

@@ -1,6 +1,6 @@
-#include "failure.h"
 #include "masking/column_type.h"
 #include "support.h"
+#include "text/failure.h"
 
 namespace velk::test {
 namespace {

@@ -1,5 +1,5 @@
-#include "datacnv/unicode.h"
 #include "rules.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,7 +1,7 @@
-#include "datacnv/unicode.h"
 #include "masking/lists.h"
 #include "masking/unicode_classes.h"
 #include "rules.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -1,6 +1,6 @@
-#include "datacnv/unicode.h"
-#include "masking/functions.h"
+#include "masking/rules.h"
 #include "rules.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "parser/excerpt.h"
+#include "text/excerpt.h"
 
 #include <gtest/gtest.h>
 

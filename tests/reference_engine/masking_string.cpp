@@ -1,7 +1,7 @@
 #include "masking_string.h"
 
-#include "datacnv/unicode.h"
 #include "support.h"
+#include "text/unicode.h"
 
 #include <gtest/gtest.h>
 

@@ -9,7 +9,7 @@
 
 #include "engine/adapter.h"
 #include "engine/parser.h"
-#include "error_codes.h"
+#include "text/error_codes.h"
 
 #include <string>
 #include <string_view>

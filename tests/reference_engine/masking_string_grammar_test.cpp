@@ -1,7 +1,7 @@
 #include "masking_string.h"
 
-#include "parser/argument.h"
 #include "parser/pairs.h"
+#include "text/argument.h"
 
 #include <gtest/gtest.h>
 

@@ -174,8 +174,8 @@ TEST(MaskingStringRecords, need_no_key_at_hand_to_be_built)
 
 TEST(MaskingStringRecords, need_no_key_where_no_rule_asks_for_one)
 {
-    EXPECT_EQ(Parsed("service=p a=keep b=null c=fixed('x')").code, 0);
-    for (const char* rule : {"classes", "partial", "hash", "card", "email", "dict(list=cities)", "ff1",
+    EXPECT_EQ(Parsed("service=p a=keep b=null c=fixed('x') d=partial").code, 0);
+    for (const char* rule : {"classes", "hash", "card", "email", "dict(list=cities)", "ff1",
                              "dateshift(days=1) a.type=date", "noise(percent=1) a.type=integer"})
         EXPECT_EQ(Parsed(std::string("service=p a=") + rule).code, key_missing) << rule;
 }

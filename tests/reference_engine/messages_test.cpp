@@ -1,6 +1,6 @@
-#include "datacnv/unicode.h"
-#include "provider/messages.h"
 #include "support.h"
+#include "text/messages.h"
+#include "text/unicode.h"
 
 #include <cstring>
 

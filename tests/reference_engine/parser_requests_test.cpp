@@ -4,7 +4,7 @@
 #include "support.h"
 
 #include "parser/report.h"
-#include "provider/messages.h"
+#include "text/messages.h"
 
 #include <gtest/gtest.h>
 

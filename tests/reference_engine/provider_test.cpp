@@ -1,5 +1,5 @@
-#include "datacnv/unicode.h"
 #include "support.h"
+#include "text/unicode.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -1,6 +1,6 @@
 #include "rules.h"
 
-#include "datacnv/unicode.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 

@@ -1,8 +1,8 @@
 #include "support.h"
 
-#include "datacnv/unicode.h"
-#include "provider/messages.h"
 #include "provider/state.h"
+#include "text/messages.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 #include <cstdlib>

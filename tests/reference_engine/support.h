@@ -15,7 +15,7 @@
 #include "engine/datacnv.h"
 #include "engine/parser.h"
 #include "engine/provider.h"
-#include "error_codes.h"
+#include "text/error_codes.h"
 
 #include <gtest/gtest.h>
 

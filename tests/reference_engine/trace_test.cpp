@@ -1,6 +1,6 @@
 #include "allocation.h"
-#include "datacnv/unicode.h"
 #include "support.h"
+#include "text/unicode.h"
 
 #include <nlohmann/json.hpp>
 

@@ -2,8 +2,8 @@
 
 // Reading what the bridge hands over: headers, chains and texts of records.
 
-#include "failure.h"
 #include "records/definitions.h"
+#include "text/failure.h"
 
 #include <cstddef>
 #include <cstring>

@@ -1,11 +1,12 @@
 #pragma once
 
-// What a masking function makes of one column of a row set: one result for each value, in order. The
-// texts stand one behind the other, so that a column costs few allocations.
+// A rule made ready to mask one column of a row set at a time: values in, one result for each out, in order.
+// The results' texts stand one behind the other, so that a column costs few allocations.
 
-#include "error_codes.h"
+#include "text/error_codes.h"
 
 #include <cstddef>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -15,6 +16,12 @@ namespace velk::engine {
 
 // Well-formed UTF-16.
 using Values = std::span<const std::u16string_view>;
+
+struct Batch {
+    Values values;
+    Values by{}; // what stands beside each value in the column that the rule names, if it names one; null is
+                 // empty
+};
 
 struct Result {
     std::size_t offset = 0; // of the result's text, in units
@@ -27,6 +34,9 @@ struct Results {
     std::u16string text;
     std::vector<Result> list;
 };
+
+// Holds no mutable state: a call keeps what it needs in the meantime to itself.
+using Mask = std::function<void(const Batch&, Results&)>;
 
 inline void add_result(Results& results, std::u16string_view text)
 {

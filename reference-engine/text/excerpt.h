@@ -2,7 +2,7 @@
 
 // Text of the user as it may appear in a message or a trace.
 
-#include "failure.h"
+#include "text/failure.h"
 
 #include <cstddef>
 #include <span>

@@ -3,8 +3,8 @@
 // The texts of the error codes. Each has three parts: a heading that says what failed, a detail that says
 // more or where, and a trailing part that says what to do.
 
-#include "error_codes.h"
 #include "records/requests.h"
+#include "text/error_codes.h"
 
 #include <span>
 #include <string>

@@ -9,7 +9,7 @@
 //     squoted   = "'" *( any but "'" | "''" ) "'"            literal; '' is one quote
 //     dquoted   = DQ *( any but DQ and "\" | escape ) DQ     escapes \\ \" \n \r \t \u{1-6 hex}
 
-#include "failure.h"
+#include "text/failure.h"
 
 #include <cstddef>
 #include <string>

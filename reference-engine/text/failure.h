@@ -3,7 +3,7 @@
 // How a failure travels inside the engine. It is thrown where the cause is known, gathers context on its
 // way out, and ends at the operation's boundary as an error code: no exception leaves the engine.
 
-#include "error_codes.h"
+#include "text/error_codes.h"
 
 #include <cstddef>
 #include <optional>

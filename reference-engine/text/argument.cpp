@@ -1,8 +1,8 @@
-#include "parser/argument.h"
+#include "text/argument.h"
 
-#include "datacnv/unicode.h"
-#include "failure.h"
-#include "parser/excerpt.h"
+#include "text/excerpt.h"
+#include "text/failure.h"
+#include "text/unicode.h"
 
 namespace velk::engine {
 

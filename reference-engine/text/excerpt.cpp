@@ -1,7 +1,7 @@
-#include "parser/excerpt.h"
+#include "text/excerpt.h"
 
-#include "datacnv/unicode.h"
-#include "parser/argument.h"
+#include "text/argument.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,7 +1,7 @@
-#include "provider/messages.h"
+#include "text/messages.h"
 
-#include "datacnv/unicode.h"
-#include "provider/records.h"
+#include "text/records.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 #include <iterator>

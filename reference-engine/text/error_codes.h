@@ -1,6 +1,6 @@
 #pragma once
 
-// The engine's error codes, one per cause. Their texts stand in provider/messages.cpp. The codes 7219
+// The engine's error codes, one per cause. Their texts stand in messages.cpp. The codes 7219
 // to 7222 are left out on purpose: the bridge reports failures of its own under them.
 
 #include <cstdint>
