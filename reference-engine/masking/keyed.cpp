@@ -31,16 +31,24 @@ Digest derive_secret(const HmacKey& key, std::string_view function, std::string_
     return digest_of(key, message);
 }
 
+std::string hexadecimal(const Digest& digest)
+{
+    std::string digits;
+    for (const std::uint8_t byte : digest)
+        digits.append(1, "0123456789abcdef"[byte >> 4]).append(1, "0123456789abcdef"[byte & 0xF]);
+    return digits;
+}
+
 std::vector<Digest> digests(const HmacKey& key, Values values)
 {
     std::vector<Digest> result;
     result.reserve(values.size());
-    std::string message;
+    HmacRun run(key);
+    SecretBytes message;
     for (const std::u16string_view value : values) {
-        message.clear();
-        for (std::size_t position = 0; position < value.size();)
-            append(message, next_code_point(value, position));
-        result.push_back(digest_of(key, message));
+        if (message.size() < most_bytes(value)) message.resize(most_bytes(value));
+        const std::size_t size = encode(value, reinterpret_cast<char*>(message.data()));
+        result.push_back(run.digest({message.data(), size}));
     }
     return result;
 }

@@ -1,6 +1,7 @@
 #include "text/unicode.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace velk::engine {
 
@@ -26,19 +27,28 @@ Lead lead_of(std::uint8_t byte)
     return {4, 0x80, 0xBF};
 }
 
+// Copies the ASCII characters that begin the text and returns their number.
+std::size_t copy_ascii(std::u16string_view text, char* bytes)
+{
+    constexpr std::size_t block = 4;
+    std::size_t copied = 0;
+    // Whole blocks of which all units have nothing but their low seven bits.
+    for (; copied + block <= text.size(); copied += block) {
+        std::uint64_t units;
+        std::memcpy(&units, text.data() + copied, sizeof units);
+        if ((units & 0xFF80FF80FF80FF80) != 0) break;
+        for (std::size_t i = 0; i < block; ++i) bytes[copied + i] = static_cast<char>(text[copied + i]);
+    }
+    for (; copied < text.size() && text[copied] < 0x80; ++copied)
+        bytes[copied] = static_cast<char>(text[copied]);
+    return copied;
+}
+
 template <typename Text> bool decodes_cleanly(Text text)
 {
     for (std::size_t position = 0; position < text.size();)
         if (next_code_point(text, position) == ill_formed) return false;
     return true;
-}
-
-template <typename Target, typename Text> Target converted(Text text)
-{
-    Target result;
-    result.reserve(text.size());
-    for (std::size_t position = 0; position < text.size();) append(result, next_code_point(text, position));
-    return result;
 }
 
 } // namespace
@@ -90,6 +100,20 @@ std::size_t encode(char32_t code_point, char16_t* units)
     return 2;
 }
 
+std::size_t encode(std::u16string_view text, char* bytes)
+{
+    char* end = bytes;
+    for (std::size_t position = 0; position < text.size();) {
+        const std::size_t ascii = copy_ascii(text.substr(position), end);
+        end += ascii;
+        position += ascii;
+        if (position == text.size()) break;
+        const char32_t code_point = next_code_point(text, position);
+        end += encode(code_point == ill_formed ? replacement_character : code_point, end);
+    }
+    return static_cast<std::size_t>(end - bytes);
+}
+
 void append(std::string& text, char32_t code_point)
 {
     char units[4];
@@ -109,17 +133,25 @@ bool is_well_formed(std::string_view text)
 
 bool is_well_formed(std::u16string_view text)
 {
-    return decodes_cleanly(text);
+    const bool has_surrogates = std::any_of(text.begin(), text.end(), [](char16_t unit) {
+        return is_high_surrogate(unit) || is_low_surrogate(unit);
+    });
+    return !has_surrogates || decodes_cleanly(text);
 }
 
 std::string to_utf8(std::u16string_view text)
 {
-    return converted<std::string>(text);
+    std::string result(most_bytes(text), '\0');
+    result.resize(encode(text, result.data()));
+    return result;
 }
 
 std::u16string to_utf16(std::string_view text)
 {
-    return converted<std::u16string>(text);
+    std::u16string result;
+    result.reserve(text.size());
+    for (std::size_t position = 0; position < text.size();) append(result, next_code_point(text, position));
+    return result;
 }
 
 std::size_t code_point_count(std::u16string_view text)
