@@ -128,6 +128,7 @@ enum ErrorCode : std::int32_t {
     value_too_short_to_encrypt = 7512,
     value_too_long_to_encrypt = 7513,
     date_without_choice = 7514,
+    character_without_like = 7520,
 
     // A text conversion.
     conversion_replaced = 7591,
