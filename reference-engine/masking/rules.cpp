@@ -1,6 +1,7 @@
 #include "masking/rules.h"
 
 #include "masking/address.h"
+#include "masking/graphemes.h"
 #include "masking/rule_arguments.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
@@ -16,7 +17,9 @@ namespace {
 
 // One reader per function.
 
-constexpr std::size_t usual_hash = 32; // hexadecimal digits
+constexpr std::size_t usually_hidden = 4; // code points
+constexpr std::size_t usual_hash = 32;    // hexadecimal digits
+constexpr std::size_t shortest_hash = 8;  // fewer would leave values that come back as they were
 constexpr std::size_t whole_hash = 64;
 constexpr std::size_t most_code_points_kept = 1'000'000;
 constexpr std::size_t most_digits_kept = 64;
@@ -42,17 +45,20 @@ Rule read_fixed(RuleArguments& arguments, const ColumnType&)
 char16_t take_mask_character(RuleArguments& arguments)
 {
     const std::u16string text = to_utf16(take_text(arguments, "with").value_or("*"));
-    const bool control = text.size() == 1 && (text[0] < 0x20 || (text[0] >= 0x7F && text[0] < 0xA0));
-    if (text.size() == 1 && !control) return text[0];
-    throw Failure{
-        argument_unusable, "with=" + shown(to_utf8(text)), {}, "One character up to U+FFFF, no control."};
+    if (text.size() == 1 && stands_alone(text[0])) return text[0];
+    throw Failure{argument_unusable,
+                  "with=" + shown(to_utf8(text)),
+                  {},
+                  "One character up to U+FFFF, no mark, no control or format character."};
 }
 
 Rule read_partial(RuleArguments& arguments, const ColumnType&)
 {
     const std::size_t keep_first = take_number(arguments, "keep_first", 0, 0, most_code_points_kept);
     const std::size_t keep_last = take_number(arguments, "keep_last", 0, 0, most_code_points_kept);
-    return PartialRule{keep_first, keep_last, take_mask_character(arguments)};
+    const std::size_t hide_least =
+        take_number(arguments, "hide_least", usually_hidden, 1, most_code_points_kept);
+    return PartialRule{keep_first, keep_last, hide_least, take_mask_character(arguments)};
 }
 
 Rule read_classes(RuleArguments& arguments, const ColumnType&)
@@ -62,7 +68,7 @@ Rule read_classes(RuleArguments& arguments, const ColumnType&)
 
 Rule read_hash(RuleArguments& arguments, const ColumnType&)
 {
-    const std::size_t length = take_number(arguments, "length", usual_hash, 1, whole_hash);
+    const std::size_t length = take_number(arguments, "length", usual_hash, shortest_hash, whole_hash);
     return HashRule{take_scope(arguments, HashRule::function), length};
 }
 

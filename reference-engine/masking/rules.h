@@ -32,6 +32,7 @@ struct PartialRule {
     static constexpr std::string_view function = "partial";
     std::size_t keep_first; // code points
     std::size_t keep_last;
+    std::size_t hide_least; // a value of which less would be hidden is masked whole
     char16_t with;
 };
 

@@ -626,13 +626,13 @@ Did you mean "length"? Arguments: length, scope.)~"},
 line 1, column 31 (byte 31)
 service=p key=env:K name=hash(length=65)
                               ^~~~~~~~~
-A whole number from 1 to 64.)~"},
+A whole number from 8 to 64.)~"},
         {"service=p key=env:K name=hash(length=many)", R"~(
 7305 an argument is not a number in its range "length=many"
 line 1, column 31 (byte 31)
 service=p key=env:K name=hash(length=many)
                               ^~~~~~~~~~~
-A whole number from 1 to 64.)~"},
+A whole number from 8 to 64.)~"},
         {"service=p key=env:K name=hash(scope='')", R"~(
 7313 an argument cannot be used "scope"
 line 1, column 31 (byte 31)
@@ -644,7 +644,7 @@ A scope has at least one character.)~"},
 line 1, column 48 (byte 48)
 service=p key=env:K name=partial(keep_first=2, with=ab)
                                                ^~~~~~~
-One character up to U+FFFF, no control.)~"},
+One character up to U+FFFF, no mark, no control or format character.)~"},
         {"service=p key=env:K born=dateshift born.type=date", R"~(
 7304 an argument is missing "days"
 line 1, column 26 (byte 26)

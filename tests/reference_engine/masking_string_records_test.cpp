@@ -122,16 +122,16 @@ TEST(MaskingStringRecords, give_a_text_column_the_longest_result_that_may_exceed
     EXPECT_EQ(length("name=keep"), 0);
     EXPECT_EQ(length("name=classes"), 0);
     EXPECT_EQ(length("name=hash"), 32);
-    EXPECT_EQ(length("name=hash(length=7, scope=s)"), 7);
+    EXPECT_EQ(length("name=hash(length=9, scope=s)"), 9);
     EXPECT_EQ(length("name=fixed('\U0001F600\u65E5')"), 2);
-    EXPECT_EQ(length("name=hash(length=7) on_error=fixed('too long by far')"), 15);
+    EXPECT_EQ(length("name=hash(length=9) on_error=fixed('too long by far')"), 15);
     EXPECT_EQ(length("name=hash(length=40) on_error=fixed('shorter')"), 40);
 }
 
 // The bytes themselves: who releases the records goes by them.
 TEST(MaskingStringRecords, are_laid_out_as_the_bridge_releases_and_reads_them)
 {
-    const Parsed parsed("service=p name=hash(length=4) key=env:K");
+    const Parsed parsed("service=p name=hash(length=14) key=env:K");
     const SVCA& service = parsed.service;
     EXPECT_EQ(std::memcmp(service.eyeCatcher, "SVCA", 4), 0);
     EXPECT_EQ(service.version, 21);
