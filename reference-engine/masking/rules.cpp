@@ -95,7 +95,7 @@ Rule read_email(RuleArguments& arguments, const ColumnType&)
     return EmailRule{take_scope(arguments, EmailRule::function), std::move(domain)};
 }
 
-Entries take_entries(RuleArguments& arguments)
+std::shared_ptr<const List> take_list(RuleArguments& arguments)
 {
     const std::optional<std::string> list = take_text(arguments, "list");
     const std::optional<std::string> file = take_text(arguments, "file");
@@ -109,8 +109,8 @@ Entries take_entries(RuleArguments& arguments)
 
 Rule read_dict(RuleArguments& arguments, const ColumnType&)
 {
-    auto entries = std::make_shared<const Entries>(take_entries(arguments));
-    return DictRule{take_scope(arguments, DictRule::function), std::move(entries)};
+    auto list = take_list(arguments);
+    return DictRule{take_scope(arguments, DictRule::function), std::move(list)};
 }
 
 std::u16string take_date(RuleArguments& arguments, std::string_view name, std::u16string_view unsaid)
@@ -233,9 +233,7 @@ std::size_t longest_of(const EmailRule& rule)
 
 std::size_t longest_of(const DictRule& rule)
 {
-    std::size_t longest = 0;
-    for (const std::u16string& entry : *rule.entries) longest = std::max(longest, code_point_count(entry));
-    return longest;
+    return rule.list->longest();
 }
 
 void require_length(std::size_t length, const ColumnLimits& column)

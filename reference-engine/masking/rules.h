@@ -63,7 +63,7 @@ struct EmailRule {
 struct DictRule {
     static constexpr std::string_view function = "dict";
     std::string scope;
-    std::shared_ptr<const Entries> entries;
+    std::shared_ptr<const List> list;
 };
 
 struct DateShiftRule {
