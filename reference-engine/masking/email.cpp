@@ -6,22 +6,36 @@
 #include "masking/masks.h"
 #include "text/unicode.h"
 
+#include <algorithm>
+
 namespace velk::engine {
 
 namespace {
 
 constexpr std::u16string_view name_characters = u"abcdefghijklmnopqrstuvwxyz0123456789";
 constexpr std::uint32_t letter_count = 26;
+constexpr auto character_count = static_cast<std::uint32_t>(name_characters.size());
+
+void draw_name(SmallDraws& draws, char16_t* name)
+{
+    name[0] = name_characters[draws.below(letter_count)];
+    for (std::size_t i = 1; i < masked_name_length; ++i)
+        name[i] = name_characters[draws.below(character_count)];
+}
+
 void mask_value(const Digest& hash, std::u16string_view domain, std::u16string_view value, Results& results)
 {
     if (value.empty()) return add_result(results, value);
     if (!is_address(value)) return add_error(results, value_no_address);
-    Draws draws(hash);
     const std::size_t offset = results.text.size();
-    results.text += name_characters[draws.below(letter_count)];
-    for (std::size_t i = 1; i < masked_name_length; ++i)
-        results.text += name_characters[draws.below(static_cast<std::uint32_t>(name_characters.size()))];
-    results.text.append(u"@").append(domain);
+    results.text.resize(offset + masked_name_length + 1 + domain.size());
+    char16_t* masked = results.text.data() + offset;
+    masked[masked_name_length] = u'@';
+    std::copy(domain.begin(), domain.end(), masked + masked_name_length + 1);
+    SmallDraws draws(hash);
+    do {
+        draw_name(draws, masked);
+    } while (value == std::u16string_view(results.text).substr(offset));
     close_result(results, offset);
 }
 
