@@ -13,7 +13,6 @@ namespace velk::engine {
 
 namespace {
 
-constexpr std::u16string_view digits = u"0123456789";
 constexpr std::u16string_view largest_integer = u"9223372036854775807";  // of 64 bits
 constexpr std::u16string_view smallest_integer = u"9223372036854775808"; // without its sign
 
@@ -24,22 +23,29 @@ struct NumberForm {
     bool first_is_not_zero = false; // of the digit behind them
 };
 
+std::size_t skip_digits(std::u16string_view text, std::size_t position)
+{
+    while (position < text.size() && text[position] >= '0' && text[position] <= '9') ++position;
+    return position;
+}
+
 // [-]digits[.digits], without a decimal point no leading zero: 0000000007 is an account, not a number. Of a
 // zero the last digit is exchanged.
 NumberForm number_form(std::u16string_view value)
 {
     const std::size_t whole = value.starts_with(u'-') ? 1 : 0;
-    const std::size_t whole_end = std::min(value.find_first_not_of(digits, whole), value.size());
+    const std::size_t whole_end = skip_digits(value, whole);
     if (whole_end == whole) return {};
-    if (whole_end < value.size()) {
+    if (whole_end == value.size()) {
+        if (value[whole] == '0' && whole_end > whole + 1) return {};
+    } else {
         const std::size_t fraction = whole_end + 1;
-        if (value[whole_end] != '.' || fraction == value.size()) return {};
-        if (value.find_first_not_of(digits, fraction) != value.npos) return {};
-    } else if (value[whole] == '0' && whole_end > whole + 1) {
-        return {};
+        if (value[whole_end] != '.' || fraction == value.size() ||
+            skip_digits(value, fraction) < value.size())
+            return {};
     }
-    const std::size_t first = value.find_first_of(u"123456789", whole);
-    return {first == value.npos ? value.size() - 1 : first, true};
+    const std::size_t first = std::min(value.find_first_not_of(u"0.", whole), value.size() - 1);
+    return {first, true};
 }
 
 // Of 19 digits some numbers fit into 64 bits and some do not. One that does is masked to one that does.
@@ -47,13 +53,21 @@ bool is_integer_of_19_digits(std::u16string_view value)
 {
     const bool negative = value.starts_with(u'-');
     if (negative) value.remove_prefix(1);
-    return value.size() == largest_integer.size() && value.find_first_not_of(digits) == value.npos &&
+    return value.size() == largest_integer.size() && skip_digits(value, 0) == value.size() &&
            value <= (negative ? smallest_integer : largest_integer);
 }
 
 bool is_surrogate(char16_t unit)
 {
     return (unit & 0xF800) == 0xD800;
+}
+
+void put(char32_t code_point, char16_t* units)
+{
+    if (code_point < 0x10000)
+        *units = static_cast<char16_t>(code_point);
+    else
+        encode(code_point, units);
 }
 
 enum class Outcome { nothing_to_exchange, exchanged, impossible };
@@ -75,10 +89,10 @@ Outcome exchange(SmallDraws& draws, std::u16string_view value, const NumberForm&
         const auto [of, index] = membership(code_point);
         if (of == nullptr) return Outcome::impossible;
         if (of->size == 1) {
-            std::copy(value.begin() + at, value.begin() + position, masked + at);
+            put(code_point, masked + at);
             continue;
         }
-        encode(member(*of, draws.below(of->size)), masked + at);
+        put(member(*of, draws.below(of->size)), masked + at);
         outcome = Outcome::exchanged;
     }
     return outcome;
@@ -110,6 +124,7 @@ Mask mask_of(const ClassesRule& rule, const HmacKey& key)
 {
     return [own_key = derive_key(key, rule.function, rule.scope)](const Batch& batch, Results& results) {
         const std::vector<Digest> hashes = digests(*own_key, batch.values);
+        make_room(results, batch.values);
         for (std::size_t i = 0; i < hashes.size(); ++i) mask_value(hashes[i], batch.values[i], results);
     };
 }

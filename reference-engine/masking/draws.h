@@ -5,21 +5,27 @@
 #include "masking/hmac.h"
 
 #include <cstdint>
+#include <memory>
 
 namespace velk::engine {
 
 // Each number takes 32 bits: the first eight come from the hash of the value, the others from the hash of
-// that hash and a counter.
+// that hash and a counter. The hash must outlive the draws.
 class Draws {
 public:
-    explicit Draws(const Digest& seed) : seed_(seed), block_(seed) {}
+    explicit Draws(const Digest& seed) : seed_(&seed), next_(seed.data()) {}
+    explicit Draws(const Digest&&) = delete;
+    Draws(const Draws&) = delete;
+    Draws& operator=(const Draws&) = delete;
 
     std::uint32_t word()
     {
-        if (used_ == digest_size) refill();
-        std::uint32_t bits = 0;
-        for (const std::size_t end = used_ + 4; used_ < end; ++used_) bits = bits << 8 | block_[used_];
-        return bits;
+        if (left_ == 0) refill();
+        const std::uint8_t* bytes = next_;
+        next_ += 4;
+        --left_;
+        return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 | std::uint32_t{bytes[2]} << 8 |
+               bytes[3];
     }
 
     // size is at least 1
@@ -29,12 +35,15 @@ public:
     }
 
 private:
+    static constexpr std::size_t words_in_a_hash = digest_size / 4;
+
     void refill();
 
-    Digest seed_;
-    Digest block_;
-    std::size_t used_ = 0;
+    const Digest* seed_;
+    const std::uint8_t* next_; // in the seed or the block
+    std::size_t left_ = words_in_a_hash;
     std::uint32_t counter_ = 0;
+    std::unique_ptr<Digest> block_; // once the seed is used up
 };
 
 // Numbers below small sizes take no more bits than they need, so that a hash is enough for the letters of a
@@ -42,11 +51,10 @@ private:
 // behind the point is drawn from next, as long as it has 32 bits more than the number needs.
 class SmallDraws {
 public:
-    static constexpr std::uint32_t largest_size = 1u << 31;
-
     explicit SmallDraws(const Digest& seed) : words_(seed) {}
+    explicit SmallDraws(const Digest&&) = delete;
 
-    // size is from 1 to largest_size
+    // size is at least 1
     std::uint32_t below(std::uint32_t size)
     {
         if (spent_ * size > spendable) refill();

@@ -16,11 +16,26 @@ constexpr std::u16string_view name_characters = u"abcdefghijklmnopqrstuvwxyz0123
 constexpr std::uint32_t letter_count = 26;
 constexpr auto character_count = static_cast<std::uint32_t>(name_characters.size());
 
+// Half of a name is drawn at once: it is a number below 2^32 whose digits are the characters.
+constexpr std::size_t half_length = masked_name_length / 2;
+constexpr std::uint32_t ends_of_a_half = 60'466'176; // character_count to the power of half_length - 1
+constexpr std::uint32_t first_halves = letter_count * ends_of_a_half;
+constexpr std::uint32_t second_halves = character_count * ends_of_a_half;
+static_assert(half_length == 6 && character_count == 36);
+
+void write_half(std::uint32_t drawn, std::uint32_t first_count, char16_t* half)
+{
+    half[0] = name_characters[drawn % first_count];
+    drawn /= first_count;
+    for (std::size_t i = 1; i < half_length; ++i, drawn /= character_count)
+        half[i] = name_characters[drawn % character_count];
+}
+
+// It begins with a letter.
 void draw_name(SmallDraws& draws, char16_t* name)
 {
-    name[0] = name_characters[draws.below(letter_count)];
-    for (std::size_t i = 1; i < masked_name_length; ++i)
-        name[i] = name_characters[draws.below(character_count)];
+    write_half(draws.below(first_halves), letter_count, name);
+    write_half(draws.below(second_halves), character_count, name + half_length);
 }
 
 void mask_value(const Digest& hash, std::u16string_view domain, std::u16string_view value, Results& results)
@@ -46,6 +61,7 @@ Mask mask_of(const EmailRule& rule, const HmacKey& key)
     auto own_key = derive_key(key, rule.function, rule.scope, {to_utf8(rule.domain)});
     return [domain = rule.domain, own_key](const Batch& batch, Results& results) {
         const std::vector<Digest> hashes = digests(*own_key, batch.values);
+        make_room(results, batch.values, masked_name_length + 1 + domain.size());
         for (std::size_t i = 0; i < hashes.size(); ++i)
             mask_value(hashes[i], domain, batch.values[i], results);
     };

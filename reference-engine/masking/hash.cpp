@@ -49,6 +49,7 @@ Mask mask_of(const HashRule& rule, const HmacKey& key)
     return [length = rule.length, own_key = derive_key(key, rule.function, rule.scope)](const Batch& batch,
                                                                                         Results& results) {
         const std::vector<Digest> hashes = digests(*own_key, batch.values);
+        make_room(results, batch.values, length);
         for (std::size_t i = 0; i < hashes.size(); ++i)
             mask_value(*own_key, hashes[i], batch.values[i], length, results);
     };

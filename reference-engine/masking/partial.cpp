@@ -59,6 +59,7 @@ void mask_value(const PartialRule& rule, std::u16string_view value, Results& res
 Mask mask_of(const PartialRule& rule)
 {
     return [rule](const Batch& batch, Results& results) {
+        make_room(results, batch.values);
         for (const std::u16string_view value : batch.values) mask_value(rule, value, results);
     };
 }

@@ -14,8 +14,12 @@ namespace velk::engine {
 // Zeroes bytes that nobody reads any more; no compiler leaves it out.
 inline void wipe(void* bytes, std::size_t size) noexcept
 {
+#if defined(__GNUC__)
     if (size > 0) std::memset(bytes, 0, size);
     asm volatile("" : : "r"(bytes) : "memory");
+#else
+    for (volatile char* byte = static_cast<char*>(bytes); size > 0; --size) *byte++ = 0;
+#endif
 }
 
 // Wipes whatever it frees: all that a vector held, also where it has grown out of it.
