@@ -41,12 +41,13 @@ constexpr auto page_starts = [] {
 constexpr char32_t common_end = 0x1000; // where a block ends, and so every class
 
 struct Place {
-    std::uint16_t of = no_class; // in classes
-    std::uint16_t index = 0;
+    std::uint16_t of; // in classes
+    std::uint16_t index;
 };
 
 constexpr auto common_places = [] {
     std::array<Place, common_end> places{};
+    places.fill({no_class, 0});
     for (const Run& run : runs)
         for (char32_t code_point = run.first; code_point <= run.last && code_point < common_end; ++code_point)
             places[code_point] = {run.of, static_cast<std::uint16_t>(run.index + (code_point - run.first))};
