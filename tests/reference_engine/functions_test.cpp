@@ -77,6 +77,17 @@ TEST_F(Functions, hash_has_the_length_that_is_asked_for)
     }
 }
 
+TEST_F(Functions, hash_is_never_the_value_itself)
+{
+    // Found by trying: the first eight digits of its hash are those of the value.
+    EXPECT_EQ(mask("hash", "length=12", u"44c18d49", "", 12).text->substr(0, 8), u"44c18d49");
+    const Value result = mask("hash", "length=8", u"44c18d49", "", 8).text;
+    ASSERT_TRUE(result.has_value());
+    EXPECT_EQ(result->size(), 8u);
+    EXPECT_NE(result, u"44c18d49");
+    EXPECT_EQ(mask("hash", "length=8", u"a", "", 8).text->size(), 8u);
+}
+
 TEST_F(Functions, keyed_functions_follow_the_key_and_nothing_else)
 {
     const struct {

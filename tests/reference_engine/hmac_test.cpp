@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace velk::engine {
 namespace {
@@ -69,6 +72,37 @@ TEST(Hmac, gives_the_first_half_of_the_truncated_digest)
     const HmacKey key(view(text));
     EXPECT_EQ(hex(key.digest(view("Test With Truncation"))).substr(0, 32),
               "a3b6167473100ee06e0c796c2955552b");
+}
+
+TEST(Hmac, runs_of_one_key_do_not_meet)
+{
+    const HmacKey key(view("0123456789abcdef"));
+    HmacRun one(key);
+    HmacRun other(key);
+    const std::string whole = hex(key.digest(view("abc")));
+    EXPECT_EQ(hex(one.digest(view("abc"))), whole);
+    EXPECT_EQ(hex(other.digest(view(""))), hex(key.digest({})));
+    EXPECT_EQ(hex(one.digest(view("abc"))), whole) << "a run goes on with the next message anew";
+}
+
+TEST(Hmac, any_number_of_threads_use_one_key)
+{
+    const HmacKey key(view("0123456789abcdef"));
+    std::vector<std::string> expected;
+    for (int i = 0; i < 2000; ++i) expected.push_back(hex(key.digest(view(std::to_string(i)))));
+    std::vector<std::thread> threads;
+    std::atomic<int> wrong = 0;
+    for (int thread = 0; thread < 4; ++thread)
+        threads.emplace_back([&] {
+            HmacRun run(key);
+            for (std::size_t i = 0; i < expected.size(); ++i) {
+                const std::string message = std::to_string(i);
+                if (hex(run.digest(view(message))) != expected[i]) ++wrong;
+                if (i % 100 == 0 && hex(key.digest(view(message))) != expected[i]) ++wrong;
+            }
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(wrong, 0);
 }
 
 TEST(Hmac, hashes_without_a_key)
