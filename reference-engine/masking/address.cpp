@@ -3,7 +3,6 @@
 #include "text/unicode.h"
 
 #include <array>
-#include <optional>
 
 namespace velk::engine {
 
@@ -28,36 +27,32 @@ bool is_address_character(char16_t unit)
     return unit > 0xA0 && unit != 0x3000 && (unit < 0x2000 || unit > 0x206F);
 }
 
-// Reads parts set apart by single dots up to the first character that is in none. Returns where that is, or
-// nothing where a part is empty or they are too long together.
-std::optional<std::size_t> end_of_parts(std::u16string_view text, std::size_t longest)
+// Parts set apart by single dots.
+bool is_dotted(std::u16string_view text, std::size_t longest)
 {
-    std::size_t position = 0;
-    std::size_t low_surrogates = 0;
+    std::size_t code_points = 0;
     bool part_begins = true;
-    for (; position < text.size(); ++position) {
-        const char16_t unit = text[position];
+    for (const char16_t unit : text) {
         const bool dot = unit == u'.';
-        if (dot && part_begins) return std::nullopt;
-        if (!dot && !is_address_character(unit)) break;
+        if (dot ? part_begins : !is_address_character(unit)) return false;
         part_begins = dot;
-        if (is_low_surrogate(unit)) ++low_surrogates;
+        if (!is_low_surrogate(unit)) ++code_points;
     }
-    if (part_begins || position - low_surrogates > longest) return std::nullopt;
-    return position;
+    return !part_begins && code_points <= longest;
 }
 
 } // namespace
 
 bool is_domain(std::u16string_view text)
 {
-    return end_of_parts(text, longest_domain) == text.size();
+    return is_dotted(text, longest_domain);
 }
 
 bool is_address(std::u16string_view text)
 {
-    const std::optional<std::size_t> at = end_of_parts(text, longest_name);
-    return at && *at < text.size() && text[*at] == u'@' && is_domain(text.substr(*at + 1));
+    const std::size_t at = text.find(u'@');
+    return at != std::u16string_view::npos && is_dotted(text.substr(0, at), longest_name) &&
+           is_domain(text.substr(at + 1));
 }
 
 } // namespace velk::engine

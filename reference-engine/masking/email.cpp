@@ -6,8 +6,6 @@
 #include "masking/masks.h"
 #include "text/unicode.h"
 
-#include <algorithm>
-
 namespace velk::engine {
 
 namespace {
@@ -38,19 +36,18 @@ void draw_name(SmallDraws& draws, char16_t* name)
     write_half(draws.below(second_halves), character_count, name + half_length);
 }
 
-void mask_value(const Digest& hash, std::u16string_view domain, std::u16string_view value, Results& results)
+// A masked address is the pattern, a name written over its beginning.
+void mask_value(const Digest& hash, std::u16string_view pattern, std::u16string_view value, Results& results)
 {
     if (value.empty()) return add_result(results, value);
     if (!is_address(value)) return add_error(results, value_no_address);
     const std::size_t offset = results.text.size();
-    results.text.resize(offset + masked_name_length + 1 + domain.size());
+    results.text += pattern;
     char16_t* masked = results.text.data() + offset;
-    masked[masked_name_length] = u'@';
-    std::copy(domain.begin(), domain.end(), masked + masked_name_length + 1);
     SmallDraws draws(hash);
     do {
         draw_name(draws, masked);
-    } while (value == std::u16string_view(results.text).substr(offset));
+    } while (value == std::u16string_view(masked, pattern.size()));
     close_result(results, offset);
 }
 
@@ -59,11 +56,12 @@ void mask_value(const Digest& hash, std::u16string_view domain, std::u16string_v
 Mask mask_of(const EmailRule& rule, const HmacKey& key)
 {
     auto own_key = derive_key(key, rule.function, rule.scope, {to_utf8(rule.domain)});
-    return [domain = rule.domain, own_key](const Batch& batch, Results& results) {
+    std::u16string pattern = std::u16string(masked_name_length, u'x') + u"@" + rule.domain;
+    return [pattern, own_key](const Batch& batch, Results& results) {
         const std::vector<Digest> hashes = digests(*own_key, batch.values);
-        make_room(results, batch.values, masked_name_length + 1 + domain.size());
+        make_room(results, batch.values, pattern.size());
         for (std::size_t i = 0; i < hashes.size(); ++i)
-            mask_value(hashes[i], domain, batch.values[i], results);
+            mask_value(hashes[i], pattern, batch.values[i], results);
     };
 }
 

@@ -41,10 +41,10 @@ public:
     HmacRun& operator=(const HmacRun&) = delete;
     ~HmacRun();
 
-    Digest digest(std::span<const std::uint8_t> message);
+    void digest(std::span<const std::uint8_t> message, Digest& result);
 
 private:
-    HmacKey::States* states_;
+    const HmacKey* key_;
     void* hash_ = nullptr; // of this run alone, where the platform's hashes cannot be copied
 };
 

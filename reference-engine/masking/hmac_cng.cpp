@@ -95,25 +95,26 @@ HmacKey::~HmacKey() = default;
 
 Digest HmacKey::digest(std::span<const std::uint8_t> message) const
 {
-    return HmacRun(*this).digest(message);
+    Digest result;
+    HmacRun(*this).digest(message, result);
+    return result;
 }
 
-HmacRun::HmacRun(const HmacKey& key) : states_(key.states_.get()), hash_(states_->take()) {}
+HmacRun::HmacRun(const HmacKey& key) : key_(&key), hash_(key.states_->take()) {}
 
 HmacRun::~HmacRun()
 {
-    if (hash_ != nullptr) states_->give_back(hash_);
+    if (hash_ != nullptr) key_->states_->give_back(hash_);
 }
 
 // What is finished starts anew with the key. A hash that failed on its way is used for nothing else.
-Digest HmacRun::digest(std::span<const std::uint8_t> message)
+void HmacRun::digest(std::span<const std::uint8_t> message, Digest& result)
 {
     Hash hash(hash_);
     hash_ = nullptr;
     update(hash.get(), message);
-    const Digest result = finish(hash.get());
+    result = finish(hash.get());
     hash_ = hash.release();
-    return result;
 }
 
 } // namespace velk::engine

@@ -23,12 +23,7 @@ public:
     void update(std::span<const std::uint8_t> text) { SHA256_Update(&state_, text.data(), text.size()); }
 
     // Ends the state: nothing can be added any more.
-    Digest digest()
-    {
-        Digest result;
-        SHA256_Final(result.data(), &state_);
-        return result;
-    }
+    void finish(Digest& digest) { SHA256_Final(digest.data(), &state_); }
 
 private:
     SHA256_CTX state_;
@@ -56,7 +51,9 @@ Digest sha256(std::span<const std::uint8_t> message)
 {
     HashState state;
     state.update(message);
-    return state.digest();
+    Digest result;
+    state.finish(result);
+    return result;
 }
 
 HmacKey::HmacKey(std::span<const std::uint8_t> key) : states_(std::make_unique<States>())
@@ -78,20 +75,23 @@ HmacKey::~HmacKey() = default;
 
 Digest HmacKey::digest(std::span<const std::uint8_t> message) const
 {
-    return HmacRun(*this).digest(message);
+    Digest result;
+    HmacRun(*this).digest(message, result);
+    return result;
 }
 
-HmacRun::HmacRun(const HmacKey& key) : states_(key.states_.get()) {}
+HmacRun::HmacRun(const HmacKey& key) : key_(&key) {}
 
 HmacRun::~HmacRun() = default;
 
-Digest HmacRun::digest(std::span<const std::uint8_t> message)
+void HmacRun::digest(std::span<const std::uint8_t> message, Digest& result)
 {
-    HashState inner(states_->inner);
+    HashState inner(key_->states_->inner);
     inner.update(message);
-    HashState outer(states_->outer);
-    outer.update(inner.digest());
-    return outer.digest();
+    HashState outer(key_->states_->outer);
+    inner.finish(result);
+    outer.update(result);
+    outer.finish(result);
 }
 
 } // namespace velk::engine

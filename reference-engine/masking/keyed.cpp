@@ -41,14 +41,13 @@ std::string hexadecimal(const Digest& digest)
 
 std::vector<Digest> digests(const HmacKey& key, Values values)
 {
-    std::vector<Digest> result;
-    result.reserve(values.size());
+    std::vector<Digest> result(values.size());
     HmacRun run(key);
     SecretBytes message;
-    for (const std::u16string_view value : values) {
-        if (message.size() < most_bytes(value)) message.resize(most_bytes(value));
-        const std::size_t size = encode(value, reinterpret_cast<char*>(message.data()));
-        result.push_back(run.digest({message.data(), size}));
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if (message.size() < most_bytes(values[i])) message.resize(most_bytes(values[i]));
+        const std::size_t size = encode(values[i], reinterpret_cast<char*>(message.data()));
+        run.digest({message.data(), size}, result[i]);
     }
     return result;
 }

@@ -1,7 +1,10 @@
 #include "text/unicode.h"
 
 #include <algorithm>
-#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace velk::engine {
 
@@ -30,15 +33,18 @@ Lead lead_of(std::uint8_t byte)
 // Copies the ASCII characters that begin the text and returns their number.
 std::size_t copy_ascii(std::u16string_view text, char* bytes)
 {
-    constexpr std::size_t block = 4;
     std::size_t copied = 0;
-    // Whole blocks of which all units have nothing but their low seven bits.
+#if defined(__SSE2__)
+    // Blocks of units that have nothing but their low seven bits.
+    const __m128i high_bits = _mm_set1_epi16(static_cast<short>(0xFF80));
+    constexpr std::size_t block = sizeof(__m128i) / sizeof(char16_t);
     for (; copied + block <= text.size(); copied += block) {
-        std::uint64_t units;
-        std::memcpy(&units, text.data() + copied, sizeof units);
-        if ((units & 0xFF80FF80FF80FF80) != 0) break;
-        for (std::size_t i = 0; i < block; ++i) bytes[copied + i] = static_cast<char>(text[copied + i]);
+        const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + copied));
+        const __m128i ascii = _mm_cmpeq_epi16(_mm_and_si128(units, high_bits), _mm_setzero_si128());
+        if (_mm_movemask_epi8(ascii) != 0xFFFF) break;
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(bytes + copied), _mm_packus_epi16(units, units));
     }
+#endif
     for (; copied < text.size() && text[copied] < 0x80; ++copied)
         bytes[copied] = static_cast<char>(text[copied]);
     return copied;
