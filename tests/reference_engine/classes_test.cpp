@@ -186,6 +186,42 @@ TEST_F(Classes, a_character_without_a_like_is_an_error_of_its_value)
     EXPECT_EQ(outcomes[2].text, masked(u"Bert"));
 }
 
+// Any text at all: it is in error exactly where one of its characters has no like, and comes back as it was
+// exactly where all of them stay.
+TEST_F(Classes, any_text_is_exchanged_or_in_error)
+{
+    std::mt19937 random(7);
+    std::vector<std::u16string> values;
+    while (values.size() < 20'000) {
+        std::u16string value;
+        for (std::size_t left = 1 + random() % 6; left > 0; --left) {
+            const char32_t limits[] = {0x80, 0x250, 0x3000, 0x10000, 0x20000, 0x110000};
+            const auto code_point = static_cast<char32_t>(1 + random() % (limits[random() % 6] - 1));
+            if (code_point < 0xD800 || code_point > 0xDFFF) append(value, code_point);
+        }
+        values.push_back(value);
+    }
+    const std::vector<Outcome> outcomes = mask_all("classes", "", values);
+    std::size_t exchanged = 0;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const std::vector<char32_t> before = code_points(values[i]);
+        const auto has_no_like = [](char32_t character) { return membership(character).of == nullptr; };
+        const auto is_kept = [](char32_t character) { return stays(membership(character)); };
+        const bool error = std::any_of(before.begin(), before.end(), has_no_like);
+        ASSERT_EQ(outcomes[i].error, error ? character_without_like : 0) << to_utf8(values[i]);
+        if (error) {
+            ASSERT_EQ(outcomes[i].text, u"");
+            continue;
+        }
+        const std::vector<char32_t> after = code_points(*outcomes[i].text);
+        ASSERT_EQ(outcomes[i].text == values[i], std::all_of(before.begin(), before.end(), is_kept));
+        ASSERT_TRUE(std::equal(before.begin(), before.end(), after.begin(), after.end(), is_like));
+        ASSERT_EQ(outcomes[i].text->size(), values[i].size());
+        ++exchanged;
+    }
+    EXPECT_GT(exchanged, 1'000u);
+}
+
 TEST_F(Classes, no_value_comes_back_as_it_was_where_it_can_be_changed)
 {
     // One character of a class of ten or twenty-six would often be drawn again.

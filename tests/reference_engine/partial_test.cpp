@@ -1,6 +1,8 @@
 #include "rules.h"
 #include "text/unicode.h"
 
+#include <algorithm>
+
 namespace velk::test {
 namespace {
 
@@ -99,6 +101,37 @@ TEST_F(Partial, a_cut_goes_through_no_syllable)
     EXPECT_EQ(shown("keep_first=1", u"하\u11ABabcd"), u"******");
     EXPECT_EQ(shown("keep_first=1", u"한국abcd"), u"한*****");
     EXPECT_EQ(shown("keep_last=1", u"abcd\r\n"), u"******") << "nor through a line end of two";
+}
+
+// Whatever the text, no more is shown than the rule says, and at least four characters are not.
+TEST_F(Partial, any_text_shows_no_more_than_is_said)
+{
+    std::mt19937 random(7);
+    const std::u16string pieces[] = {u"a",   u"e\u0301", u"👍🏽",   u"👨\u200D👩", u"🇩🇪",
+                                     u"न्दी", u"한",      u"\u11AB", u"\u200D",     u"\uFE0F",
+                                     u"\r",  u"\n",      u"中",     u"\u0600"};
+    std::vector<std::u16string> values;
+    while (values.size() < 5'000) {
+        std::u16string value;
+        for (std::size_t left = random() % 12; left > 0; --left)
+            value += pieces[random() % std::size(pieces)];
+        values.push_back(value);
+    }
+    const std::vector<std::u16string> shown_values =
+        results("partial", "keep_first=3, keep_last=2, with=█", values);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const std::u16string& text = shown_values[i];
+        const std::size_t count = code_point_count(values[i]);
+        const auto hidden = static_cast<std::size_t>(std::count(text.begin(), text.end(), u'█'));
+        ASSERT_EQ(code_point_count(text), count);
+        ASSERT_TRUE(hidden == count || hidden >= 4) << to_utf8(text);
+        const std::size_t first = std::min(text.find(u'█'), text.size());
+        const std::size_t behind = text.find_last_of(u'█') + 1;
+        ASSERT_EQ(text.substr(0, first), values[i].substr(0, first));
+        ASSERT_EQ(text.substr(behind), values[i].substr(values[i].size() - (text.size() - behind)));
+        ASSERT_LE(code_point_count(text.substr(0, first)), 3u);
+        ASSERT_LE(code_point_count(text.substr(behind)), 2u);
+    }
 }
 
 TEST_F(Partial, its_character_is_one_that_stands_alone)
