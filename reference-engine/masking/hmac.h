@@ -45,7 +45,7 @@ public:
 
 private:
     const HmacKey* key_;
-    void* hash_ = nullptr; // of this run alone, where the platform's hashes cannot be copied
+    [[maybe_unused]] void* hash_ = nullptr; // of this run alone, where a thread needs a hash of its own
 };
 
 } // namespace velk::engine

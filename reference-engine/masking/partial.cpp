@@ -20,11 +20,21 @@ struct Hidden {
     Cut to;
 };
 
+// Where every unit is a character.
+bool is_plain(std::u16string_view value)
+{
+    return std::all_of(value.begin(), value.end(), [](char16_t unit) { return unit >= 0x20 && unit < 0x7F; });
+}
+
 // What lies between the characters that are shown. A character of several code points is shown whole or not
 // at all, so that no more than the rule says is shown and no cut takes a mark from its letter.
 Hidden hidden_part(const PartialRule& rule, std::u16string_view value, std::size_t count)
 {
     const std::size_t last_shown = count - std::min(rule.keep_last, count);
+    if (is_plain(value)) {
+        const std::size_t from = std::min(rule.keep_first, count);
+        return {{from, from}, {last_shown, last_shown}};
+    }
     Hidden hidden{{}, {value.size(), count}};
     GraphemeScanner scanner;
     Cut cut;
