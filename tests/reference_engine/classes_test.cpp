@@ -170,7 +170,7 @@ TEST_F(Classes, white_space_punctuation_currency_and_format_characters_stay)
                                        u"「」・、。", u"_&%#@*", u"«¿»", u"\u200D\u200B\u200E", u"\u00AD"})
         EXPECT_EQ(masked(value), value);
     const std::u16string result = masked(u"(a-b) c€!");
-    for (const std::size_t kept : {0, 2, 4, 5, 7, 8}) EXPECT_EQ(result[kept], u"(a-b) c€!"[kept]);
+    for (const std::size_t kept : {0u, 2u, 4u, 5u, 7u, 8u}) EXPECT_EQ(result[kept], u"(a-b) c€!"[kept]);
 }
 
 TEST_F(Classes, a_character_without_a_like_is_an_error_of_its_value)
