@@ -67,6 +67,7 @@ private:
     enum class Direction { forward, backward };
 
     void run(std::span<SplitNumber> numbers, Direction direction) const;
+    void run_group(AesContext& cipher, std::span<SplitNumber> numbers, Direction direction) const;
     CipherBlock first_block(const SplitNumber& number) const;
     CipherBlock round_block(const SplitNumber& number, unsigned round, const CipherBlock& start) const;
     void move(SplitNumber& number, unsigned round, const CipherBlock& block, Direction direction) const;
