@@ -237,8 +237,9 @@ constexpr Message table[] = {
      "The record gives the buffer a size but no address, or no size, or a negative one.",
      "The value was not masked."},
     {value_no_card_number, "the value is not a card number",
-     "It has too few digits behind those that are kept, or a character that is no digit, blank or "
-     "punctuation.",
+     "It does not have 12 to 19 digits, fewer than 6 of them would be hidden beside the check digit, or it "
+     "has "
+     "a character that is no digit, blank or punctuation.",
      "The value was not masked and is not given back."},
     {value_no_address, "the value is not an e-mail address",
      "An address is a name, an @ and a domain, without blanks.",
