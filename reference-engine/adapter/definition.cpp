@@ -59,7 +59,7 @@ std::size_t longest_text(const ColumnType& type)
     case TypeName::date:
         return std::string_view("YYYY-MM-DD").size();
     case TypeName::timestamp:
-        return std::string_view("YYYY-MM-DD hh:mm:ss.123456789").size();
+        return std::string_view("YYYY-MM-DD hh:mm:ss.123456789+hh:mm").size();
     default:
         return static_cast<std::size_t>(type.length);
     }

@@ -91,7 +91,8 @@ ErrorCode check_value(const ColumnLimits& limits, std::u16string_view value)
     if (limited && value.size() > limits.length && code_point_count(value) > limits.length)
         return value_too_long;
     if (!is_well_formed(value)) return value_ill_formed;
-    return is_value_of(limits.type, value) ? ErrorCode{} : value_not_of_type;
+    // Empty stays empty, whatever the type.
+    return value.empty() || is_value_of(limits.type, value) ? ErrorCode{} : value_not_of_type;
 }
 
 // Throws nothing and reads no further than the buffer goes.
@@ -128,7 +129,7 @@ Cell read_cell(const Column& column, DATA& field)
 // become longer than a column that was declared shorter than its type.
 bool result_fits(const ColumnLimits& limits, std::u16string_view text)
 {
-    if (!is_number_type(limits.type)) return true;
+    if (text.empty() || !is_number_type(limits.type)) return true;
     return is_value_of(limits.type, text) && (limits.length == 0 || text.size() <= limits.length);
 }
 

@@ -98,7 +98,7 @@ TEST(MaskingStringRecords, give_a_limited_column_the_longest_text_of_its_type)
         {"decimal(2,2)", 5, 2, 2, "decimal(2,2)"}, // -0.12
         {"integer", 20, 0, 0, "integer"},
         {"date", 10, 0, 0, "date"},
-        {"timestamp", 29, 0, 0, "timestamp"},
+        {"timestamp", 35, 0, 0, "timestamp"},
         {"'date'", 10, 0, 0, "date"},
     };
     for (const Row& row : rows) {

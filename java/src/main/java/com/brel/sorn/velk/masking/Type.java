@@ -5,7 +5,7 @@ public final class Type {
   private static final int GREATEST_LIMIT = 1_000_000;
   private static final int LONGEST_INTEGER = "-9223372036854775808".length();
   private static final int LONGEST_DATE = "YYYY-MM-DD".length();
-  private static final int LONGEST_TIMESTAMP = "YYYY-MM-DD hh:mm:ss.123456789".length();
+  private static final int LONGEST_TIMESTAMP = "YYYY-MM-DD hh:mm:ss.123456789+hh:mm".length();
 
   private final String declaration;
   private final int limit;
@@ -89,7 +89,7 @@ public final class Type {
   }
 
   /**
-   * A date and time without a zone, such as {@code 2024-02-29 12:30:00.5}.
+   * A date and time, with or without a zone, such as {@code 2024-02-29 12:30:00.5+02:00}.
    *
    * @return the type {@code timestamp}
    */

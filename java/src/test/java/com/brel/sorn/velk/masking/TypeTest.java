@@ -33,7 +33,7 @@ class TypeTest {
     assertEquals("-0.12".length(), Type.decimal(2, 2).limit());
     assertEquals(20, Type.integer().limit());
     assertEquals(10, Type.date().limit());
-    assertEquals(29, Type.timestamp().limit());
+    assertEquals(35, Type.timestamp().limit());
   }
 
   @Test
