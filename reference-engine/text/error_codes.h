@@ -128,6 +128,8 @@ enum ErrorCode : std::int32_t {
     value_too_short_to_encrypt = 7512,
     value_too_long_to_encrypt = 7513,
     date_without_choice = 7514,
+    date_moved_out_of_bounds = 7515,
+    other_value_missing = 7516,
     character_without_like = 7520,
 
     // A text conversion.

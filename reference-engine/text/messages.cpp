@@ -237,9 +237,8 @@ constexpr Message table[] = {
      "The record gives the buffer a size but no address, or no size, or a negative one.",
      "The value was not masked."},
     {value_no_card_number, "the value is not a card number",
-     "It does not have 12 to 19 digits, fewer than 6 of them would be hidden beside the check digit, or it "
-     "has "
-     "a character that is no digit, blank or punctuation.",
+     "It does not have 12 to 19 digits, fewer than 6 of them would be hidden beside the check digit, or a "
+     "character is no digit, blank or punctuation.",
      "The value was not masked and is not given back."},
     {value_no_address, "the value is not an e-mail address",
      "An address is a name, an @ and a domain, without blanks.",
@@ -253,6 +252,12 @@ constexpr Message table[] = {
      "It has more than 1000 characters of the alphabet.", "Choose another function for long texts."},
     {date_without_choice, "the date cannot be moved",
      "No other date within its reach lies in the rule's bounds.", "Allow more days or wider bounds."},
+    {date_moved_out_of_bounds, "the date cannot be moved as far as the others of its row's person",
+     "It would leave the rule's bounds or the calendar; moved less, it would not keep its distance to them.",
+     "Allow wider bounds."},
+    {other_value_missing, "the value that decides about this one is missing",
+     "The column that the rule names by its argument by is null, empty or in error in this row.",
+     "The value was not masked and is not given back."},
     {character_without_like, "a character cannot be exchanged",
      "It has no other character of its kind, or is none that this version knows.",
      "Choose another function for such values."},
