@@ -1,155 +1,201 @@
-// `noise` moves a number by up to so many percent of itself, at least by one in its last place and never
-// by nothing. Sign and scale stay, and the result is a number of the column's type.
+// `noise` moves a number by up to so many percent of itself, at least by one in its last place and never by
+// nothing. Sign and scale stay, so do leading zeros; the result is a number of the column's type and not
+// zero.
+//
+// The number is what decides, not how it is written: 5, 5.0 and 05 move by the same share.
 
 #include "masking/draws.h"
 #include "masking/keyed.h"
+#include "masking/large_number.h"
 #include "masking/masks.h"
 
 #include <algorithm>
+#include <deque>
+#include <optional>
 
 namespace velk::engine {
 
 namespace {
 
-// Decimal digits, the most significant first. Those of one value have the same size, with room for what
-// is computed on the way: the product with a number of 32 bits.
-using Digits = std::vector<std::uint8_t>;
-constexpr std::size_t spare_digits = 12;
+__extension__ using Word = unsigned __int128;
 
-Digits digits_of(std::u16string_view text)
+constexpr std::uint64_t largest_small = (std::uint64_t{1} << 63) - 1; // twice as much still fits
+constexpr std::size_t small_digits = 19;
+
+// A number as it is written.
+struct Written {
+    bool negative;
+    std::u16string_view whole; // digits before the point, at least one
+    std::u16string_view fraction;
+};
+
+Written read_number(std::u16string_view text)
 {
-    Digits digits(spare_digits);
-    for (const char16_t unit : text)
-        if (unit >= '0' && unit <= '9') digits.push_back(static_cast<std::uint8_t>(unit - '0'));
-    return digits;
+    const bool negative = text.starts_with(u'-');
+    if (negative) text.remove_prefix(1);
+    const std::size_t point = text.find(u'.');
+    if (point == std::u16string_view::npos) return {negative, text, {}};
+    return {negative, text.substr(0, point), text.substr(point + 1)};
 }
 
-bool is_zero(const Digits& digits)
+std::size_t leading_zeros(std::u16string_view digits)
 {
-    return std::all_of(digits.begin(), digits.end(), [](std::uint8_t digit) { return digit == 0; });
+    return std::min(digits.find_first_not_of(u'0'), digits.size());
 }
 
-// a + b * factor
-Digits sum(Digits a, const Digits& b, std::uint32_t factor = 1)
+// The number without what its spelling adds: zeros in front and behind, the sign of zero. What has to be put
+// together is kept in the store.
+std::u16string_view plain(std::u16string_view text, std::deque<std::u16string>& store)
 {
-    std::uint64_t carry = 0;
-    for (std::size_t i = a.size(); i-- > 0;) {
-        carry += a[i] + std::uint64_t{b[i]} * factor;
-        a[i] = static_cast<std::uint8_t>(carry % 10);
-        carry /= 10;
-    }
-    return a;
+    const Written number = read_number(text);
+    const std::size_t kept = number.fraction.find_last_not_of(u'0') + 1; // 0: nothing
+    const std::size_t zeros = std::min(leading_zeros(number.whole), number.whole.size() - 1);
+    if (kept == 0 && number.whole.substr(zeros) == u"0") return u"0";
+    const std::size_t behind =
+        number.fraction.size() - kept + (kept == 0 && !number.fraction.empty() ? 1 : 0);
+    text.remove_suffix(behind);
+    if (zeros == 0) return text;
+    if (!number.negative) return text.substr(zeros);
+    return store.emplace_back(u"-").append(text.substr(1 + zeros));
 }
 
-// a - b, which is not negative
-Digits difference(Digits a, const Digits& b)
+// Numbers below 2^63 and what they move to.
+
+std::uint64_t hundredths(std::uint64_t number, std::uint32_t count)
 {
-    int borrow = 0;
-    for (std::size_t i = a.size(); i-- > 0;) {
-        const int digit = a[i] - b[i] - borrow;
-        borrow = digit < 0 ? 1 : 0;
-        a[i] = static_cast<std::uint8_t>(digit + 10 * borrow);
-    }
-    return a;
+    return number / 100 * count + number % 100 * count / 100;
 }
 
-// Divides by 2^32.
-void drop_word(Digits& digits)
+// Each number below size has the same chance, but for less than one in 2^64.
+std::uint64_t draw_below(std::uint64_t size, Draws& draws)
 {
-    std::uint64_t rest = 0;
-    for (std::uint8_t& digit : digits) {
-        rest = rest * 10 + digit;
-        digit = static_cast<std::uint8_t>(rest >> 32);
-        rest &= 0xFFFFFFFF;
-    }
+    const auto two_words = [&draws] {
+        const std::uint64_t high = draws.word();
+        return high << 32 | draws.word();
+    };
+    const Word high = Word{two_words()} * size;
+    const Word low = Word{two_words()} * size;
+    return static_cast<std::uint64_t>((high + (low >> 64)) >> 64);
 }
 
-// A number below size, which is at least 1: size times a fraction of so many words that each number has
-// the same chance, but for less than one in four billions.
-Digits draw_below(const Digits& size, Draws& draws)
+// A number that stands for its value without point and sign, moved; nothing where it has no other. First and
+// last are what it can become, itself apart.
+template <typename Number>
+std::optional<Number> moved(const Number& number, const Number& largest, std::uint32_t percent, Draws& draws)
 {
-    const std::size_t words = size.size() / 9 + 1;
-    Digits drawn(size.size());
-    for (std::size_t i = 0; i < words; ++i) {
-        drawn = sum(std::move(drawn), size, draws.word());
-        drop_word(drawn);
-    }
-    return drawn;
+    const Number none = number - number;
+    const Number one = none + 1;
+    const Number move = std::max(hundredths(number, percent), one);
+    const Number first = number > move ? number - move : std::min(number, one);
+    const Number last = std::min(number + move, largest);
+    const Number choices = last - first;
+    if (choices == none) return std::nullopt;
+    const Number result = first + draw_below(choices, draws);
+    return result >= number ? result + 1 : result;
 }
 
-Digits one(std::size_t size)
+// As many digits as the type allows where so many stand behind the point.
+std::size_t most_digits(const ColumnType& type, std::size_t fraction)
 {
-    Digits digits(size);
-    digits.back() = 1;
-    return digits;
+    return static_cast<std::size_t>(type.length - type.scale) + fraction;
 }
 
-// The part in hundred of a number, at least 1.
-Digits largest_move(const Digits& number, std::uint32_t percent)
+std::u16string_view largest_integer(bool negative)
 {
-    Digits move = sum(Digits(number.size()), number, percent);
-    std::rotate(move.begin(), move.end() - 2, move.end());
-    std::fill_n(move.begin(), 2, std::uint8_t{0});
-    return is_zero(move) ? one(number.size()) : move;
+    return negative ? u"9223372036854775808" : u"9223372036854775807";
 }
 
-// The largest number without its sign and point that can stand in the place of a value with so many
-// digits behind the point.
-Digits largest_number(const ColumnType& type, bool negative, std::size_t fraction, std::size_t size)
+std::uint64_t largest_of(const ColumnType& type, const Written& number)
 {
-    Digits digits(size);
-    if (type.name == TypeName::integer) {
-        const Digits largest = digits_of(negative ? u"9223372036854775808" : u"9223372036854775807");
-        if (largest.size() > size) return Digits(size, 9); // out of reach
-        std::copy(largest.rbegin(), largest.rend(), digits.rbegin());
-        return digits;
-    }
-    const std::size_t nines = static_cast<std::size_t>(type.length - type.scale) + fraction;
-    std::fill_n(digits.rbegin(), std::min(nines, size), std::uint8_t{9});
-    return digits;
+    if (type.name == TypeName::integer) return largest_small + (number.negative ? 1 : 0);
+    const std::size_t digits = most_digits(type, number.fraction.size());
+    if (digits > small_digits) return UINT64_MAX;
+    std::uint64_t largest = 1;
+    for (std::size_t i = 0; i < digits; ++i) largest *= 10;
+    return largest - 1;
 }
 
-void append_number(std::u16string& text, const Digits& digits, bool negative, std::size_t fraction)
+LargeNumber largest_of(const ColumnType& type, const Written& number, const LargeNumber& like)
 {
-    if (negative && !is_zero(digits)) text += u'-';
-    const auto first = std::find_if(digits.begin(), digits.end() - static_cast<std::ptrdiff_t>(fraction) - 1,
-                                    [](std::uint8_t digit) { return digit != 0; });
-    for (auto digit = first; digit != digits.end(); ++digit) {
-        if (fraction > 0 && digits.end() - digit == static_cast<std::ptrdiff_t>(fraction)) text += u'.';
-        text += static_cast<char16_t>('0' + *digit);
-    }
+    if (type.name == TypeName::integer) return {largest_integer(number.negative), like};
+    return LargeNumber::nines(most_digits(type, number.fraction.size()), like);
 }
 
-void mask_value(const Digest& hash, const ColumnType& type, std::uint32_t percent, std::u16string_view value,
-                Results& results)
+void append_digits(std::u16string& text, std::uint64_t number)
 {
-    if (value.empty()) return add_result(results, value);
-    const bool negative = value.starts_with(u'-');
-    const std::size_t point = value.find(u'.');
-    const std::size_t fraction = point == std::u16string_view::npos ? 0 : value.size() - point - 1;
-    const Digits number = digits_of(value);
-    const Digits move = largest_move(number, percent);
-    const Digits first = is_zero(number) ? number : difference(number, move);
-    const Digits last = std::min(sum(number, move), largest_number(type, negative, fraction, number.size()));
-    const Digits choices = difference(last, first); // the number itself does not count
-    if (is_zero(choices)) return add_error(results, result_does_not_fit);
-    Draws draws(hash);
-    Digits moved = sum(first, draw_below(choices, draws));
-    if (moved >= number) moved = sum(moved, one(number.size()));
+    char16_t digits[20];
+    char16_t* first = std::end(digits);
+    for (; number > 0; number /= 10) *--first = static_cast<char16_t>('0' + number % 10);
+    text.append(first, std::end(digits));
+}
+
+// Sign, point and the width of a number with leading zeros are its value's.
+void add_number(const Written& value, std::u16string_view digits, Results& results)
+{
     const std::size_t offset = results.text.size();
-    append_number(results.text, moved, negative, fraction);
+    const std::size_t whole = value.whole.starts_with(u'0') ? value.whole.size() : 1;
+    const std::size_t width = std::max(whole + value.fraction.size(), digits.size());
+    if (value.negative) results.text += u'-';
+    results.text.append(width - digits.size(), u'0').append(digits);
+    if (!value.fraction.empty())
+        results.text.insert(results.text.end() - static_cast<std::ptrdiff_t>(value.fraction.size()), u'.');
     close_result(results, offset);
 }
+
+struct Noise {
+    ColumnType type;
+    std::uint32_t percent;
+
+    // The digits of what a number becomes; none where it has no other.
+    template <typename Number>
+    void move(const Number& number, const Number& largest, const Digest& hash, std::u16string& digits) const
+    {
+        Draws draws(hash);
+        if (const std::optional<Number> result = moved(number, largest, percent, draws))
+            append_digits(digits, *result);
+    }
+
+    void mask_value(const Digest& hash, std::u16string_view text, std::u16string& digits,
+                    Results& results) const
+    {
+        const Written value = read_number(text);
+        digits.assign(value.whole).append(value.fraction);
+        digits.erase(0, leading_zeros(digits));
+        std::uint64_t small = 0;
+        if (digits.size() <= small_digits)
+            for (const char16_t digit : digits) small = small * 10 + (digit - u'0');
+        if (digits.size() <= small_digits && small <= largest_small) {
+            digits.clear();
+            move(small, largest_of(type, value), hash, digits);
+        } else {
+            const LargeNumber number(digits);
+            digits.clear();
+            move(number, largest_of(type, value, number), hash, digits);
+        }
+        if (digits.empty()) return add_error(results, result_does_not_fit);
+        add_number(value, digits, results);
+    }
+};
 
 } // namespace
 
 Mask mask_of(const NoiseRule& rule, const HmacKey& key)
 {
     auto own_key = derive_key(key, rule.function, rule.scope, {std::to_string(rule.percent)});
-    return [type = rule.type, percent = rule.percent, own_key](const Batch& batch, Results& results) {
-        const std::vector<Digest> hashes = digests(*own_key, batch.values);
-        for (std::size_t i = 0; i < hashes.size(); ++i)
-            mask_value(hashes[i], type, percent, batch.values[i], results);
+    return [noise = Noise{rule.type, rule.percent}, own_key](const Batch& batch, Results& results) {
+        std::deque<std::u16string> store;
+        std::vector<std::u16string_view> numbers;
+        numbers.reserve(batch.values.size());
+        for (const std::u16string_view value : batch.values)
+            numbers.push_back(value.empty() ? value : plain(value, store));
+        const std::vector<Digest> hashes = digests(*own_key, numbers);
+        std::u16string digits;
+        for (std::size_t i = 0; i < hashes.size(); ++i) {
+            if (batch.values[i].empty())
+                add_result(results, batch.values[i]);
+            else
+                noise.mask_value(hashes[i], batch.values[i], digits, results);
+        }
     };
 }
 
