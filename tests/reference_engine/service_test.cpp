@@ -53,6 +53,29 @@ TEST_F(ServiceCalls, an_empty_row_set_is_done_at_once)
     EXPECT_EQ(run(start(service), service, rows), 0);
 }
 
+TEST_F(ServiceCalls, an_empty_value_stays_empty_whatever_its_type)
+{
+    const struct {
+        const char* rule;
+        const char* arguments;
+        const char* type;
+    } rows[] = {{"keep", "", "integer"},
+                {"keep", "", "decimal(9,2)"},
+                {"keep", "", "date"},
+                {"keep", "", "timestamp"},
+                {"keep", "", "varchar(9)"},
+                {"classes", "", "integer"},
+                {"noise", "percent=5", "integer"},
+                {"noise", "percent=5", "decimal(9,2)"},
+                {"dateshift", "days=5", "date"},
+                {"dateshift", "days=5", "timestamp"}};
+    for (const auto& [rule, arguments, type] : rows) {
+        const Outcome outcome = mask(rule, arguments, u"", type, 9);
+        EXPECT_EQ(outcome.error, 0) << rule << " " << type;
+        EXPECT_EQ(outcome.text, u"") << rule << " " << type;
+    }
+}
+
 TEST_F(ServiceCalls, a_value_in_error_is_cleared_and_the_run_goes_on)
 {
     struct Row {
@@ -65,7 +88,7 @@ TEST_F(ServiceCalls, a_value_in_error_is_cleared_and_the_run_goes_on)
                          {lone_surrogate, u"2024-02-29", value_ill_formed, ErrorCode{}},
                          {u"Anna", u"2024-02-30", ErrorCode{}, value_not_of_type},
                          {too_long, u"yesterday", value_too_long, value_not_of_type},
-                         {u"Anna", u"", ErrorCode{}, value_not_of_type}};
+                         {u"Anna", u"2024-2-9", ErrorCode{}, value_not_of_type}};
     for (const Row& one : cases) {
         Service service = two_columns();
         Rows rows(2);
