@@ -249,7 +249,7 @@ constexpr Message table[] = {
      "There are fewer than a million values of its length, which are found by trying.",
      "Choose a function that need not be undone."},
     {value_too_long_to_encrypt, "the value is too long to be encrypted",
-     "It has more than 1000 characters of the alphabet.", "Choose another function for long texts."},
+     "It has more than 256 characters of the alphabet.", "Choose another function for long texts."},
     {date_without_choice, "the date cannot be moved",
      "No other date within its reach lies in the rule's bounds.", "Allow more days or wider bounds."},
     {date_moved_out_of_bounds, "the date cannot be moved as far as the others of its row's person",
