@@ -44,18 +44,28 @@ char32_t next_character(std::u16string_view text, std::size_t& position)
     return next_code_point(text, position);
 }
 
+void write_character(char32_t character, char16_t* units)
+{
+    if (character <= 0xFFFF)
+        *units = static_cast<char16_t>(character);
+    else
+        encode(character, units);
+}
+
 ErrorCode read_numerals(const Alphabet& alphabet, std::u16string_view value, Numerals& numerals)
 {
     const std::size_t start = numerals.size();
+    numerals.resize(start + value.size());
+    std::size_t count = 0;
     for (std::size_t position = 0; position < value.size();) {
         const char32_t character = next_character(value, position);
         const std::int32_t numeral = alphabet.numeral_of(character);
         if (numeral >= 0)
-            numerals.push_back(static_cast<std::uint16_t>(numeral));
+            numerals[start + count++] = static_cast<std::uint16_t>(numeral);
         else if (!is_separator(character))
             return value_outside_alphabet;
     }
-    const std::size_t count = numerals.size() - start;
+    numerals.resize(start + count);
     if (count < alphabet.fewest && !value.empty()) return value_too_short_to_encrypt;
     return count <= most_encrypted ? ErrorCode{} : value_too_long_to_encrypt;
 }
@@ -105,7 +115,7 @@ void add_encrypted(const Alphabet& alphabet, std::u16string_view value, const st
     for (std::size_t position = 0; position < value.size();) {
         char16_t* units = results.text.data() + offset + position;
         if (alphabet.numeral_of(next_character(value, position)) >= 0)
-            encode(alphabet.characters[*numeral++], units);
+            write_character(alphabet.characters[*numeral++], units);
     }
     close_result(results, offset);
 }

@@ -69,7 +69,7 @@ private:
     void run(std::span<SplitNumber> numbers, Direction direction) const;
     void run_group(AesContext& cipher, std::span<SplitNumber> numbers, Direction direction) const;
     CipherBlock first_block(const SplitNumber& number) const;
-    CipherBlock round_block(const SplitNumber& number, unsigned round, const CipherBlock& start) const;
+    Word round_word(const SplitNumber& number, unsigned round) const;
     void move(SplitNumber& number, unsigned round, const CipherBlock& block, Direction direction) const;
     const Shape& shape_of(const SplitNumber& number) const { return shapes_[number.length]; }
 

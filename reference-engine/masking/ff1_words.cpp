@@ -53,6 +53,18 @@ template <typename Unsigned> Unsigned moved(Unsigned half, Unsigned step, Unsign
     return sum - (limit & (Unsigned{0} - static_cast<Unsigned>(sum >= limit)));
 }
 
+std::uint64_t small_remainder(Word number, std::uint64_t limit)
+{
+    if (number >> 64 == 0) return static_cast<std::uint64_t>(number) % limit;
+    return static_cast<std::uint64_t>(number % limit);
+}
+
+// The tweak stands at the front of each block.
+Word tweak_word(const SplitNumber& number)
+{
+    return number.tweak_size == 0 ? 0 : Word{number.tweak} << (block_bits - 8 * number.tweak_size);
+}
+
 Word number_of(std::span<const std::uint16_t> numerals, std::uint32_t radix)
 {
     // Most numbers fit half a word, which is multiplied in a fraction of the time.
@@ -153,15 +165,17 @@ void Ff1::run(std::span<SplitNumber> numbers, Direction direction) const
 
 void Ff1::run_group(AesContext& cipher, std::span<SplitNumber> numbers, Direction direction) const
 {
-    std::array<CipherBlock, group_size> starts;
-    for (std::size_t i = 0; i < numbers.size(); ++i) starts[i] = first_block(numbers[i]);
-    cipher.encrypt(std::span(starts).first(numbers.size()));
-    std::array<CipherBlock, group_size> blocks;
+    std::array<CipherBlock, group_size> room;
+    const std::span blocks = std::span(room).first(numbers.size());
+    for (std::size_t i = 0; i < numbers.size(); ++i) blocks[i] = first_block(numbers[i]);
+    cipher.encrypt(blocks);
+    std::array<Word, group_size> starts;
+    for (std::size_t i = 0; i < numbers.size(); ++i) starts[i] = to_word(blocks[i]) ^ tweak_word(numbers[i]);
     for (unsigned turn = 0; turn < rounds; ++turn) {
         const unsigned round = direction == Direction::forward ? turn : rounds - 1 - turn;
         for (std::size_t i = 0; i < numbers.size(); ++i)
-            blocks[i] = round_block(numbers[i], round, starts[i]);
-        cipher.encrypt(std::span(blocks).first(numbers.size()));
+            blocks[i] = to_block(starts[i] ^ round_word(numbers[i], round));
+        cipher.encrypt(blocks);
         for (std::size_t i = 0; i < numbers.size(); ++i) move(numbers[i], round, blocks[i], direction);
     }
 }
@@ -175,13 +189,10 @@ CipherBlock Ff1::first_block(const SplitNumber& number) const
     return to_block(head | lengths);
 }
 
-// The block whose cipher a round's number is made of: tweak, zeros, the round and the half that stays.
-CipherBlock Ff1::round_block(const SplitNumber& number, unsigned round, const CipherBlock& start) const
+// What is new in a round's block: the round and the half that stays. Before it stand the tweak and zeros.
+Word Ff1::round_word(const SplitNumber& number, unsigned round) const
 {
-    const unsigned bits = shape_of(number).number_bits;
-    Word message = (Word{round} << bits) | (round % 2 == 0 ? number.right : number.left);
-    if (number.tweak_size > 0) message |= Word{number.tweak} << (block_bits - 8 * number.tweak_size);
-    return to_block(to_word(start) ^ message);
+    return Word{round} << shape_of(number).number_bits | (round % 2 == 0 ? number.right : number.left);
 }
 
 // Adds a round's number to a half or takes it off again; the halves take turns.
@@ -190,13 +201,14 @@ void Ff1::move(SplitNumber& number, unsigned round, const CipherBlock& block, Di
     const Shape& shape = shape_of(number);
     Word& half = round % 2 == 0 ? number.left : number.right;
     const Word limit = round % 2 == 0 ? shape.left_limit : shape.right_limit;
-    const Word step = (to_word(block) >> (block_bits - shape.output_bits)) % limit;
+    const Word drawn = to_word(block) >> (block_bits - shape.output_bits);
     const bool forward = direction == Direction::forward;
     if (limit >> 63 == 0) // half a word, in half the time
-        half = moved(static_cast<std::uint64_t>(half), static_cast<std::uint64_t>(step),
-                     static_cast<std::uint64_t>(limit), forward);
+        half =
+            moved(static_cast<std::uint64_t>(half), small_remainder(drawn, static_cast<std::uint64_t>(limit)),
+                  static_cast<std::uint64_t>(limit), forward);
     else
-        half = moved(half, step, limit, forward);
+        half = moved(half, drawn % limit, limit, forward);
 }
 
 } // namespace velk::engine

@@ -117,13 +117,13 @@ LargeNumber draw_below(const LargeNumber& size, Draws& draws)
     return drawn;
 }
 
-void append_digits(std::u16string& text, const LargeNumber& number)
+std::u16string digits_of(const LargeNumber& number)
 {
-    const std::size_t start = text.size();
+    std::u16string digits;
     for (const std::uint32_t part : number.parts_)
         for (std::uint32_t place = base / 10; place > 0; place /= 10)
-            text += static_cast<char16_t>('0' + part / place % 10);
-    text.erase(start, text.find_first_not_of(u'0', start) - start);
+            digits += static_cast<char16_t>('0' + part / place % 10);
+    return digits.erase(0, std::min(digits.find_first_not_of(u'0'), digits.size()));
 }
 
 } // namespace velk::engine

@@ -30,7 +30,7 @@ public:
 
     friend LargeNumber hundredths(const LargeNumber& number, std::uint32_t count);
     friend LargeNumber draw_below(const LargeNumber& size, Draws& draws);
-    friend void append_digits(std::u16string& text, const LargeNumber& number);
+    friend std::u16string digits_of(const LargeNumber& number);
 
 private:
     void add_product(const LargeNumber& other, std::uint32_t factor);
@@ -46,6 +46,6 @@ LargeNumber hundredths(const LargeNumber& number, std::uint32_t count);
 LargeNumber draw_below(const LargeNumber& size, Draws& draws);
 
 // Without leading zeros; of zero nothing.
-void append_digits(std::u16string& text, const LargeNumber& number);
+std::u16string digits_of(const LargeNumber& number);
 
 } // namespace velk::engine

@@ -45,15 +45,14 @@ std::size_t leading_zeros(std::u16string_view digits)
 
 // The number without what its spelling adds: zeros in front and behind, the sign of zero. What has to be put
 // together is kept in the store.
-std::u16string_view plain(std::u16string_view text, std::deque<std::u16string>& store)
+std::u16string_view plain(std::u16string_view text, const Written& number, std::deque<std::u16string>& store)
 {
-    const Written number = read_number(text);
-    const std::size_t kept = number.fraction.find_last_not_of(u'0') + 1; // 0: nothing
+    if (text.empty()) return text;
+    const std::size_t kept = number.fraction.find_last_not_of(u'0') + 1; // digits; 0 where all are zeros
     const std::size_t zeros = std::min(leading_zeros(number.whole), number.whole.size() - 1);
     if (kept == 0 && number.whole.substr(zeros) == u"0") return u"0";
-    const std::size_t behind =
-        number.fraction.size() - kept + (kept == 0 && !number.fraction.empty() ? 1 : 0);
-    text.remove_suffix(behind);
+    text.remove_suffix(number.fraction.size() - kept);
+    if (text.ends_with(u'.')) text.remove_suffix(1);
     if (zeros == 0) return text;
     if (!number.negative) return text.substr(zeros);
     return store.emplace_back(u"-").append(text.substr(1 + zeros));
@@ -121,59 +120,64 @@ LargeNumber largest_of(const ColumnType& type, const Written& number, const Larg
     return LargeNumber::nines(most_digits(type, number.fraction.size()), like);
 }
 
-void append_digits(std::u16string& text, std::uint64_t number)
-{
-    char16_t digits[20];
-    char16_t* first = std::end(digits);
-    for (; number > 0; number /= 10) *--first = static_cast<char16_t>('0' + number % 10);
-    text.append(first, std::end(digits));
-}
-
 // Sign, point and the width of a number with leading zeros are its value's.
 void add_number(const Written& value, std::u16string_view digits, Results& results)
 {
     const std::size_t offset = results.text.size();
-    const std::size_t whole = value.whole.starts_with(u'0') ? value.whole.size() : 1;
-    const std::size_t width = std::max(whole + value.fraction.size(), digits.size());
+    const std::size_t fraction = value.fraction.size();
+    const std::size_t width = std::max(value.whole.starts_with(u'0') ? value.whole.size() : 1,
+                                       digits.size() - std::min(fraction, digits.size()));
+    const std::size_t zeros = width + fraction - digits.size();
     if (value.negative) results.text += u'-';
-    results.text.append(width - digits.size(), u'0').append(digits);
-    if (!value.fraction.empty())
-        results.text.insert(results.text.end() - static_cast<std::ptrdiff_t>(value.fraction.size()), u'.');
+    results.text.append(zeros, u'0').append(digits);
+    if (fraction > 0) results.text.insert(results.text.size() - fraction, 1, u'.');
     close_result(results, offset);
+}
+
+// The number without point and sign where it is below 2^63.
+std::optional<std::uint64_t> small_number(const Written& value)
+{
+    const std::u16string_view whole = value.whole.substr(leading_zeros(value.whole));
+    if (whole.size() + value.fraction.size() > small_digits) return std::nullopt;
+    std::uint64_t number = 0;
+    for (const char16_t digit : whole) number = number * 10 + (digit - u'0');
+    for (const char16_t digit : value.fraction) number = number * 10 + (digit - u'0');
+    return number <= largest_small ? std::optional(number) : std::nullopt;
 }
 
 struct Noise {
     ColumnType type;
     std::uint32_t percent;
 
-    // The digits of what a number becomes; none where it has no other.
-    template <typename Number>
-    void move(const Number& number, const Number& largest, const Digest& hash, std::u16string& digits) const
+    void mask_small(std::uint64_t number, const Written& value, Draws& draws, Results& results) const
     {
-        Draws draws(hash);
-        if (const std::optional<Number> result = moved(number, largest, percent, draws))
-            append_digits(digits, *result);
+        const std::optional<std::uint64_t> result = moved(number, largest_of(type, value), percent, draws);
+        if (!result) return add_error(results, result_does_not_fit);
+        char16_t digits[small_digits + 1];
+        char16_t* first = std::end(digits);
+        for (std::uint64_t rest = *result; rest > 0; rest /= 10)
+            *--first = static_cast<char16_t>('0' + rest % 10);
+        add_number(value, {first, std::end(digits)}, results);
     }
 
-    void mask_value(const Digest& hash, std::u16string_view text, std::u16string& digits,
-                    Results& results) const
+    void mask_large(const Written& value, Draws& draws, Results& results) const
     {
-        const Written value = read_number(text);
-        digits.assign(value.whole).append(value.fraction);
-        digits.erase(0, leading_zeros(digits));
-        std::uint64_t small = 0;
-        if (digits.size() <= small_digits)
-            for (const char16_t digit : digits) small = small * 10 + (digit - u'0');
-        if (digits.size() <= small_digits && small <= largest_small) {
-            digits.clear();
-            move(small, largest_of(type, value), hash, digits);
-        } else {
-            const LargeNumber number(digits);
-            digits.clear();
-            move(number, largest_of(type, value, number), hash, digits);
-        }
-        if (digits.empty()) return add_error(results, result_does_not_fit);
-        add_number(value, digits, results);
+        std::u16string digits(value.whole);
+        digits.append(value.fraction).erase(0, leading_zeros(digits));
+        const LargeNumber number(digits);
+        const std::optional<LargeNumber> result =
+            moved(number, largest_of(type, value, number), percent, draws);
+        if (!result) return add_error(results, result_does_not_fit);
+        add_number(value, digits_of(*result), results);
+    }
+
+    void mask_value(const Digest& hash, const Written& value, Results& results) const
+    {
+        Draws draws(hash);
+        if (const std::optional<std::uint64_t> number = small_number(value))
+            mask_small(*number, value, draws, results);
+        else
+            mask_large(value, draws, results);
     }
 };
 
@@ -184,17 +188,20 @@ Mask mask_of(const NoiseRule& rule, const HmacKey& key)
     auto own_key = derive_key(key, rule.function, rule.scope, {std::to_string(rule.percent)});
     return [noise = Noise{rule.type, rule.percent}, own_key](const Batch& batch, Results& results) {
         std::deque<std::u16string> store;
-        std::vector<std::u16string_view> numbers;
+        std::vector<Written> numbers;
+        std::vector<std::u16string_view> texts;
         numbers.reserve(batch.values.size());
-        for (const std::u16string_view value : batch.values)
-            numbers.push_back(value.empty() ? value : plain(value, store));
-        const std::vector<Digest> hashes = digests(*own_key, numbers);
-        std::u16string digits;
+        texts.reserve(batch.values.size());
+        for (const std::u16string_view value : batch.values) {
+            numbers.push_back(read_number(value));
+            texts.push_back(plain(value, numbers.back(), store));
+        }
+        const std::vector<Digest> hashes = digests(*own_key, texts);
         for (std::size_t i = 0; i < hashes.size(); ++i) {
             if (batch.values[i].empty())
                 add_result(results, batch.values[i]);
             else
-                noise.mask_value(hashes[i], batch.values[i], digits, results);
+                noise.mask_value(hashes[i], numbers[i], results);
         }
     };
 }
