@@ -10,6 +10,7 @@
 #include "masking/masks.h"
 
 #include <algorithm>
+#include <array>
 #include <deque>
 #include <optional>
 
@@ -134,6 +135,27 @@ void add_number(const Written& value, std::u16string_view digits, Results& resul
     close_result(results, offset);
 }
 
+using SmallDigits = std::array<char16_t, small_digits + 1>;
+
+constexpr auto digit_pairs = [] {
+    std::array<std::array<char16_t, 2>, 100> pairs;
+    for (std::size_t i = 0; i < pairs.size(); ++i)
+        pairs[i] = {static_cast<char16_t>('0' + i / 10), static_cast<char16_t>('0' + i % 10)};
+    return pairs;
+}();
+
+// Two at a time, because each division waits for the one before. The number is not zero.
+std::u16string_view write_digits(std::uint64_t number, SmallDigits& digits)
+{
+    std::size_t first = digits.size();
+    for (; number > 0; number /= 100) {
+        first -= 2;
+        std::copy_n(digit_pairs[number % 100].begin(), 2, digits.begin() + first);
+    }
+    const std::u16string_view text(digits.begin() + first, digits.end());
+    return text.substr(text.front() == u'0' ? 1 : 0);
+}
+
 // The number without point and sign where it is below 2^63.
 std::optional<std::uint64_t> small_number(const Written& value)
 {
@@ -153,11 +175,8 @@ struct Noise {
     {
         const std::optional<std::uint64_t> result = moved(number, largest_of(type, value), percent, draws);
         if (!result) return add_error(results, result_does_not_fit);
-        char16_t digits[small_digits + 1];
-        char16_t* first = std::end(digits);
-        for (std::uint64_t rest = *result; rest > 0; rest /= 10)
-            *--first = static_cast<char16_t>('0' + rest % 10);
-        add_number(value, {first, std::end(digits)}, results);
+        SmallDigits digits;
+        add_number(value, write_digits(*result, digits), results);
     }
 
     void mask_large(const Written& value, Draws& draws, Results& results) const
