@@ -88,6 +88,7 @@ void move_with_others(const Shift& shift, const Digest& hash, std::u16string_vie
 Mask mask_by_itself(const Shift& shift, std::shared_ptr<const HmacKey> key)
 {
     return [shift, key = std::move(key)](const Batch& batch, Results& results) {
+        make_room(results, batch.values);
         std::vector<std::u16string_view> dates;
         dates.reserve(batch.values.size());
         for (const std::u16string_view value : batch.values) dates.push_back(value.substr(0, date_length));
@@ -104,6 +105,7 @@ Mask mask_by_itself(const Shift& shift, std::shared_ptr<const HmacKey> key)
 Mask mask_with_others(const Shift& shift, std::shared_ptr<const HmacKey> key)
 {
     return [shift, key = std::move(key)](const Batch& batch, Results& results) {
+        make_room(results, batch.values);
         const std::vector<Digest> hashes = digests(*key, batch.by);
         for (std::size_t i = 0; i < batch.values.size(); ++i) {
             if (batch.values[i].empty())

@@ -122,6 +122,7 @@ void add_encrypted(const Alphabet& alphabet, std::u16string_view value, const st
 
 void mask_column(const Encryption& encryption, Values values, Results& results)
 {
+    make_room(results, values);
     Column column = take_apart(*encryption.alphabet, values);
     encrypt(encryption.cipher, column);
     for (std::size_t i = 0; i < values.size(); ++i) {

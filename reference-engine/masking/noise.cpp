@@ -34,7 +34,7 @@ Written read_number(std::u16string_view text)
 {
     const bool negative = text.starts_with(u'-');
     if (negative) text.remove_prefix(1);
-    const std::size_t point = text.find(u'.');
+    const std::size_t point = text.rfind(u'.'); // from behind it is always as near
     if (point == std::u16string_view::npos) return {negative, text, {}};
     return {negative, text.substr(0, point), text.substr(point + 1)};
 }
@@ -105,14 +105,21 @@ std::u16string_view largest_integer(bool negative)
     return negative ? u"9223372036854775808" : u"9223372036854775807";
 }
 
+constexpr auto powers_of_ten = [] {
+    std::array<std::uint64_t, small_digits + 1> powers;
+    std::uint64_t power = 1;
+    for (std::uint64_t& entry : powers) {
+        entry = power;
+        power *= 10; // the last one is not used
+    }
+    return powers;
+}();
+
 std::uint64_t largest_of(const ColumnType& type, const Written& number)
 {
     if (type.name == TypeName::integer) return largest_small + (number.negative ? 1 : 0);
     const std::size_t digits = most_digits(type, number.fraction.size());
-    if (digits > small_digits) return UINT64_MAX;
-    std::uint64_t largest = 1;
-    for (std::size_t i = 0; i < digits; ++i) largest *= 10;
-    return largest - 1;
+    return digits <= small_digits ? powers_of_ten[digits] - 1 : UINT64_MAX;
 }
 
 LargeNumber largest_of(const ColumnType& type, const Written& number, const LargeNumber& like)
@@ -206,6 +213,7 @@ Mask mask_of(const NoiseRule& rule, const HmacKey& key)
 {
     auto own_key = derive_key(key, rule.function, rule.scope, {std::to_string(rule.percent)});
     return [noise = Noise{rule.type, rule.percent}, own_key](const Batch& batch, Results& results) {
+        make_room(results, batch.values);
         std::deque<std::u16string> store;
         std::vector<Written> numbers;
         std::vector<std::u16string_view> texts;
