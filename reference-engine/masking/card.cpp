@@ -100,7 +100,8 @@ void add_card(const Card& card, std::u16string_view value, CardDigits& read, con
 void mask_cards(const Card& card, Values values, Results& results)
 {
     make_room(results, values);
-    std::vector<CardDigits> cards(values.size()); // with a count of 0 where there is no number
+    std::vector<CardDigits, WipingAllocator<CardDigits>> cards(
+        values.size()); // with a count of 0 where there is no number
     std::vector<SplitNumber> numbers;
     numbers.reserve(values.size());
     for (std::size_t i = 0; i < values.size(); ++i) {

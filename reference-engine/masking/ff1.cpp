@@ -31,8 +31,10 @@ struct Part {
     ErrorCode error; // what keeps the value from being encrypted, if anything
 };
 
+using SecretNumerals = std::vector<std::uint16_t, WipingAllocator<std::uint16_t>>;
+
 struct Column {
-    Numerals numerals; // of all values, one behind the other
+    SecretNumerals numerals; // of all values, one behind the other
     std::vector<Part> parts;
 };
 
@@ -52,7 +54,7 @@ void write_character(char32_t character, char16_t* units)
         encode(character, units);
 }
 
-ErrorCode read_numerals(const Alphabet& alphabet, std::u16string_view value, Numerals& numerals)
+ErrorCode read_numerals(const Alphabet& alphabet, std::u16string_view value, SecretNumerals& numerals)
 {
     const std::size_t start = numerals.size();
     numerals.resize(start + value.size());

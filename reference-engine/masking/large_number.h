@@ -36,7 +36,8 @@ private:
     void add_product(const LargeNumber& other, std::uint32_t factor);
     void divide(std::uint64_t divisor);
 
-    std::vector<std::uint32_t> parts_; // of nine digits each, the most significant first
+    // Of nine digits each, the most significant first.
+    std::vector<std::uint32_t, WipingAllocator<std::uint32_t>> parts_;
 };
 
 // The number of hundredths of a number, its fraction left out.
