@@ -9,6 +9,7 @@
 #include "masking/keyed.h"
 #include "masking/masks.h"
 #include "masking/separator.h"
+#include "text/unicode.h"
 
 #include <array>
 #include <memory>
@@ -32,11 +33,6 @@ struct CardDigits {
     std::array<std::uint16_t, most_digits> digits;
     std::size_t count = 0;
 };
-
-bool is_digit(char16_t unit)
-{
-    return unit >= '0' && unit <= '9';
-}
 
 // Whether a value is a card number of which enough is hidden; reads no further than it can be one.
 bool read_digits(std::u16string_view value, std::size_t keep_first, CardDigits& card)

@@ -3,6 +3,7 @@
 #include "text/argument.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 #include <array>
@@ -21,11 +22,6 @@ constexpr std::array<std::string_view, 7> type_forms{"text",    "char(n)", "varc
 [[noreturn]] void refuse_type(std::string_view text)
 {
     throw Failure{type_unknown, shown(text), {}, advice(text, "Types", type_forms)};
-}
-
-bool is_digit(char16_t unit)
-{
-    return unit >= '0' && unit <= '9';
 }
 
 // A number of at most seven digits that stands between from and to.

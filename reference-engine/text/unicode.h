@@ -43,6 +43,12 @@ std::u16string to_utf16(std::string_view text);
 // Code points of well-formed text.
 std::size_t code_point_count(std::u16string_view text);
 
+// 0 to 9, those of no other script.
+inline bool is_digit(char32_t code_point)
+{
+    return code_point >= '0' && code_point <= '9';
+}
+
 inline bool is_high_surrogate(char16_t unit)
 {
     return (unit & 0xFC00) == 0xD800;
