@@ -157,6 +157,30 @@ TEST(Ff1Ciphers, of_many_numbers_at_once_give_what_single_ones_give)
     }
 }
 
+// A whole domain through the cipher, and there, one on and back, which leaves nothing where it was.
+TEST(Ff1Ciphers, of_many_numbers_are_permutations_and_one_without_fixed_points)
+{
+    const Ff1 ff1(key128, 10);
+    std::vector<SplitNumber> numbers(10'000, ff1.split(numerals("0000")));
+    for (std::size_t i = 1; i < numbers.size(); ++i) {
+        numbers[i] = numbers[i - 1];
+        ff1.increment(numbers[i]);
+    }
+    const auto images = [&] {
+        std::vector<std::size_t> found;
+        for (const SplitNumber& number : numbers) found.push_back(std::stoul(text_of(joined(ff1, number))));
+        return found;
+    };
+    ff1.encrypt(numbers);
+    const std::vector<std::size_t> there = images();
+    EXPECT_EQ(std::set(there.begin(), there.end()).size(), numbers.size());
+    for (SplitNumber& number : numbers) ff1.increment(number);
+    ff1.decrypt(numbers);
+    const std::vector<std::size_t> back = images();
+    EXPECT_EQ(std::set(back.begin(), back.end()).size(), numbers.size());
+    for (std::size_t i = 0; i < back.size(); ++i) EXPECT_NE(back[i], i);
+}
+
 TEST(Ff1Ciphers, split_what_one_block_a_round_encrypts)
 {
     const struct {
