@@ -229,6 +229,28 @@ TEST_F(DateShifts, by_another_column_keep_the_intervals_of_each_person)
     EXPECT_EQ(*moves.rbegin(), 30);
 }
 
+TEST_F(DateShifts, by_another_column_move_by_each_number_of_days_alike_and_each_release_by_its_own)
+{
+    std::vector<std::u16string> persons;
+    for (unsigned i = 0; i < 20'000; ++i) persons.push_back(to_text(i));
+    const std::vector<std::u16string_view> by(persons.begin(), persons.end());
+    const std::vector<std::u16string_view> dates(persons.size(), u"2024-02-29");
+    const auto near = move_by("days=30, by=id", dates, by);
+    const auto far = move_by("days=60, by=id", dates, by);
+    std::map<std::int64_t, std::size_t> moves;
+    std::size_t undone = 0;
+    for (std::size_t i = 0; i < dates.size(); ++i) {
+        const std::int64_t move = days_between(u"2024-02-29", *near[i].text);
+        ++moves[move];
+        undone += std::abs(2 * move - days_between(u"2024-02-29", *far[i].text)) <= 1;
+    }
+    std::vector<std::size_t> counts;
+    for (const auto& [move, count] : moves) counts.push_back(count);
+    EXPECT_EQ(counts.size(), 60u);
+    EXPECT_LT(chi_square(counts), chi_square_limit(59));
+    EXPECT_LT(undone, dates.size() / 40) << "of some 1 in 60 by chance";
+}
+
 TEST_F(DateShifts, by_another_column_follow_its_value_the_days_and_the_scope_alone)
 {
     const auto move = [](const std::string& arguments, std::u16string_view value) {
