@@ -22,7 +22,7 @@ constexpr std::size_t usual_hash = 32;    // hexadecimal digits
 constexpr std::size_t shortest_hash = 8;  // fewer would leave values that come back as they were
 constexpr std::size_t whole_hash = 64;
 constexpr std::size_t most_code_points_kept = 1'000'000;
-constexpr std::size_t most_digits_kept = 8; // of a card number: its issuer's
+constexpr std::size_t most_digits_kept = 8;  // of a card number: its issuer's
 constexpr std::size_t most_days = 3'652'058; // from the first date to the last
 constexpr std::size_t most_percent = 100;    // so that no number passes zero
 
