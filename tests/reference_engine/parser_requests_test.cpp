@@ -8,8 +8,10 @@
 
 #include <gtest/gtest.h>
 
+#include <barrier>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 namespace velk::test {
 namespace {
@@ -221,6 +223,37 @@ TEST(ParserErrors, that_others_report_are_cut_to_what_a_text_may_hold)
     EXPECT_EQ(message.size(), 498u + 1 + 999 + 1 + 1398) << "whole characters";
     Parser_ReportError(7301, "heading", "", "");
     EXPECT_EQ(take_message(), "heading\n\n");
+}
+
+// Each thread goes on only when the other one has failed as well, so that a slot that both share would hold
+// the later error for both.
+TEST(ParserErrors, of_one_thread_are_not_seen_by_another)
+{
+    std::barrier both(2);
+    const auto fail = [&both](const char* text, std::string& message) {
+        ParseRequest(text).measure();
+        both.arrive_and_wait();
+        message = take_message();
+        both.arrive_and_wait();
+        message += take_message();
+    };
+    std::string first;
+    std::string second;
+    std::thread other([&] { fail("a b", second); });
+    fail("a='", first);
+    other.join();
+    EXPECT_EQ(first.substr(0, 4), "7306");
+    EXPECT_EQ(second.substr(0, 4), "7325");
+    EXPECT_EQ(first.find("7325"), std::string::npos);
+    EXPECT_EQ(take_message(), "");
+}
+
+TEST(ParserErrors, of_the_adapter_belong_to_the_thread_that_built)
+{
+    std::string message;
+    std::thread([&] { message = message_of("service=p name=kep"); }).join();
+    EXPECT_EQ(message.substr(0, 4), "7301");
+    EXPECT_EQ(take_message(), "");
 }
 
 // A build of what was parsed, after some damage.
