@@ -66,6 +66,11 @@ enum ErrorCode : std::int32_t {
     service_id_buffer_too_small = 7238,
     error_details_missing = 7239,
     error_details_damaged = 7240,
+    key_file_writable = 7241,
+    key_of_one_byte = 7242,
+    key_with_byte_order_mark = 7243,
+    column_is_pattern = 7244,
+    entry_outside_string = 7245,
 
     // Rules and their arguments.
     function_unknown = 7301,
@@ -102,6 +107,7 @@ enum ErrorCode : std::int32_t {
     reserved_word_with_attribute = 7330,
     rule_quoted = 7331,
     service_missing = 7332,
+    pairs_too_large = 7333,
 
     // Provider.
     handle_address_missing = 7401,
