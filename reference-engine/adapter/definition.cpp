@@ -3,6 +3,7 @@
 #include "masking/rules.h"
 #include "masking/service_options.h"
 #include "text/excerpt.h"
+#include "text/key_source.h"
 #include "text/unicode.h"
 
 #include <algorithm>
@@ -35,9 +36,8 @@ std::string read_id(const Entry& entry)
 std::string read_key_source(const Entry& entry)
 {
     std::string source = text_of(entry);
-    const bool named = source.starts_with("env:") || source.starts_with("file:");
-    if (!named || source == "env:" || source == "file:")
-        throw Failure{key_source_unknown, {}, {}, {}, entry.value_place};
+    const std::optional<KeySource> named = key_source(source);
+    if (!named || named->name.empty()) throw Failure{key_source_unknown, {}, {}, {}, entry.value_place};
     return source;
 }
 

@@ -44,7 +44,7 @@ void write_id(const std::string& id, const PGDA& request)
 
 void build(const PGDA& request, std::string_view source)
 {
-    const ServiceDefinition definition = define_service(read_entries(*request.parameters), source);
+    const ServiceDefinition definition = define_service(read_entries(*request.parameters, source), source);
     write_id(definition.id, request);
     build_records(definition, *request.pSvcDef);
 }

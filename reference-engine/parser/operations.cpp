@@ -40,6 +40,16 @@ void require_encoding(const InputDescriptor& input)
         throw Failure{dbms_type_unsupported, std::to_string(static_cast<unsigned char>(input.cDBMSType))};
 }
 
+// The key or the value that makes the buffers as large as they are.
+Place longest_pair(const std::vector<Pair>& pairs)
+{
+    Place longest{};
+    for (const Pair& pair : pairs)
+        for (const Place& place : {pair.key, pair.value})
+            if (place.length > longest.length) longest = place;
+    return longest;
+}
+
 void measure(const std::vector<Pair>& pairs, PRMA& request)
 {
     std::size_t key = 0;
@@ -48,6 +58,8 @@ void measure(const std::vector<Pair>& pairs, PRMA& request)
         key = std::max(key, pair.key.length);
         value = std::max(value, pair.value.length);
     }
+    if (pairs.size() * (key + value + 2) > largest_buffers)
+        throw Failure{pairs_too_large, std::to_string(pairs.size()) + " pairs", {}, {}, longest_pair(pairs)};
     request.pairCount = static_cast<std::int32_t>(pairs.size());
     request.keySize = static_cast<std::int32_t>(key + 1); // with a terminator
     request.valueSize = static_cast<std::int32_t>(value + 1);

@@ -1,6 +1,7 @@
 #include "provider/provider.h"
 
 #include "masking/key.h"
+#include "text/argument.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
 #include "text/records.h"
@@ -13,10 +14,6 @@
 namespace velk::engine {
 
 namespace {
-
-constexpr std::int16_t exchanged_type = 6; // 16-bit text, whatever the declared type
-
-constexpr std::array<std::string_view, 2> attributes{"type", "unique"};
 
 struct Operand {
     std::string name;
@@ -72,6 +69,7 @@ Column read_column(const FLDA& field, std::size_t number)
     Column column;
     column.name = name_of(field);
     if (column.name.empty()) throw Failure{column_name_missing, std::to_string(number)};
+    if (stands_for_columns(column.name)) throw Failure{column_is_pattern, shown(column.name)};
     try {
         if (field.dataType != exchanged_type)
             throw Failure{data_type_unsupported, std::to_string(field.dataType)};
@@ -95,12 +93,12 @@ std::vector<Column> read_columns(const SVCA& service)
 
 void read_attributes(const std::vector<Operand>& operands, ColumnLimits& limits)
 {
-    if (const std::string* text = find_text(operands, "type")) limits.type = parse_type(*text);
+    if (const std::string* text = find_text(operands, type_attribute)) limits.type = parse_type(*text);
     const bool sized = limits.type.name == TypeName::character || limits.type.name == TypeName::varying;
     if (sized && limits.length != static_cast<std::size_t>(limits.type.length))
         throw Failure{field_length_contradicts_type,
                       std::to_string(limits.length) + " and " + std::to_string(limits.type.length)};
-    const std::string* unique = find_text(operands, "unique");
+    const std::string* unique = find_text(operands, unique_attribute);
     if (unique != nullptr && *unique != "true") throw Failure{unique_not_true, shown(*unique)};
 }
 
@@ -109,7 +107,7 @@ const Operand& rule_of(const std::vector<Operand>& operands)
 {
     const Operand* rule = nullptr;
     for (const Operand& operand : operands) {
-        if (std::find(attributes.begin(), attributes.end(), operand.name) != attributes.end()) continue;
+        if (std::ranges::find(column_attributes, operand.name) != column_attributes.end()) continue;
         if (rule != nullptr)
             throw Failure{column_with_two_rules, shown(rule->name) + " and " + shown(operand.name)};
         rule = &operand;

@@ -5,6 +5,7 @@
 #include "provider/trace_output.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
+#include "text/key_source.h"
 #include "text/unicode.h"
 
 #include <atomic>
@@ -72,7 +73,7 @@ struct Scope {
     int thread = 0;
     bool has_span = false;    // its begin was written
     bool name_seen = false;   // the next value of an operand is the named one's
-    bool key_follows = false; // the last text was the word "key", so the next one is the key's source
+    bool key_follows = false; // the last text looked like the word "key", so the next one is the key's source
 };
 
 struct Facility {
@@ -139,9 +140,10 @@ bool is_operand_value(std::string_view label)
 bool is_secret(std::string_view label, std::string_view text, Scope& scope)
 {
     const bool nameless = is_operand_value(label) && !scope.name_seen;
-    const bool is_key = std::exchange(scope.key_follows, text == "key");
+    const bool is_name = text.find('=') == std::string_view::npos;
+    const bool is_key = std::exchange(scope.key_follows, is_name && looks_like_key(text));
     scope.name_seen = !is_operand_value(label);
-    return (nameless || is_key) && !names_key_source(text);
+    return nameless || is_key;
 }
 
 std::string repaired(std::string_view text)
@@ -158,7 +160,7 @@ std::string item_text(const TraceItem& item, std::string_view label, Scope& scop
     const std::string text =
         wide ? to_utf8({reinterpret_cast<const char16_t*>(address), item.length / sizeof(char16_t)})
              : repaired({address, item.length});
-    return is_secret(label, text, scope) ? "***" : without_key(text);
+    return is_secret(label, text, scope) ? shown_key_source(text) : without_key(text);
 }
 
 TraceArgument argument_of(const TraceItem& item, std::string label, Scope& scope)

@@ -444,6 +444,44 @@ Remove one of the two.)~"},
     });
 }
 
+TEST(MaskingStringPatterns, stand_once_and_without_quotes)
+{
+    expect_messages({
+        {"service=p addr_*=keep\naddr_*=null", R"~(
+7327 key given twice "addr_*"
+line 2, column 1 (byte 23)
+addr_*=null
+^~~~~~
+first given at line 1, column 11 (byte 11)
+Remove one of the two.)~"},
+        {"service=p $3=keep $3=null", R"~(
+7327 key given twice "$3"
+line 1, column 19 (byte 19)
+service=p $3=keep $3=null
+                  ^~
+first given at line 1, column 11 (byte 11)
+Remove one of the two.)~"},
+        {"service=p \"*\"=keep", R"~(
+7244 a column's name is a pattern or a position "*"
+line 1, column 11 (byte 11)
+service=p "*"=keep
+          ^~~
+Write it without quotes if it is meant as one. A column of that name has to get another.)~"},
+        {"service=p *.type=date", R"~(
+7212 no rule for a column "*"
+line 1, column 11 (byte 11)
+service=p *.type=date
+          ^~~~~~
+Give the column a rule; keep leaves it as it is.)~"},
+        {"service=p name.*=keep", R"~(
+7329 unknown attribute of a column "*"
+line 1, column 16 (byte 16)
+service=p name.*=keep
+               ^
+Attributes: type, unique.)~"},
+    });
+}
+
 TEST(MaskingStringUnknownKeys, name_the_nearest_known_one)
 {
     expect_messages({

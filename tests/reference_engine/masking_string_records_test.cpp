@@ -3,6 +3,7 @@
 
 #include "engine/provider.h"
 #include "provider/state.h"
+#include "text/unicode.h"
 
 #include <gtest/gtest.h>
 
@@ -61,6 +62,30 @@ TEST(MaskingStringRecords, number_columns_in_the_order_of_their_rules)
     EXPECT_EQ(parsed.fields(), (Fields{{"a", 20}, {"b", 10}, {"c", 0}}));
     EXPECT_EQ(parsed.operands()[1], (OperandText{1, "type", "integer"}));
     EXPECT_EQ(parsed.operands()[3], (OperandText{2, "type", "date"}));
+}
+
+TEST(MaskingStringRecords, carry_patterns_and_positions_as_they_are_written)
+{
+    const Parsed parsed("service=p addr_*=null addr_*.type=date $3=keep $3.unique=true *=keep name=keep");
+    EXPECT_EQ(parsed.code, 0) << parsed.message;
+    EXPECT_EQ(parsed.fields(), (Fields{{"addr_*", 10}, {"$3", 0}, {"*", 0}, {"name", 0}}));
+}
+
+class Patterns : public FrameworkTest {};
+
+TEST_F(Patterns, start_no_provider)
+{
+    for (const char* name : {"*", "addr_*", "$3"}) {
+        Service service;
+        service.column(name, "keep");
+        expect_code(try_start(service), column_is_pattern);
+        EXPECT_TRUE(contains(texts_of(column_is_pattern).heading, u"\"" + to_utf16(name) + u"\""));
+    }
+    for (const char* name : {"$", "$x", "a *", "Zoë*"}) {
+        Service service;
+        service.column(name, "keep");
+        EXPECT_EQ(try_start(service), 0) << name;
+    }
 }
 
 TEST(MaskingStringRecords, take_a_quoted_word_of_the_service_for_a_column)

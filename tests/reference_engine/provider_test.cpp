@@ -287,7 +287,7 @@ TEST_F(Providers, take_their_key_from_the_environment)
     EXPECT_EQ(start_with_key("env:VELK_TEST_KEY"), 0);
     set_environment("VELK_TEST_KEY", nullptr);
     expect_code(start_with_key("env:VELK_TEST_KEY"), key_variable_unset);
-    EXPECT_TRUE(contains(texts_of(key_variable_unset).heading, u"\"VELK_TEST_KEY\""));
+    EXPECT_TRUE(contains(texts_of(key_variable_unset).heading, u"\"env:VELK_TES***\""));
     set_environment("VELK_TEST_KEY", "fifteen letters");
     expect_code(start_with_key("env:VELK_TEST_KEY"), key_too_short);
 }

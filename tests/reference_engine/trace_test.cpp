@@ -200,6 +200,27 @@ TEST_F(Trace, never_shows_a_key)
     EXPECT_EQ(found[5]["args"]["velkMaskingStrin"], "service=s key=*** a=keep");
 }
 
+TEST_F(Trace, never_shows_a_key_however_its_name_is_spelt)
+{
+    ASSERT_EQ(Provider_FrmwInit(nullptr), 0);
+    const char* texts[] = {"key.value=S3cret", "\"key\"=S3cret", "mask_key=S3cret",     "kee=S3cret",
+                           "key=env: S3cret",  "key=env:S3cret", "key=\"\" \"S3cret\"", "hash(kee=S3cret)",
+                           "'key'=S3cret",     "KEY=S3cret",     "key S3cret a=keep",   "key: S3cret"};
+    const std::u16string secret = u"S3cret";
+    TraceContext context;
+    begin(context, 0xC080E);
+    for (const char* text : texts)
+        EXPECT_EQ(write(context, trace_event_data, 327, {narrow("velkMaskingString", text)}), 0);
+    for (const std::u16string name : {u"kee", u"mask_key", u"KEY"}) {
+        EXPECT_EQ(write(context, trace_event_data, 1050, {wide("pDpInitOpDef->PN", name)}), 0);
+        EXPECT_EQ(write(context, trace_event_data, 1070, {wide("pDpInitOpDef->PV", secret)}), 0);
+    }
+    EXPECT_EQ(Provider_TraceEnd(&context), 0);
+    const std::vector<json> found = events();
+    ASSERT_EQ(found.size(), std::size(texts) + 6);
+    for (const json& event : found) EXPECT_EQ(event.dump().find("S3cret"), std::string::npos) << event.dump();
+}
+
 TEST_F(Trace, hides_an_operands_value_whose_name_it_has_not_seen)
 {
     ASSERT_EQ(Provider_FrmwInit(nullptr), 0);
