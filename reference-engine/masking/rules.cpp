@@ -248,9 +248,14 @@ Rule read_rule(std::string_view name, std::string_view text, const ColumnType& t
     const Function& function = function_named(name);
     if (!fits(function.fits, type)) throw Failure{function_unfit_for_type, std::string(name)};
     RuleArguments arguments{parse_arguments(text)};
-    Rule rule = function.read(arguments, type);
-    refuse_rest(arguments);
-    return rule;
+    try {
+        Rule rule = function.read(arguments, type);
+        refuse_rest(arguments);
+        return rule;
+    } catch (Failure& failure) {
+        if (!failure.place) failure.place = arguments.taken;
+        throw;
+    }
 }
 
 bool needs_key(const Rule& rule)
@@ -284,6 +289,11 @@ void require_fit(std::u16string_view text, const ColumnLimits& column)
 bool is_function(std::string_view name)
 {
     return std::find(function_names.begin(), function_names.end(), name) != function_names.end();
+}
+
+bool resembles_function(std::string_view name)
+{
+    return !nearest(name, function_names).empty();
 }
 
 bool is_one_to_one(std::string_view function)

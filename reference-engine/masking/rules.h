@@ -114,6 +114,7 @@ void require_fit(const Rule& rule, const ColumnLimits& column);
 void require_fit(std::u16string_view text, const ColumnLimits& column);
 
 bool is_function(std::string_view name);
+bool resembles_function(std::string_view name); // is one, or a slip away from it
 
 // Whether different values get different results. Of `card` that holds for numbers whose check digit is
 // right. Throws a Failure if there is no such function.

@@ -66,11 +66,12 @@ enum ErrorCode : std::int32_t {
     service_id_buffer_too_small = 7238,
     error_details_missing = 7239,
     error_details_damaged = 7240,
-    key_file_writable = 7241,
-    key_of_one_byte = 7242,
-    key_with_byte_order_mark = 7243,
-    column_is_pattern = 7244,
-    entry_outside_string = 7245,
+    column_is_pattern = 7241,
+    column_unknown = 7242,
+    key_file_writable = 7243,
+    key_of_one_byte = 7244,
+    key_with_byte_order_mark = 7245,
+    entry_outside_string = 7246,
 
     // Rules and their arguments.
     function_unknown = 7301,

@@ -444,6 +444,35 @@ Remove one of the two.)~"},
     });
 }
 
+TEST(MaskingStringColumns, that_a_rule_decides_by_are_there)
+{
+    expect_messages({
+        {"service=p key=env:K person=keep born=dateshift(days=30, by=persn) born.type=date", R"~(
+7242 no such column "persn"
+line 1, column 57 (byte 57)
+...person=keep born=dateshift(days=30, by=persn) born.type=date
+                                       ^~~~~~~~
+Did you mean "person"?)~"},
+        {"service=p key=env:K born=dateshift(by='x y', days=30) born.type=date", R"~(
+7242 no such column "x y"
+line 1, column 36 (byte 36)
+...p key=env:K born=dateshift(by='x y', days=30) born.type=date
+                              ^~~~~~~~
+Name one of the other columns.)~"},
+        {"service=p key=env:K born=dateshift(days=30, by=born) born.type=date", R"~(
+7313 an argument cannot be used "by=born"
+line 1, column 45 (byte 45)
+...=p key=env:K born=dateshift(days=30, by=born) born.type=date
+                                        ^~~~~~~
+It is the column itself: leave by out.)~"},
+    });
+    for (const char* text : {"service=p key=env:K \"x y\"=keep born=dateshift(by='x y', days=30) born.type=date",
+                             "service=p key=env:K born=dateshift(by=name, days=30) born.type=date name=hash",
+                             "service=p key=env:K born=dateshift(by=name, days=30) born.type=date n*=hash",
+                             "service=p key=env:K $2=dateshift(by=name, days=30) $2.type=date"})
+        EXPECT_EQ(message_of(text), "") << text;
+}
+
 TEST(MaskingStringPatterns, stand_once_and_without_quotes)
 {
     expect_messages({
@@ -462,7 +491,7 @@ service=p $3=keep $3=null
 first given at line 1, column 11 (byte 11)
 Remove one of the two.)~"},
         {"service=p \"*\"=keep", R"~(
-7244 a column's name is a pattern or a position "*"
+7241 a pattern or a position in place of a column "*"
 line 1, column 11 (byte 11)
 service=p "*"=keep
           ^~~
@@ -1006,7 +1035,7 @@ TEST(MaskingStringLists, say_why_they_are_none)
     std::ofstream(path, std::ios::binary) << "one\n\ntwo\n";
     const std::string message = message_of("service=p key=env:K a=dict(file='" + path + "')");
     EXPECT_TRUE(message.starts_with("7319 not a list \"")) << message;
-    EXPECT_NE(message.find("\nline 1, column 23 (byte 23)\n"), std::string::npos) << message;
+    EXPECT_NE(message.find("\nline 1, column 28 (byte 28)\n"), std::string::npos) << message;
     EXPECT_TRUE(message.ends_with("~\nline 2 is empty\nCorrect the file.")) << message;
     std::filesystem::remove(path);
 }
