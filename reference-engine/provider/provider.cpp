@@ -1,9 +1,11 @@
 #include "provider/provider.h"
 
 #include "masking/key.h"
+#include "provider/trace.h"
 #include "text/argument.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
+#include "text/key_source.h"
 #include "text/records.h"
 #include "text/unicode.h"
 
@@ -145,7 +147,12 @@ void compile_column(Column& column, const std::vector<Operand>& operands, const 
 std::unique_ptr<const HmacKey> read_service_key(const std::vector<Operand>& operands)
 {
     const std::string* source = find_text(operands, "key");
-    return source == nullptr ? nullptr : std::make_unique<const HmacKey>(read_key(*source));
+    if (source == nullptr) return nullptr;
+    auto key = std::make_unique<const HmacKey>(read_key(*source));
+    if (others_may_read_key(*source))
+        trace_note("key file", "others may read " + shown_key_source(*source) +
+                                   "; if nothing of the system needs that: chmod 600");
+    return key;
 }
 
 void read_service_operands(const std::vector<Operand>& operands, Provider& provider)

@@ -3,6 +3,7 @@
 #include "engine/provider.h"
 
 #include "provider/trace_output.h"
+#include "text/characters.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
 #include "text/key_source.h"
@@ -95,19 +96,16 @@ Facility& facility()
     return process;
 }
 
-std::string hexadecimal(std::uint64_t number)
+std::string number_text(std::uint64_t number)
 {
-    std::string digits;
-    for (; number != 0 || digits.empty(); number >>= 4)
-        digits.insert(digits.begin(), "0123456789abcdef"[number & 0xF]);
-    return "0x" + digits;
+    return "0x" + hexadecimal(number, 1, lower_case_digits);
 }
 
 std::string function_name(std::uint32_t function)
 {
     const std::uint32_t index = function - first_function; // an id below wraps to a large index
     const bool known = index < std::size(function_names) && function_names[index] != nullptr;
-    return known ? function_names[index] : hexadecimal(function);
+    return known ? function_names[index] : number_text(function);
 }
 
 int thread_number(Facility& facility)
@@ -176,7 +174,7 @@ TraceArgument argument_of(const TraceItem& item, std::string label, Scope& scope
         return {std::move(label), std::move(text), false};
     }
     default:
-        return {std::move(label), hexadecimal(item.slot), false};
+        return {std::move(label), number_text(item.slot), false};
     }
 }
 
@@ -283,6 +281,16 @@ void trace_start(std::uint32_t mask, const std::string& path)
     trace.start = Clock::now();
     trace.threads.clear();
     trace.mask.store(mask, std::memory_order_relaxed);
+}
+
+void trace_note(std::string_view name, std::string_view text) noexcept
+{
+    if (facility().mask.load(std::memory_order_relaxed) == 0) return;
+    traced([&](Facility& trace) {
+        Scope scope;
+        scope.thread = thread_number(trace);
+        emit(trace, scope, TracePhase::instant, std::string(name), {{"note", std::string(text), false}});
+    });
 }
 
 bool trace_stop() noexcept

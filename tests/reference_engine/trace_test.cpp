@@ -246,6 +246,32 @@ TEST_F(Trace, hides_an_operands_value_whose_name_it_has_not_seen)
     }
 }
 
+#if !defined(_WIN32)
+
+// Of which no call fails: secrets are often mounted so.
+TEST_F(Trace, tells_of_a_key_file_that_others_may_read)
+{
+    using std::filesystem::perms;
+    ASSERT_EQ(Provider_FrmwInit(nullptr), 0);
+    const std::filesystem::path path = std::filesystem::path(testing::TempDir()) / "velk trace key";
+    std::ofstream(path) << test_key;
+    for (const perms rights : {perms::owner_read, perms::owner_read | perms::group_read}) {
+        std::filesystem::permissions(path, rights);
+        Service service;
+        service.operand(0, "key", "file:" + path.string());
+        service.column("name", "hash", "", 32);
+        EXPECT_EQ(Provider_Term(start(service)), 0);
+    }
+    std::filesystem::remove(path);
+    const std::vector<json> found = events();
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_EQ(found[0]["name"], "key file");
+    EXPECT_EQ(found[0]["args"]["note"],
+              "others may read file:" + path.string() + "; if nothing of the system needs that: chmod 600");
+}
+
+#endif
+
 TEST_F(Trace, repairs_a_label_that_was_cut_inside_a_character)
 {
     ASSERT_EQ(Provider_FrmwInit(nullptr), 0);
