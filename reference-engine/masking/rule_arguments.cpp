@@ -1,5 +1,6 @@
 #include "masking/rule_arguments.h"
 
+#include "text/characters.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
 
@@ -24,8 +25,7 @@ std::size_t take_number(RuleArguments& arguments, std::string_view name, std::si
 {
     const std::optional<std::string> text = take_text(arguments, name);
     if (!text) return unsaid;
-    const bool digits =
-        !text->empty() && text->size() <= 9 && text->find_first_not_of("0123456789") == std::string::npos;
+    const bool digits = !text->empty() && text->size() <= 9 && std::ranges::all_of(*text, is_digit<char>);
     const std::size_t number = digits ? std::stoul(*text) : to + 1;
     if (number >= from && number <= to) return number;
     throw Failure{argument_not_in_range,
