@@ -198,6 +198,24 @@ void start_name(SecretScan& scan, std::size_t start, bool value_first)
     scan.value_first = value_first;
 }
 
+void hide(SecretScan& scan, const Place& hidden, std::size_t end)
+{
+    if (hidden.length > 0) scan.secrets.push_back(hidden);
+    start_name(scan, end, false);
+}
+
+// No sign has come: what stands behind a name that looks like `key` is hidden all the same.
+void leave_name(SecretScan& scan, std::size_t next, bool value_first)
+{
+    const std::string_view words = scan.text.substr(scan.name_start, scan.position - scan.name_start);
+    if (const std::optional<std::size_t> name_end = suspicious_word_end(words, scan.value_first)) {
+        const std::size_t rest = skip_white_space(words, *name_end);
+        const std::size_t end = std::min(words.find_last_not_of(blanks) + 1, words.size());
+        if (rest < end) scan.secrets.push_back({scan.name_start + rest, end - rest});
+    }
+    start_name(scan, next, value_first);
+}
+
 // A name may be parted from its sign by the end of a line, but not from another word of its own.
 void end_line(SecretScan& scan)
 {
@@ -207,13 +225,7 @@ void end_line(SecretScan& scan)
         return;
     }
     const bool was_blank = skip_white_space(scan.text, scan.name_start) >= scan.position;
-    start_name(scan, next, scan.value_first && was_blank);
-}
-
-void hide(SecretScan& scan, const Place& hidden, std::size_t end)
-{
-    if (hidden.length > 0) scan.secrets.push_back(hidden);
-    start_name(scan, end, false);
+    leave_name(scan, next, scan.value_first && was_blank);
 }
 
 // A parenthesis is a sign only where it stands at the name itself.
@@ -284,9 +296,11 @@ std::vector<Place> secret_places(std::string_view text)
             end_line(scan);
             break;
         default:
-            start_name(scan, scan.position + 1, false);
+            leave_name(scan, scan.position + 1, false);
         }
     }
+    scan.position = text.size();
+    leave_name(scan, text.size(), false);
     return std::move(scan.secrets);
 }
 
