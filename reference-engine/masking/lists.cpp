@@ -1,7 +1,6 @@
 #include "masking/lists.h"
 
 #include "masking/file.h"
-#include "text/characters.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
 #include "text/unicode.h"
@@ -34,7 +33,8 @@ constexpr std::array<BuiltInList, 4> built_in_lists{{{"cities", built_in_cities}
 
 Entries parse_list(std::string_view name, std::string_view text)
 {
-    text.remove_prefix(text_start(text));
+    constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+    if (text.starts_with(byte_order_mark)) text.remove_prefix(byte_order_mark.size());
     Entries entries;
     while (!text.empty()) {
         const std::size_t end = std::min(text.find('\n'), text.size());

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <memory>
+#include <new>
 #include <vector>
 
 namespace velk::engine {
@@ -14,23 +14,32 @@ namespace velk::engine {
 // Zeroes bytes that nobody reads any more; no compiler leaves it out.
 inline void wipe(void* bytes, std::size_t size) noexcept
 {
+#if defined(__GNUC__)
     if (size > 0) std::memset(bytes, 0, size);
     asm volatile("" : : "r"(bytes) : "memory");
+#else
+    for (volatile char* byte = static_cast<char*>(bytes); size > 0; --size) *byte++ = 0;
+#endif
 }
 
+struct Heap {
+    static void* allocate(std::size_t bytes) { return ::operator new(bytes); }
+    static void release(void* memory, std::size_t) noexcept { ::operator delete(memory); }
+};
+
 // Wipes whatever it frees: all that a vector held, also where it has grown out of it.
-template <typename T> struct WipingAllocator {
+template <typename T, typename Memory = Heap> struct WipingAllocator {
     using value_type = T;
 
     WipingAllocator() = default;
-    template <typename Other> WipingAllocator(const WipingAllocator<Other>&) noexcept {}
+    template <typename Other> WipingAllocator(const WipingAllocator<Other, Memory>&) noexcept {}
 
-    T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
+    T* allocate(std::size_t count) { return static_cast<T*>(Memory::allocate(count * sizeof(T))); }
 
     void deallocate(T* items, std::size_t count) noexcept
     {
         wipe(items, count * sizeof(T));
-        std::allocator<T>().deallocate(items, count);
+        Memory::release(items, count * sizeof(T));
     }
 
     friend bool operator==(const WipingAllocator&, const WipingAllocator&) { return true; }

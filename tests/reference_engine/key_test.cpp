@@ -92,9 +92,11 @@ TEST_F(Keys, start_with_no_byte_order_mark)
     const std::string bytes = std::string("\xEF\xBB\xBF") + test_key;
     write(bytes);
     expect_code(start_with(source()), key_with_byte_order_mark);
+#if !defined(_WIN32) // where the test's own narrow text would become other characters
     set_environment("VELK_TEST_KEY", bytes.c_str());
     expect_code(start_with("env:VELK_TEST_KEY"), key_with_byte_order_mark);
     EXPECT_TRUE(contains(texts_of(key_with_byte_order_mark).heading, u"\"env:VELK_TES***\""));
+#endif
 }
 
 TEST_F(Keys, are_more_than_one_byte_repeated)
