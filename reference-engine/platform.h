@@ -18,7 +18,8 @@ std::optional<std::string> environment_variable(const std::string& name);
 // else. The result is the number of its bytes.
 std::optional<std::size_t> environment_variable(const std::string& name, std::span<std::uint8_t> bytes);
 
-// A new file for writing, a former one is emptied; null if it cannot be opened.
+// A file for writing that its owner alone may read, where the system knows of owners; a former one is
+// emptied. Null if it cannot be opened, is another one's or a link.
 std::FILE* create_file(const std::string& path);
 
 // A file to read, without a buffer of its own. Only a regular one, or a link to one, is opened: a device may

@@ -26,9 +26,33 @@ std::optional<std::size_t> environment_variable(const std::string& name, std::sp
     return size;
 }
 
+namespace {
+
+// Whether what was opened is for its owner alone and can be emptied for him: a file of his own under no other
+// name, or a device. Another one's file, or a link to one, may have been put there by whoever wants to read
+// it.
+bool make_private(int file)
+{
+    struct stat status;
+    if (fstat(file, &status) != 0) return false;
+    if (S_ISCHR(status.st_mode)) return true;
+    if (!S_ISREG(status.st_mode) || status.st_uid != geteuid() || status.st_nlink != 1) return false;
+    const bool is_private = (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
+    return (is_private || fchmod(file, S_IRUSR | S_IWUSR) == 0) && ftruncate(file, 0) == 0;
+}
+
+} // namespace
+
+// It is looked at before it is emptied, and nothing is waited for.
 std::FILE* create_file(const std::string& path)
 {
-    return std::fopen(path.c_str(), "wb");
+    const int file =
+        open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (file < 0) return nullptr;
+    if (make_private(file) && fcntl(file, F_SETFL, 0) == 0)
+        if (std::FILE* stream = fdopen(file, "wb")) return stream;
+    close(file);
+    return nullptr;
 }
 
 // Without waiting: a pipe is no regular file, but opening one for reading waits for its writer.

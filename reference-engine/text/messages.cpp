@@ -34,7 +34,8 @@ constexpr Message table[] = {
      "Set the operand's text value; - writes the trace to standard error."},
     {trace_mask_unknown, "unknown word in the trace mask", "A mask is made of words or of a number.",
      "Words: all, data, entry, message. Number: decimal, or hexadecimal behind 0x."},
-    {trace_file_not_opened, "the trace file cannot be opened", "It could not be opened for writing.",
+    {trace_file_not_opened, "the trace file cannot be opened",
+     "It could not be opened for writing, or it is a link or a file of someone else.",
      "Check the path and its permissions; - writes the trace to standard error."},
     {trace_file_not_written, "the trace is not complete",
      "Not every event could be written to the trace file.",
@@ -232,7 +233,7 @@ constexpr Message table[] = {
     {field_damaged, "not a field record", "Its eye-catcher, version or length is not that of a DATA record.",
      "Build it with Field.toC."},
     {service_differs, "the service definition is not the provider's",
-     "It has another number of columns than the provider was started with.",
+     "The name, type, rule or limit of a column is another one, or there are more or fewer of them.",
      "Pass the definition that the provider was started with."},
 
     {value_ill_formed, "the value is not well-formed text", "It holds half of a surrogate pair.",
