@@ -124,7 +124,33 @@ void refuse_service_operand(const Operand& rule)
             function_unknown, rule.name, {}, "It speaks of the whole service: give it parameter id 0."};
 }
 
-void compile_column(Column& column, const std::vector<Operand>& operands, const HmacKey* key)
+[[noreturn]] void refuse_other_column(std::string_view name, const char* reason)
+{
+    throw Failure{argument_unusable, "by=" + shown(name), {}, reason};
+}
+
+// The place of the column that a rule names; nothing if it names none.
+std::optional<std::size_t> find_other_column(const Rule& rule, const Column& own,
+                                             const std::vector<Column>& columns)
+{
+    const std::string_view name = other_column(rule);
+    if (name.empty()) return std::nullopt;
+    if (name == own.name) refuse_other_column(name, "It is the column itself: leave by out.");
+    const auto has_name = [name](const Column& column) { return column.name == name; };
+    const auto found = std::find_if(columns.begin(), columns.end(), has_name);
+    if (found == columns.end()) {
+        std::vector<std::string_view> names;
+        for (const Column& column : columns)
+            if (&column != &own) names.push_back(column.name);
+        throw Failure{column_unknown, shown(name), {}, advice(name, "Columns", names)};
+    }
+    if (std::any_of(found + 1, columns.end(), has_name))
+        refuse_other_column(name, "Several columns have this name: give them names of their own.");
+    return static_cast<std::size_t>(found - columns.begin());
+}
+
+void compile_column(Provider& provider, Column& column, const std::vector<Operand>& operands,
+                    const HmacKey* key)
 {
     try {
         refuse_repetition(operands);
@@ -134,6 +160,8 @@ void compile_column(Column& column, const std::vector<Operand>& operands, const 
         read_attributes(operands, column.limits);
         const Rule said = read_rule(rule.name, rule.text, column.limits.type);
         require_fit(said, column.limits);
+        column.by = find_other_column(said, column, provider.columns);
+        provider.has_named_columns |= column.by.has_value();
         column.mask = make_mask(said, key);
     } catch (Failure& failure) {
         add_place(failure, column);
@@ -184,20 +212,6 @@ void require_service(const SVCA* service)
     require_count(service->firstField, service->fieldCount, field_count_differs);
 }
 
-void require_rules(const SVCA& service)
-{
-    const std::vector<Column> columns = read_columns(service);
-    const Operands operands = read_operands(service, columns);
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-        try {
-            rule_of(operands[i + 1]);
-        } catch (Failure& failure) {
-            add_place(failure, columns[i]);
-            throw;
-        }
-    }
-}
-
 Provider make_provider(const SVCA* service)
 {
     require_service(service);
@@ -207,9 +221,10 @@ Provider make_provider(const SVCA* service)
     read_service_operands(operands.front(), provider);
     const std::unique_ptr<const HmacKey> key = read_service_key(operands.front());
     for (std::size_t i = 0; i < provider.columns.size(); ++i) {
-        compile_column(provider.columns[i], operands[i + 1], key.get());
+        compile_column(provider, provider.columns[i], operands[i + 1], key.get());
         require_error_text_fits(provider, provider.columns[i]);
     }
+    provider.definition = keep_definition(*service);
     return provider;
 }
 

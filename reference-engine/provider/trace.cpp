@@ -3,6 +3,7 @@
 #include "engine/provider.h"
 
 #include "provider/trace_output.h"
+#include "text/boundary.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
 #include "text/key_source.h"
@@ -71,9 +72,11 @@ struct Scope {
     std::uint64_t handle = 0; // 0: free
     std::uint32_t function = 0;
     int thread = 0;
-    bool has_span = false;    // its begin was written
-    bool name_seen = false;   // the next value of an operand is the named one's
-    bool key_follows = false; // the last text looked like the word "key", so the next one is the key's source
+    std::thread::id owner{};
+    bool is_abandoned = false; // the trace has ended before it; its record is still lent
+    bool has_span = false;     // its begin was written
+    bool name_seen = false;    // the next value of an operand is the named one's
+    bool key_follows = false;  // the last text looked like the word "key", so the next is a source
 };
 
 struct Facility {
@@ -227,6 +230,8 @@ void open_scope(Facility& facility, TraceContext& context)
     scope.handle = ++facility.last_handle;
     scope.function = context.function;
     scope.thread = thread;
+    scope.owner = std::this_thread::get_id();
+    scope.is_abandoned = false;
     scope.has_span = false;
     scope.name_seen = false;
     scope.key_follows = false;
@@ -241,13 +246,27 @@ void close_scope(Facility& facility, Scope& scope)
     if (scope.has_span) end_span(facility, scope, {});
 }
 
+bool is_open(const Scope& scope)
+{
+    return scope.handle != 0 && !scope.is_abandoned;
+}
+
 // Null: none is open.
 Scope* youngest_scope(Facility& facility)
 {
     Scope* youngest = nullptr;
     for (const std::unique_ptr<Scope>& scope : facility.scopes)
-        if (scope->handle > (youngest == nullptr ? 0 : youngest->handle)) youngest = scope.get();
+        if (is_open(*scope) && (youngest == nullptr || scope->handle > youngest->handle))
+            youngest = scope.get();
     return youngest;
+}
+
+// Another thread may fill the record that it was lent for as long as it has not ended its scope.
+void abandon_scope(Facility& facility, Scope& scope)
+{
+    scope.is_abandoned = scope.owner != std::this_thread::get_id();
+    if (!scope.is_abandoned) scope.handle = 0;
+    if (scope.has_span) end_span(facility, scope, {});
 }
 
 template <typename Matches> Scope& find_scope(Facility& facility, Matches matches)
@@ -260,17 +279,10 @@ template <typename Matches> Scope& find_scope(Facility& facility, Matches matche
 // Results of the trace operations carry no text of their own: nobody waits for one.
 template <typename Work> std::int32_t traced(Work work) noexcept
 {
-    try {
+    return code_of(failure_of([&work] {
         const std::lock_guard lock(facility().mutex);
         work(facility());
-        return 0;
-    } catch (const Failure& failure) {
-        return failure.code;
-    } catch (const std::bad_alloc&) {
-        return out_of_memory;
-    } catch (...) {
-        return internal_error;
-    }
+    }));
 }
 
 } // namespace
@@ -293,7 +305,7 @@ bool trace_stop() noexcept
     // Spans nest, so the youngest ends first.
     while (Scope* scope = youngest_scope(trace)) {
         try {
-            close_scope(trace, *scope);
+            abandon_scope(trace, *scope);
         } catch (...) {
             trace.output.failed = true;
         }
@@ -308,7 +320,7 @@ using namespace engine;
 std::int32_t Provider_TraceRegister(std::uint32_t, TraceBlock* block, std::uint64_t)
 {
     if (block == nullptr) return trace_argument_missing;
-    block->state = trace_block_registered;
+    std::atomic_ref(block->state).store(trace_block_registered, std::memory_order_relaxed);
     return 0;
 }
 
@@ -331,7 +343,8 @@ std::int32_t Provider_TraceWrite(TraceRecord* record)
 {
     if (record == nullptr) return trace_argument_missing;
     return traced([record](Facility& trace) {
-        Scope& scope = find_scope(trace, [record](const Scope& open) { return &open.record == record; });
+        Scope& scope = find_scope(
+            trace, [record](const Scope& open) { return &open.record == record && !open.is_abandoned; });
         write_record(trace, scope, *record);
     });
 }
@@ -340,9 +353,10 @@ std::int32_t Provider_TraceEnd(TraceContext* context)
 {
     if (context == nullptr) return trace_argument_missing;
     return traced([context](Facility& trace) {
-        close_scope(trace, find_scope(trace, [context](const Scope& open) {
-                        return open.handle == context->handle;
-                    }));
+        Scope& scope =
+            find_scope(trace, [context](const Scope& open) { return open.handle == context->handle; });
+        close_scope(trace, scope);
+        if (scope.is_abandoned) throw Failure{trace_scope_unknown};
     });
 }
 

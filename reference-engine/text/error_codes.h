@@ -71,6 +71,7 @@ enum ErrorCode : std::int32_t {
     key_with_byte_order_mark = 7243,
     column_is_pattern = 7244,
     entry_outside_string = 7245,
+    column_unknown = 7250,
 
     // Rules and their arguments.
     function_unknown = 7301,

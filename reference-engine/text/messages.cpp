@@ -147,6 +147,8 @@ constexpr Message table[] = {
      "Open the masking string for a file or a table, or name the column."},
     {entry_outside_string, "an entry speaks of a place that the masking string does not have",
      "It was not filled by the parser from this string.", "Extract the pairs of the same text again."},
+    {column_unknown, "no such column", "A rule decides by a column that the service does not have.",
+     "Name one of the other columns."},
 
     {function_unknown, "unknown function", "No masking function has this name.",
      "Correct the function's name."},

@@ -6,7 +6,7 @@
 
 namespace {
 
-std::size_t left = std::numeric_limits<std::size_t>::max();
+thread_local std::size_t left = std::numeric_limits<std::size_t>::max();
 
 void* allocate(std::size_t size)
 {

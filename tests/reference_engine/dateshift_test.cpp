@@ -134,7 +134,7 @@ TEST_F(DateShifts, keep_the_time_of_a_timestamp)
 TEST_F(DateShifts, whatever_is_no_date_is_an_error)
 {
     expect_errors("dateshift", "days=30",
-                  {u"", u"2023-02-29", u"1900-02-29", u"0000-01-01", u"24-01-01", u"2024-1-1", u"2024-13-01",
+                  {u"2023-02-29", u"1900-02-29", u"0000-01-01", u"24-01-01", u"2024-1-1", u"2024-13-01",
                    u"2024-01-00", u"٢٠٢٤-٠١-٠١"},
                   value_not_of_type, date);
     expect_errors("dateshift", "days=30", {u"2024-01-01", u"2024-01-01 24:00:00", u"2024-01-01 10:00"},

@@ -226,7 +226,7 @@ TEST(MaskingStringRecords, start_a_provider)
         EXPECT_EQ(Provider_Init(&handle, parsed.id.c_str(), static_cast<std::int32_t>(parsed.id.size()),
                                 &parsed.service, 1),
                   0)
-            << text << (state().last_failure ? state().last_failure->subject : "");
+            << text << last_failure().subject.view();
         EXPECT_EQ(Provider_Term(handle), 0);
     }
     EXPECT_EQ(Provider_FrmwTerm(), 0);

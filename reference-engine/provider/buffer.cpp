@@ -1,0 +1,84 @@
+#include "provider/buffer.h"
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+namespace velk::engine {
+
+namespace {
+
+// Four units of text are looked at side by side, in the order of memory: the lowest bits hold the first.
+static_assert(std::endian::native == std::endian::little);
+using Group = std::uint64_t;
+constexpr std::size_t group_units = sizeof(Group) / sizeof(char16_t);
+constexpr Group ones = 0x0001'0001'0001'0001;
+
+Group read_group(const char* address, std::size_t units = group_units)
+{
+    Group group = 0;
+    std::memcpy(&group, address, units * sizeof(char16_t));
+    return group;
+}
+
+// The top bit of the first unit that is zero, and of none before it.
+constexpr Group zero_units(Group group)
+{
+    return (group - ones) & ~group & 0x8000 * ones;
+}
+
+constexpr bool has_surrogate(Group group)
+{
+    return zero_units((group & 0xF800 * ones) ^ 0xD800 * ones) != 0;
+}
+
+constexpr std::size_t first_zero_unit(Group zeros)
+{
+    return static_cast<std::size_t>(std::countr_zero(zeros)) / 16;
+}
+
+} // namespace
+
+std::size_t capacity(const DATA& field)
+{
+    return field.bufferSize > 0 && field.buffer != nullptr
+               ? static_cast<std::size_t>(field.bufferSize) / sizeof(char16_t)
+               : 0;
+}
+
+BufferText measure_text(const DATA& field)
+{
+    const std::size_t units = capacity(field);
+    const char* text = static_cast<const char*>(field.buffer);
+    BufferText found{0, false};
+    while (found.length < units) {
+        const std::size_t count = std::min(group_units, units - found.length);
+        const Group group = read_group(text + found.length * sizeof(char16_t), count);
+        found.has_surrogates |= has_surrogate(group);
+        if (const Group zeros = zero_units(group)) {
+            found.length += std::min(count, first_zero_unit(zeros));
+            break;
+        }
+        found.length += count;
+    }
+    return found;
+}
+
+void clear_buffer(DATA& field)
+{
+    if (field.bufferSize > 0 && field.buffer != nullptr)
+        std::memset(field.buffer, 0, static_cast<std::size_t>(field.bufferSize));
+}
+
+bool write_text(DATA& field, std::u16string_view text)
+{
+    if (text.empty()) return clear_buffer(field), true;
+    if (text.size() >= capacity(field)) return false;
+    const std::size_t bytes = text.size() * sizeof(char16_t);
+    std::memcpy(field.buffer, text.data(), bytes);
+    std::memset(static_cast<char*>(field.buffer) + bytes, 0,
+                static_cast<std::size_t>(field.bufferSize) - bytes);
+    return true;
+}
+
+} // namespace velk::engine
