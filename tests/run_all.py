@@ -105,6 +105,10 @@ def native_lane():
     yield from unit_tests("Windows", "windows", ["scripts/wine"], ".exe")
     yield build("asan")
     yield from unit_tests("Linux", "asan")
+    yield Layer("Linux", "build tsan", ["scripts/build", "tsan", "reference_engine_tests"], nothing)
+    yield Layer("Linux", "threads (tsan)",
+                ["build/tsan/bin/reference_engine_tests", "--gtest_filter=*Threads*:CallUnderWay.*:ThreadSanitizer.*"],
+                googletest)
 
 
 def fuzz_lane():

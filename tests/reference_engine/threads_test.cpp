@@ -419,5 +419,20 @@ TEST_F(TraceThreads, do_not_hold_up_the_end_of_the_framework)
     tracing.join();
 }
 
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+// A sanitizer that is silent would prove nothing.
+TEST(ThreadSanitizer, notices_a_planted_race)
+{
+    const auto race = [] {
+        int shared = 0;
+        on_threads(2, [&](std::size_t) { ++shared; });
+        std::exit(0);
+    };
+    EXPECT_EXIT(race(), testing::ExitedWithCode(66), "data race");
+}
+#endif
+#endif
+
 } // namespace
 } // namespace velk::test
