@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <string>
 #include <thread>
 #include <vector>
@@ -174,11 +175,18 @@ private:
     std::int32_t handle_ = 0;
 };
 
-template <typename Work> double seconds(Work work)
+struct Cost {
+    double seconds;
+    double processor_seconds; // of all threads
+};
+
+template <typename Work> Cost cost_of(Work work)
 {
+    const std::clock_t processor = std::clock();
     const auto start = std::chrono::steady_clock::now();
     work();
-    return Seconds(std::chrono::steady_clock::now() - start).count();
+    return {Seconds(std::chrono::steady_clock::now() - start).count(),
+            static_cast<double>(std::clock() - processor) / CLOCKS_PER_SEC};
 }
 
 double median(std::vector<double> values)
@@ -187,12 +195,18 @@ double median(std::vector<double> values)
     return values[rounds / 2];
 }
 
-// The same run takes turns, so that whatever else the machine does burdens both sides.
-template <typename First, typename Second> double median_ratio(First first, Second second)
+// Both take turns in the same run, so that whatever else the machine does burdens them alike.
+template <typename First, typename Second> Cost median_ratios(First first, Second second)
 {
-    std::vector<double> ratios;
-    for (std::size_t round = 0; round < rounds; ++round) ratios.push_back(seconds(first) / seconds(second));
-    return median(std::move(ratios));
+    std::vector<double> seconds;
+    std::vector<double> processor_seconds;
+    for (std::size_t round = 0; round < rounds; ++round) {
+        const Cost a = cost_of(first);
+        const Cost b = cost_of(second);
+        seconds.push_back(a.seconds / b.seconds);
+        processor_seconds.push_back(a.processor_seconds / b.processor_seconds);
+    }
+    return {median(std::move(seconds)), median(std::move(processor_seconds))};
 }
 
 void measure()
@@ -200,16 +214,20 @@ void measure()
     constexpr std::size_t calls = 100;
     Worker one(1000);
     Worker other(1000);
-    const double gain = 2 * median_ratio([&] { one.work(calls); },
-                                         [&] {
-                                             std::thread second([&] { other.work(calls); });
-                                             one.work(calls);
-                                             second.join();
-                                         });
-    std::printf("two threads      mask %.2f times as much as one\n", gain);
+    const Cost threads = median_ratios(
+        [&] {
+            std::thread second([&] { other.work(calls); });
+            one.work(calls);
+            second.join();
+        },
+        [&] { one.work(calls); });
+    std::printf(
+        "two threads             mask %.2f times as much as one, at %.2f times its processor time a value\n",
+        2 / threads.seconds, threads.processor_seconds / 2);
     Worker row(1);
-    const double cost = median_ratio([&] { row.work(1000 * calls / 10); }, [&] { one.work(calls / 10); });
-    std::printf("a call of one row      costs %.2f times what a row of a thousand does\n", cost);
+    const Cost calls_of_one = median_ratios([&] { row.work(100 * calls); }, [&] { one.work(calls / 10); });
+    std::printf("a call of one row       costs %.2f times what a row of a thousand does\n",
+                calls_of_one.processor_seconds);
 }
 
 } // namespace
