@@ -1,5 +1,6 @@
 #include "provider/buffer.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstring>
@@ -14,10 +15,10 @@ using Group = std::uint64_t;
 constexpr std::size_t group_units = sizeof(Group) / sizeof(char16_t);
 constexpr Group ones = 0x0001'0001'0001'0001;
 
-Group read_group(const char* address, std::size_t units = group_units)
+Group read_group(const char* text, std::size_t units = group_units)
 {
     Group group = 0;
-    std::memcpy(&group, address, units * sizeof(char16_t));
+    std::memcpy(&group, text, units * sizeof(char16_t));
     return group;
 }
 
@@ -51,17 +52,19 @@ BufferText measure_text(const DATA& field)
     const std::size_t units = capacity(field);
     const char* text = static_cast<const char*>(field.buffer);
     BufferText found{0, false};
-    while (found.length < units) {
-        const std::size_t count = std::min(group_units, units - found.length);
-        const Group group = read_group(text + found.length * sizeof(char16_t), count);
+    for (; units - found.length >= group_units; found.length += group_units) {
+        const Group group = read_group(text + found.length * sizeof(char16_t));
         found.has_surrogates |= has_surrogate(group);
         if (const Group zeros = zero_units(group)) {
-            found.length += std::min(count, first_zero_unit(zeros));
-            break;
+            found.length += first_zero_unit(zeros);
+            return found;
         }
-        found.length += count;
     }
-    return found;
+    const std::size_t rest = units - found.length;
+    if (rest == 0) return found;
+    const Group group = read_group(text + found.length * sizeof(char16_t), rest); // with zero units behind it
+    return {found.length + std::min(rest, first_zero_unit(zero_units(group))),
+            found.has_surrogates || has_surrogate(group)};
 }
 
 void clear_buffer(DATA& field)
