@@ -163,7 +163,7 @@ void read_cells(const Provider& provider, std::size_t index, Scratch& scratch)
 // become longer than a column that was declared shorter than its type.
 bool result_fits(const ColumnLimits& limits, std::u16string_view text)
 {
-    if (!is_number_type(limits.type) || text.empty()) return true;
+    if (text.empty() || !is_number_type(limits.type)) return true;
     return is_value_of(limits.type, text) && (limits.length == 0 || text.size() <= limits.length);
 }
 

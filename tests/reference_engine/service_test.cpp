@@ -64,7 +64,8 @@ TEST_F(ServiceCalls, a_value_in_error_is_cleared_and_the_run_goes_on)
     const Row cases[] = {{too_long, u"2024-02-29", value_too_long, ErrorCode{}},
                          {lone_surrogate, u"2024-02-29", value_ill_formed, ErrorCode{}},
                          {u"Anna", u"2024-02-30", ErrorCode{}, value_not_of_type},
-                         {too_long, u"yesterday", value_too_long, value_not_of_type}};
+                         {too_long, u"yesterday", value_too_long, value_not_of_type},
+                         {u"Anna", u"2024-2-9", ErrorCode{}, value_not_of_type}};
     for (const Row& one : cases) {
         Service service = two_columns();
         Rows rows(2);
