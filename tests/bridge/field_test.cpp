@@ -488,6 +488,26 @@ TEST_F(FieldTest, ABufferOfOneUnitTakesNoCharacter)
     EXPECT_EQ(buffer(), Bytes(3));
 }
 
+TEST_F(FieldTest, ABufferOfTwoBytesIsFilledByAPlainCopyWhereTheFlagIsClear)
+{
+    for (const jint id : {4, 5, 6}) {
+        for (const char16_t* text : {u"", u"a", u"abc"}) {
+            SCOPED_TRACE(id);
+            free();
+            set(id, 2, jvm.string(text));
+            log.clear();
+            EXPECT_EQ(to_c(), 0);
+            EXPECT_EQ(buffer(), Bytes(2));
+            EXPECT_EQ(without_trace(log),
+                      (CallLog{"GetLongField Field.pointer", "SetLongField Field.pointer",
+                               "GetIntField Field.id", "GetIntField Field.sourceSize",
+                               "GetObjectField Field.source", "IsInstanceOf source String",
+                               "GetStringLength source", "GetStringChars source", "ReleaseStringChars source",
+                               "DeleteLocalRef source", "GetIntField Field.errorCode"}));
+        }
+    }
+}
+
 // toC: buffers that can take no text at all.
 
 struct Refusal {

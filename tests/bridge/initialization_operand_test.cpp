@@ -720,6 +720,22 @@ TEST_F(InitializationOperandTest, AValueOfSizeZeroIsConvertedLikeAnyOther)
               joined({back_calls, {"Cnv_WideToUtf16 length 0 capacity 0"}, give_calls(0, "sValue")}));
 }
 
+TEST_F(InitializationOperandTest, AUtf8ValueOfSizeZeroIsConvertedLikeAnyOther)
+{
+    OPRA* made = bind_engine_record();
+    put_utf8_value(made, "text");
+    made->valueSize = 0;
+    for (const std::uint8_t flag : conversion_flags) {
+        wide_conversion = flag;
+        set_value(u"old");
+        log.clear();
+        EXPECT_EQ(jvm.run(to_java, self), 0);
+        EXPECT_EQ(value(), u"");
+        EXPECT_EQ(without_trace(log),
+                  joined({back_calls, {"Cnv_Utf8ToUtf16 length 0 capacity 0"}, give_calls(0, "sValue")}));
+    }
+}
+
 TEST_F(InitializationOperandTest, HalfAUnitAtTheEndOfAWideTextIsNotRead)
 {
     OPRA* made = bind_engine_record();
