@@ -48,11 +48,13 @@ const char16_t* request_text(std::uint32_t code)
 jint ThrowVELKException(JNIEnv* env, const char* text, std::int32_t code)
 {
     if (cache.VELKException.init == nullptr) return throw_cache_not_filled(env, text, code);
+    // A string that cannot be made goes on as null: Java then sees the code without a text, which tells more
+    // than an OutOfMemoryError.
     const jstring string = env->NewStringUTF(text);
-    if (string == nullptr) return 0;
     const auto exception = static_cast<jthrowable>(
         env->NewObject(cache.VELKException.clazz, cache.VELKException.init, string, static_cast<jint>(code)));
     env->DeleteLocalRef(string);
+    // Throw(null) ends the virtual machine.
     return exception == nullptr ? 0 : env->Throw(exception);
 }
 

@@ -17,9 +17,9 @@ namespace velk {
 inline constexpr std::size_t error_text_capacity = 3192; // units
 extern char16_t error_text[error_text_capacity];
 
-// Throws VELKException(message, code). message is zero-terminated modified UTF-8. Returns the result of
-// the JNI Throw, 0 when the exception is pending. Where the exception object cannot be made, the JVM's own
-// pending exception is left to surface and the result is 0.
+// Throws VELKException(message, code). message is zero-terminated UTF-8, handed to Java byte for byte. Returns
+// the result of the JNI Throw, 0 when the exception is pending. Where Java cannot make the message's string,
+// the exception has none; where it cannot make the exception, its own is left to surface and the result is 0.
 jint ThrowVELKException(JNIEnv* env, const char* message, std::int32_t code);
 
 // Composes the engine's three-part text of an error code in error_text. Returns error_text; null, with

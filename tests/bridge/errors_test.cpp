@@ -53,11 +53,26 @@ TEST_F(ThrowTest, GivesWhatThrowGave)
     EXPECT_EQ(jvm.take_exception(), std::nullopt);
 }
 
-TEST_F(ThrowTest, WithoutAStringTheJvmsOwnExceptionSurfaces)
+TEST_F(ThrowTest, WithoutAStringTheExceptionHasTheCodeAndNoMessage)
 {
+    jvm.may_run_pending = {"NewObject", "Throw"};
+    for (const char* pending : {"java/lang/OutOfMemoryError", static_cast<const char*>(nullptr)}) {
+        log.clear();
+        jvm.fail({.function = "NewStringUTF", .exception = pending});
+        EXPECT_EQ(jvm.run(ThrowVELKException, "x", -7), 0);
+        EXPECT_EQ(log, (CallLog{"NewStringUTF x", "NewObject VELKException", "DeleteLocalRef null",
+                                "Throw VELKException"}));
+        EXPECT_EQ(jvm.take_exception(), velk_exception(std::nullopt, -7));
+    }
+}
+
+TEST_F(ThrowTest, WithNeitherAStringNorAnExceptionObjectNothingIsThrown)
+{
+    jvm.may_run_pending = {"NewObject"};
     jvm.fail({.function = "NewStringUTF"});
+    jvm.fail({.function = "NewObject", .exception = nullptr});
     EXPECT_EQ(jvm.run(ThrowVELKException, "x", 1), 0);
-    EXPECT_EQ(log, CallLog{"NewStringUTF x"});
+    EXPECT_EQ(log, (CallLog{"NewStringUTF x", "NewObject VELKException", "DeleteLocalRef null"}));
     EXPECT_EQ(jvm.take_exception()->class_name, "java/lang/OutOfMemoryError");
 }
 

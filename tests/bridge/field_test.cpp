@@ -689,13 +689,19 @@ TEST_F(FieldTest, ToCReturnsWhatAFailedThrowReturned)
 
 TEST_F(FieldTest, WhereTheExceptionCannotBeMadeTheJvmsOwnSurfaces)
 {
-    for (const char* function : {"NewStringUTF", "NewObject"}) {
-        SCOPED_TRACE(function);
-        set(6, 0, jvm.string(u"abc"));
-        jvm.fail({.function = function});
-        EXPECT_EQ(to_c(), 0);
-        EXPECT_EQ(jvm.take_exception()->class_name, "java/lang/OutOfMemoryError");
-    }
+    set(6, 0, jvm.string(u"abc"));
+    jvm.fail({.function = "NewObject"});
+    EXPECT_EQ(to_c(), 0);
+    EXPECT_EQ(jvm.take_exception()->class_name, "java/lang/OutOfMemoryError");
+}
+
+TEST_F(FieldTest, WhereTheMessageCannotBeMadeTheExceptionHasNone)
+{
+    set(6, 0, jvm.string(u"abc"));
+    jvm.may_run_pending = {"NewObject", "Throw"};
+    jvm.fail({.function = "NewStringUTF"});
+    EXPECT_EQ(to_c(), 0);
+    EXPECT_EQ(jvm.take_exception(), velk_exception(std::nullopt, -1));
 }
 
 // toJava: the value.

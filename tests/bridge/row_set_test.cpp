@@ -323,13 +323,10 @@ TEST_F(RowSetTest, ToCReturnsWhatAFailedThrowReturned)
 
 TEST_F(RowSetTest, WhereTheExceptionCannotBeMadeTheJvmsOwnSurfaces)
 {
-    for (const char* function : {"NewStringUTF", "NewObject"}) {
-        SCOPED_TRACE(function);
-        jvm.set_object(row_set, "rows", nullptr);
-        jvm.fail({.function = function});
-        EXPECT_EQ(to_c(), 0);
-        EXPECT_EQ(jvm.take_exception()->class_name, "java/lang/OutOfMemoryError");
-    }
+    jvm.set_object(row_set, "rows", nullptr);
+    jvm.fail({.function = "NewObject"});
+    EXPECT_EQ(to_c(), 0);
+    EXPECT_EQ(jvm.take_exception()->class_name, "java/lang/OutOfMemoryError");
 }
 
 // toJava and free.

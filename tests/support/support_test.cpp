@@ -91,6 +91,17 @@ TEST_F(ScriptedJvm, FindsCallsWithAnExceptionPending)
               (Thrown{"java/lang/NoClassDefFoundError", "com/brel/sorn/velk/Field", 0}));
 }
 
+TEST_F(ScriptedJvm, LetsTheFunctionsThatAreNamedRunWithAnExceptionPending)
+{
+    const jclass error = env->FindClass("java/lang/OutOfMemoryError");
+    jvm.may_leave = {"class OutOfMemoryError", "class String"};
+    jvm.may_run_pending = {"ThrowNew"};
+    env->ThrowNew(error, "first");
+    env->ThrowNew(error, "second");
+    EXPECT_NONFATAL_FAILURE(env->FindClass("java/lang/String"), "FindClass with an exception pending");
+    EXPECT_EQ(jvm.take_exception(), (Thrown{"java/lang/OutOfMemoryError", "second", 0}));
+}
+
 TEST_F(ScriptedJvm, FindsAMethodCallWhoseExceptionNobodyLooksFor)
 {
     const jclass clazz = env->FindClass("java/util/ArrayList");
