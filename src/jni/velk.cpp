@@ -109,7 +109,14 @@ void parse_into(Call& call, const MaskingString& text, jobject target)
     const std::int32_t status = parse_parameters({text.utf8, static_cast<std::int32_t>(bytes), code_page_utf8,
                                                   dbms_type_none, record, service_id, service_id_capacity});
     release(text);
-    if (status == 0) return adopt(call, target, record, service_id);
+    if (status == 0) {
+        // Only here: a wrong string is told of whatever the target. The record is neither stored nor freed.
+        if (target == nullptr)
+            fail(call, "the service definition is null");
+        else
+            adopt(call, target, record, service_id);
+        return;
+    }
     // The record stays allocated: after a failed build the adapter may still hold it.
     const char* message = error_message();
     trace::return_code(call.scope, 351, status);
@@ -118,10 +125,6 @@ void parse_into(Call& call, const MaskingString& text, jobject target)
 
 void parse(Call& call, jstring masking_string, jobject target)
 {
-    if (target == nullptr) {
-        fail(call, "the service definition is null");
-        return;
-    }
     MaskingString text;
     if (read_masking_string(call, masking_string, text)) parse_into(call, text, target);
 }

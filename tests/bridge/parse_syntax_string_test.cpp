@@ -434,9 +434,10 @@ TEST_F(ParseSyntaxStringTest, AFailureReturns0WhateverThrowGave)
     fail_the_sizing(302);
     jvm.fail({.function = "Throw", .exception = nullptr, .result = -6});
     EXPECT_EQ(parse(), 0);
+    engine.Parser_ParseParameters = nullptr;
     jvm.fail({.function = "Throw", .exception = nullptr, .result = -6});
     EXPECT_EQ(parse(jvm.string(u"a=b"), nullptr), 0);
-    expect_kept({40});
+    expect_kept({40, 40, 0});
 }
 
 TEST_F(ParseSyntaxStringTest, WithoutAScopeForTheDriverItsStatusIsThrownWithTheFormerText)
@@ -467,23 +468,57 @@ TEST_F(ParseSyntaxStringTest, ANullStringIsTracedAsNullAndRefusedByTheDriver)
     expect_kept({40});
 }
 
-TEST_F(ParseSyntaxStringTest, ANullTargetThrowsBeforeAnythingIsParsed)
+TEST_F(ParseSyntaxStringTest, ANullTargetOfAGoodStringThrowsOnceTheDriverHasSucceeded)
 {
     engine.trace.mask = trace_all;
+    engine.trace_of[trace::parameter_parse] = {.mask = 0};
     const char* const message = "VELK.parseVELKSyntaxString: the service definition is null";
     EXPECT_EQ(parse(jvm.string(u"a=b"), nullptr), 0);
     EXPECT_EQ(jvm.take_exception(), velk_exception(message, -1));
-    EXPECT_EQ(without_trace(log), throw_calls(message));
-    EXPECT_EQ(engine.records, (std::vector{entry_record(0xC0802, 305, {pointer_item("env", jvm.env())}),
-                                           return_code_record(0xC0802, 382, -1), exit_record(0xC0802, 382)}));
-    EXPECT_EQ(heap.made(), 0U);
+    EXPECT_EQ(without_trace(log), joined({read_calls, drive_calls, throw_calls(message)}));
+    EXPECT_EQ(engine.records,
+              (std::vector{entry_record(0xC0802, 305, {pointer_item("env", jvm.env())}),
+                           data_record(0xC0802, 327, {narrow_item("velkMaskingString", "a=b")}),
+                           return_code_record(0xC0802, 382, -1), exit_record(0xC0802, 382)}));
+    expect_kept({40, 128}); // the new record is neither stored nor freed
 }
 
-TEST_F(ParseSyntaxStringTest, WithNeitherStringNorTargetItIsTheTargetThatIsMissing)
+TEST_F(ParseSyntaxStringTest, AWrongStringThrowsTheParsersMessageWhateverTheTarget)
+{
+    engine.message = {0, u"heading", u"detail", u"trailing"};
+    fail_the_sizing(302);
+    EXPECT_EQ(parse(jvm.string(u"a=b"), nullptr), 0);
+    EXPECT_EQ(jvm.take_exception(), velk_exception("heading:\ndetail\ntrailing", 302));
+    EXPECT_EQ(without_trace(log), joined({read_calls,
+                                          {"Parser_Init", "Parser_ParseParameters sizing"},
+                                          fallback_calls(302),
+                                          message_calls(24, "heading:\ndetail\ntrailing")}));
+    EXPECT_EQ(engine.records,
+              (std::vector{return_code_record(0xC0820, 2292, 302), return_code_record(0xC0820, 2427, 302),
+                           return_code_record(0xC0802, 351, 302)}));
+    expect_kept({40});
+}
+
+TEST_F(ParseSyntaxStringTest, WithNeitherStringNorTargetTheDriverRefusesTheString)
 {
     parse(nullptr, nullptr);
+    EXPECT_EQ(jvm.take_exception(), velk_exception(default_error_utf8, -1));
+    EXPECT_EQ(engine.records,
+              (std::vector{return_code_record(0xC0820, 2250, -1), return_code_record(0xC0820, 2427, -1),
+                           return_code_record(0xC0802, 351, -1)}));
+    expect_kept({40});
+}
+
+TEST_F(ParseSyntaxStringTest, ANullTargetOfAFlaggedRunThrowsToo)
+{
+    extract_by([](PRMA* request) {
+        request->failed = 1;
+        return 0;
+    });
+    EXPECT_EQ(parse(jvm.string(u"a=b"), nullptr), 0);
     EXPECT_EQ(jvm.take_exception(),
               velk_exception("VELK.parseVELKSyntaxString: the service definition is null", -1));
+    expect_kept({40, 128});
 }
 
 TEST_F(ParseSyntaxStringTest, WithoutMemoryForTheTextItThrows)
