@@ -61,6 +61,15 @@ TEST_F(TraceFrameTest, AFailingBeginGivesItsStatus)
     EXPECT_EQ(open(), -77);
 }
 
+TEST_F(TraceFrameTest, TheContextAloneIsClearedAndTheRoomBehindItIsNot)
+{
+    static_assert(sizeof(trace::Scope) == 40 + 64);
+    std::memset(static_cast<void*>(&scope), 0x77, sizeof scope);
+    open(); // the engine finds the context cleared
+    for (const std::uint8_t byte : scope.room) EXPECT_EQ(byte, 0x77);
+    trace::close(scope, 1);
+}
+
 TEST_F(TraceFrameTest, WithTheMaskClearAScopeCostsTheBeginAndTheEnd)
 {
     open();
@@ -652,6 +661,13 @@ TEST_P(EachTracedNative, ReturnsTheStatusAndDoesNothingWhereTheScopeDoesNotOpen)
     EXPECT_EQ(jvm.take_exception(), std::nullopt);
 }
 
+TEST_P(EachTracedNative, LeavesTheFacilitySixtyFourBytesBehindItsContext)
+{
+    engine.trace = {.mask = trace_all, .behind_context = 64};
+    EXPECT_EQ(GetParam().run(*this), 0);
+    EXPECT_EQ(shapes(), GetParam().records);
+}
+
 TEST_P(EachTracedNative, WritesNoRecordWhereNoneIsLent)
 {
     engine.trace = {.mask = trace_all, .lends_record = false};
@@ -684,6 +700,17 @@ TEST_F(NativesTest, EachOperationHasAFunctionIdAndABlockOfItsOwn)
     compose_parse_error_text(5);
     // The engine fails the test for a block that serves two functions, or a function with two blocks.
     EXPECT_EQ(functions.size(), 20U);
+}
+
+TEST_F(NativesTest, TheOperationsOfAFailedParseLeaveTheFacilityRoomBehindItsContextToo)
+{
+    engine.trace = {.mask = trace_all, .behind_context = 64};
+    engine.Parser_ParseParameters = [](PRMA*) { return 302; };
+    jvm.run(Java_com_brel_sorn_velk_VELK_parseVELKSyntaxString, velk, jvm.string(u"a=b"), nullptr);
+    EXPECT_EQ(jvm.take_exception(), velk_exception("heading:\ndetail\ntrailing", 302));
+    std::set<std::uint32_t> functions;
+    for (const TracedRecord& record : engine.records) functions.insert(record.function);
+    EXPECT_EQ(functions, (std::set<std::uint32_t>{0xC0802, 0xC081D, 0xC081E, 0xC0820}));
 }
 
 TEST_F(NativesTest, FreeNativesAndInit0AndThrowUseNoTrace)

@@ -912,7 +912,8 @@ void end_characters(JvmState& jvm)
 
 void PrintTo(const Thrown& thrown, std::ostream* out)
 {
-    *out << thrown.class_name << "(" << ::testing::PrintToString(thrown.message) << ", " << thrown.code << ")";
+    *out << thrown.class_name << "(" << ::testing::PrintToString(thrown.message) << ", " << thrown.code
+         << ")";
 }
 
 Thrown velk_exception(std::optional<std::string> message, jint code)

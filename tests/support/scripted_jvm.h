@@ -35,7 +35,7 @@ namespace velk::test {
 struct Thrown {
     std::string class_name;
     std::optional<std::string> message; // the bytes that the native gave; nothing: null
-    jint code = 0;       // of a VELKException
+    jint code = 0;                      // of a VELKException
     bool operator==(const Thrown&) const = default;
 };
 void PrintTo(const Thrown& thrown, std::ostream* out);

@@ -270,6 +270,21 @@ TEST_F(ScriptedEngine, FindsAContextThatIsNotZeroed)
     Provider_TraceEnd(&context);
 }
 
+TEST_F(ScriptedEngine, FindsAWriteToWhatItKeepsBehindTheContext)
+{
+    struct {
+        TraceContext context;
+        char behind[8];
+    } larger{};
+    larger.context.function = 5;
+    engine.trace.behind_context = sizeof larger.behind;
+    Provider_TraceRegister(5, &block, 0);
+    Provider_TraceBegin(&larger.context, &block);
+    EXPECT_EQ(std::string(larger.behind, 8), "ZZZZZZZZ");
+    larger.behind[7] = 0;
+    EXPECT_NONFATAL_FAILURE(Provider_TraceEnd(&larger.context), "behind the trace context was written");
+}
+
 TEST_F(ScriptedEngine, FindsABlockThatWasNotRegistered)
 {
     context.function = 5;
