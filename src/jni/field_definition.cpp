@@ -91,13 +91,8 @@ void give_name(Call& call, const FLDA* record)
     if (record->nameSize <= 0 || block == nullptr) return;
     if (block->utf8Name == nullptr && block->wideName == nullptr) return;
     const bool utf8 = record->nameEncoding == utf8_name;
-    const auto size = static_cast<std::size_t>(record->nameSize);
-    const text::Source source = utf8 ? text::Source{nullptr, block->utf8Name, size}
-                                     : text::Source{block->wideName, nullptr, size / sizeof(char16_t)};
-    if (source.utf8 == nullptr && source.wide == nullptr) {
-        fail(call, "the record says that its name is %s text, but has none", utf8 ? "UTF-8" : "16-bit");
-        return;
-    }
+    const text::Source source = utf8 ? text::utf8_source(block->utf8Name, record->nameSize)
+                                     : text::wide_source(block->wideName, record->nameSize);
     text::Buffer buffer;
     // A wide name always takes its area from the heap.
     if (!text::read(call, source, buffer, utf8 ? text::Memory::stack_or_heap : text::Memory::heap)) return;

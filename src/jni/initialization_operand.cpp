@@ -113,17 +113,14 @@ bool give_text(Call& call, const text::Source& source, std::uint32_t line, const
     return text::hand_over(call, buffer, field);
 }
 
-// A negative size or a missing text reads as empty text.
 text::Source wide_source(const TextBlock* block, std::int32_t size)
 {
-    if (block == nullptr || block->pParmName == nullptr || size < 0) return {};
-    return {block->pParmName, nullptr, static_cast<std::size_t>(size) / sizeof(char16_t)};
+    return text::wide_source(block == nullptr ? nullptr : block->pParmName, size);
 }
 
 text::Source utf8_source(const TextBlock* block, std::int32_t size)
 {
-    if (block == nullptr || block->utf8Text == nullptr || size < 0) return {};
-    return {nullptr, block->utf8Text, static_cast<std::size_t>(size)};
+    return text::utf8_source(block == nullptr ? nullptr : block->utf8Text, size);
 }
 
 bool give_name(Call& call, const OPRA* record)

@@ -25,6 +25,18 @@ void to_wide(char16_t* text, const jchar* chars, jsize length)
     }
 }
 
+Source wide_source(const char16_t* text, std::int32_t bytes)
+{
+    if (text == nullptr || bytes < 0) return {};
+    return {.wide = text, .units = static_cast<std::size_t>(bytes) / sizeof(char16_t)};
+}
+
+Source utf8_source(const char* text, std::int32_t bytes)
+{
+    if (text == nullptr || bytes < 0) return {};
+    return {.utf8 = text, .units = static_cast<std::size_t>(bytes)};
+}
+
 static void release(Buffer& buffer)
 {
     if (buffer.units != buffer.stack) std::free(buffer.units);
@@ -40,14 +52,16 @@ bool acquire(Call& call, Buffer& buffer, std::size_t units, Memory memory)
     return true;
 }
 
-// The engine's conversion tells the length; it is taken at its word only within the buffer.
+// The engine's conversion tells the length; it is taken at its word within the buffer, its terminator
+// included.
 static bool accept(Call& call, Buffer& buffer, std::int64_t length, std::int64_t capacity)
 {
+    const std::int64_t area = capacity + 1;
     buffer.length = static_cast<std::size_t>(length);
-    if (length >= 0 && length <= capacity) return true;
+    if (length >= 0 && length <= area) return true;
     release(buffer);
-    return fail(call, "the engine's conversion reported %lld units for a buffer of %lld",
-                static_cast<long long>(length), static_cast<long long>(capacity));
+    return fail(call, "the engine's conversion reported %lld units for an area of %lld",
+                static_cast<long long>(length), static_cast<long long>(area));
 }
 
 bool read(Call& call, const Source& source, Buffer& buffer, Memory memory)

@@ -21,12 +21,16 @@ std::int32_t wide_size(jsize length);
 // Writes Java characters into a zeroed text of length units and a terminator, by the wide-conversion flag.
 void to_wide(char16_t* text, const jchar* chars, jsize length);
 
-// A record's text. Both pointers null: empty, whatever the units.
+// A record's text, which is one of the two. Both pointers null: empty.
 struct Source {
-    const char16_t* wide;
-    const char* utf8;
-    std::size_t units; // 16-bit units of wide, or bytes of utf8
+    const char16_t* wide = nullptr;
+    const char* utf8 = nullptr;
+    std::size_t units = 0; // 16-bit units of wide, or bytes of utf8
 };
+
+// The text of a record that gives its size in bytes. A missing text or a negative size reads as empty.
+Source wide_source(const char16_t* text, std::int32_t bytes);
+Source utf8_source(const char* text, std::int32_t bytes);
 
 // A temporary text: on the stack up to 512 bytes, else from malloc.
 struct Buffer {

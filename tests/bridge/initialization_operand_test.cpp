@@ -895,6 +895,21 @@ TEST_F(InitializationOperandTest, AStringThatCannotBeMadeStopsToJava)
     EXPECT_TRUE(engine.records.empty());
 }
 
+TEST_F(InitializationOperandTest, ALengthOfTheWholeAreaIsTaken)
+{
+    OPRA* made = bind_engine_record();
+    put_utf8_name(made, "name");
+    put_utf8_value(made, std::string(300, 'm'));
+    engine.Cnv_Utf8ToUtf16 = [](char16_t* to, std::int64_t capacity, auto, auto, std::int64_t* length) {
+        for (std::int64_t i = 0; i <= capacity; ++i) to[i] = u'x';
+        *length = capacity + 1;
+        return 0;
+    };
+    EXPECT_EQ(jvm.run(to_java, self), 0);
+    EXPECT_EQ(name(), u"xxxxx");
+    EXPECT_EQ(value(), std::u16string(301, u'x'));
+}
+
 TEST_F(InitializationOperandTest, ALengthThatDoesNotFitTheAreaThrows)
 {
     OPRA* made = bind_engine_record();
@@ -908,7 +923,7 @@ TEST_F(InitializationOperandTest, ALengthThatDoesNotFitTheAreaThrows)
         };
         EXPECT_EQ(jvm.run(to_java, self), 0);
         expect_throw_at_the_end(1243, "InitializationOperand.toJava: the engine's conversion reported " +
-                                          std::to_string(reported) + " units for a buffer of 300");
+                                          std::to_string(reported) + " units for an area of 301");
         EXPECT_EQ(name(), u"old");
         EXPECT_EQ(heap.sizes(), held);
     }
