@@ -25,15 +25,6 @@ static_assert(sizeof(MessageRequest::text1) + sizeof(MessageRequest::text2) + si
                   3 * sizeof(char16_t) <=
               sizeof error_text);
 
-// Without a class cache there is no VELKException to make: say what is missing instead of ending the JVM.
-jint throw_cache_not_filled(JNIEnv* env, const char* text, std::int32_t code)
-{
-    char reason[256];
-    std::snprintf(reason, sizeof reason, "VELK.init0 has not run: %s (%d)", text, static_cast<int>(code));
-    const jclass clazz = env->FindClass("java/lang/IllegalStateException");
-    return clazz == nullptr ? 0 : env->ThrowNew(clazz, reason);
-}
-
 const char16_t* request_text(std::uint32_t code)
 {
     MessageRequest message;
@@ -44,6 +35,16 @@ const char16_t* request_text(std::uint32_t code)
 }
 
 } // namespace
+
+// A class that every Java has, instead of a null class and constructor, which would end the JVM.
+jint throw_cache_not_filled(JNIEnv* env, const char* what, std::int32_t code)
+{
+    char reason[256];
+    std::snprintf(reason, sizeof reason, "VELK.init0 has %s: %s (%d)", cache.failed ? "failed" : "not run",
+                  what, static_cast<int>(code));
+    const jclass clazz = env->FindClass("java/lang/IllegalStateException");
+    return clazz == nullptr ? 0 : env->ThrowNew(clazz, reason);
+}
 
 jint ThrowVELKException(JNIEnv* env, const char* text, std::int32_t code)
 {

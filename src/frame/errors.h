@@ -17,10 +17,15 @@ namespace velk {
 inline constexpr std::size_t error_text_capacity = 3192; // units
 extern char16_t error_text[error_text_capacity];
 
-// Throws VELKException(message, code). message is zero-terminated UTF-8, handed to Java byte for byte. Returns
-// the result of the JNI Throw, 0 when the exception is pending. Where Java cannot make the message's string,
-// the exception has none; where it cannot make the exception, its own is left to surface and the result is 0.
+// Throws VELKException(message, code). message is zero-terminated UTF-8, handed to Java byte for byte.
+// Returns the result of the JNI Throw, 0 when the exception is pending. Where Java cannot make the message's
+// string, the exception has none; where it cannot make the exception, its own is left to surface and the
+// result is 0.
 jint ThrowVELKException(JNIEnv* env, const char* message, std::int32_t code);
+
+// What is thrown where the class cache is not filled, for lack of a VELKException: IllegalStateException
+// ("VELK.init0 has not run: <what> (<code>)"), or "has failed" where it did. Returns as above.
+jint throw_cache_not_filled(JNIEnv* env, const char* what, std::int32_t code);
 
 // Composes the engine's three-part text of an error code in error_text. Returns error_text; null, with
 // error_text unchanged, where the engine has no text; or, widened to a pointer, the trace facility's

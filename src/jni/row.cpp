@@ -23,7 +23,8 @@ void refresh(Call& call)
         trace::data(call.scope, 1656,
                     {trace::pointer("jPointer", record), trace::integer("jFieldCount", fields.count)});
     }
-    // 16 bits of the count, though every field is chained: the record has no room for more.
+    // 16 bits of the count, though every field is chained: the record has no room for more. Where linking
+    // stops the count stays Java's, so that an engine refuses the record for a chain that is shorter.
     record->fieldCount = static_cast<std::uint16_t>(fields.count);
     chain::link_array(call, fields);
     call.env->DeleteLocalRef(fields.container);
@@ -33,6 +34,7 @@ void copy_back(Call& call)
 {
     const auto* record = static_cast<ROWD*>(record::address(call.env, call.self, cache.Row.pointer));
     if (trace::wants_data(call.scope)) trace::data(call.scope, 1702, {trace::pointer("jPointer", record)});
+    // A Java boolean is 0 or 1, an engine's byte anything.
     if (record != nullptr) call.env->SetBooleanField(call.self, cache.Row.hasError, record->hasError != 0);
 }
 

@@ -21,7 +21,8 @@ void refresh(Call& call)
         trace::data(call.scope, 1545,
                     {trace::pointer("jPointer", record), trace::integer("jRowCount", rows.count)});
     }
-    record->rowCount = rows.count;
+    record->rowCount =
+        rows.count; // Java's even where linking stops: an engine refuses a chain that is shorter
     chain::link_array(call, rows);
     call.env->DeleteLocalRef(rows.container);
 }

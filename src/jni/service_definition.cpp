@@ -23,7 +23,8 @@ bool refresh_operands(Call& call, SVCA* record, jint& count)
             call.scope, 804,
             {trace::pointer("jPointer", record), trace::integer("jInitializationOperandsSize", count)});
     }
-    // 16 bits of the count, though every operand is chained: the record has no room for more.
+    // 16 bits of the count, though every operand is chained: the record has no room for more. Where linking
+    // stops the count stays Java's, so that an engine refuses the record for a chain that is shorter.
     record->operandCount = static_cast<std::uint16_t>(count);
     return chain::link_list(call, operands);
 }
@@ -118,6 +119,7 @@ void copy_back(Call& call)
 {
     auto* record = static_cast<SVCA*>(record::address(call.env, call.self, cache.ServiceDefinition.pointer));
     if (record == nullptr) return;
+    // A Java boolean is 0 or 1, an engine's byte anything.
     call.env->SetBooleanField(call.self, cache.ServiceDefinition.copyToDestination,
                               record->copyToDestination != 0);
 

@@ -145,7 +145,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_VELK_initializeFramework0(JNIEnv*
     static trace::Block block;
     trace::Scope scope;
     if (definition != nullptr && cache.FrameworkDefinition.pointer == nullptr)
-        return ThrowVELKException(env, "VELK.initializeFramework0", -1);
+        return throw_cache_not_filled(env, "VELK.initializeFramework0", -1);
 
     void* record =
         definition == nullptr ? nullptr : record::address(env, definition, cache.FrameworkDefinition.pointer);

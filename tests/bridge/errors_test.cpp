@@ -93,6 +93,32 @@ TEST_F(ThrowTest, BeforeInit0AnIllegalStateExceptionSaysWhatIsMissing)
                                             "VELK.init0 has not run: Provider_Term failed (-4)", 0}));
 }
 
+TEST_F(ThrowTest, AfterAFailedInit0AnIllegalStateExceptionSaysThatItFailed)
+{
+    const jobject velk = jvm.object(velk_class);
+    jvm.may_leave = {"class IllegalStateException"};
+    jvm.fail({.function = "GetFieldID"});
+    jvm.run(Java_com_brel_sorn_velk_VELK_init0, velk);
+    jvm.take_exception();
+    jvm.accept_globals();
+    EXPECT_EQ(jvm.run(ThrowVELKException, "Provider_Term failed", -4), 0);
+    EXPECT_EQ(jvm.take_exception(), (Thrown{"java/lang/IllegalStateException",
+                                            "VELK.init0 has failed: Provider_Term failed (-4)", 0}));
+    jvm.run(Java_com_brel_sorn_velk_VELK_init0, velk); // succeeds
+    jvm.accept_globals();
+    jvm.run(ThrowVELKException, "Provider_Term failed", -4);
+    EXPECT_EQ(jvm.take_exception(), velk_exception("Provider_Term failed", -4));
+}
+
+TEST_F(ThrowTest, WhereTheIllegalStateExceptionCannotBeMadeTheJvmsOwnSurfaces)
+{
+    unload();
+    jvm.fail({.function = "FindClass"});
+    EXPECT_EQ(jvm.run(ThrowVELKException, "x", 1), 0);
+    EXPECT_EQ(log, CallLog{"FindClass java/lang/IllegalStateException"});
+    EXPECT_EQ(jvm.take_exception()->class_name, "java/lang/OutOfMemoryError");
+}
+
 class ErrorTextTest : public BridgeTest {
 protected:
     std::u16string composed()
