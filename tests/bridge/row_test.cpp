@@ -266,8 +266,10 @@ TEST_F(RowTest, NothingStaleHangsFromAChainThatCouldNotBeCompleted)
             set_fields(3);
             to_c();
             obstacle.put(jvm, row, fields, i);
+            record()->fieldCount = 99;
             to_c();
             EXPECT_TRUE(jvm.take_exception().has_value());
+            EXPECT_EQ(record()->fieldCount, 3); // Java's, so that an engine refuses the shorter chain
             EXPECT_EQ(record()->firstField, i == 0 ? nullptr : &records[0]);
             for (int linked = 0; linked < i; ++linked) {
                 const auto index = static_cast<std::size_t>(linked);
