@@ -27,14 +27,18 @@ jint ThrowVELKException(JNIEnv* env, const char* message, std::int32_t code);
 // ("VELK.init0 has not run: <what> (<code>)"), or "has failed" where it did. Returns as above.
 jint throw_cache_not_filled(JNIEnv* env, const char* what, std::int32_t code);
 
+// How a native fails: reports the code at its trace line, then throws it. Returns as ThrowVELKException.
+jint report_and_throw(JNIEnv* env, const trace::Scope& scope, std::uint32_t line, const char* message,
+                      std::int32_t code);
+
 // Composes the engine's three-part text of an error code in error_text. Returns error_text; null, with
 // error_text unchanged, where the engine has no text; or, widened to a pointer, the trace facility's
 // status where no scope could be opened: so a caller takes the result for text only if it is error_text.
 const char16_t* GetErrorText(std::uint32_t code);
 
 // A request for the three texts of an error, with the buffers that take them. Each has one unit more than
-// the engine is told, so that a text that fills its capacity still ends. Not to be moved: the parts point
-// at each other.
+// the engine is told, so that a text that fills its capacity still ends. Not to be moved: its records point
+// at its other members.
 struct MessageRequest {
     EMSG request;
     MessageBuffers buffers;

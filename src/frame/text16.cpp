@@ -32,6 +32,13 @@ std::size_t length(const char16_t* text, std::size_t limit)
     return i;
 }
 
+std::size_t copy_text(char16_t* destination, const char16_t* source, std::size_t limit)
+{
+    const std::size_t units = length(source, limit);
+    std::memcpy(destination, source, units * sizeof(char16_t));
+    return units;
+}
+
 void copy(char16_t* destination, const char16_t* source, std::size_t count)
 {
     // Unit by unit: nothing behind the first zero unit may be read, for there may be no memory behind it.

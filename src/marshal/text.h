@@ -51,7 +51,11 @@ bool read(Call& call, const Source& source, Buffer& buffer, Memory memory = Memo
 // with a Java exception pending.
 bool hand_over(Call& call, Buffer& buffer, jfieldID field);
 
-// Makes a Java string and stores it in the object's field. False with a Java exception pending.
-bool set_string(Call& call, jfieldID field, const char16_t* units, std::size_t length);
+// Makes a Java string and stores it in the object's field. Returns the local reference, or null with a Java
+// exception pending.
+jstring store_string(JNIEnv* env, jobject object, jfieldID field, const char16_t* units, std::size_t length);
+
+// The same, the reference deleted. False with a Java exception pending.
+bool set_string(JNIEnv* env, jobject object, jfieldID field, const char16_t* units, std::size_t length);
 
 } // namespace velk::text

@@ -413,7 +413,7 @@ TEST_F(EngineFailureTest, WithoutAnyTextSinceLoadTheMessageIsEmpty)
 TEST_F(EngineFailureTest, WithoutATraceScopeForTheTextTheFormerOneIsThrown)
 {
     set_error_text(u"former");
-    engine.trace_of[trace::error_text] = {.begin_status = 3};
+    engine.trace_of[trace::GetErrorText] = {.begin_status = 3};
     throw_failure(7);
     EXPECT_EQ(jvm.take_exception(), velk_exception("former", 7));
 }

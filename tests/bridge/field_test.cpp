@@ -1110,7 +1110,7 @@ TEST_F(FieldTest, WhereTheTextsScopeDoesNotOpenItsStatusIsNotTakenForText)
         jvm.set_object(field, "errorMessage", before);
         send(6, 10, u"abc");
         record()->errorCode = 7501;
-        refuse_scope(trace::error_text, status);
+        refuse_scope(trace::GetErrorText, status);
         EXPECT_EQ(to_java(), 0);
         EXPECT_EQ(message(), before);
         EXPECT_EQ(std::count(log.begin(), log.end(), "Provider_GetErrorMessage 7501"), 0);

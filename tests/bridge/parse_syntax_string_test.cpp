@@ -131,7 +131,7 @@ TEST_F(ParseSyntaxStringTest, IsTracedAsTheFacilityWantsIt)
     for (const TraceSetting& setting : trace_settings()) {
         SCOPED_TRACE(setting.name);
         engine.trace = setting.answers;
-        engine.trace_of[trace::parameter_parse] = {.mask = 0}; // the driver's has tests of its own
+        engine.trace_of[trace::parse_parameters] = {.mask = 0}; // the driver's has tests of its own
         engine.records.clear();
         log.clear();
         EXPECT_EQ(parse(u"a=\u00E9"), 0);
@@ -162,7 +162,7 @@ TEST_F(ParseSyntaxStringTest, TheTextIsTracedBeforeItsCharactersAreReleasedAndTh
 
 TEST_F(ParseSyntaxStringTest, AnEmptyStringNeedsNoMemoryAndIsHandedOverWithLength0)
 {
-    engine.trace_of[trace::parameter_parse] = {.mask = trace_mask_entry};
+    engine.trace_of[trace::parse_parameters] = {.mask = trace_mask_entry};
     EXPECT_EQ(parse(u""), 0);
     EXPECT_EQ(jvm.take_exception(), velk_exception(default_error_utf8, -1));
     EXPECT_EQ(calls("Cnv_Utf16ToUtf8 length 0 capacity 0"), 1);
@@ -364,7 +364,7 @@ TEST_F(ParseSyntaxStringTest, AFailureThrowsTheErrorTextAndTheResultAndLeavesThe
 {
     engine.trace.mask = trace_mask_entry;
     for (const trace::Function function :
-         {trace::parameter_parse, trace::parse_error_text, trace::error_text})
+         {trace::parse_parameters, trace::compose_parse_error_text, trace::GetErrorText})
         engine.trace_of[function] = {};
     engine.message = {0, u"heading", u"d\u00E9tail", u"trailing"};
     auto* former = foreign_record<SVCA>(0x22);
@@ -443,7 +443,7 @@ TEST_F(ParseSyntaxStringTest, AFailureReturns0WhateverThrowGave)
 TEST_F(ParseSyntaxStringTest, WithoutAScopeForTheDriverItsStatusIsThrownWithTheFormerText)
 {
     set_error_text(u"former text");
-    refuse_scope(trace::parameter_parse, 55);
+    refuse_scope(trace::parse_parameters, 55);
     EXPECT_EQ(parse(), 0);
     EXPECT_EQ(jvm.take_exception(), velk_exception("former text", 55));
     EXPECT_EQ(engine.records, std::vector{return_code_record(0xC0802, 351, 55)});
@@ -471,7 +471,7 @@ TEST_F(ParseSyntaxStringTest, ANullStringIsTracedAsNullAndRefusedByTheDriver)
 TEST_F(ParseSyntaxStringTest, ANullTargetOfAGoodStringThrowsOnceTheDriverHasSucceeded)
 {
     engine.trace.mask = trace_all;
-    engine.trace_of[trace::parameter_parse] = {.mask = 0};
+    engine.trace_of[trace::parse_parameters] = {.mask = 0};
     const char* const message = "VELK.parseVELKSyntaxString: the service definition is null";
     EXPECT_EQ(parse(jvm.string(u"a=b"), nullptr), 0);
     EXPECT_EQ(jvm.take_exception(), velk_exception(message, -1));

@@ -20,7 +20,7 @@ protected:
     template <class Work> auto run(Work work)
     {
         return jvm.run([&](JNIEnv* env) {
-            Call call{env, self, "Class.native", 9, 0, {}};
+            Call call{.env = env, .self = self, .native = "Class.native", .exit_line = 9};
             call.scope.context = {};
             return work(call);
         });

@@ -130,11 +130,12 @@ class Sources(unittest.TestCase):
             with self.subTest(member):
                 self.assertEqual(loose_members(f"struct R {{\n    {member} // what for\n    char eyeCatcher[4];\n}};\n"), [member])
 
-    def test_the_bridge_speaks_to_a_compiler_in_its_own_words_in_one_header_alone(self):
-        header = ROOT / "include" / "engine" / "linkage.h"
+    def test_the_bridge_speaks_to_a_compiler_in_its_own_words_in_two_headers_alone(self):
+        headers = {"include/engine/linkage.h": ["__attribute__"], "src/frame/printf_like.h": ["__GNUC__", "__attribute__"]}
         for path in [*sources("src"), *sources("include")]:
-            with self.subTest(str(path.relative_to(ROOT))):
-                self.assertEqual(words_of_one_compiler(path.read_text()), ["__attribute__"] if path == header else [])
+            name = path.relative_to(ROOT).as_posix()
+            with self.subTest(name):
+                self.assertEqual(words_of_one_compiler(path.read_text()), headers.get(name, []))
 
     def test_a_word_of_one_compiler_is_noticed(self):
         for word in ["__builtin_expect", "#pragma pack(1)", "# pragma GCC poison x", "#if defined(__GNUC__)", "[[gnu::noinline]]"]:
