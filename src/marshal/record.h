@@ -25,8 +25,10 @@ inline void* allocate(std::size_t bytes)
 // A record with nothing but its header, or null. Release it with free.
 template <class Record> Record* make(const char (&eye_catcher)[5])
 {
-    auto* record = static_cast<Record*>(allocate(sizeof(Record)));
-    if (record != nullptr) set_header(*record, eye_catcher);
+    auto* record = static_cast<Record*>(std::malloc(sizeof(Record)));
+    if (record == nullptr) return nullptr;
+    *record = {}; // not memset: a compiler makes one calloc of malloc and that, which takes longer
+    set_header(*record, eye_catcher);
     return record;
 }
 
