@@ -66,14 +66,14 @@ bool has_room(Call& call, const DATA& record, jint id, jsize length)
                 static_cast<int>(record.bufferSize), static_cast<int>(id));
 }
 
-// The text up to its first zero unit.
+// Copies the text up to its first zero unit. Returns the bytes that it takes.
 std::size_t copy_wide(DATA& record, const char16_t* source, jsize length)
 {
     const std::size_t limit = std::min(static_cast<std::size_t>(length), wide_capacity(record));
     return sizeof(char16_t) * text16::copy_text(static_cast<char16_t*>(record.buffer), source, limit);
 }
 
-// By the engine, into a cleared buffer: of what it writes it is not taken at its word.
+// By the engine, into a cleared buffer: what it does not write stays zero, whatever it reports.
 std::size_t convert(DATA& record, jint id, const char16_t* source, jsize length)
 {
     clear(record, 0);
@@ -87,7 +87,8 @@ std::size_t convert(DATA& record, jint id, const char16_t* source, jsize length)
     return static_cast<std::size_t>(record.bufferSize);
 }
 
-// Puts the text into the buffer in the encoding of the data type, if it has one.
+// Puts the text into the buffer in the encoding of the data type, if it has one. Returns the bytes that must
+// stay.
 std::size_t put_text(DATA& record, jint id, const char16_t* source, jsize length)
 {
     if (is_utf8(id)) return convert(record, id, source, length);
@@ -106,7 +107,7 @@ bool put_string(Call& call, DATA& record, jint id, jstring string, std::size_t& 
     return true;
 }
 
-// Puts a String into the buffer and tells how many of its bytes that took; any other object takes none.
+// Puts a String into the buffer: put is how many of its bytes must stay. Of any other object nothing is put.
 bool put_source(Call& call, DATA& record, jint id, std::size_t& put)
 {
     const jobject source = call.env->GetObjectField(call.self, cache.Field.source);
@@ -118,7 +119,7 @@ bool put_source(Call& call, DATA& record, jint id, std::size_t& put)
     return done;
 }
 
-// Whatever becomes of the value, behind it nothing of an earlier one stays in the buffer.
+// Whatever becomes of the value, nothing of an earlier one stays in the buffer.
 bool put_value(Call& call, DATA& record, jint id)
 {
     std::size_t put = 0;
@@ -194,7 +195,7 @@ void give_error(Call& call, std::int32_t code)
         const auto units = static_cast<std::int64_t>(length);
         Cnv_WideToUtf16(error_text, units, error_text, units, &output_length);
     }
-    // The reference is left to the JVM, which drops it when the native returns.
+    // The reference goes when the native returns. The contract has it so.
     text::store_string(call.env, call.self, cache.Field.errorMessage, error_text, length);
 }
 

@@ -91,7 +91,8 @@ void give_name(Call& call, const FLDA* record)
     text::Buffer buffer;
     // A wide name always takes its area from the heap.
     if (!text::read(call, source, buffer, utf8 ? text::Memory::stack_or_heap : text::Memory::heap)) return;
-    trace_definition(call, 1446, record, trace::wide("jColumnNameChars", buffer.units));
+    trace_definition(call, 1446, record,
+                     trace::wide("jColumnNameChars", buffer.units, text::shown_units(buffer)));
     text::hand_over(call, buffer, cache.FieldDefinition.columnName);
 }
 

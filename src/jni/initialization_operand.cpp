@@ -28,6 +28,7 @@ char16_t*& first_slot(TextBlock* block)
     return *reinterpret_cast<char16_t**>(block);
 }
 
+// Room for the text and its terminator, hung into a new block. Without memory there is neither text nor size.
 bool allocate_block(Call& call, const Target& target, jsize length)
 {
     *target.block = nullptr;
@@ -120,7 +121,7 @@ bool give_text(Call& call, const text::Source& source, std::uint32_t line, const
 {
     text::Buffer buffer;
     if (!text::read(call, source, buffer)) return false;
-    trace::data(call.scope, line, trace::wide(label, buffer.units));
+    trace::data(call.scope, line, trace::wide(label, buffer.units, text::shown_units(buffer)));
     return text::hand_over(call, buffer, field);
 }
 

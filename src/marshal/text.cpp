@@ -51,6 +51,7 @@ bool acquire(Call& call, Buffer& buffer, std::size_t units, Memory memory)
     if (buffer.units == nullptr)
         return fail(call, "out of memory for a text of %llu bytes", static_cast<unsigned long long>(bytes));
     std::memset(buffer.units, 0, bytes);
+    buffer.capacity = units;
     return true;
 }
 
@@ -80,6 +81,11 @@ bool read(Call& call, const Source& source, Buffer& buffer, Memory memory)
         length = static_cast<std::int64_t>(text16::length(buffer.units));
     }
     return accept(call, buffer, length, capacity);
+}
+
+std::size_t shown_units(const Buffer& buffer)
+{
+    return text16::length(buffer.units, buffer.capacity + 1);
 }
 
 bool hand_over(Call& call, Buffer& buffer, jfieldID field)

@@ -35,7 +35,8 @@ Source utf8_source(const char* text, std::int32_t bytes);
 // A temporary text: on the stack up to 512 bytes, else from malloc.
 struct Buffer {
     char16_t* units;
-    std::size_t length; // units of the text
+    std::size_t capacity; // units, without the terminator
+    std::size_t length;   // units of the text
     char16_t stack[256];
 };
 
@@ -46,6 +47,10 @@ bool acquire(Call& call, Buffer& buffer, std::size_t units, Memory memory = Memo
 
 // Acquires the buffer and converts the text into it. False after throwing: nothing is held then.
 bool read(Call& call, const Source& source, Buffer& buffer, Memory memory = Memory::stack_or_heap);
+
+// The units before the buffer's first zero unit, as a trace shows them. A conversion that fills the buffer
+// leaves it no terminator.
+std::size_t shown_units(const Buffer& buffer);
 
 // Makes a Java string of the buffer's text, stores it in the object's field and lets go of the buffer. False
 // with a Java exception pending.

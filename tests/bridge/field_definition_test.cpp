@@ -631,6 +631,7 @@ TEST_F(FieldDefinitionTest, AStringThatCannotBeMadeStopsToJavaAndKeepsNothing)
 
 TEST_F(FieldDefinitionTest, ALengthOfTheWholeAreaIsTaken)
 {
+    engine.trace.mask = trace_mask_data;
     for (const std::size_t size : {4U, 300U}) {
         bind_utf8_name(std::string(size, 'm'));
         engine.Cnv_Utf8ToUtf16 = [=](char16_t* to, auto, auto, auto, std::int64_t* length) {
@@ -640,6 +641,8 @@ TEST_F(FieldDefinitionTest, ALengthOfTheWholeAreaIsTaken)
         };
         EXPECT_EQ(jvm.run(to_java, self), 0);
         EXPECT_EQ(name(), std::u16string(size + 1, u'x'));
+        EXPECT_EQ(engine.records.back().items.at(5),
+                  wide_item("jColumnNameChars", std::u16string(size + 1, u'x')));
         jvm.run(free_record, self);
     }
 }

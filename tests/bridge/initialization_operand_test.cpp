@@ -897,6 +897,7 @@ TEST_F(InitializationOperandTest, AStringThatCannotBeMadeStopsToJava)
 
 TEST_F(InitializationOperandTest, ALengthOfTheWholeAreaIsTaken)
 {
+    engine.trace.mask = trace_mask_data;
     OPRA* made = bind_engine_record();
     put_utf8_name(made, "name");
     put_utf8_value(made, std::string(300, 'm'));
@@ -908,6 +909,8 @@ TEST_F(InitializationOperandTest, ALengthOfTheWholeAreaIsTaken)
     EXPECT_EQ(jvm.run(to_java, self), 0);
     EXPECT_EQ(name(), u"xxxxx");
     EXPECT_EQ(value(), std::u16string(301, u'x'));
+    EXPECT_EQ(engine.records.at(1).items.at(0), wide_item("jParameterNameCh", u"xxxxx"));
+    EXPECT_EQ(engine.records.at(2).items.at(0), wide_item("jSValueChars", std::u16string(301, u'x')));
 }
 
 TEST_F(InitializationOperandTest, ALengthThatDoesNotFitTheAreaThrows)
