@@ -706,8 +706,14 @@ TEST_F(NativesTest, EachOperationHasAFunctionIdAndABlockOfItsOwn)
 TEST_F(NativesTest, TheOperationsOfAFailedParseLeaveTheFacilityRoomBehindItsContextToo)
 {
     engine.trace = {.mask = trace_all, .behind_context = 64};
-    engine.Parser_ParseParameters = [](PRMA*) { return 302; };
+    void* kept[2] = {}; // that nobody frees
+    engine.Adapter_BuildServiceDefinition = [&](PGDA* request) {
+        kept[0] = request->parameters->entries;
+        kept[1] = request->pSvcDef;
+        return 302;
+    };
     jvm.run(Java_com_brel_sorn_velk_VELK_parseVELKSyntaxString, velk, jvm.string(u"a=b"), nullptr);
+    for (void* block : kept) std::free(block);
     EXPECT_EQ(jvm.take_exception(), velk_exception("heading:\ndetail\ntrailing", 302));
     std::set<std::uint32_t> functions;
     for (const TracedRecord& record : engine.records) functions.insert(record.function);
