@@ -49,8 +49,7 @@ using Block = TraceBlock;
 // One per call, on its stack.
 struct Scope {
     TraceContext context;
-    // A facility whose context is larger writes here. Never cleared: every call of every native would pay for
-    // it.
+    // A facility whose context is larger writes here. Never cleared: every call would pay for it.
     std::uint8_t room[64];
 
     Scope() {} // open clears the context
