@@ -7,8 +7,11 @@ import java.util.concurrent.locks.ReentrantLock;
 
 /** The native library of this process. Its natives are meant for one calling thread at a time. */
 final class Bridge {
-  /** Held over every native call, and over all the calls of a batch together. */
-  static final ReentrantLock LOCK = new ReentrantLock();
+  /**
+   * Held over every native call, and over all the calls of a piece of a batch together. Fair, so
+   * that a large batch does not take it again before those who wait.
+   */
+  static final ReentrantLock LOCK = new ReentrantLock(true);
 
   static final VELK VELK = new VELK();
   static final NativeProvider PROVIDER = new NativeProvider();

@@ -3,7 +3,9 @@ package com.brel.sorn.velk.masking;
 import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.internal.FrameworkDefinition;
 import java.util.ArrayList;
+import java.util.HashMap;
 import java.util.List;
+import java.util.Map;
 import java.util.Objects;
 
 /**
@@ -15,6 +17,9 @@ public final class Engine implements AutoCloseable {
   private final FrameworkDefinition definition;
   private final List<MaskingService> services = new ArrayList<>();
   private final List<ParsedService> parsed = new ArrayList<>();
+
+  /** In code points, of the rules that were asked for. */
+  private final Map<Rule, Integer> longestResults = new HashMap<>();
 
   private Engine(EngineLibrary library, FrameworkDefinition definition) {
     this.library = library;
@@ -44,7 +49,7 @@ public final class Engine implements AutoCloseable {
    * @throws VELKException if the engine does not start
    */
   public static Engine open(Trace trace) {
-    return open(Definitions.framework(Objects.requireNonNull(trace)));
+    return open(Definitions.framework(Objects.requireNonNull(trace, "trace")));
   }
 
   private static Engine open(FrameworkDefinition definition) {
@@ -132,13 +137,13 @@ public final class Engine implements AutoCloseable {
    * @param maskingString the masking string, such as {@code service=people key=env:MASK_KEY
    *     name=classes}
    * @return the service that it describes, to be opened or closed
-   * @throws IllegalArgumentException if the string contains U+0000 or half a surrogate pair; it
-   *     then never reaches the engine
+   * @throws IllegalArgumentException if the string is empty, or contains U+0000 or half a surrogate
+   *     pair; it then never reaches the engine
    * @throws IllegalStateException if the engine is closed
    * @throws VELKException if the engine refuses the string, with the place and the reason
    */
   public ParsedService parse(String maskingString) {
-    Text.requireFitString(maskingString);
+    Text.requireFitString(Objects.requireNonNull(maskingString, "maskingString"));
     Bridge.LOCK.lock();
     try {
       requireOpen();
@@ -147,6 +152,30 @@ public final class Engine implements AutoCloseable {
       return service;
     } finally {
       Bridge.LOCK.unlock();
+    }
+  }
+
+  /**
+   * Asks for the longest result of a column's rule, by a masking string: of a column without a
+   * limit the engine then tells it. It is asked once for each rule, because the bridge keeps a
+   * string's array of pairs for good.
+   *
+   * @param key the place of the key, null for none
+   * @return the longest result in code points where it may exceed its value, else 0
+   * @throws VELKException if the engine refuses the rule
+   */
+  int longestResult(ColumnRule column, String key) {
+    requireOpen();
+    Integer known = longestResults.get(column.rule());
+    if (known != null) {
+      return known;
+    }
+    ColumnRule text = new ColumnRule(column.name(), Type.text(), column.rule(), false);
+    String question = MaskingString.of("longest", key, OnError.UNSAID, false, List.of(text));
+    try (ParsedService answer = ParsedService.parse(this, question)) {
+      int longest = answer.longestResult();
+      longestResults.put(column.rule(), longest);
+      return longest;
     }
   }
 

@@ -126,7 +126,7 @@ class LifecycleTest {
       ServiceBuilder keyless = engine.service("s").column("c", Type.text(), Rule.classes());
       assertEquals(KEY_MISSING, assertThrows(VELKException.class, keyless::open).code());
       ServiceBuilder unknown =
-          engine.service("s").key(KEY).column("mail", Type.text(), Rule.function("emial", "", 0));
+          engine.service("s").key(KEY).column("mail", Type.text(), Rule.function("emial", ""));
       VELKException refusal = assertThrows(VELKException.class, unknown::open);
       assertEquals(FUNCTION_UNKNOWN, refusal.code());
       assertTrue(refusal.getMessage().contains("emial"), refusal.getMessage());

@@ -54,31 +54,33 @@ class TypeTest {
     "5000, 84"
   })
   void theBufferOfALimitedColumnDoesNotDependOnTheInput(int units, int bytes) {
-    Column column = new Column("c", Type.varchar(20), Rule.classes(), false);
-    assertEquals(bytes, column.bufferSize(units));
+    Column column = Columns.of("c", Type.varchar(20), Rule.classes());
+    assertEquals(bytes, column.bufferSize().forUnits(units));
   }
 
   @ParameterizedTest
   @CsvSource({"0, 130", "64, 130", "65, 132", "5000, 10002"})
   void theBufferOfATextColumnHoldsTheInputAndTheLongestResult(int units, int bytes) {
-    Column column = new Column("c", Type.text(), Rule.hash(), false);
+    Column column = Columns.of("c", Type.text(), Rule.hash());
     assertEquals(32, column.limit());
-    assertEquals(bytes, column.bufferSize(units));
+    assertEquals(bytes, column.bufferSize().forUnits(units));
   }
 
   @Test
   void theBufferOfATextColumnHoldsTheTextThatReplacesAnError() {
-    Column column = new Column("c", Type.text(), Rule.keep(), false);
-    assertEquals(2, column.bufferSize(0));
-    assertEquals(2 * (2 * 5 + 1), column.withFallback(OnError.fixed("a😀b😀c")).bufferSize(0));
+    Column column = Columns.of("c", Type.text(), Rule.keep());
+    assertEquals(2, column.bufferSize().forUnits(0));
+    Column replaced = Column.of(column.rule(), 0, OnError.fixed("a😀b😀c"));
+    assertEquals(2 * (2 * 5 + 1), replaced.bufferSize().forUnits(0));
+    assertEquals(5, replaced.limit());
   }
 
   @Test
   void anInputTooLongForAnyBufferIsRefusedBeforeItIsSent() {
-    Column column = new Column("c", Type.text(), Rule.keep(), false);
+    Column column = Columns.of("c", Type.text(), Rule.keep());
     int longest = Integer.MAX_VALUE / 2 - 1;
     column.requireRoom(0, longest);
-    assertEquals(Integer.MAX_VALUE - 1, column.bufferSize(longest));
+    assertEquals(Integer.MAX_VALUE - 1, column.bufferSize().forUnits(longest));
     String refusal =
         assertThrows(IllegalArgumentException.class, () -> column.requireRoom(6, longest + 1))
             .getMessage();
@@ -98,18 +100,18 @@ class TypeTest {
 
   @Test
   void anInputTooLongForALimitedColumnIsLeftToTheEngineToRefuse() {
-    new Column("c", Type.varchar(9), Rule.keep(), false).requireRoom(0, Integer.MAX_VALUE);
+    Columns.of("c", Type.varchar(9), Rule.keep()).requireRoom(0, Integer.MAX_VALUE);
   }
 
   @Test
   void aResultTooLongForAnyBufferIsRefusedWithItsColumn() {
     int longest = 500_000_000;
-    Column column = new Column("c", Type.text(), Rule.function("keep", "", longest), false);
-    assertEquals(2 * (2 * longest + 1), column.bufferSize(0));
-    Rule tooLong = Rule.function("keep", "", longest + 1);
+    ColumnRule rule = new ColumnRule("c", Type.text(), Rule.keep(), false);
+    Column column = Column.of(rule, longest, OnError.UNSAID);
+    assertEquals(2 * (2 * longest + 1), column.bufferSize().forUnits(0));
     String refusal =
         assertThrows(
-                IllegalArgumentException.class, () -> new Column("c", Type.text(), tooLong, false))
+                IllegalArgumentException.class, () -> Column.of(rule, longest + 1, OnError.UNSAID))
             .getMessage();
     assertTrue(refusal.startsWith("column \"c\": no buffer holds"), refusal);
   }
