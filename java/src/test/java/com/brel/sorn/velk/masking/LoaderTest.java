@@ -6,6 +6,7 @@ import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
 import java.io.File;
 import java.io.IOException;
@@ -15,12 +16,15 @@ import java.net.URISyntaxException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.nio.file.attribute.FileTime;
-import java.time.Duration;
-import java.time.Instant;
+import java.util.ArrayList;
 import java.util.List;
+import java.util.concurrent.ExecutorService;
+import java.util.concurrent.Executors;
+import java.util.concurrent.Future;
 import java.util.jar.JarEntry;
 import java.util.jar.JarOutputStream;
+import java.util.regex.Matcher;
+import java.util.regex.Pattern;
 import java.util.stream.Collectors;
 import java.util.stream.Stream;
 import org.junit.jupiter.api.Test;
@@ -73,6 +77,67 @@ class LoaderTest {
     String first = System.mapLibraryName(NativeLibraries.NAMES.get(0));
     assertSays(child, "attempt 0: the native libraries could not be loaded:\n");
     assertTrue(child.output().matches("(?s).*" + first + ": .*native access.*"), child.output());
+    assertSays(child, "; allow it by starting Java with --enable-native-access=ALL-UNNAMED\n");
+    assertSays(child, "cause: java.lang.IllegalCallerException\n");
+  }
+
+  @Test
+  void aFolderThatForbidsExecutingIsNamedWithTheRemedy() throws Exception {
+    Path forbidden = Files.createDirectory(folder.resolve("no exec"));
+    String advice =
+        "; the file system of %s forbids executing (noexec): name another temporary folder with"
+            + " -Djava.io.tmpdir, or a folder that holds the libraries with -Dvelk.library.dir\n";
+    ChildJvm child =
+        probeOnMountWithoutExecution(
+            forbidden, jarWithNatives(), "-Djava.library.path=", "-Djava.io.tmpdir=" + forbidden);
+    String copy = forbidden.resolve("velk-") + "[0-9]+-[0-9]+";
+    String pattern = Pattern.quote(advice).replace("%s", "\\E" + copy + "\\Q");
+    assertTrue(Pattern.compile(pattern).matcher(child.output()).find(), child.output());
+    assertSays(child, "cause: java.lang.UnsatisfiedLinkError\n");
+    assertSays(child, "temporary files: []\n");
+  }
+
+  @Test
+  void librariesOnAMountThatForbidsExecutingAreToBePutElsewhere() throws Exception {
+    Path forbidden = Files.createDirectory(folder.resolve("no exec"));
+    ChildJvm child =
+        probeOnMountWithoutExecution(
+            forbidden, bareJar(), "-Dvelk.library.dir=" + forbidden.resolve("lib"));
+    assertSays(
+        child,
+        "; the file system of "
+            + forbidden.resolve("lib")
+            + " forbids executing (noexec): put the libraries somewhere else\n");
+  }
+
+  /** The mount is seen by the probe alone and has a copy of the libraries in its folder lib. */
+  private static ChildJvm probeOnMountWithoutExecution(Path place, Path jar, String... options)
+      throws Exception {
+    String mount = "mount -t tmpfs -o noexec tmpfs \"$0\"";
+    List<String> alone = List.of("unshare", "--map-root-user", "--mount", "sh", "-c");
+    assumeTrue(mayMount(alone, mount, place), "mounting is not allowed here");
+    String script = mount + " && cp -r \"$1\" \"$0/lib\" && shift && exec \"$@\"";
+    return ChildJvm.run(
+        builder -> {
+          List<String> command = new ArrayList<>(alone);
+          command.addAll(List.of(script, place.toString(), NATIVES.toString()));
+          command.addAll(builder.command());
+          builder.command(command);
+        },
+        List.of(options),
+        jar + File.pathSeparator + codeOf(LoaderProbe.class),
+        LoaderProbe.class.getName(),
+        "1");
+  }
+
+  private static boolean mayMount(List<String> alone, String mount, Path place) throws Exception {
+    List<String> command = new ArrayList<>(alone);
+    command.addAll(List.of(mount, place.toString()));
+    try {
+      return new ProcessBuilder(command).start().waitFor() == 0;
+    } catch (IOException e) {
+      return false;
+    }
   }
 
   @Test
@@ -91,56 +156,128 @@ class LoaderTest {
   }
 
   @Test
-  void theCopyInTheJarIsUnpackedPrivatelyAndRemoved() throws Exception {
+  void thePackagesFolderGoesBeforeTheJarAndBehindTheLibraryPath() throws Exception {
+    Path packaged = copyOfNatives("packaged");
+    String option = "-Dvelk.library.packaged=" + packaged;
     Path temporary = Files.createDirectory(folder.resolve("temporary"));
-    String jar = jarWithNatives().toString();
-    List<Path> left = unpackAndMask(jar, temporary);
+    ChildJvm child =
+        probe(
+            jarWithNatives(),
+            option,
+            "-Djava.library.path=" + temporary,
+            "-Djava.io.tmpdir=" + temporary);
+    assertLoaded(child, "PACKAGE", packaged);
+    assertEquals(List.of(), filesOf(temporary));
+    Path jar = jarWithNatives();
+    assertLoaded(probe(jar, option, "-Djava.library.path=" + NATIVES), "LIBRARY_PATH", NATIVES);
+    assertLoaded(probe(jar, option, "-Dvelk.library.dir=" + NATIVES), "PROPERTY", NATIVES);
+  }
+
+  @Test
+  void aPackageThatLacksALibraryIsPassedOver() throws Exception {
+    Path packaged = copyOfNatives("packaged");
+    Files.delete(packaged.resolve(System.mapLibraryName("VELKJNI")));
+    ChildJvm child =
+        probe(
+            jarWithNatives(),
+            "-Dvelk.library.packaged=" + packaged,
+            "-Djava.library.path=",
+            "-Djava.io.tmpdir=" + folder);
+    assertSays(child, "source: JAR\n");
+    assertSays(child, "masked: ok\n");
+  }
+
+  @Test
+  void aLineOfTheLogSaysOnceWhichEngineWasLoaded() throws Exception {
+    Path config = folder.resolve("logging.properties");
+    Files.writeString(
+        config,
+        """
+        handlers=java.util.logging.ConsoleHandler
+        java.util.logging.ConsoleHandler.level=FINE
+        com.brel.sorn.velk.level=FINE
+        """);
+    String library = "-Dvelk.library.dir=" + NATIVES;
+    ChildJvm child = probeTwice(bareJar(), library, "-Djava.util.logging.config.file=" + config);
+    String line = "FINE: loaded " + engineOf(child) + " from " + NATIVES + "\n";
+    assertEquals(2, child.output().split(Pattern.quote(line), -1).length, child.output());
+    assertFalse(probe(bareJar(), library).output().contains("loaded "));
+  }
+
+  private static String engineOf(ChildJvm child) {
+    Matcher said = Pattern.compile("identification: (VELK .*)").matcher(child.output());
+    assertTrue(said.find(), child.output());
+    return said.group(1);
+  }
+
+  @Test
+  void theCopyInTheJarIsRemovedOnceItIsLoaded() throws Exception {
+    assertCopiesGo(false);
+  }
+
+  @Test
+  void aKilledProcessLeavesNoCopyForGood() throws Exception {
+    assertCopiesGo(true);
+  }
+
+  /** Windows keeps what is loaded: there the next process removes it. */
+  private void assertCopiesGo(boolean killed) throws Exception {
+    Path temporary = Files.createDirectory(folder.resolve("temporary"));
+    List<Path> left = unpackAndMask(temporary, killed);
     if (!NativeLibraries.onWindows()) {
       assertEquals(List.of(), left);
       return;
     }
-    // There the next process removes it.
     assertEquals(1, left.size());
-    List<Path> leftNext = unpackAndMask(jar, temporary);
+    List<Path> leftNext = unpackAndMask(temporary, killed);
     assertEquals(1, leftNext.size());
     assertNotEquals(left, leftNext);
   }
 
   /** What a process that loads the copy in the jar leaves in its temporary folder. */
-  private List<Path> unpackAndMask(String jar, Path temporary) throws Exception {
+  private List<Path> unpackAndMask(Path temporary, boolean killed) throws Exception {
     ChildJvm child =
         probe(
-            Path.of(jar),
+            jarWithNatives(),
             "-Djava.io.tmpdir=" + temporary,
-            "-Djava.library.path=" + folder.resolve("missing"));
+            "-Djava.library.path=" + folder.resolve("missing"),
+            "-Dvelk.probe.killed=" + killed);
     assertSays(child, "source: JAR");
-    String permissions =
-        NativeLibraries.onWindows() ? "those of the folder around it" : "rwx------";
-    assertSays(child, "permissions: " + permissions + "\n");
     assertSays(child, "directory: " + temporary.resolve("velk-"));
+    boolean stays = NativeLibraries.onWindows();
+    assertEquals(stays, !child.output().contains("while it is open: []\n"), child.output());
     assertSays(child, "masked: ok");
-    try (Stream<Path> left = Files.list(temporary)) {
-      return left.toList();
+    return filesOf(temporary);
+  }
+
+  private static List<Path> filesOf(Path directory) throws IOException {
+    try (Stream<Path> files = Files.list(directory)) {
+      return files.toList();
     }
   }
 
   @Test
-  void aCopyIsLeftBehindWhenTheProcessThatMadeItHasEnded() throws Exception {
-    assertFalse(isLeftBehind("velk-" + ProcessHandle.current().pid() + "-1", Instant.now()));
-    // A process of the past had the same number.
-    Instant past = Instant.now().minus(Duration.ofDays(1));
-    assertTrue(isLeftBehind("velk-" + ProcessHandle.current().pid() + "-2", past));
-    assertTrue(isLeftBehind("velk-" + Integer.MAX_VALUE + "-3", Instant.now()));
-    for (String other :
-        List.of("velk-4", "velk-x-4", "velk-4-x", "velk-" + "9".repeat(30) + "-4")) {
-      assertFalse(isLeftBehind(other, past), other);
+  void processesThatStartAtOnceDoNotTakeEachOthersCopies() throws Exception {
+    Path temporary = Files.createDirectory(folder.resolve("temporary"));
+    Path jar = jarWithNatives();
+    ExecutorService threads = Executors.newFixedThreadPool(3);
+    try {
+      List<Future<ChildJvm>> children = new ArrayList<>();
+      for (int i = 0; i < 6; i++) {
+        children.add(
+            threads.submit(
+                () ->
+                    probe(jar, "-Djava.io.tmpdir=" + temporary, "-Djava.library.path=" + folder)));
+      }
+      for (Future<ChildJvm> child : children) {
+        assertSays(child.get(), "masked: ok");
+      }
+    } finally {
+      threads.shutdown();
     }
-  }
-
-  private boolean isLeftBehind(String name, Instant made) throws IOException {
-    Path copy = Files.createDirectory(folder.resolve(name));
-    Files.setLastModifiedTime(copy, FileTime.from(made));
-    return NativeLibraries.isLeftBehind(copy);
+    if (!NativeLibraries.onWindows()) {
+      assertEquals(List.of(), filesOf(temporary));
+    }
   }
 
   @Test
@@ -191,7 +328,7 @@ class LoaderTest {
             + missing
             + "\n  "
             + empty
-            + "\ntemporary files:");
+            + "\ncause: java.lang.UnsatisfiedLinkError\n");
   }
 
   @Test
@@ -420,8 +557,8 @@ class LoaderTest {
     Path classes = codeOf(Engine.class);
     try (OutputStream file = Files.newOutputStream(jar);
         JarOutputStream out = new JarOutputStream(file);
-        Stream<Path> tree = Files.walk(classes.resolve("com"))) {
-      for (Path entry : tree.filter(Files::isRegularFile).toList()) {
+        Stream<Path> tree = Files.walk(classes)) {
+      for (Path entry : tree.filter(path -> path.toString().endsWith(".class")).toList()) {
         add(out, classes.relativize(entry).toString(), entry);
       }
       for (String library : natives == null ? List.<String>of() : NativeLibraries.NAMES) {
@@ -440,7 +577,7 @@ class LoaderTest {
     out.closeEntry();
   }
 
-  private static Path codeOf(Class<?> type) throws URISyntaxException {
+  static Path codeOf(Class<?> type) throws URISyntaxException {
     return Path.of(type.getProtectionDomain().getCodeSource().getLocation().toURI());
   }
 }
