@@ -17,11 +17,13 @@ import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
+import java.util.Collections;
 import java.util.List;
 import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
 import java.util.concurrent.Future;
 import java.util.jar.JarEntry;
+import java.util.jar.JarFile;
 import java.util.jar.JarOutputStream;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
@@ -369,14 +371,7 @@ class LoaderTest {
 
   @Test
   void anotherClassLoaderOpensTheEngineOnlyWhenTheFirstHasClosedIt() throws Exception {
-    Path jar = jarWithNatives();
-    ChildJvm child =
-        ChildJvm.run(
-            List.of("-Djava.library.path=", "-Djava.io.tmpdir=" + folder),
-            codeOf(ClassLoadersProbe.class).toString(),
-            ClassLoadersProbe.class.getName(),
-            jar.toString());
-    assertEquals(0, child.exitCode(), child.output());
+    ChildJvm child = classLoaders("one after the other", jarWithNatives());
     assertSays(child, "first: open\nsecond, beside it: java.lang.IllegalStateException: another");
     assertSays(child, "\nsecond, after it: open\nfirst, beside it: java.lang.IllegalState");
     assertSays(child, "\nfirst, after it: open\n");
@@ -385,16 +380,68 @@ class LoaderTest {
   @Test
   void librariesOfAFolderAreThoseOfOneClassLoader() throws Exception {
     ChildJvm child =
-        ChildJvm.run(
-            List.of("-Dvelk.library.dir=" + NATIVES),
-            codeOf(ClassLoadersProbe.class).toString(),
-            ClassLoadersProbe.class.getName(),
-            jarWithNatives().toString());
-    assertEquals(0, child.exitCode(), child.output());
+        classLoaders("one after the other", jarWithNatives(), "-Dvelk.library.dir=" + NATIVES);
     String refusal = EngineLoadException.class.getName() + ": ";
     assertSays(child, "\nsecond, after it: " + refusal);
     assertSays(child, "already loaded in another classloader");
     assertSays(child, "\nfirst, after it: open\n");
+  }
+
+  @Test
+  void anEngineThatAnEndedApplicationLeftOpenIsClosedByTheNext() throws Exception {
+    ChildJvm child = classLoaders("one ended", jarWithNatives());
+    // As long as its class loader is not closed, it has not ended.
+    assertSays(child, "first: open\nsecond, beside it: java.lang.IllegalStateException: another");
+    assertSays(child, "\nsecond, after its end: open\n");
+    // What is left of the first reaches no service of the second, and does not end it.
+    String closed = "java.lang.IllegalStateException: the engine is closed";
+    assertSays(child, "\nof the first: " + closed + "\nof the second: parsed\n");
+    assertSays(child, "\nsecond, again: open\n");
+  }
+
+  @Test
+  void anEngineIsNotClosedOnlyBecauseItsFilesAreGone() throws Exception {
+    Path classes = unpack(jarWithNatives(), folder.resolve("classes"));
+    ChildJvm child = classLoaders("one lost its files", List.of(classes, jarWithNatives()));
+    assertSays(child, "first: open\nsecond, beside it: java.lang.IllegalStateException: another");
+    assertSays(child, "\nof the first: parsed\n");
+  }
+
+  @Test
+  void anEngineThatIsMaskingIsNotClosed() throws Exception {
+    ChildJvm child = classLoaders("one is masking", jarWithNatives());
+    assertSays(child, "first: open\nsecond, meanwhile: java.lang.IllegalStateException: another");
+  }
+
+  private ChildJvm classLoaders(String way, Path jar, String... options) throws Exception {
+    return classLoaders(way, List.of(jar), options);
+  }
+
+  private ChildJvm classLoaders(String way, List<Path> jars, String... more) throws Exception {
+    List<String> options =
+        new ArrayList<>(List.of("-Djava.library.path=", "-Djava.io.tmpdir=" + folder));
+    options.addAll(List.of(more));
+    List<String> arguments = new ArrayList<>(List.of(way));
+    jars.forEach(jar -> arguments.add(jar.toString()));
+    ChildJvm child =
+        ChildJvm.run(
+            options,
+            codeOf(ClassLoadersProbe.class).toString(),
+            ClassLoadersProbe.class.getName(),
+            arguments.toArray(String[]::new));
+    assertEquals(0, child.exitCode(), child.output());
+    return child;
+  }
+
+  private static Path unpack(Path jar, Path target) throws IOException {
+    try (JarFile file = new JarFile(jar.toFile())) {
+      for (JarEntry entry : Collections.list(file.entries())) {
+        Path copy = target.resolve(entry.getName());
+        Files.createDirectories(copy.getParent());
+        Files.copy(file.getInputStream(entry), copy);
+      }
+    }
+    return target;
   }
 
   @Test
