@@ -76,7 +76,7 @@ final class ClassLoadersProbe {
 
   /** Its lock is held, as over a batch. */
   private static void oneIsMasking(URLClassLoader first, ClassLoader second) throws Exception {
-    AutoCloseable engine = open("first", first);
+    open("first", first);
     Field field =
         Class.forName("com.brel.sorn.velk.masking.Bridge", true, first).getDeclaredField("LOCK");
     field.setAccessible(true);

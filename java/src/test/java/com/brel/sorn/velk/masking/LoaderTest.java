@@ -10,9 +10,7 @@ import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
 import java.io.File;
 import java.io.IOException;
-import java.io.OutputStream;
 import java.io.RandomAccessFile;
-import java.net.URISyntaxException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -24,7 +22,6 @@ import java.util.concurrent.Executors;
 import java.util.concurrent.Future;
 import java.util.jar.JarEntry;
 import java.util.jar.JarFile;
-import java.util.jar.JarOutputStream;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
 import java.util.stream.Collectors;
@@ -127,7 +124,7 @@ class LoaderTest {
           builder.command(command);
         },
         List.of(options),
-        jar + File.pathSeparator + codeOf(LoaderProbe.class),
+        jar + File.pathSeparator + TestJar.codeOf(LoaderProbe.class),
         LoaderProbe.class.getName(),
         "1");
   }
@@ -290,7 +287,7 @@ class LoaderTest {
       damage(natives.resolve(System.mapLibraryName(name)));
       ChildJvm child =
           probe(
-              jar(natives),
+              TestJar.make(folder, natives),
               "-Djava.io.tmpdir=" + temporary,
               "-Djava.library.path=" + folder.resolve("missing"));
       assertSays(child, "attempt 0: the native libraries could not be loaded:\n");
@@ -351,7 +348,7 @@ class LoaderTest {
     Path natives = copyOfNatives("partial");
     String adapter = System.mapLibraryName("VELKAdapter");
     Files.delete(natives.resolve(adapter));
-    ChildJvm child = probe(jar(natives), "-Djava.library.path=");
+    ChildJvm child = probe(TestJar.make(folder, natives), "-Djava.library.path=");
     String resource = "/native/" + NativeLibraries.platform() + "/" + adapter;
     assertSays(child, "could not be loaded:\n  the jar's " + resource + ": not there\n");
   }
@@ -426,7 +423,7 @@ class LoaderTest {
     ChildJvm child =
         ChildJvm.run(
             options,
-            codeOf(ClassLoadersProbe.class).toString(),
+            TestJar.codeOf(ClassLoadersProbe.class).toString(),
             ClassLoadersProbe.class.getName(),
             arguments.toArray(String[]::new));
     assertEquals(0, child.exitCode(), child.output());
@@ -527,7 +524,7 @@ class LoaderTest {
                   .merge(path, elsewhere.toString(), (old, own) -> own + File.pathSeparator + old);
             },
             List.of("-Dvelk.library.dir=" + NATIVES),
-            bareJar() + File.pathSeparator + codeOf(LoaderProbe.class),
+            bareJar() + File.pathSeparator + TestJar.codeOf(LoaderProbe.class),
             LoaderProbe.class.getName(),
             "1");
     assertLoaded(child, "PROPERTY", NATIVES);
@@ -562,7 +559,7 @@ class LoaderTest {
   }
 
   private static ChildJvm run(Path jar, int attempts, String... options) throws Exception {
-    String classPath = jar + File.pathSeparator + codeOf(LoaderProbe.class);
+    String classPath = jar + File.pathSeparator + TestJar.codeOf(LoaderProbe.class);
     ChildJvm child =
         ChildJvm.run(
             List.of(options), classPath, LoaderProbe.class.getName(), Integer.toString(attempts));
@@ -591,40 +588,10 @@ class LoaderTest {
   }
 
   private Path bareJar() throws Exception {
-    return jar(null);
+    return TestJar.make(folder, null);
   }
 
   private Path jarWithNatives() throws Exception {
-    return jar(NATIVES);
-  }
-
-  /** The classes under test in a jar, with the libraries of a directory or without any. */
-  private Path jar(Path natives) throws Exception {
-    Path jar = folder.resolve("velk.jar");
-    Path classes = codeOf(Engine.class);
-    try (OutputStream file = Files.newOutputStream(jar);
-        JarOutputStream out = new JarOutputStream(file);
-        Stream<Path> tree = Files.walk(classes)) {
-      for (Path entry : tree.filter(path -> path.toString().endsWith(".class")).toList()) {
-        add(out, classes.relativize(entry).toString(), entry);
-      }
-      for (String library : natives == null ? List.<String>of() : NativeLibraries.NAMES) {
-        String name = System.mapLibraryName(library);
-        if (Files.exists(natives.resolve(name))) {
-          add(out, "native/" + NativeLibraries.platform() + "/" + name, natives.resolve(name));
-        }
-      }
-    }
-    return jar;
-  }
-
-  private static void add(JarOutputStream out, String name, Path content) throws IOException {
-    out.putNextEntry(new JarEntry(name.replace(File.separatorChar, '/')));
-    Files.copy(content, out);
-    out.closeEntry();
-  }
-
-  static Path codeOf(Class<?> type) throws URISyntaxException {
-    return Path.of(type.getProtectionDomain().getCodeSource().getLocation().toURI());
+    return TestJar.make(folder, NATIVES);
   }
 }

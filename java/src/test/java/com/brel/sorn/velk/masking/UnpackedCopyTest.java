@@ -96,8 +96,8 @@ class UnpackedCopyTest {
 
   @Test
   void aProcessThatRunsKeepsItsCopyAndOneThatWasKilledDoesNot() throws Exception {
-    Path classes = LoaderTest.codeOf(UnpackedCopy.class);
-    String classPath = classes + File.pathSeparator + LoaderTest.codeOf(CopyProbe.class);
+    Path classes = TestJar.codeOf(UnpackedCopy.class);
+    String classPath = classes + File.pathSeparator + TestJar.codeOf(CopyProbe.class);
     Process process = ChildJvm.start(classPath, CopyProbe.class.getName(), temporary.toString());
     try {
       Path its = Path.of(process.inputReader().readLine());
