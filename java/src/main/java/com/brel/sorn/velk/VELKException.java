@@ -1,5 +1,7 @@
 package com.brel.sorn.velk;
 
+import org.jspecify.annotations.Nullable;
+
 /** A failure of the engine or of the native library, with the code it gave. */
 public final class VELKException extends RuntimeException {
   private static final long serialVersionUID = 1L;
@@ -22,10 +24,10 @@ public final class VELKException extends RuntimeException {
   /**
    * Makes a failure; the native library calls this, too.
    *
-   * @param message what went wrong
+   * @param message what went wrong, null where the virtual machine had no room for a text
    * @param code the engine's status, or a negative code of the native library or this API
    */
-  public VELKException(String message, int code) {
+  public VELKException(@Nullable String message, int code) {
     super(message);
     this.code = code;
   }

@@ -4,6 +4,7 @@ import com.brel.sorn.velk.NativeProvider;
 import com.brel.sorn.velk.VELK;
 import com.brel.sorn.velk.VELKException;
 import java.util.concurrent.locks.ReentrantLock;
+import org.jspecify.annotations.Nullable;
 
 /** The native library of this process. Its natives are meant for one calling thread at a time. */
 final class Bridge {
@@ -17,10 +18,10 @@ final class Bridge {
   static final NativeProvider PROVIDER = new NativeProvider();
 
   /** The engine whose framework runs, or null; guarded by {@link #LOCK}. */
-  static Engine running;
+  static @Nullable Engine running;
 
   /** An engine whose start failed and whose framework runs all the same, or null; guarded, too. */
-  static Engine leftOver;
+  static @Nullable Engine leftOver;
 
   private Bridge() {}
 

@@ -1,5 +1,7 @@
 package com.brel.sorn.velk.masking;
 
+import org.jspecify.annotations.Nullable;
+
 /**
  * A column of a running service.
  *
@@ -42,7 +44,7 @@ record Column(ColumnRule rule, int limit, BufferSize bufferSize) {
   }
 
   /** The text of a value, refused if it is none or there is no buffer; the row counts from 0. */
-  String requireText(long row, Object value) {
+  @Nullable String requireText(long row, @Nullable Object value) {
     if (value instanceof String text) {
       requireRoom(row, text.length());
     } else if (value != null) {

@@ -5,6 +5,7 @@ import com.brel.sorn.velk.internal.FrameworkDefinition;
 import com.brel.sorn.velk.internal.InitializationOperand;
 import com.brel.sorn.velk.internal.ServiceDefinition;
 import java.util.List;
+import org.jspecify.annotations.Nullable;
 
 /** Definitions in the form that crosses into native code, their records, and the end of those. */
 final class Definitions {
@@ -13,7 +14,7 @@ final class Definitions {
 
   private Definitions() {}
 
-  static FrameworkDefinition framework(Trace trace) {
+  static FrameworkDefinition framework(@Nullable Trace trace) {
     FrameworkDefinition definition = new FrameworkDefinition();
     if (trace != null) {
       definition.initializationOperands.add(operand(WHOLE, "trace", trace.mask()));

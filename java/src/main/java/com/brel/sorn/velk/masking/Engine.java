@@ -7,6 +7,7 @@ import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
 import java.util.Objects;
+import org.jspecify.annotations.Nullable;
 
 /**
  * The masking engine of this process. There is one at a time; it can be opened again after it was
@@ -164,7 +165,7 @@ public final class Engine implements AutoCloseable {
    * @return the longest result in code points where it may exceed its value, else 0
    * @throws VELKException if the engine refuses the rule
    */
-  int longestResult(ColumnRule column, String key) {
+  int longestResult(ColumnRule column, @Nullable String key) {
     requireOpen();
     Integer known = longestResults.get(column.rule());
     if (known != null) {
@@ -262,7 +263,7 @@ public final class Engine implements AutoCloseable {
    *
    * @return what failed before and here, null for nothing; the framework has ended
    */
-  private static VELKException terminate(VELKException failure) {
+  private static @Nullable VELKException terminate(@Nullable VELKException failure) {
     VELKException first = attempt(null, Engine::terminateOnce);
     if (first == null) {
       return failure;
@@ -280,7 +281,7 @@ public final class Engine implements AutoCloseable {
   }
 
   /** Takes a step that must not keep the next one from being taken; returns all that failed. */
-  private static VELKException attempt(VELKException failure, Runnable step) {
+  private static @Nullable VELKException attempt(@Nullable VELKException failure, Runnable step) {
     try {
       step.run();
       return failure;
@@ -289,13 +290,13 @@ public final class Engine implements AutoCloseable {
     }
   }
 
-  private static void throwAny(VELKException failure) {
+  private static void throwAny(@Nullable VELKException failure) {
     if (failure != null) {
       throw failure;
     }
   }
 
-  private static VELKException join(VELKException first, VELKException next) {
+  private static VELKException join(@Nullable VELKException first, VELKException next) {
     if (first == null) {
       return next;
     }

@@ -5,17 +5,19 @@ import java.util.Collections;
 import java.util.Iterator;
 import java.util.List;
 import java.util.NoSuchElementException;
+import org.jspecify.annotations.Nullable;
 
 /** Masks the rows of an endless batch, a piece whenever one is asked for. */
 final class MaskedPieces implements Iterator<MaskedRow> {
   private final MaskingService service;
-  private final Iterator<? extends List<String>> source;
+  private final Iterator<? extends List<? extends @Nullable String>> source;
   private Iterator<MaskedRow> masked = Collections.emptyIterator();
-  private String[] next;
+  private @Nullable String @Nullable [] next;
   private long taken;
   private boolean broken;
 
-  MaskedPieces(MaskingService service, Iterator<? extends List<String>> source) {
+  MaskedPieces(
+      MaskingService service, Iterator<? extends List<? extends @Nullable String>> source) {
     this.service = service;
     this.source = source;
   }

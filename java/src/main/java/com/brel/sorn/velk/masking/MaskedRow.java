@@ -6,19 +6,24 @@ import java.util.Collections;
 import java.util.List;
 import java.util.Objects;
 import java.util.Optional;
+import org.jspecify.annotations.Nullable;
 
 /** The masked values of one row and the errors of its fields; it never changes. */
 public final class MaskedRow {
   private final List<String> columnNames;
-  private final String[] values;
+  private final @Nullable String[] values;
 
   /** Null where the row has no errors. */
-  private final FieldError[] errors;
+  private final @Nullable FieldError @Nullable [] errors;
 
   /** Whether a value with an error has a replacement. */
   private final boolean replaced;
 
-  MaskedRow(List<String> columnNames, String[] values, FieldError[] errors, boolean replaced) {
+  MaskedRow(
+      List<String> columnNames,
+      @Nullable String[] values,
+      @Nullable FieldError @Nullable [] errors,
+      boolean replaced) {
     this.columnNames = columnNames;
     this.values = values;
     this.errors = errors;
@@ -43,7 +48,7 @@ public final class MaskedRow {
    * @throws VELKException if the field has an error that nothing replaces, with its code
    * @throws IndexOutOfBoundsException if there is no such column
    */
-  public String value(int column) {
+  public @Nullable String value(int column) {
     Objects.checkIndex(column, values.length);
     if (errors != null && errors[column] != null && !replaced) {
       throw new VELKException(errors[column].toString(), errors[column].code());
@@ -59,7 +64,7 @@ public final class MaskedRow {
    * @throws VELKException if the field has an error that nothing replaces, with its code
    * @throws IllegalArgumentException if there is no such column
    */
-  public String value(String column) {
+  public @Nullable String value(String column) {
     int index = columnNames.indexOf(Objects.requireNonNull(column, "column"));
     if (index < 0) {
       throw new IllegalArgumentException("there is no column \"" + column + "\"");
@@ -74,8 +79,8 @@ public final class MaskedRow {
    *     cannot be changed
    * @throws VELKException if a field has an error that nothing replaces, with its code
    */
-  public List<String> values() {
-    String[] read = new String[values.length];
+  public List<@Nullable String> values() {
+    @Nullable String[] read = new String[values.length];
     for (int column = 0; column < read.length; column++) {
       read[column] = value(column);
     }

@@ -8,19 +8,24 @@ import java.util.Objects;
 import java.util.Optional;
 import java.util.stream.IntStream;
 import java.util.stream.Stream;
+import org.jspecify.annotations.Nullable;
 
 /** The masked values of one batch and the errors of its fields; it never changes. */
 public final class MaskedRows {
   private final List<String> columnNames;
-  private final String[][] values;
+  private final @Nullable String[][] values;
 
   /** A row without errors has null in place of its array. */
-  private final FieldError[][] errors;
+  private final @Nullable FieldError @Nullable [][] errors;
 
   /** Whether a value with an error has a replacement. */
   private final boolean replaced;
 
-  MaskedRows(List<String> columnNames, String[][] values, FieldError[][] errors, boolean replaced) {
+  MaskedRows(
+      List<String> columnNames,
+      @Nullable String[][] values,
+      @Nullable FieldError @Nullable [][] errors,
+      boolean replaced) {
     this.columnNames = columnNames;
     this.values = values;
     this.errors = errors;
@@ -38,7 +43,9 @@ public final class MaskedRows {
    * @throws IndexOutOfBoundsException if an error is of a row or column that is not there
    */
   public static MaskedRows of(
-      List<String> columnNames, List<? extends List<String>> rows, FieldError... errors) {
+      List<String> columnNames,
+      List<? extends List<? extends @Nullable String>> rows,
+      FieldError... errors) {
     List<String> names = List.copyOf(columnNames);
     String[][] values =
         rows.stream().map(row -> row.toArray(new String[0])).toArray(String[][]::new);
@@ -126,7 +133,7 @@ public final class MaskedRows {
    * @throws VELKException if the field has an error that nothing replaces, with its code
    * @throws IndexOutOfBoundsException if there is no such row or column
    */
-  public String value(int row, int column) {
+  public @Nullable String value(int row, int column) {
     return get(row).value(column);
   }
 
@@ -140,7 +147,7 @@ public final class MaskedRows {
    * @throws IllegalArgumentException if there is no such column
    * @throws IndexOutOfBoundsException if there is no such row
    */
-  public String value(int row, String column) {
+  public @Nullable String value(int row, String column) {
     return get(row).value(column);
   }
 
@@ -153,7 +160,7 @@ public final class MaskedRows {
    * @throws VELKException if a field has an error that nothing replaces, with its code
    * @throws IndexOutOfBoundsException if there is no such row
    */
-  public List<String> row(int row) {
+  public List<@Nullable String> row(int row) {
     return get(row).values();
   }
 

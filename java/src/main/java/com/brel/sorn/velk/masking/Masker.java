@@ -3,6 +3,7 @@ package com.brel.sorn.velk.masking;
 import java.util.List;
 import java.util.Objects;
 import java.util.stream.Stream;
+import org.jspecify.annotations.Nullable;
 
 /**
  * Masks rows, as a {@link MaskingService} does; code that takes one of these can be tested without
@@ -29,7 +30,7 @@ public interface Masker extends AutoCloseable {
    * @param rows the rows, each with one value for each column, null for a null value
    * @return the masked rows, in the same order
    */
-  MaskedRows mask(Iterable<? extends List<String>> rows);
+  MaskedRows mask(Iterable<? extends List<? extends @Nullable String>> rows);
 
   /**
    * Masks one row.
@@ -37,7 +38,7 @@ public interface Masker extends AutoCloseable {
    * @param row one value for each column, null for a null value
    * @return the masked row
    */
-  default MaskedRow maskRow(List<String> row) {
+  default MaskedRow maskRow(List<? extends @Nullable String> row) {
     return mask(List.of(Objects.requireNonNull(row, "row"))).get(0);
   }
 
@@ -47,7 +48,7 @@ public interface Masker extends AutoCloseable {
    * @param rows the rows, each with one value for each column, null for a null value
    * @return the masked rows, in the same order; closing it closes the other
    */
-  default Stream<MaskedRow> mask(Stream<? extends List<String>> rows) {
+  default Stream<MaskedRow> mask(Stream<? extends List<? extends @Nullable String>> rows) {
     return rows.map(this::maskRow);
   }
 

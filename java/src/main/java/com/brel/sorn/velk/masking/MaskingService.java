@@ -11,6 +11,7 @@ import java.util.Spliterator;
 import java.util.Spliterators;
 import java.util.stream.Stream;
 import java.util.stream.StreamSupport;
+import org.jspecify.annotations.Nullable;
 
 /**
  * A running service: it masks rows of the columns it was described with.
@@ -68,7 +69,7 @@ public final class MaskingService implements Masker {
    * @throws VELKException if the engine fails, or a value has an error that stops the batch
    */
   @Override
-  public MaskedRows mask(Iterable<? extends List<String>> rows) {
+  public MaskedRows mask(Iterable<? extends List<? extends @Nullable String>> rows) {
     return mask(copy(rows), 0);
   }
 
@@ -83,7 +84,7 @@ public final class MaskingService implements Masker {
    * @throws VELKException if the engine fails, or a value has an error that stops the batch
    */
   @Override
-  public MaskedRow maskRow(List<String> row) {
+  public MaskedRow maskRow(List<? extends @Nullable String> row) {
     return mask(List.of(Objects.requireNonNull(row, "row"))).get(0);
   }
 
@@ -98,7 +99,7 @@ public final class MaskingService implements Masker {
    * @return the masked rows, in the same order; closing it closes the other
    */
   @Override
-  public Stream<MaskedRow> mask(Stream<? extends List<String>> rows) {
+  public Stream<MaskedRow> mask(Stream<? extends List<? extends @Nullable String>> rows) {
     Iterator<MaskedRow> pieces =
         new MaskedPieces(this, Objects.requireNonNull(rows, "rows").iterator());
     int traits = Spliterator.ORDERED | Spliterator.NONNULL;
@@ -153,9 +154,9 @@ public final class MaskingService implements Masker {
   }
 
   /** Copied before the lock is taken: what a caller's list does must not keep others waiting. */
-  private String[][] copy(Iterable<? extends List<String>> rows) {
+  private String[][] copy(Iterable<? extends List<? extends @Nullable String>> rows) {
     List<String[]> values = new ArrayList<>();
-    for (List<String> row : Objects.requireNonNull(rows, "rows")) {
+    for (List<? extends @Nullable String> row : Objects.requireNonNull(rows, "rows")) {
       values.add(copy(values.size(), row));
     }
     if (values.isEmpty()) {

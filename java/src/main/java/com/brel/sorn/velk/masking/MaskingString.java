@@ -3,6 +3,7 @@ package com.brel.sorn.velk.masking;
 import java.util.Collection;
 import java.util.Set;
 import java.util.regex.Pattern;
+import org.jspecify.annotations.Nullable;
 
 /** A service written as a masking string, from which the engine reads the same service. */
 final class MaskingString {
@@ -15,7 +16,11 @@ final class MaskingString {
 
   /** The service, a line for each thing that is said; the key may be null. */
   static String of(
-      String id, String key, OnError onError, boolean masksNulls, Collection<ColumnRule> columns) {
+      String id,
+      @Nullable String key,
+      OnError onError,
+      boolean masksNulls,
+      Collection<ColumnRule> columns) {
     StringBuilder text = new StringBuilder("service=" + Text.value(id));
     if (key != null) {
       text.append("\nkey=").append(Text.value(key));

@@ -4,6 +4,7 @@ import com.brel.sorn.velk.VELKException;
 import java.util.Objects;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
+import org.jspecify.annotations.Nullable;
 
 /**
  * What becomes of a value that cannot be masked, a value itself; where nothing is said, the field
@@ -27,9 +28,9 @@ public final class OnError {
 
   private final String text;
   private final Way way;
-  private final String replacement;
+  private final @Nullable String replacement;
 
-  private OnError(String text, Way way, String replacement) {
+  private OnError(String text, Way way, @Nullable String replacement) {
     this.text = text;
     this.way = way;
     this.replacement = replacement;
@@ -98,7 +99,7 @@ public final class OnError {
    *
    * @return the text, null where the value becomes null or nothing takes its place
    */
-  public String replacement() {
+  public @Nullable String replacement() {
     return replacement;
   }
 
@@ -108,7 +109,7 @@ public final class OnError {
   }
 
   @Override
-  public boolean equals(Object other) {
+  public boolean equals(@Nullable Object other) {
     return other instanceof OnError choice
         && way == choice.way
         && Objects.equals(replacement, choice.replacement);

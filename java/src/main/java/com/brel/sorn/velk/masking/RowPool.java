@@ -6,6 +6,7 @@ import com.brel.sorn.velk.RowSet;
 import com.brel.sorn.velk.VELKException;
 import java.util.ArrayList;
 import java.util.List;
+import org.jspecify.annotations.Nullable;
 
 /**
  * The row set of a service. Its objects and their native records are made once and used again by
@@ -61,7 +62,7 @@ final class RowPool {
   }
 
   /** A buffer that is larger than the value needs is kept. */
-  private void load(Field field, Column column, String value) {
+  private void load(Field field, Column column, @Nullable String value) {
     int size = column.bufferSize().forUnits(value == null ? 0 : value.length());
     if (size > field.sourceSize) {
       bufferBytes += size - field.sourceSize;
@@ -73,7 +74,7 @@ final class RowPool {
   }
 
   /** The value, or null in the place of one that cannot be sent: its field then has an error. */
-  private String sendable(int row, int column, String value) {
+  private @Nullable String sendable(int row, int column, @Nullable String value) {
     int flaw = value == null ? 0 : Text.flaw(value);
     if (flaw == 0) {
       return value;
@@ -138,7 +139,7 @@ final class RowPool {
   }
 
   /** The value that may be shown: masked, or what stands in the place of one with an error. */
-  private String result(int row, int column) {
+  private @Nullable String result(int row, int column) {
     Field field = field(row, column);
     if (hasError(row, column)) {
       return onError.replacement();

@@ -5,6 +5,7 @@ import java.time.LocalDate;
 import java.util.Objects;
 import java.util.Set;
 import java.util.regex.Pattern;
+import org.jspecify.annotations.Nullable;
 
 /**
  * How the values of a column are masked: a function of the engine and its arguments. A rule is a
@@ -347,7 +348,7 @@ public final class Rule {
   }
 
   @Override
-  public boolean equals(Object other) {
+  public boolean equals(@Nullable Object other) {
     return other instanceof Rule rule
         && function.equals(rule.function)
         && arguments.equals(rule.arguments);

@@ -6,6 +6,7 @@ import java.util.List;
 import java.util.Map;
 import java.util.Objects;
 import java.util.regex.Pattern;
+import org.jspecify.annotations.Nullable;
 
 /**
  * Describes a service column by column; {@link #toString()} writes it as a masking string. Names,
@@ -20,7 +21,7 @@ public final class ServiceBuilder {
   private final Engine engine;
   private final String id;
   private final Map<String, ColumnRule> columns = new LinkedHashMap<>();
-  private String key;
+  private @Nullable String key;
   private OnError onError = OnError.UNSAID;
   private boolean masksNulls;
 
@@ -155,7 +156,7 @@ public final class ServiceBuilder {
     return definition;
   }
 
-  private static void add(ServiceDefinition definition, String name, String value) {
+  private static void add(ServiceDefinition definition, String name, @Nullable String value) {
     if (value != null) {
       definition.initializationOperands.add(Definitions.operand(Definitions.WHOLE, name, value));
     }

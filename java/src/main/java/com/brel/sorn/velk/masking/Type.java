@@ -1,5 +1,7 @@
 package com.brel.sorn.velk.masking;
 
+import org.jspecify.annotations.Nullable;
+
 /** The declared type of a column, a value: two types are equal if they are declared alike. */
 public final class Type {
   private static final int GREATEST_LIMIT = 1_000_000;
@@ -183,7 +185,7 @@ public final class Type {
   }
 
   @Override
-  public boolean equals(Object other) {
+  public boolean equals(@Nullable Object other) {
     return other instanceof Type type && declaration.equals(type.declaration);
   }
 

@@ -15,6 +15,7 @@ import java.util.Arrays;
 import java.util.Collections;
 import java.util.List;
 import java.util.UUID;
+import org.jspecify.annotations.Nullable;
 
 /** Values of Java as the text that the engine wants of a column of their type. */
 public final class Values {
@@ -42,7 +43,7 @@ public final class Values {
    * @return its text, null for null
    * @throws IllegalArgumentException if the value is of another class, or a number that is none
    */
-  public static String text(Object value) {
+  public static @Nullable String text(@Nullable Object value) {
     if (value == null) {
       return null;
     }
@@ -68,11 +69,11 @@ public final class Values {
    * @return their texts in the same order; the list cannot be changed
    * @throws IllegalArgumentException if a value has no text
    */
-  public static List<String> row(Object... values) {
+  public static List<@Nullable String> row(@Nullable Object... values) {
     return Collections.unmodifiableList(Arrays.asList(texts(values)));
   }
 
-  private static String[] texts(Object[] values) {
+  private static @Nullable String[] texts(@Nullable Object[] values) {
     return Arrays.stream(values).map(Values::text).toArray(String[]::new);
   }
 
