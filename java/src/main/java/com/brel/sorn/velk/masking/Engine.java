@@ -3,6 +3,7 @@ package com.brel.sorn.velk.masking;
 import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.internal.FrameworkDefinition;
 import java.util.ArrayList;
+import java.util.Collections;
 import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
@@ -219,6 +220,13 @@ public final class Engine implements AutoCloseable {
     }
   }
 
+  /** The services that are still open, in the order in which they are closed. */
+  List<MaskingService> latestFirst() {
+    List<MaskingService> reversed = new ArrayList<>(services);
+    Collections.reverse(reversed);
+    return reversed;
+  }
+
   void forget(MaskingService service) {
     services.remove(service);
   }
@@ -246,8 +254,8 @@ public final class Engine implements AutoCloseable {
 
   private void end() {
     VELKException failure = null;
-    for (int i = services.size() - 1; i >= 0; i--) {
-      failure = attempt(failure, services.get(i)::close);
+    for (MaskingService service : latestFirst()) {
+      failure = attempt(failure, service::close);
     }
     failure = terminate(failure);
     // Its framework gone, the engine reads no record any more, not even of a service it kept.

@@ -30,15 +30,19 @@ public record FieldError(int row, int column, String columnName, int code, Strin
    *     "name": 7502 the value is longer than its column}
    */
   public String summary() {
-    String line = toString().lines().findFirst().orElse("").strip();
-    return line.endsWith(":") ? line.substring(0, line.length() - 1) : line;
+    String line = text().lines().findFirst().orElse("").strip();
+    String reason = line.endsWith(":") ? line.substring(0, line.length() - 1) : line;
+    return "row " + (row + 1L) + ", column " + Text.escape(columnName) + ": " + reason;
   }
 
   /** The error with its place and its code; the row is counted from 1, as a person does. */
   @Override
   public String toString() {
-    // The engine's own texts begin with their code.
-    String text = message.startsWith(code + " ") ? message : code + " " + message;
-    return "row " + (row + 1) + ", column \"" + columnName + "\": " + text;
+    return "row " + (row + 1L) + ", column \"" + columnName + "\": " + text();
+  }
+
+  /** The engine's own texts begin with their code. */
+  private String text() {
+    return message.startsWith(code + " ") ? message : code + " " + message;
   }
 }
