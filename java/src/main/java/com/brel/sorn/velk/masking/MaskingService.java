@@ -109,12 +109,8 @@ public final class MaskingService implements Masker {
 
   /** Masks rows that were copied; the first one has this number. */
   MaskedRows mask(String[][] rows, long firstRow) {
-    int to = Piece.end(columns, rows, 0);
-    if (to == rows.length) {
-      return maskPiece(rows, firstRow);
-    }
     List<MaskedRows> pieces = new ArrayList<>();
-    for (int from = 0; from < rows.length; from = to) {
+    for (int from = 0, to; from < rows.length; from = to) {
       to = Piece.end(columns, rows, from);
       pieces.add(maskPiece(Arrays.copyOfRange(rows, from, to), firstRow + from));
     }

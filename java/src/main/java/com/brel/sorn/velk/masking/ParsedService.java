@@ -13,7 +13,7 @@ import java.util.Optional;
  * hands them to the running service, or closed.
  */
 public final class ParsedService implements AutoCloseable {
-  /** The code of a masking string that came back without what makes a service, or with more. */
+  /** The code of a masking string that came back as no service that this API knows. */
   public static final int INCOMPLETE = -104;
 
   private static final String ON_ERROR = "on_error";
