@@ -115,7 +115,7 @@ class LoaderTest {
     String mount = "mount -t tmpfs -o noexec tmpfs \"$0\"";
     List<String> alone = List.of("unshare", "--map-root-user", "--mount", "sh", "-c");
     assumeTrue(mayMount(alone, mount, place), "mounting is not allowed here");
-    String script = mount + " && cp -r \"$1\" \"$0/lib\" && shift && exec \"$@\"";
+    String script = mount + " && cp -rL \"$1\" \"$0/lib\" && shift && exec \"$@\"";
     return ChildJvm.run(
         builder -> {
           List<String> command = new ArrayList<>(alone);
