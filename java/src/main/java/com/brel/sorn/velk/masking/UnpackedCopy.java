@@ -78,11 +78,10 @@ final class UnpackedCopy {
     try {
       channel.lock();
       channel.write(ByteBuffer.wrap(new byte[1]));
-      return channel;
     } catch (IOException e) {
-      channel.close();
-      throw e;
+      // Where there are no locks, nobody else finds this one free.
     }
+    return channel;
   }
 
   private static FileAttribute<?>[] forTheOwner(Path file) {

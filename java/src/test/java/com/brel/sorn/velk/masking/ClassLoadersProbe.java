@@ -28,7 +28,7 @@ final class ClassLoadersProbe {
         URLClassLoader second = loader(other)) {
       switch (arguments[0]) {
         case "one after the other" -> oneAfterTheOther(first, second);
-        case "one ended" -> oneEnded(first, second);
+        case "one ended" -> oneEnded(first, second, loader(jar));
         case "one lost its files" -> oneLostItsFiles(first, jar, second);
         case "one is masking" -> oneIsMasking(first, second);
         default -> throw new IllegalArgumentException(arguments[0]);
@@ -53,8 +53,9 @@ final class ClassLoadersProbe {
     open("first, after it", first).close();
   }
 
-  /** The first application ends without closing its engine, and some of it goes on all the same. */
-  private static void oneEnded(URLClassLoader first, ClassLoader second) throws Exception {
+  /** Applications end without closing their engines, and some of the first goes on all the same. */
+  private static void oneEnded(URLClassLoader first, URLClassLoader second, ClassLoader third)
+      throws Exception {
     AutoCloseable engine = open("first", first);
     open("second, beside it", second);
     first.close();
@@ -62,8 +63,8 @@ final class ClassLoadersProbe {
     OUT.println("of the first: " + service(engine));
     engine.close();
     OUT.println("of the second: " + service(next));
-    next.close();
-    open("second, again", second).close();
+    second.close();
+    open("third, after both", third).close();
   }
 
   private static void oneLostItsFiles(ClassLoader first, Path folder, ClassLoader second)

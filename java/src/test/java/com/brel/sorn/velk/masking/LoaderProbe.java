@@ -20,6 +20,7 @@ final class LoaderProbe {
     if (temporary != null) {
       System.setProperty("java.io.tmpdir", temporary);
     }
+    EngineLoadException last = null;
     for (int i = 0; i < attempts; i++) {
       try (Engine engine = Engine.open()) {
         EngineLibrary library = engine.library();
@@ -33,6 +34,8 @@ final class LoaderProbe {
         }
       } catch (EngineLoadException e) {
         out.println("attempt " + i + ": " + e.getMessage());
+        out.println("told before: " + (e == last));
+        last = e;
         out.println("cause: " + (e.getCause() == null ? null : e.getCause().getClass().getName()));
         out.println("temporary files: " + temporaryFiles());
       }

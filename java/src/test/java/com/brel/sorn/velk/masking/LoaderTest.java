@@ -115,7 +115,7 @@ class LoaderTest {
     String mount = "mount -t tmpfs -o noexec tmpfs \"$0\"";
     List<String> alone = List.of("unshare", "--map-root-user", "--mount", "sh", "-c");
     assumeTrue(mayMount(alone, mount, place), "mounting is not allowed here");
-    String script = mount + " && cp -r \"$1\" \"$0/lib\" && shift && exec \"$@\"";
+    String script = mount + " && cp -rL \"$1\" \"$0/lib\" && shift && exec \"$@\"";
     return ChildJvm.run(
         builder -> {
           List<String> command = new ArrayList<>(alone);
@@ -327,7 +327,7 @@ class LoaderTest {
             + missing
             + "\n  "
             + empty
-            + "\ncause: java.lang.UnsatisfiedLinkError\n");
+            + "\ntold before: false\ncause: java.lang.UnsatisfiedLinkError\n");
   }
 
   @Test
@@ -393,7 +393,7 @@ class LoaderTest {
     // What is left of the first reaches no service of the second, and does not end it.
     String closed = "java.lang.IllegalStateException: the engine is closed";
     assertSays(child, "\nof the first: " + closed + "\nof the second: parsed\n");
-    assertSays(child, "\nsecond, again: open\n");
+    assertSays(child, "\nthird, after both: open\n");
   }
 
   @Test
@@ -491,6 +491,7 @@ class LoaderTest {
     String tried = "the native libraries could not be loaded:\n  " + whyNot(last) + "\n";
     assertSays(child, "attempt 0: " + tried);
     assertSays(child, "attempt 1: " + tried);
+    assertFalse(child.output().contains("told before: true"), child.output());
     assertFalse(child.output().contains("source:"));
   }
 
