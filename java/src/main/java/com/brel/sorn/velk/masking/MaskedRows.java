@@ -16,7 +16,7 @@ public final class MaskedRows {
   private final @Nullable String[][] values;
 
   /** A row without errors has null in place of its array. */
-  private final @Nullable FieldError @Nullable [][] errors;
+  private final @Nullable FieldError[] @Nullable [] errors;
 
   /** Whether a value with an error has a replacement. */
   private final boolean replaced;
@@ -24,7 +24,7 @@ public final class MaskedRows {
   MaskedRows(
       List<String> columnNames,
       @Nullable String[][] values,
-      @Nullable FieldError @Nullable [][] errors,
+      @Nullable FieldError[] @Nullable [] errors,
       boolean replaced) {
     this.columnNames = columnNames;
     this.values = values;

@@ -21,7 +21,7 @@ final class RowPool {
   private final List<Row> rows = new ArrayList<>();
   private final RowSet rowSet = new RowSet();
   private final List<String> names;
-  private FieldError[][] errors;
+  private @Nullable FieldError @Nullable [] @Nullable [] errors;
   private long firstRow;
   private long bufferBytes;
   private boolean readable;
