@@ -167,11 +167,17 @@ public final class Engine implements AutoCloseable {
    * @throws VELKException if the engine refuses the rule
    */
   int longestResult(ColumnRule column, @Nullable String key) {
-    requireOpen();
-    Integer known = longestResults.get(column.rule());
-    if (known != null) {
-      return known;
+    Bridge.LOCK.lock();
+    try {
+      requireOpen();
+      Integer known = longestResults.get(column.rule());
+      return known != null ? known : askLongestResult(column, key);
+    } finally {
+      Bridge.LOCK.unlock();
     }
+  }
+
+  private int askLongestResult(ColumnRule column, @Nullable String key) {
     ColumnRule text = new ColumnRule(column.name(), Type.text(), column.rule(), false);
     String question = MaskingString.of("longest", key, OnError.UNSAID, false, List.of(text));
     try (ParsedService answer = ParsedService.parse(this, question)) {

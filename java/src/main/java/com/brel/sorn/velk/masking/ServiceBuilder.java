@@ -127,13 +127,8 @@ public final class ServiceBuilder {
     if (columns.isEmpty()) {
       throw new IllegalStateException("the service \"" + id + "\" has no columns");
     }
-    Bridge.LOCK.lock();
-    try {
-      List<Column> all = columns.values().stream().map(this::measured).toList();
-      return engine.start(new MaskingService(engine, all, definition(all), onError, false));
-    } finally {
-      Bridge.LOCK.unlock();
-    }
+    List<Column> all = columns.values().stream().map(this::measured).toList();
+    return engine.start(new MaskingService(engine, all, definition(all), onError, false));
   }
 
   private Column measured(ColumnRule column) {

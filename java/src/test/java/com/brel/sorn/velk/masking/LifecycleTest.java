@@ -114,8 +114,8 @@ class LifecycleTest {
     MaskingService service = opened.open();
     engine.parse("service=u a=keep").close();
     engine.close();
-    assertThrows(IllegalStateException.class, never::open);
     assertThrows(IllegalStateException.class, never::tellErrors);
+    assertThrows(IllegalStateException.class, never::open);
     assertThrows(IllegalStateException.class, () -> service.mask(rows("a")));
     assertEquals(1, TraceFile.read(file).count("NativeProvider.terminateProvider0"));
   }

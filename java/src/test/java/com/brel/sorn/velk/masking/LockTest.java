@@ -13,6 +13,7 @@ import java.util.ArrayList;
 import java.util.Collections;
 import java.util.List;
 import java.util.concurrent.Callable;
+import java.util.concurrent.ExecutionException;
 import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
 import java.util.concurrent.Future;
@@ -59,6 +60,8 @@ class LockTest {
       ServiceBuilder builder = engine.service("s").column("c", Type.text(), Rule.email("x.de"));
       assertWaits(() -> engine.parse("service=s a=keep"));
       assertWaits(builder.key(Columns.KEY)::open);
+      ColumnRule column = new ColumnRule("c", Type.text(), Rule.card(), false);
+      assertWaits(() -> engine.longestResult(column, Columns.KEY));
       assertWaits(() -> service.maskRow(List.of("a")));
       assertWaits(() -> told.tellErrors());
       assertWaits(opened::open);
@@ -91,6 +94,26 @@ class LockTest {
     other.get();
     assertFalse(Bridge.LOCK.isLocked());
     threads.shutdown();
+  }
+
+  @Test
+  void aParsedServiceThatIsClosedWhileItsOpeningWaitsIsNotOpened() throws Exception {
+    try (Engine engine = Engine.open()) {
+      ParsedService parsed = engine.parse("service=s a=keep");
+      ExecutorService threads = Executors.newSingleThreadExecutor();
+      Bridge.LOCK.lock();
+      Future<MaskingService> opening;
+      try {
+        opening = threads.submit(parsed::open);
+        awaitQueue(1);
+        parsed.close();
+      } finally {
+        Bridge.LOCK.unlock();
+      }
+      ExecutionException failure = assertThrows(ExecutionException.class, opening::get);
+      assertEquals(IllegalStateException.class, failure.getCause().getClass());
+      threads.shutdown();
+    }
   }
 
   private interface Executable {
