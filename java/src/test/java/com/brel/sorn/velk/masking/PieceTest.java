@@ -135,6 +135,21 @@ class PieceTest {
   }
 
   @Test
+  void aMaskingStringsOwnChoiceToStopCountsTheRowsOfTheBatch() {
+    List<List<String>> rows = new ArrayList<>(numbers(ROWS));
+    rows.set(ROWS - 2, List.of("too long"));
+    rows.set(ROWS - 1, List.of("a\0"));
+    try (MaskingService service =
+        engine.parse("service=p on_error=stop c=keep c.type=varchar(5)").open()) {
+      VELKException failure = assertThrows(VELKException.class, () -> service.mask(rows));
+      assertEquals(TOO_LONG, failure.code());
+      assertTrue(
+          failure.getMessage().startsWith("row " + (ROWS - 1) + ", column \"c\": 7502"),
+          failure.getMessage());
+    }
+  }
+
+  @Test
   void aRowThatIsRefusedKeepsTheWholeBatchFromBeingSent(@TempDir Path folder) throws Exception {
     engine.close();
     Path file = folder.resolve("trace.json");

@@ -64,6 +64,23 @@ class ValuesTest {
   }
 
   @Test
+  void datesAndTimestampsOfADatabaseAreTaken() throws Exception {
+    // By their names: the API does not need the module that they are of.
+    assertEquals("2024-02-29", Values.text(ofJavaSql("Date", "2024-02-29")));
+    assertEquals(
+        "2024-02-29 12:00:00.5", Values.text(ofJavaSql("Timestamp", "2024-02-29 12:00:00.5")));
+  }
+
+  private static Object ofJavaSql(String name, String text) throws Exception {
+    return ModuleLayer.boot()
+        .findModule("java.sql")
+        .map(module -> Class.forName(module, "java.sql." + name))
+        .orElseThrow()
+        .getMethod("valueOf", String.class)
+        .invoke(null, text);
+  }
+
+  @Test
   void whatHasNoTextIsRefused() {
     for (Object value :
         List.of(new byte[1], new Object(), LocalTime.NOON, Double.NaN, Float.NEGATIVE_INFINITY)) {
