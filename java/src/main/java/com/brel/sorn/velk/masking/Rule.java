@@ -118,7 +118,7 @@ public final class Rule {
   /**
    * Puts hexadecimal digits in the place of every value.
    *
-   * @param length the number of digits, 1 to 64; the engine may ask for more than one
+   * @param length the number of digits, 1 to 64; the engine says how few there may be
    * @return the rule {@code hash}
    * @throws IllegalArgumentException if the length is out of range
    */
