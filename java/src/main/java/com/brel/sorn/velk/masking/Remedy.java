@@ -42,19 +42,16 @@ final class Remedy {
   }
 
   /**
-   * Reads a table of mounts: device, folder, type and options of each.
+   * Reads a table of mounts in their order: device, folder, type and options of each.
    *
    * @param directory a path without links
    */
   static boolean forbidsExecuting(List<String> mounts, Path directory) {
     String options = "";
-    Path nearest = Path.of("/");
     for (String mount : mounts) {
       String[] parts = mount.split(" ");
-      Path folder = Path.of(unescape(parts[1]));
-      // Of two at one folder the later one hides the other.
-      if (directory.startsWith(folder) && folder.startsWith(nearest)) {
-        nearest = folder;
+      // A later mount hides what an earlier one shows in its folder.
+      if (directory.startsWith(unescape(parts[1]))) {
         options = parts[3];
       }
     }

@@ -18,18 +18,21 @@ class RemedyTest {
           "tmpfs /tmp tmpfs rw,nosuid,noexec 0 0",
           "tmpfs /tmp/open tmpfs rw 0 0",
           "tmpfs /my\\040files tmpfs rw,noexec,relatime 0 0",
+          "tmpfs /hidden/below tmpfs rw 0 0",
+          "tmpfs /hidden tmpfs noexec 0 0",
           "tmpfs /twice tmpfs noexec 0 0",
           "tmpfs /twice tmpfs rw,mode=noexecutive 0 0");
 
   @Test
   @DisabledOnOs(OS.WINDOWS)
-  void theNearestMountDecidesWhetherAFolderForbidsExecuting() {
+  void theLatestMountDecidesWhetherAFolderForbidsExecuting() {
     assertFalse(forbidsExecuting("/home"));
     assertTrue(forbidsExecuting("/tmp"));
     assertTrue(forbidsExecuting("/tmp/velk-1-1"));
     assertFalse(forbidsExecuting("/tmpfiles"));
     assertFalse(forbidsExecuting("/tmp/open/velk-1-1"));
     assertTrue(forbidsExecuting("/my files/lib"));
+    assertTrue(forbidsExecuting("/hidden/below"));
     assertFalse(forbidsExecuting("/twice"));
   }
 
