@@ -1,0 +1,78 @@
+#pragma once
+
+// The reference engine as the lane meets it, and the same rows masked without a lane: each alone, by records
+// of its own made one by one.
+//
+//     Service service("service=s key=env:VELK_TEST_KEY name=hash note=keep");
+//     Setup setup(service);
+//     EXPECT_EQ(mask_alone(service, {"Anna", std::nullopt})[1].text, std::nullopt);
+
+#include "bulk/lane.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace velk::bulk::test {
+
+using Text = std::optional<std::string>; // UTF-8; nothing: null
+
+// A running provider of a masking string. The framework runs while there is one.
+class Service {
+public:
+    explicit Service(const std::string& masking_string);
+    ~Service();
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
+
+    std::size_t width() const { return limits.size(); }
+
+    std::int32_t handle = 0;
+    SVCA record{};
+    std::vector<ColumnLimit> limits;
+    std::vector<std::string> names;
+
+private:
+    void start(const char* id);
+};
+
+struct Outcome {
+    Text text;
+    std::int32_t error = 0;
+    bool operator==(const Outcome&) const = default;
+};
+
+// What becomes of a row, told as the Java face tells it: a value that cannot be sent is refused, a row in
+// error without a value in error is in error as a whole.
+std::vector<Outcome> mask_alone(const Service& service, const std::vector<Text>& values);
+
+// A lane of a service. Columns of the table that the order leaves at -1 go round the engine.
+class Setup {
+public:
+    explicit Setup(const Service& service, Text replacement = {});
+    Setup(const Service& service, const std::vector<std::int32_t>& order, Text replacement = {});
+    ~Setup() { close(lane); }
+    Setup(const Setup&) = delete;
+    Setup& operator=(const Setup&) = delete;
+
+    Lane lane;
+};
+
+// Puts a function in the place of Provider_Service for its life: what no sound engine does.
+using ServiceCall = std::function<std::int32_t(std::int32_t handle, SVCA* service, RWST* rows)>;
+class FakeEngine {
+public:
+    explicit FakeEngine(ServiceCall call);
+    ~FakeEngine();
+    FakeEngine(const FakeEngine&) = delete;
+    FakeEngine& operator=(const FakeEngine&) = delete;
+};
+
+// The engine's own call, for a fake that adds to it.
+std::int32_t real_service(std::int32_t handle, SVCA* service, RWST* rows);
+
+std::u16string to_utf16(const std::string& text);
+
+} // namespace velk::bulk::test
