@@ -134,6 +134,17 @@ std::size_t well_formed(const char* source, std::size_t bytes)
     return bytes;
 }
 
+std::size_t whole_characters(const char* source, std::size_t bytes)
+{
+    for (std::size_t back = 1; back <= 3 && back <= bytes; ++back) {
+        const auto byte = static_cast<Byte>(source[bytes - back]);
+        if ((byte & 0xC0) == 0x80) continue;
+        const std::size_t length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
+        return length > back ? bytes - back : bytes;
+    }
+    return bytes;
+}
+
 std::size_t utf16_length(const char* source, std::size_t bytes)
 {
     std::size_t units = 0;

@@ -22,6 +22,9 @@ Progress to_utf8(char* target, const char16_t* source, std::size_t units);
 // Bytes in front of the first ill-formed sequence.
 std::size_t well_formed(const char* source, std::size_t bytes);
 
+// Bytes in front of a last character whose bytes have not all come yet.
+std::size_t whole_characters(const char* source, std::size_t bytes);
+
 // Units that a well-formed text has in UTF-16.
 std::size_t utf16_length(const char* source, std::size_t bytes);
 

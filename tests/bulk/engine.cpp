@@ -245,12 +245,12 @@ static std::vector<std::int32_t> in_order(std::size_t width)
     return order;
 }
 
-Setup::Setup(const Service& service, Text replacement)
-    : Setup(service, in_order(service.width()), std::move(replacement))
+OpenLane::OpenLane(const Service& service, Text replacement)
+    : OpenLane(service, in_order(service.width()), std::move(replacement))
 {
 }
 
-Setup::Setup(const Service& service, const std::vector<std::int32_t>& order, Text replacement)
+OpenLane::OpenLane(const Service& service, const std::vector<std::int32_t>& order, Text replacement)
 {
     const LaneDefinition definition{service.handle,
                                     const_cast<SVCA*>(&service.record),

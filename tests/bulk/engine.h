@@ -4,7 +4,7 @@
 // of its own made one by one.
 //
 //     Service service("service=s key=env:VELK_TEST_KEY name=hash note=keep");
-//     Setup setup(service);
+//     OpenLane opened(service);
 //     EXPECT_EQ(mask_alone(service, {"Anna", std::nullopt})[1].text, std::nullopt);
 
 #include "bulk/lane.h"
@@ -49,13 +49,13 @@ struct Outcome {
 std::vector<Outcome> mask_alone(const Service& service, const std::vector<Text>& values);
 
 // A lane of a service. Columns of the table that the order leaves at -1 go round the engine.
-class Setup {
+class OpenLane {
 public:
-    explicit Setup(const Service& service, Text replacement = {});
-    Setup(const Service& service, const std::vector<std::int32_t>& order, Text replacement = {});
-    ~Setup() { close(lane); }
-    Setup(const Setup&) = delete;
-    Setup& operator=(const Setup&) = delete;
+    explicit OpenLane(const Service& service, Text replacement = {});
+    OpenLane(const Service& service, const std::vector<std::int32_t>& order, Text replacement = {});
+    ~OpenLane() { close(lane); }
+    OpenLane(const OpenLane&) = delete;
+    OpenLane& operator=(const OpenLane&) = delete;
 
     Lane lane;
 };

@@ -126,6 +126,26 @@ TEST(Text, half_a_surrogate_pair_ends_the_text_in_front_of_it)
                       std::pair(std::string(length, 'x'), length));
 }
 
+TEST(Text, a_character_that_has_not_come_as_a_whole_is_left_out)
+{
+    const struct {
+        std::string text;
+        std::size_t bytes;
+    } rows[] = {{"", 0},
+                {"a", 1},
+                {"ä", 2},
+                {"a\xC3", 1},
+                {"€", 3},
+                {"a\xE2\x82", 1},
+                {"a\xE2", 1},
+                {"😀", 4},
+                {"a\xF0\x9F\x98", 1},
+                {"a\xF0\x9F", 1},
+                {"\x80\x80\x80", 3},
+                {"\x80\x80\x80\x80", 4}};
+    for (const auto& [text, bytes] : rows) EXPECT_EQ(text::whole_characters(text.data(), text.size()), bytes);
+}
+
 TEST(Text, a_byte_is_found_at_every_place)
 {
     for (std::size_t length = 0; length < 70; ++length) {
