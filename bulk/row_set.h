@@ -21,12 +21,13 @@ namespace code {
 inline constexpr std::int32_t out_of_memory = -1;
 inline constexpr std::int32_t buffer_moved = -2; // the engine put another buffer in the place of a value's
 inline constexpr std::int32_t too_long = -3;     // no buffer's size can be told for a value
-inline constexpr std::int32_t misplaced = -4;    // offsets of a column are negative or fall
+inline constexpr std::int32_t misplaced = -4; // offsets of a column fall, or a place is outside of its memory
+inline constexpr std::int32_t closed = -5;    // there is no such object
 inline constexpr std::int32_t zero_character = -101; // the value contains U+0000, which would end it
 inline constexpr std::int32_t lone_surrogate = -102; // the result contains half a surrogate pair
 inline constexpr std::int32_t whole_row =
     -103; // the engine reports an error of the row and of none of its values
-inline constexpr std::int32_t ill_formed = -104; // the value is not UTF-8
+inline constexpr std::int32_t ill_formed = -105; // the value is not UTF-8
 } // namespace code
 
 // A column of the service, in code points.
