@@ -90,13 +90,13 @@ def build(preset):
 
 
 def unit_tests(platform, preset, prefix=(), suffix=""):
-    for name in ["bridge_tests", "reference_engine_tests"]:
+    for name in ["bridge_tests", "bulk_tests", "reference_engine_tests"]:
         yield Layer(platform, f"{name} ({preset})", [*prefix, f"build/{preset}/bin/{name}{suffix}"], googletest)
 
 
 def native_lane():
     yield build("linux")
-    yield Layer("Linux", "format", formatted(["include", "src", "reference-engine", "tests"]), one_check)
+    yield Layer("Linux", "format", formatted(["include", "src", "bulk", "reference-engine", "tests"]), one_check)
     yield Layer("Linux", "sources", [PYTHON, "tests/library/sources_test.py"], unittest_count)
     yield Layer("Linux", "libraries (linux)", [PYTHON, "tests/library/linux_libraries_test.py"], unittest_count)
     yield build("windows")

@@ -7,36 +7,15 @@
 //     OpenLane opened(service);
 //     EXPECT_EQ(mask_alone(service, {"Anna", std::nullopt})[1].text, std::nullopt);
 
-#include "bulk/lane.h"
+#include "bulk/service.h"
 
 #include <functional>
 #include <memory>
 #include <optional>
-#include <string>
-#include <vector>
 
 namespace velk::bulk::test {
 
 using Text = std::optional<std::string>; // UTF-8; nothing: null
-
-// A running provider of a masking string. The framework runs while there is one.
-class Service {
-public:
-    explicit Service(const std::string& masking_string);
-    ~Service();
-    Service(const Service&) = delete;
-    Service& operator=(const Service&) = delete;
-
-    std::size_t width() const { return limits.size(); }
-
-    std::int32_t handle = 0;
-    SVCA record{};
-    std::vector<ColumnLimit> limits;
-    std::vector<std::string> names;
-
-private:
-    void start(const char* id);
-};
 
 struct Outcome {
     Text text;

@@ -8,7 +8,7 @@ import tempfile
 import unittest
 
 from binaries import faults_of_debug_information, run
-from contract import ALL, ENGINE, ROOT, extra_operations, natives, operations
+from contract import ALL, ENGINE, ROOT, bulk_natives, extra_operations, natives, operations
 
 LIBRARIES = pathlib.Path(os.environ.get("VELK_LIBRARY_DIR", ROOT / "build" / "linux" / "lib"))
 
@@ -54,6 +54,17 @@ class LinuxLibraries(unittest.TestCase):
     def test_the_bridge_needs_only_the_engine_and_the_c_library(self):
         self.assertEqual(sorted(dynamic(LIBRARIES / "libVELKJNI.so", "NEEDED")), sorted(BRIDGE_NEEDS))
 
+    def test_the_lane_exports_its_natives_and_nothing_else(self):
+        self.assertEqual(exports(LIBRARIES / "libVELKBulk.so"), bulk_natives())
+
+    def test_the_lane_needs_only_the_provider_and_the_c_library(self):
+        self.assertEqual(sorted(dynamic(LIBRARIES / "libVELKBulk.so", "NEEDED")), ["libVELKProvider.so", "libc.so.6"])
+        self.assertEqual(dynamic(LIBRARIES / "libVELKBulk.so", "RUNPATH"), ["$ORIGIN"])
+
+    def test_an_engine_may_lack_what_says_that_it_allows_threads(self):
+        weak = [line.split()[-1] for line in run("nm", "-D", LIBRARIES / "libVELKBulk.so").splitlines() if " w Provider" in line]
+        self.assertEqual(weak, ["Provider_AllowsThreads"])
+
     def test_a_needed_library_more_is_noticed(self):
         with tempfile.TemporaryDirectory() as folder:
             library = pathlib.Path(folder, "planted.so")
@@ -82,8 +93,9 @@ class LinuxLibraries(unittest.TestCase):
                 beside = {"libVELKParser.so"} if library == "VELKAdapter" else set()
                 self.assertLessEqual(set(needed), {"libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2"} | beside)
 
-    def test_the_bridge_runs_on_an_old_c_library(self):
+    def test_the_bridge_and_the_lane_run_on_an_old_c_library(self):
         self.assertEqual(c_library_version(LIBRARIES / "libVELKJNI.so"), (2, 14))
+        self.assertEqual(c_library_version(LIBRARIES / "libVELKBulk.so"), (2, 14))
 
     def test_the_engine_runs_on_the_c_library_it_was_built_on_and_no_later_one(self):
         built_on = tuple(map(int, os.confstr("CS_GNU_LIBC_VERSION").split()[1].split(".")))
