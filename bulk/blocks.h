@@ -119,6 +119,23 @@ inline std::size_t find_zero(const char16_t* source, std::size_t units)
     return i;
 }
 
+// The place behind the last byte that is one of two; 0 where there is none.
+inline std::size_t behind_last(const char* source, std::size_t bytes, char a, char b)
+{
+    std::size_t end = bytes;
+#if defined(VELK_BULK_SSE2)
+    for (; end >= 16; end -= 16) {
+        const __m128i block = load(source + end - 16);
+        const __m128i either =
+            _mm_or_si128(_mm_cmpeq_epi8(block, _mm_set1_epi8(a)), _mm_cmpeq_epi8(block, _mm_set1_epi8(b)));
+        if (const unsigned found = mask(either))
+            return end - 16 + static_cast<std::size_t>(std::bit_width(found));
+    }
+#endif
+    while (end > 0 && source[end - 1] != a && source[end - 1] != b) --end;
+    return end;
+}
+
 // Bytes of which four are looked for.
 struct FourBytes {
     char bytes[4];
@@ -130,21 +147,24 @@ inline bool is_one_of(char byte, const FourBytes& wanted)
            byte == wanted.bytes[3];
 }
 
+#if defined(VELK_BULK_SSE2)
+
+inline __m128i one_of(__m128i block, const FourBytes& wanted)
+{
+    const auto equal = [block](char byte) { return _mm_cmpeq_epi8(block, _mm_set1_epi8(byte)); };
+    return _mm_or_si128(_mm_or_si128(equal(wanted.bytes[0]), equal(wanted.bytes[1])),
+                        _mm_or_si128(equal(wanted.bytes[2]), equal(wanted.bytes[3])));
+}
+
+#endif
+
 // Which of 64 bytes are one of four: bit k stands for byte k.
 inline std::uint64_t mark(const char* source, const FourBytes& wanted)
 {
     std::uint64_t marked = 0;
 #if defined(VELK_BULK_SSE2)
-    const __m128i a = _mm_set1_epi8(wanted.bytes[0]);
-    const __m128i b = _mm_set1_epi8(wanted.bytes[1]);
-    const __m128i c = _mm_set1_epi8(wanted.bytes[2]);
-    const __m128i d = _mm_set1_epi8(wanted.bytes[3]);
-    for (unsigned i = 0; i < 64; i += 16) {
-        const __m128i block = load(source + i);
-        const __m128i found = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, a), _mm_cmpeq_epi8(block, b)),
-                                           _mm_or_si128(_mm_cmpeq_epi8(block, c), _mm_cmpeq_epi8(block, d)));
-        marked |= static_cast<std::uint64_t>(mask(found)) << i;
-    }
+    for (unsigned i = 0; i < 64; i += 16)
+        marked |= static_cast<std::uint64_t>(mask(one_of(load(source + i), wanted))) << i;
 #else
     for (unsigned i = 0; i < 64; ++i)
         if (is_one_of(source[i], wanted)) marked |= std::uint64_t{1} << i;
@@ -165,9 +185,13 @@ inline std::uint64_t mark(const char* source, std::size_t bytes, const FourBytes
 inline bool has_any(const char* source, std::size_t bytes, const FourBytes& wanted)
 {
     std::size_t i = 0;
-    for (; bytes - i >= 64; i += 64)
-        if (mark(source + i, wanted) != 0) return true;
-    return mark(source + i, bytes - i, wanted) != 0;
+#if defined(VELK_BULK_SSE2)
+    for (; bytes - i >= 16; i += 16)
+        if (mask(one_of(load(source + i), wanted)) != 0) return true;
+#endif
+    for (; i < bytes; ++i)
+        if (is_one_of(source[i], wanted)) return true;
+    return false;
 }
 
 } // namespace velk::bulk::blocks

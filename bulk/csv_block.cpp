@@ -153,8 +153,9 @@ bool write_masked(const Place& place, Lane& lane, std::size_t row, std::size_t c
 
 bool write_cell(const Place& place, Lane& lane, std::size_t row, std::size_t column)
 {
-    const Result result = bulk::result(lane, row, column);
     Counts& counts = lane.counts[column];
+    const Result result =
+        is_kept(lane, column) ? Result{Outcome::kept, nullptr, 0, 0} : bulk::result(lane, row, column);
     switch (result.outcome) {
     case Outcome::kept:
         ++(place.cell.is_null() ? counts.nulls_kept : counts.left_equal);
@@ -225,18 +226,31 @@ ReadRow read(CsvBlock& block, std::size_t width, Cell* cells, CsvRow& row)
     return ReadRow::problem;
 }
 
-// The values of a row, of which those with quotes inside stand in the scratch memory.
-bool make_values(CsvBlock& block, const CsvRow& row, const Cell* cells)
+// One value of a row. Those with quotes inside stand in the scratch memory one behind the other.
+void make_value(CsvBlock& block, const Cell& cell, std::size_t column, std::size_t& used)
 {
+    CellText text{block.reader.text + cell.start, cell.bytes};
+    if ((cell.flags & cell_escaped) != 0) {
+        text = text_of(block.reader, cell, block.scratch.start + used);
+        used += text.bytes;
+    }
+    const bool zero = block.has_zero && text::find(text.start, text.bytes, 0) < text.bytes;
+    block.values[column] = {text.start, text.bytes, cell.is_null(), zero ? code::zero_character : 0};
+}
+
+// The values of a row that are sent; where a zero character might be among them, all.
+bool make_values(CsvBlock& block, const Lane& lane, const CsvRow& row, const Cell* cells)
+{
+    if (!grow(block.scratch, row.end - row.start, 0)) return false;
     std::size_t used = 0;
-    for (std::size_t column = 0; column < row.cells; ++column) {
-        const Cell& cell = cells[column];
-        const bool escaped = (cell.flags & cell_escaped) != 0;
-        if (escaped && used == 0 && !grow(block.scratch, row.end - row.start, 0)) return false;
-        const CellText text = text_of(block.reader, cell, block.scratch.start + used);
-        used += escaped ? text.bytes : 0;
-        const bool zero = block.has_zero && text::find(text.start, text.bytes, 0) < text.bytes;
-        block.values[column] = {text.start, text.bytes, cell.is_null(), zero ? code::zero_character : 0};
+    if (block.has_zero) {
+        for (std::size_t column = 0; column < lane.width; ++column)
+            make_value(block, cells[column], column, used);
+        return true;
+    }
+    for (std::size_t i = 0; i < lane.column_of.size; ++i) {
+        const auto column = static_cast<std::size_t>(lane.column_of[i]);
+        make_value(block, cells[column], column, used);
     }
     return true;
 }
@@ -286,8 +300,8 @@ std::int32_t load(CsvBlock& block, Lane& lane)
         CsvRow& row = block.rows[lane.row_count];
         const Cell* cells = &block.cells[lane.row_count * lane.width];
         if (read(block, lane.width, &block.cells[lane.row_count * lane.width], row) != ReadRow::row) break;
-        if (!make_values(block, row, cells)) return code::out_of_memory;
-        const Fit fit = add_row(lane, &block.values[0]);
+        if (!make_values(block, lane, row, cells)) return code::out_of_memory;
+        const Fit fit = add_row(lane, &block.values[0], block.has_zero);
         if (fit == Fit::batch_is_full) block.reader = before;
         if (fit == Fit::batch_is_full) break;
         if (fit != Fit::fits) return failure(fit);

@@ -163,6 +163,9 @@ End read_cell(Reading& reading, Cell& cell)
 // Counted exactly only in a row that might be too long: of each value by its own bytes.
 std::size_t units_of_row(CellReader reader, CsvRow row)
 {
+    reader.position = row.start;
+    reader.marks.window = row.start;
+    mark_window(reader);
     CsvProblem problem;
     Reading reading{reader, row, problem};
     std::size_t units = 0;
@@ -226,9 +229,8 @@ ReadRow read_row(CellReader& reader, Cell* cells, std::size_t width, CsvRow& row
 {
     Reading reading{reader, row, problem};
     if (const ReadRow begun = begin_row(reading); begun != ReadRow::row) return begun;
-    const CellReader at_start = reader;
     const End end = read_cells(reading, cells, width);
-    if (reading.bytes > longest_row && units_of_row(at_start, row) > longest_row) {
+    if (reading.bytes > longest_row && units_of_row(reader, row) > longest_row) {
         fail(reading, CsvFault::row_too_long, row.start, row.line);
         return ReadRow::problem;
     }

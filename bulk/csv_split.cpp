@@ -1,5 +1,6 @@
 #include "csv_split.h"
 
+#include "blocks.h"
 #include "text.h"
 
 namespace velk::bulk {
@@ -26,17 +27,14 @@ bool starts_value(const Text& text, std::size_t i)
     return i == 0 || ends_value(text, i - 1);
 }
 
-// The last line end of a run outside of quotes ends the last whole row. From the back it is soon found.
+// The last line end of a run outside of quotes ends the last whole row.
 void find_row_end(CsvSplit& split, const Text& text, std::size_t end)
 {
-    for (std::size_t i = end; i > split.run; --i) {
-        const char byte = text.start[i - 1];
-        // Behind a CR at the end an LF may follow.
-        const bool is_end = byte == '\n' || (byte == '\r' && (i < text.bytes || text.last));
-        if (!is_end) continue;
-        split.whole = i;
-        return;
-    }
+    // Behind a CR at the end an LF may follow.
+    const bool waits = end == text.bytes && !text.last && end > split.run && text.start[end - 1] == '\r';
+    const std::size_t bytes = end - split.run - (waits ? 1 : 0);
+    const std::size_t found = blocks::behind_last(text.start + split.run, bytes, '\n', '\r');
+    if (found > 0) split.whole = split.run + found;
 }
 
 void scan_outside(CsvSplit& split, const Text& text)

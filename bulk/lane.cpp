@@ -148,12 +148,12 @@ void next_rows(Lane& lane)
     clear(lane.rows);
 }
 
-Fit add_row(Lane& lane, const Value* values)
+Fit add_row(Lane& lane, const Value* values, bool any_flaw)
 {
     std::size_t room = 0;
     if (!room_of_row(lane, values, room)) return Fit::too_long;
     if (const Fit fit = fit_row(lane.rows, room); fit != Fit::fits) return fit;
-    if (!refuse_flaws(lane, values)) return Fit::out_of_memory;
+    if (any_flaw && !refuse_flaws(lane, values)) return Fit::out_of_memory;
     put_row(lane, values);
     ++lane.row_count;
     return Fit::fits;

@@ -76,9 +76,9 @@ void begin(Lane& lane);
 // Leaves the rows at hand behind and starts the next ones.
 void next_rows(Lane& lane);
 
-// Adds a row of the table's width, or says why not. Nothing but the values' texts must live on until the
-// results are read, and those only for who reads them again.
-Fit add_row(Lane& lane, const Value* values);
+// Adds a row of the table's width, or says why not. Without a flaw in it only the values that are sent are
+// looked at. Nothing here holds on to the values.
+Fit add_row(Lane& lane, const Value* values, bool any_flaw);
 
 // The code of a row that was not added although there was room.
 std::int32_t failure(Fit fit);
@@ -105,6 +105,13 @@ struct Result {
 void begin_results(Lane& lane);
 void begin_row(Lane& lane, std::size_t row);
 Result result(Lane& lane, std::size_t row, std::size_t column);
+
+// The same for most values of a column that goes round the engine, without a call: it is kept, and nothing
+// else.
+inline bool is_kept(const Lane& lane, std::size_t column)
+{
+    return lane.service_column[column] < 0 && lane.row_error == 0 && lane.next_refused == lane.refused.size;
+}
 
 // False: out of memory.
 bool note_error(Lane& lane, std::size_t row, std::size_t column, std::int32_t code);

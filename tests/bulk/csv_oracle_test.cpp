@@ -69,10 +69,10 @@ private:
 
 TEST(CsvOracle, every_short_text_is_read_and_written_alike_whatever_the_blocks)
 {
-    const std::vector<std::string> texts = texts_of({"a", ",", "\"", "\n", "\r", "\xC3\xA4", "\xC3"}, 5);
+    const std::vector<std::string> texts = texts_of({"a", ",", "\"", "\n", "\r", "\xC3\xA4", "\xC3"}, 4);
     Compared one(1), two(2);
     for (const std::string& text : texts) {
-        for (const std::size_t block : {std::size_t{1}, std::size_t{3}, std::size_t{100}}) {
+        for (std::size_t block = 1; block <= text.size() + 1; ++block) {
             one.compare(text, block);
             two.compare(text, block);
             if (HasFatalFailure()) return;
@@ -83,8 +83,8 @@ TEST(CsvOracle, every_short_text_is_read_and_written_alike_whatever_the_blocks)
 TEST(CsvOracle, every_short_text_of_quotes_is_read_and_written_alike)
 {
     Compared one(1), two(2);
-    for (const std::string& text : texts_of({"a", ",", "\"", "\"\"", "\r\n"}, 6)) {
-        for (const std::size_t block : {std::size_t{2}, std::size_t{100}}) {
+    for (const std::string& text : texts_of({"a", ",", "\"", "\"\"", "\r\n"}, 5)) {
+        for (std::size_t block = 1; block <= text.size() + 1; block += 2) {
             one.compare(text, block);
             two.compare(text, block);
             if (HasFatalFailure()) return;
@@ -130,7 +130,7 @@ TEST(CsvOracle, random_files_are_read_and_written_alike_cut_at_every_place)
 TEST(CsvOracle, blank_lines_are_skipped_alike)
 {
     Compared two(2, {',', '"', true});
-    for (const std::string& text : texts_of({"a", ",", "\"", "\n", "\r"}, 6)) {
+    for (const std::string& text : texts_of({"a", ",", "\"", "\n", "\r"}, 5)) {
         two.compare(text, 2);
         if (HasFatalFailure()) return;
     }

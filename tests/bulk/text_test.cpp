@@ -163,6 +163,18 @@ TEST(Text, a_byte_is_found_at_every_place)
     }
 }
 
+TEST(Text, the_last_of_two_bytes_is_found_at_every_place)
+{
+    for (std::size_t length = 0; length < 50; ++length) {
+        std::vector<char> text(length, 'x');
+        EXPECT_EQ(blocks::behind_last(text.data(), length, '\n', '\r'), 0U);
+        for (std::size_t place = 0; place < length; ++place) {
+            text[place] = place % 3 == 0 ? '\n' : '\r';
+            ASSERT_EQ(blocks::behind_last(text.data(), length, '\n', '\r'), place + 1);
+        }
+    }
+}
+
 TEST(Text, a_zero_unit_is_found_at_every_place)
 {
     for (std::size_t length = 0; length < 40; ++length) {
