@@ -45,7 +45,7 @@ Value value_of(const ColumnIn& column, std::size_t row)
 // Bitmaps start as all null.
 bool make_room(ColumnOut& column, std::size_t rows)
 {
-    const std::size_t bytes = (rows + 7) / 8;
+    const std::size_t bytes = rows / 8 + 1;
     if (!reserve(column.validity, bytes, 0) || !reserve(column.offsets, (rows + 1) * sizeof(std::int32_t), 0))
         return false;
     std::memset(column.validity.start, 0, bytes);
@@ -130,7 +130,7 @@ std::int32_t store_text(const Place& place, const Result& result)
     if (done.read < result.units) return store_error(place, code::lone_surrogate);
     const Value before = place.before();
     const bool equal = !before.is_null && before.bytes == done.written &&
-                       std::memcmp(before.text, target, done.written) == 0;
+                       (done.written == 0 || std::memcmp(before.text, target, done.written) == 0);
     ++(equal ? place.counts().left_equal : place.counts().masked);
     return end_value(place.out(), place.target(), done.written, false);
 }
@@ -138,12 +138,12 @@ std::int32_t store_text(const Place& place, const Result& result)
 std::int32_t store_value(const Place& place)
 {
     const Result result = bulk::result(place.lane, place.row, place.column);
-    switch (result.outcome) {
-    case Outcome::kept:
+    switch (result.kind) {
+    case ResultKind::kept:
         return store_kept(place);
-    case Outcome::null:
+    case ResultKind::null:
         return store_null_result(place);
-    case Outcome::text:
+    case ResultKind::text:
         return store_text(place, result);
     default:
         return store_error(place, result.code);

@@ -38,6 +38,7 @@ char* end_of(const Output& output)
 bool write_through(CsvBlock& block, std::size_t to)
 {
     const std::size_t bytes = to - block.written;
+    if (bytes == 0) return true;
     if (!ensure(*block.output, bytes)) return false;
     std::memcpy(end_of(*block.output), block.reader.text + block.written, bytes);
     block.output->bytes += bytes;
@@ -155,15 +156,15 @@ bool write_cell(const Place& place, Lane& lane, std::size_t row, std::size_t col
 {
     Counts& counts = lane.counts[column];
     const Result result =
-        is_kept(lane, column) ? Result{Outcome::kept, nullptr, 0, 0} : bulk::result(lane, row, column);
-    switch (result.outcome) {
-    case Outcome::kept:
+        is_kept(lane, column) ? Result{ResultKind::kept, nullptr, 0, 0} : bulk::result(lane, row, column);
+    switch (result.kind) {
+    case ResultKind::kept:
         ++(place.cell.is_null() ? counts.nulls_kept : counts.left_equal);
         return write_kept(place);
-    case Outcome::null:
+    case ResultKind::null:
         ++(place.cell.is_null() ? counts.nulls_kept : counts.masked);
         return write_around(place);
-    case Outcome::text:
+    case ResultKind::text:
         return write_masked(place, lane, row, column, result);
     default:
         return write_error(place, lane, row, column, result.code);

@@ -183,14 +183,14 @@ void begin_row(Lane& lane, std::size_t row)
 
 Result result(Lane& lane, std::size_t row, std::size_t column)
 {
-    if (const std::int32_t flaw = refusal(lane, row, column)) return {Outcome::error, nullptr, 0, flaw};
-    if (lane.row_error != 0) return {Outcome::error, nullptr, 0, lane.row_error};
+    if (const std::int32_t flaw = refusal(lane, row, column)) return {ResultKind::error, nullptr, 0, flaw};
+    if (lane.row_error != 0) return {ResultKind::error, nullptr, 0, lane.row_error};
     const std::int32_t sent = lane.service_column[column];
-    if (sent < 0) return {Outcome::kept, nullptr, 0, 0};
+    if (sent < 0) return {ResultKind::kept, nullptr, 0, 0};
     const DATA& value = value_at(lane.rows, row, static_cast<std::size_t>(sent));
-    if (value.errorCode != 0) return {Outcome::error, nullptr, 0, value.errorCode};
-    if (value.isNull != 0) return {Outcome::null, nullptr, 0, 0};
-    return {Outcome::text, static_cast<const char16_t*>(value.buffer), text_length(value), 0};
+    if (value.errorCode != 0) return {ResultKind::error, nullptr, 0, value.errorCode};
+    if (value.isNull != 0) return {ResultKind::null, nullptr, 0, 0};
+    return {ResultKind::text, static_cast<const char16_t*>(value.buffer), text_length(value), 0};
 }
 
 bool note_error(Lane& lane, std::size_t row, std::size_t column, std::int32_t code)

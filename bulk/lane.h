@@ -86,7 +86,7 @@ std::int32_t failure(Fit fit);
 // Masks the rows at hand. 0, or the code of the failure: then no value is left in them.
 std::int32_t mask(Lane& lane);
 
-enum class Outcome {
+enum class ResultKind {
     kept, // it went round the engine
     null,
     text,
@@ -94,7 +94,7 @@ enum class Outcome {
 };
 
 struct Result {
-    Outcome outcome;
+    ResultKind kind;
     const char16_t* text;
     std::size_t units;
     std::int32_t code;

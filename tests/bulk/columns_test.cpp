@@ -66,6 +66,24 @@ TEST(Columns, what_cannot_be_sent_is_an_error_of_its_value)
     }
 }
 
+TEST(Columns, values_of_nothing_need_no_bytes)
+{
+    const Service service("service=s a=keep");
+    OpenLane opened(service);
+    const std::int32_t offsets[] = {0, 0};
+    const ColumnIn in{nullptr, offsets, nullptr};
+    Columns columns;
+    for (const std::size_t rows : {std::size_t{1}, std::size_t{0}}) {
+        ASSERT_EQ(begin(columns, opened.lane, &in, rows), 0);
+        ASSERT_EQ(load(columns, opened.lane), static_cast<std::int32_t>(rows));
+        ASSERT_EQ(mask(opened.lane), 0);
+        ASSERT_EQ(store(columns, opened.lane), 0);
+        EXPECT_EQ(columns.out[0].validity.start[0], static_cast<char>(rows));
+        EXPECT_EQ(opened.lane.counts[0], (Counts{0, 0, static_cast<std::int64_t>(rows)}));
+    }
+    close(columns);
+}
+
 TEST(Columns, offsets_that_fall_or_are_negative_are_refused)
 {
     const Service service("service=s a=keep");

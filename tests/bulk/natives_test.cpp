@@ -3,6 +3,7 @@
 #include "bulk/jni/natives.h"
 
 #include "bulk/engine.h"
+#include "bulk/engine_threads.h"
 #include "bulk/pipeline.h"
 #include "support/allocation.h"
 
@@ -389,6 +390,11 @@ TEST_F(Natives, memory_grows_with_what_stands_in_it)
     EXPECT_EQ(static_cast<Buffer*>(view)->bytes, 1000);
     EXPECT_EQ(static_cast<Buffer*>(call(natives::memoryView, memory, 0))->bytes, 0);
     call(natives::memoryClose, memory);
+}
+
+TEST_F(Natives, tell_whether_the_engine_allows_threads)
+{
+    EXPECT_EQ(call(natives::allowsThreads) != JNI_FALSE, engine_allows_threads());
 }
 
 TEST_F(Natives, a_code_without_a_text_has_none)

@@ -32,11 +32,7 @@ public:
     Reader(const std::string& text, std::size_t width, const CsvFormat& format)
         : text(text), width(width), format(format)
     {
-        while (good < text.size()) {
-            const std::size_t length = plain_character(text, good);
-            if (length == 0) break;
-            good += length;
-        }
+        good = plain_well_formed(text);
     }
 
     PlainCsv read()
@@ -151,6 +147,17 @@ std::string written(const PlainCell& cell, const Text& value, const CsvFormat& f
 }
 
 } // namespace
+
+std::size_t plain_well_formed(const std::string& text)
+{
+    std::size_t good = 0;
+    while (good < text.size()) {
+        const std::size_t length = plain_character(text, good);
+        if (length == 0) break;
+        good += length;
+    }
+    return good;
+}
 
 PlainCsv read_plain(const std::string& text, std::size_t width, const CsvFormat& format)
 {

@@ -25,6 +25,9 @@ struct PlainCsv {
     std::size_t byte = 0;  // of the fault
 };
 
+// Bytes in front of the first ill-formed sequence.
+std::size_t plain_well_formed(const std::string& text);
+
 // Width 0: rows of any width.
 PlainCsv read_plain(const std::string& text, std::size_t width, const CsvFormat& format = {});
 
