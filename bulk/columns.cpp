@@ -189,7 +189,7 @@ std::int32_t load(Columns& columns, Lane& lane)
     for (; columns.next < columns.rows; ++columns.next) {
         for (std::size_t i = 0; i < lane.width; ++i)
             columns.values[i] = value_of(columns.in[i], columns.next);
-        const Fit fit = add_row(lane, &columns.values[0], true);
+        const Fit fit = add_row(lane, columns.values.data(), true);
         if (fit == Fit::batch_is_full) break;
         if (fit != Fit::fits) return failure(fit);
     }

@@ -287,7 +287,7 @@ bool begin(CsvBlock& block, Lane& lane, const CsvFormat& format, const char* tex
 std::int32_t copy_row(CsvBlock& block, Lane& lane)
 {
     CsvRow row;
-    Cell* cells = &block.cells[0];
+    Cell* cells = block.cells.data();
     if (read(block, lane.width, cells, row) != ReadRow::row) return 0;
     const auto keep = [](const Place& place, std::size_t) { return write_kept(place); };
     return write_row(block, row, cells, keep) && write_through(block, row.end) ? 0 : code::out_of_memory;
@@ -302,7 +302,7 @@ std::int32_t load(CsvBlock& block, Lane& lane)
         const Cell* cells = &block.cells[lane.row_count * lane.width];
         if (read(block, lane.width, &block.cells[lane.row_count * lane.width], row) != ReadRow::row) break;
         if (!make_values(block, lane, row, cells)) return code::out_of_memory;
-        const Fit fit = add_row(lane, &block.values[0], block.has_zero);
+        const Fit fit = add_row(lane, block.values.data(), block.has_zero);
         if (fit == Fit::batch_is_full) block.reader = before;
         if (fit == Fit::batch_is_full) break;
         if (fit != Fit::fits) return failure(fit);

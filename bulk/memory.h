@@ -34,8 +34,10 @@ template <typename Record> struct List {
     Memory memory{};
     std::size_t size = 0;
 
-    Record& operator[](std::size_t i) { return reinterpret_cast<Record*>(memory.start)[i]; }
-    const Record& operator[](std::size_t i) const { return reinterpret_cast<const Record*>(memory.start)[i]; }
+    Record* data() { return reinterpret_cast<Record*>(memory.start); }
+    const Record* data() const { return reinterpret_cast<const Record*>(memory.start); }
+    Record& operator[](std::size_t i) { return data()[i]; }
+    const Record& operator[](std::size_t i) const { return data()[i]; }
 };
 
 // False: out of memory, and the list stays as it is.

@@ -24,7 +24,7 @@ std::int32_t begin_batch(JNIEnv* env, Columns& columns, Lane& lane, jlongArray a
     List<ColumnIn> in;
     if (!resize(in, lane.width)) return code::out_of_memory;
     env->GetLongArrayRegion(addresses, 0, longs, reinterpret_cast<jlong*>(in.memory.start));
-    const std::int32_t status = begin(columns, lane, &in[0], rows);
+    const std::int32_t status = begin(columns, lane, in.data(), rows);
     release(in);
     return status;
 }

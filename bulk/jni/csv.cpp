@@ -65,7 +65,7 @@ void list_rows(RowList& rows, std::size_t ints)
     for (;;) {
         const CellReader before = rows.reader;
         CsvRow row;
-        const ReadRow read = read_row(rows.reader, &rows.cells[0], rows.cells.size, row, rows.problem);
+        const ReadRow read = read_row(rows.reader, rows.cells.data(), rows.cells.size, row, rows.problem);
         if (read != ReadRow::row) return;
         if (rows.list.size + row_ints + row.cells * cell_ints > ints) {
             rows.reader = before;

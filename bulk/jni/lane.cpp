@@ -48,9 +48,9 @@ Lane* open_lane(const Arguments& arguments, jint provider, jlong service, bool r
     Lane* lane = create<Lane>();
     if (lane == nullptr) return nullptr;
     const bool opened =
-        open(*lane, {provider, object_of<SVCA>(service), &arguments.order[0], arguments.order.size,
-                     reinterpret_cast<const ColumnLimit*>(&arguments.limits[0]), arguments.limits.size / 2,
-                     replaced ? &arguments.replacement[0] : nullptr, arguments.replacement.size});
+        open(*lane, {provider, object_of<SVCA>(service), arguments.order.data(), arguments.order.size,
+                     reinterpret_cast<const ColumnLimit*>(arguments.limits.data()), arguments.limits.size / 2,
+                     replaced ? arguments.replacement.data() : nullptr, arguments.replacement.size});
     if (opened) return lane;
     std::free(lane);
     return nullptr;

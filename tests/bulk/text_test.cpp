@@ -158,7 +158,9 @@ TEST(Text, a_byte_is_found_at_every_place)
             ASSERT_EQ(text::find(text.data(), length, '"'), place);
             const std::uint64_t marks =
                 blocks::mark(text.data(), std::min<std::size_t>(length, 63), {{',', '"', '\r', '\n'}});
-            ASSERT_EQ(marks >> place & 1, place < 63);
+            if (place < 63) {
+                ASSERT_EQ(marks >> place & 1, 1U);
+            }
         }
     }
 }
