@@ -90,7 +90,7 @@ def build(preset):
 
 
 def unit_tests(platform, preset, prefix=(), suffix=""):
-    for name in ["bridge_tests", "bulk_tests", "reference_engine_tests"]:
+    for name in ["bridge_tests", "bulk_tests", "bulk_threads_tests", "reference_engine_tests"]:
         yield Layer(platform, f"{name} ({preset})", [*prefix, f"build/{preset}/bin/{name}{suffix}"], googletest)
 
 
@@ -105,6 +105,8 @@ def native_lane():
     yield from unit_tests("Windows", "windows", ["scripts/wine"], ".exe")
     yield build("asan")
     yield from unit_tests("Linux", "asan")
+    yield build("tsan")
+    yield Layer("Linux", "bulk_threads_tests (tsan)", ["build/tsan/bin/bulk_threads_tests"], googletest)
 
 
 def fuzz_lane():
