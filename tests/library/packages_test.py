@@ -107,10 +107,10 @@ class Packages(unittest.TestCase):
             self.assertIn(f"{empty}/libVELKJNI.so: not there", result.stdout)
 
     def test_each_package_holds_what_its_page_lists(self):
-        for package, names in [(self.linux, ["libVELKJNI.so", "libVELKProvider.so", "libVELKParser.so", "libVELKAdapter.so",
-                                             "libVELKDataCnvLib.so"]),
-                               (self.windows, ["VELKJNI.dll", "VELKProvider.dll", "VELKParser.dll", "VELKAdapter.dll",
-                                               "VELKDataCnvLib.dll"])]:
+        for package, names in [(self.linux, ["libVELKJNI.so", "libVELKBulk.so", "libVELKProvider.so", "libVELKParser.so",
+                                             "libVELKAdapter.so", "libVELKDataCnvLib.so"]),
+                               (self.windows, ["VELKJNI.dll", "VELKBulk.dll", "VELKProvider.dll", "VELKParser.dll",
+                                               "VELKAdapter.dll", "VELKDataCnvLib.dll"])]:
             with self.subTest(package.folder.name):
                 files = {str(path.relative_to(package.folder)) for path in package.folder.rglob("*") if path.is_file()}
                 self.assertEqual({name for name in files if name.startswith("lib/")},
