@@ -1,7 +1,9 @@
 // An engine with tracing off: every scope opens, and nothing is ever wanted of it. The natives that are
 // measured call no other operation.
 
+#include "engine/adapter.h"
 #include "engine/datacnv.h"
+#include "engine/parser.h"
 #include "engine/provider.h"
 
 #include <cstdlib>
@@ -57,6 +59,46 @@ std::int32_t Provider_Term(std::int32_t)
 }
 
 std::int32_t Provider_GetErrorMessage(EMSG*)
+{
+    std::abort();
+}
+
+std::int32_t Parser_Init()
+{
+    std::abort();
+}
+
+std::int32_t Parser_ParseParameters(PRMA*)
+{
+    std::abort();
+}
+
+std::int32_t Parser_GetErrorInfoSize(std::int16_t*, std::int32_t*)
+{
+    std::abort();
+}
+
+std::int32_t Parser_GetErrorInfo(ECBD*)
+{
+    std::abort();
+}
+
+std::int32_t Parser_FormatErrorText(EMSG*)
+{
+    std::abort();
+}
+
+std::int32_t Adapter_Init()
+{
+    std::abort();
+}
+
+std::int32_t Adapter_BuildServiceDefinition(PGDA*)
+{
+    std::abort();
+}
+
+std::int32_t Adapter_FreeServiceDefinition(SVCA*)
 {
     std::abort();
 }

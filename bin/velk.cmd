@@ -28,5 +28,8 @@ if not exist "%java%" (
     echo velk: there is no Java; install one of version 17 or later, or name it with VELK_JAVA_HOME>&2
     exit /b 5
 )
-"%java%" -Xmx256m --enable-native-access=ALL-UNNAMED %VELK_JAVA_OPTIONS% -jar "%folder%\%jar%" %*
+rem A package has the libraries beside the command, where nothing need be unpacked.
+set "packaged="
+if exist "%root%\command\" set packaged="-Dvelk.library.packaged=%root%\lib"
+"%java%" -Xmx256m --enable-native-access=ALL-UNNAMED %packaged% %VELK_JAVA_OPTIONS% -jar "%folder%\%jar%" %*
 exit /b %errorlevel%

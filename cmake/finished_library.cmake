@@ -15,7 +15,7 @@ function(velk_finished_library library description)
     elseif(MSVC)
         target_link_options(${library} PRIVATE /Brepro)
     endif()
-    if(CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo" AND NOT MSVC AND NOT VELK_SANITIZE)
+    if(CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo" AND NOT MSVC AND NOT VELK_SANITIZE AND NOT VELK_THREAD_SANITIZE)
         set(file $<TARGET_FILE:${library}>)
         add_custom_command(TARGET ${library} POST_BUILD VERBATIM
             COMMAND ${CMAKE_OBJCOPY} -p --only-keep-debug ${file} ${file}.debug

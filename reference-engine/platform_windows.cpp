@@ -3,7 +3,8 @@
 
 #include "platform.h"
 
-#include <filesystem>
+#include <algorithm>
+#include <vector>
 
 #include <windows.h>
 
@@ -13,38 +14,101 @@ namespace {
 
 std::wstring wide(const std::string& utf8)
 {
-    return std::filesystem::path(std::u8string(utf8.begin(), utf8.end())).wstring();
+    const int length = static_cast<int>(utf8.size());
+    const int size = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), length, nullptr, 0);
+    std::wstring text(static_cast<std::size_t>(size), L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, utf8.data(), length, text.data(), size);
+    return text;
 }
 
-std::string narrow(const std::wstring& text)
+// Wiped when it goes.
+struct WideSecret {
+    std::vector<wchar_t> units;
+
+    explicit WideSecret(std::size_t size) : units(size) {}
+    ~WideSecret() { SecureZeroMemory(units.data(), units.size() * sizeof(wchar_t)); }
+    WideSecret(const WideSecret&) = delete;
+    WideSecret& operator=(const WideSecret&) = delete;
+};
+
+// Without its zero unit; nothing: no such variable. The buffer is as long as the value was a moment ago.
+std::optional<std::size_t> read_variable(const std::wstring& name, WideSecret& value)
 {
-    const int length = static_cast<int>(text.size());
-    const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-    std::string utf8(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), length, utf8.data(), size, nullptr, nullptr);
-    return utf8;
+    SetLastError(ERROR_SUCCESS);
+    const auto capacity = static_cast<DWORD>(value.units.size());
+    const DWORD units = GetEnvironmentVariableW(name.c_str(), value.units.data(), capacity);
+    if (units == 0 && GetLastError() != ERROR_SUCCESS) return std::nullopt;
+    return units;
 }
 
 } // namespace
 
 std::optional<std::string> environment_variable(const std::string& name)
 {
+    std::string value;
+    for (std::size_t size = 256;;) {
+        value.resize(size);
+        const std::optional<std::size_t> needed =
+            environment_variable(name, {reinterpret_cast<std::uint8_t*>(value.data()), value.size()});
+        if (!needed) return std::nullopt;
+        value.resize(std::min(*needed, size));
+        if (*needed <= size) return value;
+        size = *needed;
+    }
+}
+
+std::optional<std::size_t> environment_variable(const std::string& name, std::span<std::uint8_t> bytes)
+{
     const std::wstring wide_name = wide(name);
-    std::wstring value(256, L'\0');
-    while (true) {
-        SetLastError(ERROR_SUCCESS);
-        const DWORD units =
-            GetEnvironmentVariableW(wide_name.c_str(), value.data(), static_cast<DWORD>(value.size()));
-        if (units == 0 && GetLastError() != ERROR_SUCCESS) return std::nullopt;
-        const bool whole = units < value.size();
-        value.resize(units); // else this is what it takes
-        if (whole) return narrow(value);
+    for (std::size_t capacity = 256;;) {
+        WideSecret value(capacity);
+        const std::optional<std::size_t> units = read_variable(wide_name, value);
+        if (!units) return std::nullopt;
+        if (*units >= capacity) {
+            capacity = *units;
+            continue;
+        }
+        const auto length = static_cast<int>(*units);
+        const int size =
+            WideCharToMultiByte(CP_UTF8, 0, value.units.data(), length, nullptr, 0, nullptr, nullptr);
+        if (static_cast<std::size_t>(size) <= bytes.size())
+            WideCharToMultiByte(CP_UTF8, 0, value.units.data(), length, reinterpret_cast<char*>(bytes.data()),
+                                size, nullptr, nullptr);
+        return static_cast<std::size_t>(size);
     }
 }
 
 std::FILE* create_file(const std::string& path)
 {
     return _wfopen(wide(path).c_str(), L"wb");
+}
+
+InputFile::InputFile(const std::string& path)
+    : handle_(reinterpret_cast<std::intptr_t>(CreateFileW(
+          wide(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)))
+{
+    auto* const file = reinterpret_cast<HANDLE>(handle_);
+    LARGE_INTEGER size{};
+    if (file == INVALID_HANDLE_VALUE || GetFileType(file) != FILE_TYPE_DISK || !GetFileSizeEx(file, &size))
+        return;
+    is_open_ = true;
+    size_ = static_cast<std::uint64_t>(size.QuadPart);
+}
+
+InputFile::~InputFile()
+{
+    auto* const file = reinterpret_cast<HANDLE>(handle_);
+    if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
+}
+
+std::optional<std::size_t> InputFile::read(std::span<std::uint8_t> bytes)
+{
+    const auto most = static_cast<DWORD>(std::min<std::size_t>(bytes.size(), 1u << 30));
+    DWORD count = 0;
+    if (!ReadFile(reinterpret_cast<HANDLE>(handle_), bytes.data(), most, &count, nullptr))
+        return std::nullopt;
+    return count;
 }
 
 } // namespace velk::engine

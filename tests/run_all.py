@@ -90,13 +90,13 @@ def build(preset):
 
 
 def unit_tests(platform, preset, prefix=(), suffix=""):
-    for name in ["bridge_tests", "reference_engine_tests"]:
+    for name in ["bridge_tests", "bulk_tests", "bulk_threads_tests", "reference_engine_tests"]:
         yield Layer(platform, f"{name} ({preset})", [*prefix, f"build/{preset}/bin/{name}{suffix}"], googletest)
 
 
 def native_lane():
     yield build("linux")
-    yield Layer("Linux", "format", formatted(["include", "src", "reference-engine", "tests"]), one_check)
+    yield Layer("Linux", "format", formatted(["include", "src", "bulk", "reference-engine", "tests"]), one_check)
     yield Layer("Linux", "sources", [PYTHON, "tests/library/sources_test.py"], unittest_count)
     yield Layer("Linux", "libraries (linux)", [PYTHON, "tests/library/linux_libraries_test.py"], unittest_count)
     yield build("windows")
@@ -105,6 +105,11 @@ def native_lane():
     yield from unit_tests("Windows", "windows", ["scripts/wine"], ".exe")
     yield build("asan")
     yield from unit_tests("Linux", "asan")
+    yield Layer("Linux", "build tsan", ["scripts/build", "tsan", "reference_engine_tests", "bulk_threads_tests"], nothing)
+    yield Layer("Linux", "threads (tsan)",
+                ["build/tsan/bin/reference_engine_tests", "--gtest_filter=*Threads*:CallUnderWay.*:ThreadSanitizer.*"],
+                googletest)
+    yield Layer("Linux", "bulk_threads_tests (tsan)", ["build/tsan/bin/bulk_threads_tests"], googletest)
 
 
 def fuzz_lane():

@@ -6,6 +6,6 @@
 #if defined(_WIN32)
 #define VELK_ENGINE_OPERATION extern "C"
 #else
-// The one place where a compiler is spoken to in its own words.
+// A compiler is spoken to in its own words here.
 #define VELK_ENGINE_OPERATION extern "C" __attribute__((visibility("default")))
 #endif

@@ -2,7 +2,7 @@
 
 // Row data records: the values that one service call masks, in and out. They are shared with the
 // engine byte for byte: little-endian, 64-bit pointers, all sizes in bytes. A parent record (RWST,
-// ROWD) chains its children but never owns them; a DATA record owns its two buffers.
+// ROWD) chains its children but never owns them; a DATA record owns its buffer.
 
 #include "records/layout.h"
 
@@ -27,8 +27,9 @@ struct DATA {
     std::uint8_t reserved24[8];
     std::int32_t errorCode; // 0: none; else an engine error code of this value alone
     std::uint8_t reserved36[4];
-    void* buffer; // null while bufferSize is 0 or less
-    void* auxBuffer;
+    void* buffer;    // null while bufferSize is 0 or less
+    void* auxBuffer; // the engine's to define; every toC nulls it, unfreed; what is here is freed with the
+                     // record
 };
 VELK_FIELD(DATA, next, 0, 8);
 VELK_FIELD(DATA, eyeCatcher, 8, 4);

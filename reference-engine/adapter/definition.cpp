@@ -3,11 +3,13 @@
 #include "masking/rules.h"
 #include "masking/service_options.h"
 #include "text/excerpt.h"
+#include "text/key_source.h"
 #include "text/unicode.h"
 
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <set>
 
 namespace velk::engine {
 
@@ -35,9 +37,8 @@ std::string read_id(const Entry& entry)
 std::string read_key_source(const Entry& entry)
 {
     std::string source = text_of(entry);
-    const bool named = source.starts_with("env:") || source.starts_with("file:");
-    if (!named || source == "env:" || source == "file:")
-        throw Failure{key_source_unknown, {}, {}, {}, entry.value_place};
+    const std::optional<KeySource> named = key_source(source);
+    if (!named || named->name.empty()) throw Failure{key_source_unknown, {}, {}, {}, entry.value_place};
     return source;
 }
 
@@ -46,6 +47,7 @@ struct Common {
     const ServiceEntries& service;
     ErrorWay on_error;
     bool has_key;
+    std::set<std::string_view> columns{};
 };
 
 std::size_t longest_text(const ColumnType& type)
@@ -59,7 +61,7 @@ std::size_t longest_text(const ColumnType& type)
     case TypeName::date:
         return std::string_view("YYYY-MM-DD").size();
     case TypeName::timestamp:
-        return std::string_view("YYYY-MM-DD hh:mm:ss.123456789").size();
+        return std::string_view("YYYY-MM-DD hh:mm:ss.123456789+hh:mm").size();
     default:
         return static_cast<std::size_t>(type.length);
     }
@@ -86,30 +88,18 @@ void split_rule(const Entry& rule, ColumnDefinition& column)
             rule.value.substr(column.function.size() + 1, rule.value.size() - column.function.size() - 2);
 }
 
-bool is_about(std::string_view subject, const Argument& argument)
-{
-    if (argument.name.empty()) return subject == shown(argument.value);
-    return subject == shown(argument.name) || subject.starts_with(argument.name + "=");
-}
-
 // The part of a rule that a failure is about: its function, one of its arguments, or all of it.
 Place place_in_rule(const Failure& failure, const Entry& rule, const ColumnDefinition& column)
 {
     const std::size_t start = rule.value_place.start;
-    const std::size_t arguments_start = start + column.function.size() + 1;
-    if (failure.place) return {arguments_start + failure.place->start, failure.place->length};
     if (failure.code == function_unknown || failure.code == function_unfit_for_type ||
         failure.code == key_missing)
         return {start, column.function.size()};
-    for (const Argument& argument : parse_arguments(column.arguments))
-        if (is_about(failure.subject, argument))
-            return {arguments_start + argument.place.start, argument.place.length};
-    return rule.value_place;
-}
-
-bool resembles_function(std::string_view name)
-{
-    return is_function(name) || function_advice(name).starts_with("Did you mean");
+    const std::size_t arguments_start = start + column.function.size() + 1;
+    if (failure.place) return {arguments_start + failure.place->start, failure.place->length};
+    if (failure.code != fixed_text_unfit) return rule.value_place;
+    const Place text = parse_arguments(column.arguments).front().place;
+    return {arguments_start + text.start, text.length};
 }
 
 // A misspelt word of the service looks like a column with a rule that nobody knows.
@@ -131,6 +121,27 @@ std::size_t length_of(const ColumnDefinition& column, const Rule& rule, const Er
     return std::max(longest_result(rule), code_point_count(on_error.text));
 }
 
+// The column by whose value a rule decides must be another one of the service. Whether a table has it beside
+// those that a pattern or a position stands for, only the provider knows.
+void require_other_column(const Rule& rule, const ColumnDefinition& column, const Common& common)
+{
+    const std::string_view name = other_column(rule);
+    if (name.empty()) return;
+    const bool known = common.columns.contains(name);
+    if (name != column.name && (known || common.service.is_open)) return;
+    Failure failure{column_unknown, shown(name)};
+    if (name == column.name) {
+        failure = {argument_unusable, "by=" + shown(name), {}, "It is the column itself: leave by out."};
+    } else {
+        const std::vector<std::string_view> names(common.columns.begin(), common.columns.end());
+        if (const std::string_view near = nearest(name, names); !near.empty())
+            failure.advice = "Did you mean \"" + shown(near) + "\"?";
+    }
+    for (const Argument& argument : parse_arguments(column.arguments))
+        if (argument.name == "by") failure.place = argument.place;
+    throw failure;
+}
+
 void check_rule(const Entry& rule, ColumnDefinition& column, const Common& common)
 {
     refuse_misspelt_word(rule, column, common.service);
@@ -138,10 +149,10 @@ void check_rule(const Entry& rule, ColumnDefinition& column, const Common& commo
         const Rule said = read_rule(column.function, column.arguments, column.type);
         const std::size_t length = length_of(column, said, common.on_error);
         require_fit(said, {column.type, length});
+        require_other_column(said, column, common);
         if (needs_key(said) && !common.has_key) throw Failure{key_missing, column.function};
         column.length = static_cast<std::int32_t>(length);
     } catch (Failure& failure) {
-        if (failure.place) failure.detail.clear(); // which speaks of the arguments alone
         failure.place = place_in_rule(failure, rule, column);
         throw;
     }
@@ -174,6 +185,7 @@ ColumnDefinition define_column(const ColumnEntries& entries, const Common& commo
 Common define_operands(const ServiceEntries& entries, ServiceDefinition& definition)
 {
     Common common{entries, {}, entries.key != nullptr};
+    for (const ColumnEntries& column : entries.columns) common.columns.insert(column.name);
     if (entries.key != nullptr) definition.operands.push_back({"key", read_key_source(*entries.key)});
     if (const Entry* entry = entries.on_error) {
         definition.operands.push_back({"on_error", text_of(*entry)});

@@ -19,8 +19,8 @@ struct Entry {
     Place value_place;
 };
 
-// Throws a Failure where an entry is not one that the parser has filled.
-std::vector<Entry> read_entries(const PRMA& request);
+// Throws a Failure where an entry is not one that the parser has filled from this source.
+std::vector<Entry> read_entries(const PRMA& request, std::string_view source);
 
 // The value with quotes and escapes resolved; a call as it is written.
 std::string text_of(const Entry& entry);
@@ -39,6 +39,7 @@ struct ServiceEntries {
     const Entry* on_error = nullptr;
     const Entry* on_null = nullptr;
     std::vector<ColumnEntries> columns; // in the order of their rules
+    bool is_open = false;               // some columns are patterns or positions: a table may have others
 };
 
 // Throws a Failure where a key is not known, stands twice, or belongs to a column without a rule. The source

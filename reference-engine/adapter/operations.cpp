@@ -6,10 +6,10 @@
 #include "adapter/records.h"
 #include "parser/error_text.h"
 #include "parser/report.h"
+#include "text/boundary.h"
 #include "text/records.h"
 
 #include <algorithm>
-#include <new>
 
 namespace velk {
 
@@ -44,16 +44,15 @@ void write_id(const std::string& id, const PGDA& request)
 
 void build(const PGDA& request, std::string_view source)
 {
-    const ServiceDefinition definition = define_service(read_entries(*request.parameters), source);
+    const ServiceDefinition definition = define_service(read_entries(*request.parameters, source), source);
     write_id(definition.id, request);
     build_records(definition, *request.pSvcDef);
 }
 
-std::int32_t report(const Failure& failure, std::string_view source)
+void report(const Failure& failure, std::string_view source)
 {
     const MessageText text = error_text(failure, source);
     Parser_ReportError(failure.code, text.heading.c_str(), text.detail.c_str(), text.trailing.c_str());
-    return failure.code;
 }
 
 } // namespace
@@ -67,20 +66,14 @@ std::int32_t Adapter_Init()
 std::int32_t Adapter_BuildServiceDefinition(PGDA* request)
 {
     std::string_view source;
-    try {
-        try {
-            require_request(request);
-            source = source_of(*request);
-            build(*request, source);
-            return 0;
-        } catch (const Failure& failure) {
-            return report(failure, source);
-        }
-    } catch (const std::bad_alloc&) {
-        return out_of_memory;
-    } catch (...) {
-        return internal_error;
-    }
+    std::optional<Failure> failure = failure_of([&] {
+        require_request(request);
+        source = source_of(*request);
+        build(*request, source);
+    });
+    if (is_told(failure))
+        if (std::optional<Failure> untold = failure_of([&] { report(*failure, source); })) failure = untold;
+    return code_of(failure);
 }
 
 // The record's header may be gone: a build that failed early has not written it yet.

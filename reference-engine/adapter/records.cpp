@@ -1,5 +1,7 @@
 #include "adapter/records.h"
 
+#include "text/records.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -7,8 +9,6 @@
 namespace velk::engine {
 
 namespace {
-
-constexpr std::int16_t exchanged_type = 6; // 16-bit text, whatever the declared type
 
 void* allocate(std::size_t size)
 {
@@ -77,8 +77,8 @@ void add_column(Ends& ends, std::size_t number, const ColumnDefinition& column)
 {
     add_field(ends, column);
     add_operand(ends, number, column.function, column.arguments);
-    add_operand(ends, number, "type", type_text(column.type));
-    if (column.unique) add_operand(ends, number, "unique", "true");
+    add_operand(ends, number, type_attribute, type_text(column.type));
+    if (column.unique) add_operand(ends, number, unique_attribute, "true");
 }
 
 template <typename Record> std::uint16_t count(const Record* first)

@@ -6,6 +6,8 @@
 #include "text/error_codes.h"
 #include "text/unicode.h"
 
+#include <algorithm>
+#include <cstring>
 #include <functional>
 #include <string>
 
@@ -15,19 +17,26 @@ namespace {
 
 using namespace engine;
 
+// Bytes, because a buffer may stand at any address.
 template <typename Unit> struct Target {
-    Unit* units;
-    std::int64_t capacity; // units
-    std::int64_t length;   // units written so far
+    char* bytes;
+    std::size_t capacity;   // units
+    std::size_t length = 0; // units written so far
 };
+
+template <typename Unit> void store(Target<Unit>& target, const Unit* units, std::size_t count)
+{
+    std::memcpy(target.bytes + target.length * sizeof(Unit), units, count * sizeof(Unit));
+}
 
 // False, and nothing is written, when the character does not fit.
 template <typename Unit> bool put(Target<Unit>& target, char32_t code_point)
 {
     Unit units[4];
-    const auto size = static_cast<std::int64_t>(encode(code_point, units));
+    const std::size_t size = encode(code_point, units);
     if (size > target.capacity - target.length) return false;
-    for (std::int64_t i = 0; i < size; ++i) target.units[target.length++] = units[i];
+    store(target, units, size);
+    target.length += size;
     return true;
 }
 
@@ -52,36 +61,48 @@ bool overlap(const void* a, std::size_t a_bytes, const void* b, std::size_t b_by
     return before(first, second + b_bytes) && before(second, first + a_bytes);
 }
 
-// Text that grows as it is converted would overtake its own source where both share a buffer.
+// Text that grows as it is converted would overtake its own source where both share a buffer. What stands at
+// an odd address is not read as units.
 template <typename SourceUnit, typename Unit>
-std::int32_t convert_apart(std::basic_string_view<SourceUnit> source, Target<Unit>& target)
+std::int32_t convert_apart(const SourceUnit* source, std::size_t length, Target<Unit>& target)
 {
-    const auto target_bytes = static_cast<std::size_t>(target.capacity) * sizeof(Unit);
-    if (!overlap(source.data(), source.size() * sizeof(SourceUnit), target.units, target_bytes))
-        return transcode(source, target);
-    const std::basic_string<SourceUnit> copy(source);
+    const bool odd = reinterpret_cast<std::uintptr_t>(source) % alignof(SourceUnit) != 0;
+    const std::size_t source_bytes = length * sizeof(SourceUnit);
+    if (!odd && !overlap(source, source_bytes, target.bytes, target.capacity * sizeof(Unit)))
+        return transcode(std::basic_string_view<SourceUnit>(source, length), target);
+    std::basic_string<SourceUnit> copy(length, SourceUnit{});
+    if (length > 0) std::memcpy(copy.data(), static_cast<const void*>(source), source_bytes);
     return transcode(std::basic_string_view<SourceUnit>(copy), target);
+}
+
+// No more than a result and its terminator can take, whatever the caller says there is room for: an end
+// beyond all memory would be no end. A unit gives three at most.
+std::size_t room(std::int64_t capacity, std::size_t source_length)
+{
+    return capacity < 0 ? 0 : std::min(static_cast<std::size_t>(capacity), source_length * 3 + 1);
 }
 
 template <typename SourceUnit, typename Unit>
 std::int32_t convert(Unit* destination, std::int64_t capacity, const SourceUnit* source, std::int64_t length,
                      std::int64_t* output_length) noexcept
 {
+    constexpr Unit terminator = 0;
+    const std::size_t source_length = length > 0 ? static_cast<std::size_t>(length) : 0;
     if (output_length != nullptr) *output_length = 0;
-    Target<Unit> target{destination, destination == nullptr || capacity < 0 ? 0 : capacity, 0};
-    if (source == nullptr && length > 0) {
-        if (target.capacity > 0) target.units[0] = 0; // no earlier text may pass for the result
+    Target<Unit> target{reinterpret_cast<char*>(destination),
+                        destination == nullptr ? 0 : room(capacity, source_length)};
+    if (source == nullptr && source_length > 0) {
+        if (target.capacity > 0) store(target, &terminator, 1); // no earlier text may pass for the result
         return conversion_source_missing;
     }
-    const std::basic_string_view<SourceUnit> text(source, length > 0 ? static_cast<std::size_t>(length) : 0);
     std::int32_t status;
     try {
-        status = convert_apart(text, target);
+        status = convert_apart(source, source_length, target);
     } catch (...) {
         status = out_of_memory;
     }
-    if (target.length < target.capacity) target.units[target.length] = 0;
-    if (output_length != nullptr) *output_length = target.length;
+    if (target.length < target.capacity) store(target, &terminator, 1);
+    if (output_length != nullptr) *output_length = static_cast<std::int64_t>(target.length);
     return status;
 }
 

@@ -2,7 +2,7 @@
 
 #include "text/unicode.h"
 
-#include <algorithm>
+#include <array>
 
 namespace velk::engine {
 
@@ -12,19 +12,33 @@ constexpr std::size_t longest_name = 64;
 constexpr std::size_t longest_domain = 253;
 
 // Neither blanks nor controls, and none of what separates addresses or quotes their parts.
+constexpr auto ascii_address_characters = [] {
+    std::array<bool, 0x80> characters{};
+    for (std::size_t unit = 0x21; unit < 0x7F; ++unit) characters[unit] = true;
+    for (const char unit : {'"', '(', ')', ',', ':', ';', '<', '>', '@', '[', '\\', ']'})
+        characters[static_cast<std::size_t>(unit)] = false;
+    return characters;
+}();
+
 bool is_address_character(char16_t unit)
 {
-    if (unit <= 0x20 || (unit >= 0x7F && unit <= 0xA0) || unit == 0x3000) return false;
-    if (unit >= 0x2000 && unit <= 0x206F) return false; // blanks, line ends and invisible marks
-    return std::u16string_view(u"\"(),:;<>@[\\]").find(unit) == std::u16string_view::npos;
+    if (unit < ascii_address_characters.size()) return ascii_address_characters[unit];
+    // Blanks, line ends and invisible marks.
+    return unit > 0xA0 && unit != 0x3000 && (unit < 0x2000 || unit > 0x206F);
 }
 
 // Parts set apart by single dots.
 bool is_dotted(std::u16string_view text, std::size_t longest)
 {
-    return !text.empty() && code_point_count(text) <= longest && !text.starts_with(u'.') &&
-           !text.ends_with(u'.') && text.find(u"..") == std::u16string_view::npos &&
-           std::all_of(text.begin(), text.end(), is_address_character);
+    std::size_t code_points = 0;
+    bool part_begins = true;
+    for (const char16_t unit : text) {
+        const bool dot = unit == u'.';
+        if (dot ? part_begins : !is_address_character(unit)) return false;
+        part_begins = dot;
+        if (!is_low_surrogate(unit)) ++code_points;
+    }
+    return !part_begins && code_points <= longest;
 }
 
 } // namespace

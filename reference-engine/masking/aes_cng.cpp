@@ -1,16 +1,9 @@
 #include "masking/aes.h"
 #include "masking/cng.h"
 
+#include <algorithm>
+
 namespace velk::engine {
-
-struct AesKey::Schedule {
-    BCRYPT_KEY_HANDLE key = nullptr;
-
-    ~Schedule()
-    {
-        if (key != nullptr) BCryptDestroyKey(key);
-    }
-};
 
 namespace {
 
@@ -24,7 +17,21 @@ BCRYPT_ALG_HANDLE single_blocks()
     return algorithm;
 }
 
+// A key of the library, which wipes what it destroys.
+struct KeyHandle {
+    BCRYPT_KEY_HANDLE key = nullptr;
+
+    ~KeyHandle()
+    {
+        if (key != nullptr) BCryptDestroyKey(key);
+    }
+};
+
 } // namespace
+
+struct AesKey::Schedule : KeyHandle {};
+
+struct AesContext::State : KeyHandle {};
 
 AesKey::AesKey(std::span<const std::uint8_t> key) : schedule_(std::make_unique<Schedule>())
 {
@@ -39,12 +46,24 @@ AesKey::AesKey(AesKey&&) noexcept = default;
 AesKey& AesKey::operator=(AesKey&&) noexcept = default;
 AesKey::~AesKey() = default;
 
-void AesKey::encrypt(CipherBlock& block) const
+// A key of its own, because the library lets one thread at a time encrypt with a key.
+AesContext::AesContext(const AesKey& key) : state_(std::make_unique<State>())
 {
-    ULONG written = 0;
-    require(BCryptEncrypt(schedule_->key, block.data(), cipher_block_size, nullptr, nullptr, 0, block.data(),
-                          cipher_block_size, &written, 0));
-    if (written != cipher_block_size) throw std::runtime_error("the crypto library gave no block");
+    require(BCryptDuplicateKey(key.schedule_->key, &state_->key, nullptr, 0, 0));
+}
+
+AesContext::~AesContext() = default;
+
+void AesContext::encrypt(std::span<CipherBlock> blocks)
+{
+    constexpr std::size_t most = 1u << 20; // the library counts bytes in 32 bits
+    for (; !blocks.empty(); blocks = blocks.subspan(std::min(most, blocks.size()))) {
+        const auto size = static_cast<ULONG>(std::min(most, blocks.size()) * cipher_block_size);
+        std::uint8_t* bytes = blocks.front().data();
+        ULONG written = 0;
+        require(BCryptEncrypt(state_->key, bytes, size, nullptr, nullptr, 0, bytes, size, &written, 0));
+        if (written != size) throw std::runtime_error("the crypto library left blocks out");
+    }
 }
 
 } // namespace velk::engine

@@ -1,5 +1,6 @@
 #include "masking/alphabet.h"
 
+#include "masking/graphemes.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
 #include "text/unicode.h"
@@ -46,6 +47,19 @@ std::size_t fewest_for(std::size_t radix)
     return std::max(count, fewest_characters);
 }
 
+bool is_white_space(char32_t character)
+{
+    constexpr std::u32string_view single = U" \u00A0\u1680\u202F\u205F\u3000";
+    return single.find(character) != single.npos || (character >= 0x2000 && character <= 0x200A);
+}
+
+// Whether a reader sees a character where it stands, and it alone: any other could show a value in another
+// order, join its neighbour or not be seen at all.
+bool is_shown_by_itself(char32_t character)
+{
+    return stands_alone(character) && !is_white_space(character);
+}
+
 [[noreturn]] void refuse_alphabet(const std::string& text, const char* reason)
 {
     throw Failure{argument_unusable,
@@ -54,27 +68,43 @@ std::size_t fewest_for(std::size_t radix)
                   std::string(reason) + " Named alphabets: alphanumeric, digits, letters."};
 }
 
+// A result has the length of its value, in units as well.
+bool have_one_length(const std::u32string& characters)
+{
+    const auto has_one_unit = [](char32_t character) { return character <= 0xFFFF; };
+    return std::all_of(characters.begin(), characters.end(), has_one_unit) ||
+           std::none_of(characters.begin(), characters.end(), has_one_unit);
+}
+
+// Whether each stands once.
+bool number_characters(Alphabet& alphabet)
+{
+    const auto [lowest, highest] =
+        std::minmax_element(alphabet.characters.begin(), alphabet.characters.end());
+    alphabet.lowest = *lowest;
+    alphabet.numerals.assign(*highest - *lowest + 1, -1);
+    std::int32_t count = 0;
+    for (const char32_t character : alphabet.characters) {
+        std::int32_t& numeral = alphabet.numerals[character - alphabet.lowest];
+        if (numeral >= 0) return false;
+        numeral = count++;
+    }
+    return true;
+}
+
 } // namespace
 
 Alphabet make_alphabet(const std::string& text)
 {
-    Alphabet alphabet{characters_of(to_utf16(text)), {}, 0};
+    Alphabet alphabet{characters_of(to_utf16(text)), 0, 0, {}};
     const std::u32string& characters = alphabet.characters;
     if (characters.size() < 2 || characters.size() > largest_alphabet)
         refuse_alphabet(text, "An alphabet has 2 to 65536 characters.");
-    const auto control = [](char32_t character) { return character < 0x20; };
-    if (std::any_of(characters.begin(), characters.end(), control))
-        refuse_alphabet(text, "Controls cannot be encrypted.");
-    // A result has the length of its value, in units as well.
-    const auto of_one_unit = [](char32_t character) { return character <= 0xFFFF; };
-    if (!std::all_of(characters.begin(), characters.end(), of_one_unit) &&
-        !std::none_of(characters.begin(), characters.end(), of_one_unit))
+    if (!std::all_of(characters.begin(), characters.end(), is_shown_by_itself))
+        refuse_alphabet(text, "White space, marks, controls and format characters cannot be encrypted.");
+    if (!have_one_length(characters))
         refuse_alphabet(text, "Characters up to U+FFFF and above do not go together.");
-    for (const char32_t character : characters) {
-        const auto numeral = static_cast<std::uint16_t>(alphabet.numerals.size());
-        if (!alphabet.numerals.emplace(character, numeral).second)
-            refuse_alphabet(text, "Each character stands once.");
-    }
+    if (!number_characters(alphabet)) refuse_alphabet(text, "Each character stands once.");
     alphabet.fewest = fewest_for(characters.size());
     return alphabet;
 }

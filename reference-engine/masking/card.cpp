@@ -9,74 +9,113 @@
 #include "masking/keyed.h"
 #include "masking/masks.h"
 #include "masking/separator.h"
+#include "text/unicode.h"
 
-#include <algorithm>
+#include <array>
 #include <memory>
 
 namespace velk::engine {
 
 namespace {
 
+// What card numbers have. Beside the check digit, which follows from the others, so many are hidden that
+// trying them all tells nobody anything.
+constexpr std::size_t fewest_digits = 12;
+constexpr std::size_t most_digits = 19;
+constexpr std::size_t fewest_hidden = 6;
+
 struct Card {
     Ff1 permutation;
     std::size_t keep_first; // digits
 };
 
-bool is_digit(char16_t unit)
+struct CardDigits {
+    std::array<std::uint16_t, most_digits> digits;
+    std::size_t count = 0;
+};
+
+// Whether a value is a card number of which enough is hidden; reads no further than it can be one.
+bool read_digits(std::u16string_view value, std::size_t keep_first, CardDigits& card)
 {
-    return unit >= '0' && unit <= '9';
+    for (const char16_t unit : value) {
+        if (is_digit(unit)) {
+            if (card.count == most_digits) return false;
+            card.digits[card.count++] = static_cast<std::uint16_t>(unit - '0');
+        } else if (!is_separator(unit)) {
+            return false;
+        }
+    }
+    return card.count >= fewest_digits && card.count >= keep_first + fewest_hidden + 1;
 }
 
 // The digit that makes the sum of all a multiple of ten: of the others every second counts twice, from
 // the last one on, and a double of two digits counts as their sum.
-std::uint16_t check_digit(const Numerals& others)
+std::uint16_t check_digit(std::span<const std::uint16_t> others)
 {
+    constexpr unsigned doubled[] = {0, 2, 4, 6, 8, 1, 3, 5, 7, 9};
     unsigned sum = 0;
-    bool twice = true;
-    for (auto digit = others.rbegin(); digit != others.rend(); ++digit, twice = !twice)
-        sum += twice ? *digit * 2u / 10 + *digit * 2u % 10 : *digit;
+    for (std::size_t i = 0; i < others.size(); ++i) {
+        const std::uint16_t digit = others[others.size() - 1 - i];
+        sum += i % 2 == 0 ? doubled[digit] : digit;
+    }
     return static_cast<std::uint16_t>((10 - sum % 10) % 10);
 }
 
-void increment(Numerals& digits)
+// The hidden digits as a number. Those that are kept are its tweak, so that each beginning, and each number
+// of digits kept, has another permutation.
+SplitNumber hidden_number(const Card& card, const CardDigits& value)
 {
-    for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit) {
-        *digit = static_cast<std::uint16_t>((*digit + 1) % 10);
-        if (*digit != 0) return;
-    }
+    const std::span<const std::uint16_t> digits(value.digits.data(), value.count - 1);
+    SplitNumber number = card.permutation.split(digits.subspan(card.keep_first));
+    for (const std::uint16_t digit : digits.first(card.keep_first)) number.tweak = number.tweak << 8 | digit;
+    number.tweak_size = card.keep_first;
+    return number;
 }
 
-// The digits of a card number become those of another.
-void exchange(const Card& card, Numerals& digits)
+void exchange(const Card& card, std::span<SplitNumber> numbers)
 {
-    const auto first = digits.begin() + static_cast<std::ptrdiff_t>(card.keep_first);
-    const std::vector<std::uint8_t> kept(digits.begin(), first); // of each beginning another permutation
-    Numerals image = card.permutation.encrypt({first, digits.end() - 1}, kept);
-    increment(image);
-    image = card.permutation.decrypt(image, kept);
-    std::copy(image.begin(), image.end(), first);
-    digits.pop_back();
-    digits.push_back(check_digit(digits));
+    card.permutation.encrypt(numbers);
+    for (SplitNumber& number : numbers) card.permutation.increment(number);
+    card.permutation.decrypt(numbers);
 }
 
-void mask_value(const Card& card, std::u16string_view value, Results& results)
+void add_card(const Card& card, std::u16string_view value, CardDigits& read, const SplitNumber& number,
+              Results& results)
 {
-    if (value.empty()) return add_result(results, value);
-    Numerals digits;
-    for (const char16_t unit : value) {
-        if (is_digit(unit))
-            digits.push_back(static_cast<std::uint16_t>(unit - '0'));
-        else if (!is_separator(unit))
-            return add_error(results, value_no_card_number);
-    }
-    if (digits.size() < card.keep_first + fewest_numerals + 1)
-        return add_error(results, value_no_card_number);
-    exchange(card, digits);
+    const std::span<std::uint16_t> others(read.digits.data(), read.count - 1);
+    card.permutation.join(number, others.subspan(card.keep_first));
+    read.digits[read.count - 1] = check_digit(others);
     const std::size_t offset = results.text.size();
-    auto digit = digits.begin();
-    for (const char16_t unit : value)
-        results.text += is_digit(unit) ? static_cast<char16_t>('0' + *digit++) : unit;
+    results.text += value;
+    const std::uint16_t* digit = read.digits.data();
+    for (char16_t& unit : std::span(results.text).subspan(offset))
+        if (is_digit(unit)) unit = static_cast<char16_t>('0' + *digit++);
     close_result(results, offset);
+}
+
+void mask_cards(const Card& card, Values values, Results& results)
+{
+    make_room(results, values);
+    std::vector<CardDigits, WipingAllocator<CardDigits>> cards(
+        values.size()); // with a count of 0 where there is no number
+    std::vector<SplitNumber> numbers;
+    numbers.reserve(values.size());
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if (read_digits(values[i], card.keep_first, cards[i]))
+            numbers.push_back(hidden_number(card, cards[i]));
+        else
+            cards[i].count = 0;
+    }
+    exchange(card, numbers);
+    auto number = numbers.begin();
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if (cards[i].count > 0)
+            add_card(card, values[i], cards[i], *number++, results);
+        else if (values[i].empty())
+            add_result(results, values[i]);
+        else
+            add_error(results, value_no_card_number);
+    }
 }
 
 } // namespace
@@ -85,10 +124,8 @@ Mask mask_of(const CardRule& rule, const HmacKey& key)
 {
     const Digest secret = derive_secret(key, rule.function, rule.scope, {std::to_string(rule.keep_first)});
     // Masks are copied, keys are not.
-    return [card = std::make_shared<const Card>(Ff1(secret, 10), rule.keep_first)](const Batch& batch,
-                                                                                   Results& results) {
-        for (const std::u16string_view value : batch.values) mask_value(*card, value, results);
-    };
+    return [card = std::make_shared<const Card>(Ff1(secret, 10), rule.keep_first)](
+               const Batch& batch, Results& results) { mask_cards(*card, batch.values, results); };
 }
 
 } // namespace velk::engine

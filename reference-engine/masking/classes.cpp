@@ -1,5 +1,5 @@
-// `classes` exchanges every letter and digit for one of its class and script block; the rest stays. All
-// choices of a value are drawn from the keyed hash of the whole value.
+// `classes` exchanges every character for one of its class; white space, punctuation, currency and format
+// characters stay. All choices of a value are drawn from the keyed hash of the whole value.
 
 #include "masking/draws.h"
 #include "masking/keyed.h"
@@ -13,97 +13,109 @@ namespace velk::engine {
 
 namespace {
 
-// What a character may be exchanged for: the members of a class, or the digits 1 to 9.
-struct Choice {
-    Membership membership;
-    bool leading_digit;
+constexpr std::u16string_view largest_integer = u"9223372036854775807";  // of 64 bits
+constexpr std::u16string_view smallest_integer = u"9223372036854775808"; // without its sign
+
+// A value that reads as a number is masked to one that is as wide. Only the value itself tells, not its
+// column: the same value is masked alike in every column, whatever its type.
+struct NumberForm {
+    std::size_t kept = 0; // units that stay: the sign, and zeros that say nothing but how small it is
+    bool first_is_not_zero = false; // of the digit behind them
 };
-
-std::uint32_t size_of(const Choice& choice)
-{
-    return choice.leading_digit ? 9 : choice.membership.of->size;
-}
-
-char32_t character(const Choice& choice, std::uint32_t index)
-{
-    return choice.leading_digit ? '1' + index : member(*choice.membership.of, index);
-}
-
-// Only for a character that was not exchanged, so that a leading digit is none of 0.
-char32_t another(const Choice& choice)
-{
-    const std::uint32_t index = choice.membership.index - (choice.leading_digit ? 1 : 0);
-    return character(choice, (index + 1) % size_of(choice));
-}
 
 std::size_t skip_digits(std::u16string_view text, std::size_t position)
 {
-    return std::min(text.find_first_not_of(u"0123456789", position), text.size());
+    while (position < text.size() && text[position] >= '0' && text[position] <= '9') ++position;
+    return position;
 }
 
-// [-]digits[.digits]
-bool is_plain_number(std::u16string_view text)
+// [-]digits[.digits], without a decimal point no leading zero: 0000000007 is an account, not a number. Of a
+// zero the last digit is exchanged.
+NumberForm number_form(std::u16string_view value)
 {
-    const std::size_t whole = text.starts_with(u'-') ? 1 : 0;
-    const std::size_t whole_end = skip_digits(text, whole);
-    if (whole_end == whole) return false;
-    if (whole_end == text.size()) return true;
-    const std::size_t fraction = whole_end + 1;
-    return text[whole_end] == '.' && fraction < text.size() && skip_digits(text, fraction) == text.size();
-}
-
-// Where the digits of a number start to count. Zeros before stay and the digit here gets no zero, so that
-// a masked number is as wide as its value; of a zero the last digit is exchanged.
-struct NumberStart {
-    bool is_number;
-    std::size_t position; // 0 in other text
-};
-
-// Only the value itself tells whether it is a number, not its column: the same value is masked alike in
-// every column, whatever its type.
-NumberStart start_of_number(std::u16string_view value)
-{
-    if (!is_plain_number(value)) return {false, 0};
-    const std::size_t first = value.find_first_of(u"123456789");
-    return {true,
-            std::min(first != std::u16string_view::npos ? first : value.find_last_of(u'0'), value.size())};
-}
-
-Choice choice_at(char32_t code_point, std::size_t position, const NumberStart& start)
-{
-    if (position < start.position) return {{nullptr, 0}, false};
-    return {membership(code_point), start.is_number && position == start.position};
-}
-
-// Chance may draw every character as it was. A value never comes back unmasked where it can be changed.
-void change_first(std::u16string_view value, const NumberStart& start, std::u16string& text,
-                  std::size_t offset)
-{
-    for (std::size_t position = 0; position < value.size();) {
-        const std::size_t at = position;
-        const Choice choice = choice_at(next_code_point(value, position), at, start);
-        if (choice.membership.of == nullptr) continue;
-        std::u16string replacement;
-        append(replacement, another(choice));
-        text.replace(offset + at, position - at, replacement);
-        return;
+    const std::size_t whole = value.starts_with(u'-') ? 1 : 0;
+    const std::size_t whole_end = skip_digits(value, whole);
+    if (whole_end == whole) return {};
+    if (whole_end == value.size()) {
+        if (value[whole] == '0' && whole_end > whole + 1) return {};
+    } else {
+        const std::size_t fraction = whole_end + 1;
+        if (value[whole_end] != '.' || fraction == value.size() ||
+            skip_digits(value, fraction) < value.size())
+            return {};
     }
+    const std::size_t first = std::min(value.find_first_not_of(u"0.", whole), value.size() - 1);
+    return {first, true};
 }
 
-void mask_value(const Digest& hash, std::u16string_view value, const NumberStart& start, Results& results)
+// Of 19 digits some numbers fit into 64 bits and some do not. One that does is masked to one that does.
+bool is_integer_of_19_digits(std::u16string_view value)
+{
+    const bool negative = value.starts_with(u'-');
+    if (negative) value.remove_prefix(1);
+    return value.size() == largest_integer.size() && skip_digits(value, 0) == value.size() &&
+           value <= (negative ? smallest_integer : largest_integer);
+}
+
+bool is_surrogate(char16_t unit)
+{
+    return (unit & 0xF800) == 0xD800;
+}
+
+void put(char32_t code_point, char16_t* units)
+{
+    if (code_point < 0x10000)
+        *units = static_cast<char16_t>(code_point);
+    else
+        encode(code_point, units);
+}
+
+enum class Outcome { nothing_to_exchange, exchanged, impossible };
+
+// Writes as many units as the value has.
+Outcome exchange(SmallDraws& draws, std::u16string_view value, const NumberForm& form, char16_t* masked)
+{
+    Outcome outcome = Outcome::nothing_to_exchange;
+    std::size_t position = form.kept;
+    std::copy_n(value.data(), position, masked);
+    if (form.first_is_not_zero) {
+        masked[position++] = static_cast<char16_t>('1' + draws.below(9));
+        outcome = Outcome::exchanged;
+    }
+    while (position < value.size()) {
+        const std::size_t at = position;
+        const char32_t code_point =
+            is_surrogate(value[at]) ? next_code_point(value, position) : value[position++];
+        const auto [of, index] = membership(code_point);
+        if (of == nullptr) return Outcome::impossible;
+        if (of->size == 1) {
+            put(code_point, masked + at);
+            continue;
+        }
+        put(member(*of, draws.below(of->size)), masked + at);
+        outcome = Outcome::exchanged;
+    }
+    return outcome;
+}
+
+void mask_value(const Digest& hash, std::u16string_view value, Results& results)
 {
     const std::size_t offset = results.text.size();
-    Draws draws(hash);
-    for (std::size_t position = 0; position < value.size();) {
-        const std::size_t at = position;
-        const char32_t code_point = next_code_point(value, position);
-        const Choice choice = choice_at(code_point, at, start);
-        const bool stays = choice.membership.of == nullptr;
-        append(results.text, stays ? code_point : character(choice, draws.below(size_of(choice))));
-    }
-    if (std::u16string_view(results.text).substr(offset) == value)
-        change_first(value, start, results.text, offset);
-    close_result(results, offset);
+    results.text.resize(offset + value.size());
+    const std::u16string_view masked(results.text.data() + offset, value.size());
+    const NumberForm form = number_form(value);
+    const bool stays_integer = is_integer_of_19_digits(value);
+    SmallDraws draws(hash);
+    Outcome outcome;
+    do {
+        outcome = exchange(draws, value, form, results.text.data() + offset);
+        // Chance may draw every character as it was, but a value that can be changed never comes back as it
+        // was.
+    } while (outcome == Outcome::exchanged &&
+             (masked == value || (stays_integer && !is_integer_of_19_digits(masked))));
+    if (outcome != Outcome::impossible) return close_result(results, offset);
+    results.text.resize(offset);
+    add_error(results, character_without_like);
 }
 
 } // namespace
@@ -112,8 +124,8 @@ Mask mask_of(const ClassesRule& rule, const HmacKey& key)
 {
     return [own_key = derive_key(key, rule.function, rule.scope)](const Batch& batch, Results& results) {
         const std::vector<Digest> hashes = digests(*own_key, batch.values);
-        for (std::size_t i = 0; i < hashes.size(); ++i)
-            mask_value(hashes[i], batch.values[i], start_of_number(batch.values[i]), results);
+        make_room(results, batch.values);
+        for (std::size_t i = 0; i < hashes.size(); ++i) mask_value(hashes[i], batch.values[i], results);
     };
 }
 

@@ -17,10 +17,10 @@ inline void require(NTSTATUS status)
 }
 
 // An algorithm's provider, open until the process ends.
-inline BCRYPT_ALG_HANDLE open_algorithm(const wchar_t* name)
+inline BCRYPT_ALG_HANDLE open_algorithm(const wchar_t* name, ULONG flags = 0)
 {
     BCRYPT_ALG_HANDLE algorithm;
-    require(BCryptOpenAlgorithmProvider(&algorithm, name, nullptr, 0));
+    require(BCryptOpenAlgorithmProvider(&algorithm, name, nullptr, flags));
     return algorithm;
 }
 

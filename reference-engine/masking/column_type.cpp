@@ -3,10 +3,10 @@
 #include "text/argument.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
+#include "text/unicode.h"
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <string>
 
 namespace velk::engine {
@@ -22,11 +22,6 @@ constexpr std::array<std::string_view, 7> type_forms{"text",    "char(n)", "varc
 [[noreturn]] void refuse_type(std::string_view text)
 {
     throw Failure{type_unknown, shown(text), {}, advice(text, "Types", type_forms)};
-}
-
-bool is_digit(char16_t unit)
-{
-    return unit >= '0' && unit <= '9';
 }
 
 // A number of at most seven digits that stands between from and to.
@@ -96,8 +91,15 @@ std::u16string_view without_leading_zeros(std::u16string_view digits)
     return digits;
 }
 
+// Far more than any type holds: what follows costs no more than such a number.
+bool is_longer_than_any_number(std::u16string_view text)
+{
+    return text.size() > std::u16string_view(u"-.").size() + largest_precision;
+}
+
 bool is_integer(Reader reader)
 {
+    if (is_longer_than_any_number(reader.text)) return false;
     const bool negative = reader.take('-');
     const std::u16string_view digits = reader.take_digits();
     if (digits.empty() || !reader.text.empty()) return false;
@@ -109,6 +111,7 @@ bool is_integer(Reader reader)
 
 bool is_decimal(Reader reader, const ColumnType& type)
 {
+    if (is_longer_than_any_number(reader.text)) return false;
     reader.take('-');
     const std::u16string_view whole = reader.take_digits();
     if (whole.empty()) return false;
@@ -121,18 +124,21 @@ bool is_decimal(Reader reader, const ColumnType& type)
            without_leading_zeros(whole).size() <= static_cast<std::size_t>(type.length - type.scale);
 }
 
+int days_in(int year, int month)
+{
+    constexpr int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    const bool leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+    return month == 2 && leap ? 29 : days[month - 1];
+}
+
 bool take_date(Reader& reader)
 {
     const int year = reader.take_number(4);
     if (year < 1 || !reader.take('-')) return false;
     const int month = reader.take_number(2);
-    if (month < 1 || !reader.take('-')) return false;
+    if (month < 1 || month > 12 || !reader.take('-')) return false;
     const int day = reader.take_number(2);
-    using namespace std::chrono;
-    return day > 0 &&
-           year_month_day{std::chrono::year{year}, std::chrono::month{static_cast<unsigned>(month)},
-                          std::chrono::day{static_cast<unsigned>(day)}}
-               .ok();
+    return day > 0 && day <= days_in(year, month);
 }
 
 bool take_part(Reader& reader, int limit)
@@ -151,10 +157,17 @@ bool take_time(Reader& reader)
     return digits >= 1 && digits <= 9;
 }
 
+bool take_zone(Reader& reader)
+{
+    if (reader.text.empty() || reader.take('Z')) return true;
+    if (!reader.take('+') && !reader.take('-')) return false;
+    return take_part(reader, 24) && (!reader.take(':') || take_part(reader, 60));
+}
+
 bool is_timestamp(Reader reader)
 {
     return take_date(reader) && (reader.take(' ') || reader.take('T')) && take_time(reader) &&
-           reader.text.empty();
+           take_zone(reader) && reader.text.empty();
 }
 
 } // namespace

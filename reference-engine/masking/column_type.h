@@ -40,9 +40,10 @@ inline bool is_date_type(const ColumnType& type)
 // stands in its definition.
 //   integer    [-]digits, 64 bits signed
 //   decimal    [-]digits[.digits], at most s digits behind the point, p - s before it; a lone 0 before
-//              the point does not count
+//              the point does not count; no number is written with more than largest_precision digits
 //   date       YYYY-MM-DD, a day of the calendar
-//   timestamp  YYYY-MM-DD[ T]hh:mm:ss[.f{1,9}], no zone
+//   timestamp  YYYY-MM-DD[ T]hh:mm:ss[.f{1,9}], behind it Z, +hh, -hh, +hh:mm or -hh:mm where it has a zone
+// An empty text is a value of the character types alone.
 bool is_value_of(const ColumnType& type, std::u16string_view text);
 
 } // namespace velk::engine

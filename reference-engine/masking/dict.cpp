@@ -3,29 +3,53 @@
 #include "masking/draws.h"
 #include "masking/keyed.h"
 #include "masking/masks.h"
+#include "text/unicode.h"
+
+#include <map>
+#include <mutex>
 
 namespace velk::engine {
 
 namespace {
 
-// A value that is an entry itself gets another one: a list has at least two that differ.
-const std::u16string& entry_for(const Entries& entries, const Digest& hash, std::u16string_view value)
+// SHA-256 of the entries in UTF-8, a line end behind each: a file's path and its way of ending lines do not
+// matter.
+std::string content_digest(const List& list)
 {
-    std::size_t index = Draws(hash).below(static_cast<std::uint32_t>(entries.size()));
-    while (entries[index] == value) index = (index + 1) % entries.size();
-    return entries[index];
+    std::string lines;
+    for (std::size_t i = 0; i < list.size(); ++i) lines.append(to_utf8(list[i])).append(1, '\n');
+    return hexadecimal(sha256({reinterpret_cast<const std::uint8_t*>(lines.data()), lines.size()}));
+}
+
+// Lists live until the process ends, and a thousand columns may share one.
+std::string known_digest(const List& list)
+{
+    static std::mutex mutex;
+    static auto& digests = *new std::map<const List*, std::string>; // as long as the lists
+    const std::lock_guard lock(mutex);
+    std::string& digest = digests[&list];
+    if (digest.empty()) digest = content_digest(list);
+    return digest;
+}
+
+// A value that is an entry itself gets another one: a list has at least two that differ.
+std::u16string_view entry_for(const List& list, const Digest& hash, std::u16string_view value)
+{
+    std::size_t index = Draws(hash).below(static_cast<std::uint32_t>(list.size()));
+    while (list[index] == value) index = (index + 1) % list.size();
+    return list[index];
 }
 
 } // namespace
 
 Mask mask_of(const DictRule& rule, const HmacKey& key)
 {
-    return [entries = rule.entries, own_key = derive_key(key, rule.function, rule.scope)](const Batch& batch,
-                                                                                          Results& results) {
+    auto own_key = derive_key(key, rule.function, rule.scope, {known_digest(*rule.list)});
+    return [list = rule.list, own_key](const Batch& batch, Results& results) {
         const std::vector<Digest> hashes = digests(*own_key, batch.values);
         for (std::size_t i = 0; i < hashes.size(); ++i) {
             const std::u16string_view value = batch.values[i];
-            add_result(results, value.empty() ? value : entry_for(*entries, hashes[i], value));
+            add_result(results, value.empty() ? value : entry_for(*list, hashes[i], value));
         }
     };
 }

@@ -12,16 +12,42 @@ namespace {
 
 constexpr std::u16string_view name_characters = u"abcdefghijklmnopqrstuvwxyz0123456789";
 constexpr std::uint32_t letter_count = 26;
-void mask_value(const Digest& hash, std::u16string_view domain, std::u16string_view value, Results& results)
+constexpr auto character_count = static_cast<std::uint32_t>(name_characters.size());
+
+// Half of a name is drawn at once: it is a number below 2^32 whose digits are the characters.
+constexpr std::size_t half_length = masked_name_length / 2;
+constexpr std::uint32_t ends_of_a_half = 60'466'176; // character_count to the power of half_length - 1
+constexpr std::uint32_t first_halves = letter_count * ends_of_a_half;
+constexpr std::uint32_t second_halves = character_count * ends_of_a_half;
+static_assert(half_length == 6 && character_count == 36);
+
+void write_half(std::uint32_t drawn, std::uint32_t first_count, char16_t* half)
+{
+    half[0] = name_characters[drawn % first_count];
+    drawn /= first_count;
+    for (std::size_t i = 1; i < half_length; ++i, drawn /= character_count)
+        half[i] = name_characters[drawn % character_count];
+}
+
+// It begins with a letter.
+void draw_name(SmallDraws& draws, char16_t* name)
+{
+    write_half(draws.below(first_halves), letter_count, name);
+    write_half(draws.below(second_halves), character_count, name + half_length);
+}
+
+// A masked address is the pattern, a name written over its beginning.
+void mask_value(const Digest& hash, std::u16string_view pattern, std::u16string_view value, Results& results)
 {
     if (value.empty()) return add_result(results, value);
     if (!is_address(value)) return add_error(results, value_no_address);
-    Draws draws(hash);
     const std::size_t offset = results.text.size();
-    results.text += name_characters[draws.below(letter_count)];
-    for (std::size_t i = 1; i < masked_name_length; ++i)
-        results.text += name_characters[draws.below(static_cast<std::uint32_t>(name_characters.size()))];
-    results.text.append(u"@").append(domain);
+    results.text += pattern;
+    char16_t* masked = results.text.data() + offset;
+    SmallDraws draws(hash);
+    do {
+        draw_name(draws, masked);
+    } while (value == std::u16string_view(masked, pattern.size()));
     close_result(results, offset);
 }
 
@@ -30,10 +56,12 @@ void mask_value(const Digest& hash, std::u16string_view domain, std::u16string_v
 Mask mask_of(const EmailRule& rule, const HmacKey& key)
 {
     auto own_key = derive_key(key, rule.function, rule.scope, {to_utf8(rule.domain)});
-    return [domain = rule.domain, own_key](const Batch& batch, Results& results) {
+    std::u16string pattern = std::u16string(masked_name_length, u'x') + u"@" + rule.domain;
+    return [pattern, own_key](const Batch& batch, Results& results) {
         const std::vector<Digest> hashes = digests(*own_key, batch.values);
+        make_room(results, batch.values, pattern.size());
         for (std::size_t i = 0; i < hashes.size(); ++i)
-            mask_value(hashes[i], domain, batch.values[i], results);
+            mask_value(hashes[i], pattern, batch.values[i], results);
     };
 }
 

@@ -40,11 +40,11 @@ void append_number(Bytes& bytes, std::uint64_t number, std::size_t size)
 }
 
 // The chain of cipher blocks over whole blocks, starting from the given one.
-CipherBlock chained(const AesKey& key, CipherBlock block, const Bytes& bytes)
+CipherBlock chained(AesContext& cipher, CipherBlock block, const Bytes& bytes)
 {
     for (std::size_t at = 0; at < bytes.size(); at += cipher_block_size) {
         for (std::size_t i = 0; i < cipher_block_size; ++i) block[i] ^= bytes[at + i];
-        key.encrypt(block);
+        cipher.encrypt(block);
     }
     return block;
 }
@@ -53,7 +53,7 @@ CipherBlock chained(const AesKey& key, CipherBlock block, const Bytes& bytes)
 class Network {
 public:
     Network(const AesKey& key, std::uint32_t radix, std::size_t length, std::span<const std::uint8_t> tweak)
-        : key_(key), radix_(radix), number_size_(byte_count(length - length / 2, radix)),
+        : cipher_(key), radix_(radix), number_size_(byte_count(length - length / 2, radix)),
           output_size_(4 * ((number_size_ + 3) / 4) + 4)
     {
         Bytes first{1, 2, 1};
@@ -62,7 +62,7 @@ public:
         append_number(first, length / 2 % 256, 1);
         append_number(first, length, 4);
         append_number(first, tweak.size(), 4);
-        start_ = chained(key, {}, first);
+        start_ = chained(cipher_, {}, first);
         message_.assign(tweak.begin(), tweak.end());
         const std::size_t size = tweak.size() + 1 + number_size_;
         message_.resize((size + cipher_block_size - 1) / cipher_block_size * cipher_block_size);
@@ -77,27 +77,27 @@ public:
         std::copy(number.begin(), number.end(), place);
         place[-1] = static_cast<std::uint8_t>(round);
         Numerals result(numerals);
-        for (const std::uint8_t byte : stretched(chained(key_, start_, message_)))
+        for (const std::uint8_t byte : stretched(chained(cipher_, start_, message_)))
             multiply_add(result, radix_, 256, byte);
         return result;
     }
 
 private:
     // As many bytes as a round's number is made of.
-    Bytes stretched(const CipherBlock& block) const
+    Bytes stretched(const CipherBlock& block)
     {
         Bytes bytes(block.begin(), block.end());
         for (std::uint64_t counter = 1; bytes.size() < output_size_; ++counter) {
             CipherBlock next = block;
             for (std::size_t i = 0; i < 8; ++i) next[15 - i] ^= static_cast<std::uint8_t>(counter >> (8 * i));
-            key_.encrypt(next);
+            cipher_.encrypt(next);
             bytes.insert(bytes.end(), next.begin(), next.end());
         }
         bytes.resize(output_size_);
         return bytes;
     }
 
-    const AesKey& key_;
+    AesContext cipher_;
     std::uint32_t radix_;
     std::size_t number_size_; // bytes of a half's number
     std::size_t output_size_; // bytes of a round's number
@@ -126,8 +126,6 @@ void subtract(Numerals& numerals, const Numerals& other, std::uint32_t radix)
 }
 
 } // namespace
-
-Ff1::Ff1(std::span<const std::uint8_t> key, std::uint32_t radix) : key_(key), radix_(radix) {}
 
 // The halves take turns: round by round the one at hand is changed by what the other gives.
 Numerals Ff1::encrypt(const Numerals& plain, std::span<const std::uint8_t> tweak) const

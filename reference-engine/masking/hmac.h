@@ -2,7 +2,8 @@
 
 // SHA-256 and HMAC-SHA-256 by the platform's crypto library.
 
-#include <array>
+#include "masking/secret.h"
+
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -10,9 +11,8 @@
 namespace velk::engine {
 
 inline constexpr std::size_t digest_size = 32;
-inline constexpr std::size_t hash_block_size = 64;
 
-using Digest = std::array<std::uint8_t, digest_size>;
+using Digest = SecretArray<digest_size>;
 
 Digest sha256(std::span<const std::uint8_t> message);
 
@@ -27,8 +27,25 @@ public:
     Digest digest(std::span<const std::uint8_t> message) const;
 
 private:
+    friend class HmacRun;
     struct States;
     std::unique_ptr<States> states_;
+};
+
+// Digests of one thread, one after the other. Any number of threads may have such runs of one key at the same
+// time; the key must outlive them.
+class HmacRun {
+public:
+    explicit HmacRun(const HmacKey& key);
+    HmacRun(const HmacRun&) = delete;
+    HmacRun& operator=(const HmacRun&) = delete;
+    ~HmacRun();
+
+    void digest(std::span<const std::uint8_t> message, Digest& result);
+
+private:
+    const HmacKey* key_;
+    [[maybe_unused]] void* hash_ = nullptr; // of this run alone, where a thread needs a hash of its own
 };
 
 } // namespace velk::engine

@@ -1,51 +1,90 @@
 #include "masking/key.h"
 
-#include "masking/file.h"
 #include "platform.h"
+#include "text/characters.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
+#include "text/key_source.h"
 
+#include <algorithm>
 #include <string>
 
 namespace velk::engine {
 
 namespace {
 
-std::string from_environment(std::string_view name)
+[[noreturn]] void refuse(ErrorCode code, std::string_view source)
 {
-    std::optional<std::string> value = environment_variable(std::string(name));
-    if (!value) throw Failure{key_variable_unset, shown(name)};
-    return std::move(*value);
+    throw Failure{code, shown(shown_key_source(source))};
 }
 
-std::string from_file(std::string_view path)
+SecretBytes from_environment(const std::string& name, std::string_view source)
 {
-    std::optional<std::string> file = read_file(path);
-    if (!file) throw Failure{key_file_unreadable, shown(path)};
-    std::string& bytes = *file;
-    if (bytes.ends_with("\r\n"))
-        bytes.resize(bytes.size() - 2);
-    else if (bytes.ends_with('\n'))
-        bytes.pop_back();
-    return std::move(bytes);
+    SecretBytes bytes(256);
+    while (true) {
+        const std::optional<std::size_t> size = environment_variable(name, bytes);
+        if (!size) refuse(key_variable_unset, source);
+        const bool whole = *size <= bytes.size();
+        bytes.resize(*size);
+        if (whole) return bytes;
+    }
 }
 
-std::string key_bytes(std::string_view source)
+SecretBytes from_file(const std::string& path, std::string_view source)
 {
-    constexpr std::string_view environment = "env:";
-    constexpr std::string_view file = "file:";
-    if (source.starts_with(environment)) return from_environment(source.substr(environment.size()));
-    if (source.starts_with(file)) return from_file(source.substr(file.size()));
-    throw Failure{key_source_unknown}; // what stands here may be the key itself, so it is not shown
+    InputFile file(path);
+    if (!file.is_open() || file.size() > largest_key_file) refuse(key_file_unreadable, source);
+    if (file.others_may_write()) refuse(key_file_writable, source);
+    SecretBytes bytes(largest_key_file);
+    std::size_t size = 0;
+    while (size < bytes.size()) {
+        const std::optional<std::size_t> count = file.read(std::span(bytes).subspan(size));
+        if (!count) refuse(key_file_unreadable, source);
+        if (*count == 0) break;
+        size += *count;
+    }
+    bytes.resize(size);
+    return bytes;
+}
+
+std::span<const std::uint8_t> without_line_end(std::span<const std::uint8_t> bytes)
+{
+    if (!bytes.empty() && bytes.back() == '\n') {
+        bytes = bytes.first(bytes.size() - 1);
+        if (!bytes.empty() && bytes.back() == '\r') bytes = bytes.first(bytes.size() - 1);
+    }
+    return bytes;
 }
 
 } // namespace
 
+std::span<const std::uint8_t> usable_key(std::span<const std::uint8_t> bytes, std::string_view source)
+{
+    const auto* text = reinterpret_cast<const char*>(bytes.data());
+    if (text_start({text, bytes.size()}) > 0) refuse(key_with_byte_order_mark, source);
+    const std::span<const std::uint8_t> key = without_line_end(bytes);
+    if (key.size() < shortest_key) refuse(key_too_short, source);
+    if (std::all_of(key.begin(), key.end(), [key](std::uint8_t byte) { return byte == key.front(); }))
+        refuse(key_of_one_byte, source);
+    return key;
+}
+
 HmacKey read_key(std::string_view source)
 {
-    const std::string bytes = key_bytes(source);
-    if (bytes.size() < shortest_key) throw Failure{key_too_short, shown(source)};
-    return HmacKey({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+    const std::optional<KeySource> named = key_source(source);
+    if (!named) throw Failure{key_source_unknown}; // what stands here may be the key itself
+    const std::string name(named->name);
+    const SecretBytes bytes =
+        named->kind == KeySource::Kind::variable ? from_environment(name, source) : from_file(name, source);
+    return HmacKey(usable_key(bytes, source));
+}
+
+bool others_may_read_key(std::string_view source)
+{
+    const std::optional<KeySource> named = key_source(source);
+    if (!named || named->kind != KeySource::Kind::file) return false;
+    const InputFile file{std::string(named->name)};
+    return file.is_open() && file.others_may_read();
 }
 
 } // namespace velk::engine

@@ -31,16 +31,23 @@ Digest derive_secret(const HmacKey& key, std::string_view function, std::string_
     return digest_of(key, message);
 }
 
+std::string hexadecimal(const Digest& digest)
+{
+    std::string digits;
+    for (const std::uint8_t byte : digest)
+        digits.append(1, "0123456789abcdef"[byte >> 4]).append(1, "0123456789abcdef"[byte & 0xF]);
+    return digits;
+}
+
 std::vector<Digest> digests(const HmacKey& key, Values values)
 {
-    std::vector<Digest> result;
-    result.reserve(values.size());
-    std::string message;
-    for (const std::u16string_view value : values) {
-        message.clear();
-        for (std::size_t position = 0; position < value.size();)
-            append(message, next_code_point(value, position));
-        result.push_back(digest_of(key, message));
+    std::vector<Digest> result(values.size());
+    HmacRun run(key);
+    SecretBytes message;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if (message.size() < most_bytes(values[i])) message.resize(most_bytes(values[i]));
+        const std::size_t size = encode(values[i], reinterpret_cast<char*>(message.data()));
+        run.digest({message.data(), size}, result[i]);
     }
     return result;
 }

@@ -9,6 +9,7 @@
 
 #include <initializer_list>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -23,6 +24,9 @@ std::shared_ptr<const HmacKey> derive_key(const HmacKey& key, std::string_view f
 // The same as bytes, for a cipher.
 Digest derive_secret(const HmacKey& key, std::string_view function, std::string_view scope,
                      std::initializer_list<std::string_view> arguments = {});
+
+// Lower-case digits, for a digest that is an argument.
+std::string hexadecimal(const Digest& digest);
 
 // HMAC(key, value in UTF-8) of each value, in order.
 std::vector<Digest> digests(const HmacKey& key, Values values);

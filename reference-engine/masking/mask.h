@@ -38,6 +38,20 @@ struct Results {
 // Holds no mutable state: a call keeps what it needs in the meantime to itself.
 using Mask = std::function<void(const Batch&, Results&)>;
 
+// For results of which each has as many units as its value, or so many.
+inline void make_room(Results& results, Values values)
+{
+    std::size_t units = 0;
+    for (const std::u16string_view value : values) units += value.size();
+    results.text.reserve(results.text.size() + units);
+    results.list.reserve(results.list.size() + values.size());
+}
+inline void make_room(Results& results, Values values, std::size_t units)
+{
+    results.text.reserve(results.text.size() + values.size() * units);
+    results.list.reserve(results.list.size() + values.size());
+}
+
 inline void add_result(Results& results, std::u16string_view text)
 {
     results.list.push_back({results.text.size(), text.size()});

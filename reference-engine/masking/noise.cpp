@@ -1,155 +1,235 @@
-// `noise` moves a number by up to so many percent of itself, at least by one in its last place and never
-// by nothing. Sign and scale stay, and the result is a number of the column's type.
+// `noise` moves a number by up to so many percent of itself, at least by one in its last place and never by
+// nothing. Sign and scale stay, so do leading zeros; the result is a number of the column's type and not
+// zero.
+//
+// The number is what decides, not how it is written: 5, 5.0 and 05 move by the same share.
 
 #include "masking/draws.h"
 #include "masking/keyed.h"
+#include "masking/large_number.h"
 #include "masking/masks.h"
 
 #include <algorithm>
+#include <array>
+#include <deque>
+#include <optional>
 
 namespace velk::engine {
 
 namespace {
 
-// Decimal digits, the most significant first. Those of one value have the same size, with room for what
-// is computed on the way: the product with a number of 32 bits.
-using Digits = std::vector<std::uint8_t>;
-constexpr std::size_t spare_digits = 12;
+__extension__ using Word = unsigned __int128;
 
-Digits digits_of(std::u16string_view text)
+constexpr std::uint64_t largest_small = (std::uint64_t{1} << 63) - 1; // twice as much still fits
+constexpr std::size_t small_digits = 19;
+
+// A number as it is written.
+struct Written {
+    bool negative;
+    std::u16string_view whole; // digits before the point, at least one
+    std::u16string_view fraction;
+};
+
+Written read_number(std::u16string_view text)
 {
-    Digits digits(spare_digits);
-    for (const char16_t unit : text)
-        if (unit >= '0' && unit <= '9') digits.push_back(static_cast<std::uint8_t>(unit - '0'));
-    return digits;
+    const bool negative = text.starts_with(u'-');
+    if (negative) text.remove_prefix(1);
+    const std::size_t point = text.rfind(u'.'); // from behind it is always as near
+    if (point == std::u16string_view::npos) return {negative, text, {}};
+    return {negative, text.substr(0, point), text.substr(point + 1)};
 }
 
-bool is_zero(const Digits& digits)
+std::size_t leading_zeros(std::u16string_view digits)
 {
-    return std::all_of(digits.begin(), digits.end(), [](std::uint8_t digit) { return digit == 0; });
+    return std::min(digits.find_first_not_of(u'0'), digits.size());
 }
 
-// a + b * factor
-Digits sum(Digits a, const Digits& b, std::uint32_t factor = 1)
+// The number without what its spelling adds: zeros in front and behind, the sign of zero. What has to be put
+// together is kept in the store.
+std::u16string_view plain(std::u16string_view text, const Written& number, std::deque<std::u16string>& store)
 {
-    std::uint64_t carry = 0;
-    for (std::size_t i = a.size(); i-- > 0;) {
-        carry += a[i] + std::uint64_t{b[i]} * factor;
-        a[i] = static_cast<std::uint8_t>(carry % 10);
-        carry /= 10;
+    if (text.empty()) return text;
+    const std::size_t kept = number.fraction.find_last_not_of(u'0') + 1; // digits; 0 where all are zeros
+    const std::size_t zeros = std::min(leading_zeros(number.whole), number.whole.size() - 1);
+    if (kept == 0 && number.whole.substr(zeros) == u"0") return u"0";
+    text.remove_suffix(number.fraction.size() - kept);
+    if (text.ends_with(u'.')) text.remove_suffix(1);
+    if (zeros == 0) return text;
+    if (!number.negative) return text.substr(zeros);
+    return store.emplace_back(u"-").append(text.substr(1 + zeros));
+}
+
+// Numbers below 2^63 and what they move to.
+
+std::uint64_t hundredths(std::uint64_t number, std::uint32_t count)
+{
+    return number / 100 * count + number % 100 * count / 100;
+}
+
+// Each number below size has the same chance, but for less than one in 2^64.
+std::uint64_t draw_below(std::uint64_t size, Draws& draws)
+{
+    const auto two_words = [&draws] {
+        const std::uint64_t high = draws.word();
+        return high << 32 | draws.word();
+    };
+    const Word high = Word{two_words()} * size;
+    const Word low = Word{two_words()} * size;
+    return static_cast<std::uint64_t>((high + (low >> 64)) >> 64);
+}
+
+// A number that stands for its value without point and sign, moved; nothing where it has no other. First and
+// last are what it can become, itself apart.
+template <typename Number>
+std::optional<Number> moved(const Number& number, const Number& largest, std::uint32_t percent, Draws& draws)
+{
+    const Number none = number - number;
+    const Number one = none + 1;
+    const Number move = std::max(hundredths(number, percent), one);
+    const Number first = number > move ? number - move : std::min(number, one);
+    const Number last = std::min(number + move, largest);
+    const Number choices = last - first;
+    if (choices == none) return std::nullopt;
+    const Number result = first + draw_below(choices, draws);
+    return result >= number ? result + 1 : result;
+}
+
+// As many digits as the type allows where so many stand behind the point.
+std::size_t most_digits(const ColumnType& type, std::size_t fraction)
+{
+    return static_cast<std::size_t>(type.length - type.scale) + fraction;
+}
+
+std::u16string_view largest_integer(bool negative)
+{
+    return negative ? u"9223372036854775808" : u"9223372036854775807";
+}
+
+constexpr auto powers_of_ten = [] {
+    std::array<std::uint64_t, small_digits + 1> powers;
+    std::uint64_t power = 1;
+    for (std::uint64_t& entry : powers) {
+        entry = power;
+        power *= 10; // the last one is not used
     }
-    return a;
+    return powers;
+}();
+
+std::uint64_t largest_of(const ColumnType& type, const Written& number)
+{
+    if (type.name == TypeName::integer) return largest_small + (number.negative ? 1 : 0);
+    const std::size_t digits = most_digits(type, number.fraction.size());
+    return digits <= small_digits ? powers_of_ten[digits] - 1 : UINT64_MAX;
 }
 
-// a - b, which is not negative
-Digits difference(Digits a, const Digits& b)
+LargeNumber largest_of(const ColumnType& type, const Written& number, const LargeNumber& like)
 {
-    int borrow = 0;
-    for (std::size_t i = a.size(); i-- > 0;) {
-        const int digit = a[i] - b[i] - borrow;
-        borrow = digit < 0 ? 1 : 0;
-        a[i] = static_cast<std::uint8_t>(digit + 10 * borrow);
-    }
-    return a;
+    if (type.name == TypeName::integer) return {largest_integer(number.negative), like};
+    return LargeNumber::nines(most_digits(type, number.fraction.size()), like);
 }
 
-// Divides by 2^32.
-void drop_word(Digits& digits)
+// Sign, point and the width of a number with leading zeros are its value's.
+void add_number(const Written& value, std::u16string_view digits, Results& results)
 {
-    std::uint64_t rest = 0;
-    for (std::uint8_t& digit : digits) {
-        rest = rest * 10 + digit;
-        digit = static_cast<std::uint8_t>(rest >> 32);
-        rest &= 0xFFFFFFFF;
-    }
-}
-
-// A number below size, which is at least 1: size times a fraction of so many words that each number has
-// the same chance, but for less than one in four billions.
-Digits draw_below(const Digits& size, Draws& draws)
-{
-    const std::size_t words = size.size() / 9 + 1;
-    Digits drawn(size.size());
-    for (std::size_t i = 0; i < words; ++i) {
-        drawn = sum(std::move(drawn), size, draws.word());
-        drop_word(drawn);
-    }
-    return drawn;
-}
-
-Digits one(std::size_t size)
-{
-    Digits digits(size);
-    digits.back() = 1;
-    return digits;
-}
-
-// The part in hundred of a number, at least 1.
-Digits largest_move(const Digits& number, std::uint32_t percent)
-{
-    Digits move = sum(Digits(number.size()), number, percent);
-    std::rotate(move.begin(), move.end() - 2, move.end());
-    std::fill_n(move.begin(), 2, std::uint8_t{0});
-    return is_zero(move) ? one(number.size()) : move;
-}
-
-// The largest number without its sign and point that can stand in the place of a value with so many
-// digits behind the point.
-Digits largest_number(const ColumnType& type, bool negative, std::size_t fraction, std::size_t size)
-{
-    Digits digits(size);
-    if (type.name == TypeName::integer) {
-        const Digits largest = digits_of(negative ? u"9223372036854775808" : u"9223372036854775807");
-        if (largest.size() > size) return Digits(size, 9); // out of reach
-        std::copy(largest.rbegin(), largest.rend(), digits.rbegin());
-        return digits;
-    }
-    const std::size_t nines = static_cast<std::size_t>(type.length - type.scale) + fraction;
-    std::fill_n(digits.rbegin(), std::min(nines, size), std::uint8_t{9});
-    return digits;
-}
-
-void append_number(std::u16string& text, const Digits& digits, bool negative, std::size_t fraction)
-{
-    if (negative && !is_zero(digits)) text += u'-';
-    const auto first = std::find_if(digits.begin(), digits.end() - static_cast<std::ptrdiff_t>(fraction) - 1,
-                                    [](std::uint8_t digit) { return digit != 0; });
-    for (auto digit = first; digit != digits.end(); ++digit) {
-        if (fraction > 0 && digits.end() - digit == static_cast<std::ptrdiff_t>(fraction)) text += u'.';
-        text += static_cast<char16_t>('0' + *digit);
-    }
-}
-
-void mask_value(const Digest& hash, const ColumnType& type, std::uint32_t percent, std::u16string_view value,
-                Results& results)
-{
-    if (value.empty()) return add_result(results, value);
-    const bool negative = value.starts_with(u'-');
-    const std::size_t point = value.find(u'.');
-    const std::size_t fraction = point == std::u16string_view::npos ? 0 : value.size() - point - 1;
-    const Digits number = digits_of(value);
-    const Digits move = largest_move(number, percent);
-    const Digits first = is_zero(number) ? number : difference(number, move);
-    const Digits last = std::min(sum(number, move), largest_number(type, negative, fraction, number.size()));
-    const Digits choices = difference(last, first); // the number itself does not count
-    if (is_zero(choices)) return add_error(results, result_does_not_fit);
-    Draws draws(hash);
-    Digits moved = sum(first, draw_below(choices, draws));
-    if (moved >= number) moved = sum(moved, one(number.size()));
     const std::size_t offset = results.text.size();
-    append_number(results.text, moved, negative, fraction);
+    const std::size_t fraction = value.fraction.size();
+    const std::size_t width = std::max(value.whole.starts_with(u'0') ? value.whole.size() : 1,
+                                       digits.size() - std::min(fraction, digits.size()));
+    const std::size_t zeros = width + fraction - digits.size();
+    if (value.negative) results.text += u'-';
+    results.text.append(zeros, u'0').append(digits);
+    if (fraction > 0) results.text.insert(results.text.size() - fraction, 1, u'.');
     close_result(results, offset);
 }
+
+using SmallDigits = std::array<char16_t, small_digits + 1>;
+
+constexpr auto digit_pairs = [] {
+    std::array<std::array<char16_t, 2>, 100> pairs;
+    for (std::size_t i = 0; i < pairs.size(); ++i)
+        pairs[i] = {static_cast<char16_t>('0' + i / 10), static_cast<char16_t>('0' + i % 10)};
+    return pairs;
+}();
+
+// Two at a time, because each division waits for the one before. The number is not zero.
+std::u16string_view write_digits(std::uint64_t number, SmallDigits& digits)
+{
+    std::size_t first = digits.size();
+    for (; number > 0; number /= 100) {
+        first -= 2;
+        std::copy_n(digit_pairs[number % 100].begin(), 2, digits.begin() + first);
+    }
+    const std::u16string_view text(digits.begin() + first, digits.end());
+    return text.substr(text.front() == u'0' ? 1 : 0);
+}
+
+// The number without point and sign where it is below 2^63.
+std::optional<std::uint64_t> small_number(const Written& value)
+{
+    const std::u16string_view whole = value.whole.substr(leading_zeros(value.whole));
+    if (whole.size() + value.fraction.size() > small_digits) return std::nullopt;
+    std::uint64_t number = 0;
+    for (const char16_t digit : whole) number = number * 10 + (digit - u'0');
+    for (const char16_t digit : value.fraction) number = number * 10 + (digit - u'0');
+    return number <= largest_small ? std::optional(number) : std::nullopt;
+}
+
+struct Noise {
+    ColumnType type;
+    std::uint32_t percent;
+
+    void mask_small(std::uint64_t number, const Written& value, Draws& draws, Results& results) const
+    {
+        const std::optional<std::uint64_t> result = moved(number, largest_of(type, value), percent, draws);
+        if (!result) return add_error(results, result_does_not_fit);
+        SmallDigits digits;
+        add_number(value, write_digits(*result, digits), results);
+    }
+
+    void mask_large(const Written& value, Draws& draws, Results& results) const
+    {
+        std::u16string digits(value.whole);
+        digits.append(value.fraction).erase(0, leading_zeros(digits));
+        const LargeNumber number(digits);
+        const std::optional<LargeNumber> result =
+            moved(number, largest_of(type, value, number), percent, draws);
+        if (!result) return add_error(results, result_does_not_fit);
+        add_number(value, digits_of(*result), results);
+    }
+
+    void mask_value(const Digest& hash, const Written& value, Results& results) const
+    {
+        Draws draws(hash);
+        if (const std::optional<std::uint64_t> number = small_number(value))
+            mask_small(*number, value, draws, results);
+        else
+            mask_large(value, draws, results);
+    }
+};
 
 } // namespace
 
 Mask mask_of(const NoiseRule& rule, const HmacKey& key)
 {
     auto own_key = derive_key(key, rule.function, rule.scope, {std::to_string(rule.percent)});
-    return [type = rule.type, percent = rule.percent, own_key](const Batch& batch, Results& results) {
-        const std::vector<Digest> hashes = digests(*own_key, batch.values);
-        for (std::size_t i = 0; i < hashes.size(); ++i)
-            mask_value(hashes[i], type, percent, batch.values[i], results);
+    return [noise = Noise{rule.type, rule.percent}, own_key](const Batch& batch, Results& results) {
+        make_room(results, batch.values);
+        std::deque<std::u16string> store;
+        std::vector<Written> numbers;
+        std::vector<std::u16string_view> texts;
+        numbers.reserve(batch.values.size());
+        texts.reserve(batch.values.size());
+        for (const std::u16string_view value : batch.values) {
+            numbers.push_back(read_number(value));
+            texts.push_back(plain(value, numbers.back(), store));
+        }
+        const std::vector<Digest> hashes = digests(*own_key, texts);
+        for (std::size_t i = 0; i < hashes.size(); ++i) {
+            if (batch.values[i].empty())
+                add_result(results, batch.values[i]);
+            else
+                noise.mask_value(hashes[i], numbers[i], results);
+        }
     };
 }
 

@@ -1,5 +1,6 @@
 #include "masking/rule_arguments.h"
 
+#include "text/characters.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
 
@@ -14,6 +15,7 @@ std::optional<std::string> take_text(RuleArguments& arguments, std::string_view 
                                     [name](const Argument& argument) { return argument.name == name; });
     if (found == arguments.left.end()) return std::nullopt;
     std::string value = std::move(found->value);
+    arguments.taken = found->place;
     arguments.left.erase(found);
     return value;
 }
@@ -23,8 +25,7 @@ std::size_t take_number(RuleArguments& arguments, std::string_view name, std::si
 {
     const std::optional<std::string> text = take_text(arguments, name);
     if (!text) return unsaid;
-    const bool digits =
-        !text->empty() && text->size() <= 9 && text->find_first_not_of("0123456789") == std::string::npos;
+    const bool digits = !text->empty() && text->size() <= 9 && std::ranges::all_of(*text, is_digit<char>);
     const std::size_t number = digits ? std::stoul(*text) : to + 1;
     if (number >= from && number <= to) return number;
     throw Failure{argument_not_in_range,
@@ -37,8 +38,9 @@ std::size_t take_needed_number(RuleArguments& arguments, std::string_view name, 
                                std::size_t to)
 {
     const std::size_t number = take_number(arguments, name, 0, from, to); // 0: not said
-    if (number == 0) throw Failure{argument_missing, std::string(name)};
-    return number;
+    if (number != 0) return number;
+    arguments.taken.reset();
+    throw Failure{argument_missing, std::string(name)};
 }
 
 std::string take_only(RuleArguments& arguments, std::string_view advice)
@@ -46,6 +48,7 @@ std::string take_only(RuleArguments& arguments, std::string_view advice)
     if (arguments.left.empty()) throw Failure{argument_missing, {}, {}, std::string(advice)};
     if (!arguments.left.front().name.empty()) refuse_rest(arguments);
     std::string value = std::move(arguments.left.front().value);
+    arguments.taken = arguments.left.front().place;
     arguments.left.erase(arguments.left.begin());
     return value;
 }

@@ -16,6 +16,7 @@ namespace velk::engine {
 struct RuleArguments {
     std::vector<Argument> left;
     std::vector<std::string_view> known{}; // names asked for so far
+    std::optional<Place> taken{};          // of the last one that was there: what is wrong is wrong with it
 };
 
 std::optional<std::string> take_text(RuleArguments& arguments, std::string_view name);

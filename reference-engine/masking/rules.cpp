@@ -1,6 +1,7 @@
 #include "masking/rules.h"
 
 #include "masking/address.h"
+#include "masking/graphemes.h"
 #include "masking/rule_arguments.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
@@ -16,10 +17,12 @@ namespace {
 
 // One reader per function.
 
-constexpr std::size_t usual_hash = 32; // hexadecimal digits
+constexpr std::size_t usually_hidden = 4; // code points
+constexpr std::size_t usual_hash = 32;    // hexadecimal digits
+constexpr std::size_t shortest_hash = 8;  // fewer would leave values that come back as they were
 constexpr std::size_t whole_hash = 64;
 constexpr std::size_t most_code_points_kept = 1'000'000;
-constexpr std::size_t most_digits_kept = 64;
+constexpr std::size_t most_digits_kept = 8;  // of a card number: its issuer's
 constexpr std::size_t most_days = 3'652'058; // from the first date to the last
 constexpr std::size_t most_percent = 100;    // so that no number passes zero
 
@@ -42,17 +45,20 @@ Rule read_fixed(RuleArguments& arguments, const ColumnType&)
 char16_t take_mask_character(RuleArguments& arguments)
 {
     const std::u16string text = to_utf16(take_text(arguments, "with").value_or("*"));
-    const bool control = text.size() == 1 && (text[0] < 0x20 || (text[0] >= 0x7F && text[0] < 0xA0));
-    if (text.size() == 1 && !control) return text[0];
-    throw Failure{
-        argument_unusable, "with=" + shown(to_utf8(text)), {}, "One character up to U+FFFF, no control."};
+    if (text.size() == 1 && stands_alone(text[0])) return text[0];
+    throw Failure{argument_unusable,
+                  "with=" + shown(to_utf8(text)),
+                  {},
+                  "One character up to U+FFFF, no mark, no control or format character."};
 }
 
 Rule read_partial(RuleArguments& arguments, const ColumnType&)
 {
     const std::size_t keep_first = take_number(arguments, "keep_first", 0, 0, most_code_points_kept);
     const std::size_t keep_last = take_number(arguments, "keep_last", 0, 0, most_code_points_kept);
-    return PartialRule{keep_first, keep_last, take_mask_character(arguments)};
+    const std::size_t hide_least =
+        take_number(arguments, "hide_least", usually_hidden, 1, most_code_points_kept);
+    return PartialRule{keep_first, keep_last, hide_least, take_mask_character(arguments)};
 }
 
 Rule read_classes(RuleArguments& arguments, const ColumnType&)
@@ -62,7 +68,7 @@ Rule read_classes(RuleArguments& arguments, const ColumnType&)
 
 Rule read_hash(RuleArguments& arguments, const ColumnType&)
 {
-    const std::size_t length = take_number(arguments, "length", usual_hash, 1, whole_hash);
+    const std::size_t length = take_number(arguments, "length", usual_hash, shortest_hash, whole_hash);
     return HashRule{take_scope(arguments, HashRule::function), length};
 }
 
@@ -89,7 +95,7 @@ Rule read_email(RuleArguments& arguments, const ColumnType&)
     return EmailRule{take_scope(arguments, EmailRule::function), std::move(domain)};
 }
 
-Entries take_entries(RuleArguments& arguments)
+std::shared_ptr<const List> take_list(RuleArguments& arguments)
 {
     const std::optional<std::string> list = take_text(arguments, "list");
     const std::optional<std::string> file = take_text(arguments, "file");
@@ -103,8 +109,8 @@ Entries take_entries(RuleArguments& arguments)
 
 Rule read_dict(RuleArguments& arguments, const ColumnType&)
 {
-    auto entries = std::make_shared<const Entries>(take_entries(arguments));
-    return DictRule{take_scope(arguments, DictRule::function), std::move(entries)};
+    auto list = take_list(arguments);
+    return DictRule{take_scope(arguments, DictRule::function), std::move(list)};
 }
 
 std::u16string take_date(RuleArguments& arguments, std::string_view name, std::u16string_view unsaid)
@@ -227,9 +233,7 @@ std::size_t longest_of(const EmailRule& rule)
 
 std::size_t longest_of(const DictRule& rule)
 {
-    std::size_t longest = 0;
-    for (const std::u16string& entry : *rule.entries) longest = std::max(longest, code_point_count(entry));
-    return longest;
+    return rule.list->longest();
 }
 
 void require_length(std::size_t length, const ColumnLimits& column)
@@ -248,9 +252,14 @@ Rule read_rule(std::string_view name, std::string_view text, const ColumnType& t
     const Function& function = function_named(name);
     if (!fits(function.fits, type)) throw Failure{function_unfit_for_type, std::string(name)};
     RuleArguments arguments{parse_arguments(text)};
-    Rule rule = function.read(arguments, type);
-    refuse_rest(arguments);
-    return rule;
+    try {
+        Rule rule = function.read(arguments, type);
+        refuse_rest(arguments);
+        return rule;
+    } catch (Failure& failure) {
+        if (!failure.place) failure.place = arguments.taken;
+        throw;
+    }
 }
 
 bool needs_key(const Rule& rule)
@@ -284,6 +293,11 @@ void require_fit(std::u16string_view text, const ColumnLimits& column)
 bool is_function(std::string_view name)
 {
     return std::find(function_names.begin(), function_names.end(), name) != function_names.end();
+}
+
+bool resembles_function(std::string_view name)
+{
+    return !nearest(name, function_names).empty();
 }
 
 bool is_one_to_one(std::string_view function)

@@ -32,6 +32,7 @@ struct PartialRule {
     static constexpr std::string_view function = "partial";
     std::size_t keep_first; // code points
     std::size_t keep_last;
+    std::size_t hide_least; // a value of which less would be hidden is masked whole
     char16_t with;
 };
 
@@ -62,7 +63,7 @@ struct EmailRule {
 struct DictRule {
     static constexpr std::string_view function = "dict";
     std::string scope;
-    std::shared_ptr<const Entries> entries;
+    std::shared_ptr<const List> list;
 };
 
 struct DateShiftRule {
@@ -114,6 +115,7 @@ void require_fit(const Rule& rule, const ColumnLimits& column);
 void require_fit(std::u16string_view text, const ColumnLimits& column);
 
 bool is_function(std::string_view name);
+bool resembles_function(std::string_view name); // is one, or a slip away from it
 
 // Whether different values get different results. Of `card` that holds for numbers whose check digit is
 // right. Throws a Failure if there is no such function.

@@ -32,9 +32,7 @@ std::u16string parse_error_text(std::string_view text)
 
 bool is_service_id(std::string_view id)
 {
-    constexpr std::string_view allowed = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-";
-    return !id.empty() && id.size() <= longest_service_id &&
-           id.find_first_not_of(allowed) == std::string_view::npos;
+    return !id.empty() && id.size() <= longest_service_id && std::ranges::all_of(id, is_name_character);
 }
 
 ErrorWay parse_on_error(std::string_view text)

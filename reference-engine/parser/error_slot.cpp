@@ -3,61 +3,57 @@
 #include "text/records.h"
 #include "text/unicode.h"
 
-#include <array>
-#include <cstddef>
+#include <algorithm>
 #include <cstring>
-#include <new>
+#include <iterator>
 
 namespace velk::engine {
 
 namespace {
 
-using Sizes = std::array<std::uint32_t, 3>;
+using Sizes = decltype(ErrorSlot::sizes);
 static_assert(sizeof(Sizes) <= sizeof(ECBD::reserved24));
 
 constexpr Sizes largest{heading_bytes, detail_bytes, trailing_bytes};
 
 // As many whole characters as fit.
-std::string clipped(std::string_view text, std::size_t bytes)
+std::string_view clipped(std::string_view text, std::size_t bytes)
 {
     std::size_t end = 0;
-    for (std::size_t position = 0; position < text.size() && position <= bytes; end = position) {
+    for (std::size_t position = 0; position < text.size(); end = position) {
         next_code_point(text, position);
         if (position > bytes) break;
     }
-    return std::string(text.substr(0, end));
-}
-
-Sizes sizes_of(const MessageText& text)
-{
-    return {static_cast<std::uint32_t>(text.heading.size()), static_cast<std::uint32_t>(text.detail.size()),
-            static_cast<std::uint32_t>(text.trailing.size())};
+    return text.substr(0, end);
 }
 
 } // namespace
 
-// Never destroyed: threads may still be parsing while the process exits.
-ErrorSlot& error_slot()
+ErrorSlot& error_slot() noexcept
 {
-    alignas(ErrorSlot) static std::byte storage[sizeof(ErrorSlot)];
-    static ErrorSlot& slot = *new (storage) ErrorSlot;
+    static constinit thread_local ErrorSlot slot{};
     return slot;
 }
 
-void put_error(ErrorSlot& slot, std::int32_t code, const MessageText& text)
+void put_error(ErrorSlot& slot, std::int32_t code, std::string_view heading, std::string_view detail,
+               std::string_view trailing) noexcept
 {
-    slot.error = ParserError{code,
-                             {clipped(text.heading, heading_bytes), clipped(text.detail, detail_bytes),
-                              clipped(text.trailing, trailing_bytes)}};
+    slot.code = code;
+    const std::string_view texts[] = {heading, detail, trailing};
+    char* end = slot.texts.data();
+    for (std::size_t i = 0; i < std::size(texts); ++i) {
+        const std::string_view text = clipped(texts[i], largest[i]);
+        slot.sizes[i] = static_cast<std::uint32_t>(text.size());
+        end = std::copy(text.begin(), text.end(), end);
+    }
 }
 
-void write_details(const ParserError& error, ECBD& details)
+void write_details(const ErrorSlot& slot, ECBD& details) noexcept
 {
-    const Sizes sizes = sizes_of(error.text);
-    details.errorCode = error.code;
-    std::memcpy(details.reserved24, sizes.data(), sizeof sizes);
-    const std::string text = error.text.heading + error.text.detail + error.text.trailing;
-    std::memcpy(reinterpret_cast<char*>(&details) + sizeof(ECBD), text.data(), text.size());
+    details.errorCode = slot.code;
+    std::memcpy(details.reserved24, slot.sizes.data(), sizeof slot.sizes);
+    std::memcpy(reinterpret_cast<char*>(&details) + sizeof(ECBD), slot.texts.data(),
+                slot.sizes[0] + slot.sizes[1] + slot.sizes[2]);
 }
 
 MessageText read_details(const ECBD& details)

@@ -10,12 +10,26 @@ namespace velk::engine {
 
 namespace {
 
-// What was wrong inside a secret may be a part of it.
-bool is_secret(std::string_view source, const Place& place)
+bool holds(std::string_view text, std::string_view part)
 {
+    return text.find(part) != std::string_view::npos;
+}
+
+// Whether the heading may quote the failure's subject: what was wrong inside a secret, or next to it, may be
+// a part of it, and so may be what reads like one.
+bool may_be_quoted(const Failure& failure, std::string_view source)
+{
+    std::string_view subject = failure.subject;
+    if (subject.ends_with("...")) subject.remove_suffix(3); // which marks a cut
+    const std::size_t start = failure.place ? failure.place->start : source.size();
+    const std::size_t end = failure.place ? start + std::max<std::size_t>(failure.place->length, 1) : 0;
+    const bool told_there = failure.code != equals_sign_missing; // which tells of the key before its place
     const std::vector<Place> secrets = secret_places(source);
-    return std::any_of(secrets.begin(), secrets.end(), [&](const Place& secret) {
-        return place.start < secret.start + secret.length && secret.start < place.start + place.length;
+    return std::none_of(secrets.begin(), secrets.end(), [&](const Place& secret) {
+        const std::string_view raw = source.substr(secret.start, secret.length);
+        const std::string text = shown(raw, raw.size());
+        const bool touches = told_there && start <= secret.start + secret.length && secret.start < end;
+        return touches || holds(raw, subject) || holds(text, subject) || holds(subject, raw);
     });
 }
 
@@ -40,8 +54,8 @@ MessageText error_text(const Failure& failure, std::string_view source)
     const Message* found = find_message(static_cast<std::uint32_t>(failure.code));
     const Message& message = found != nullptr ? *found : unknown;
     MessageText text{heading_of(message, failure.subject), failure.detail, failure.advice};
+    if (!failure.subject.empty() && !may_be_quoted(failure, source)) text.heading = heading_of(message, {});
     if (failure.place) {
-        if (is_secret(source, *failure.place)) text.heading = heading_of(message, {});
         text.detail = position_text(source, failure.place->start) + "\n" +
                       excerpt_text(showable(failure, source), *failure.place);
         if (!failure.detail.empty()) text.detail += "\n" + failure.detail;

@@ -3,13 +3,14 @@
 #include "engine/parser.h"
 
 #include "parser/error_slot.h"
+#include "parser/error_text.h"
 #include "parser/pairs.h"
 #include "parser/report.h"
+#include "text/boundary.h"
 #include "text/records.h"
 
 #include <algorithm>
-#include <cstring>
-#include <new>
+#include <vector>
 
 namespace velk {
 
@@ -39,6 +40,16 @@ void require_encoding(const InputDescriptor& input)
         throw Failure{dbms_type_unsupported, std::to_string(static_cast<unsigned char>(input.cDBMSType))};
 }
 
+// The key or the value that makes the buffers as large as they are.
+Place longest_pair(const std::vector<Pair>& pairs)
+{
+    Place longest{};
+    for (const Pair& pair : pairs)
+        for (const Place& place : {pair.key, pair.value})
+            if (place.length > longest.length) longest = place;
+    return longest;
+}
+
 void measure(const std::vector<Pair>& pairs, PRMA& request)
 {
     std::size_t key = 0;
@@ -47,6 +58,8 @@ void measure(const std::vector<Pair>& pairs, PRMA& request)
         key = std::max(key, pair.key.length);
         value = std::max(value, pair.value.length);
     }
+    if (pairs.size() * (key + value + 2) > largest_buffers)
+        throw Failure{pairs_too_large, std::to_string(pairs.size()) + " pairs", {}, {}, longest_pair(pairs)};
     request.pairCount = static_cast<std::int32_t>(pairs.size());
     request.keySize = static_cast<std::int32_t>(key + 1); // with a terminator
     request.valueSize = static_cast<std::int32_t>(value + 1);
@@ -86,20 +99,11 @@ void parse(std::string_view source, PRMA& request)
         measure(pairs, request);
 }
 
-// Runs an operation with the slot locked; its failure is the result.
-template <typename Work> std::int32_t guarded(Work work) noexcept
+// Keeps what is known of a failure for whoever asks for it.
+void tell(const Failure& failure, std::string_view source)
 {
-    try {
-        const std::lock_guard lock(error_slot().mutex);
-        work(error_slot());
-        return 0;
-    } catch (const Failure& failure) {
-        return failure.code;
-    } catch (const std::bad_alloc&) {
-        return out_of_memory;
-    } catch (...) {
-        return internal_error;
-    }
+    const MessageText text = error_text(failure, source);
+    put_error(error_slot(), failure.code, text.heading, text.detail, text.trailing);
 }
 
 } // namespace
@@ -112,54 +116,52 @@ std::int32_t Parser_Init()
 
 std::int32_t Parser_ParseParameters(PRMA* request)
 {
-    const std::int32_t code = guarded([=](ErrorSlot& slot) {
-        slot.error.reset();
-        std::string_view source;
-        try {
-            source = source_of(request);
-            parse(source, *request);
-        } catch (Failure& failure) {
-            if (failure.place) failure.detail.clear(); // which speaks of a rule on its own
-            put_error(slot, failure.code, error_text(failure, source));
-            throw;
-        }
+    error_slot().code = 0;
+    std::string_view source;
+    std::optional<Failure> failure = failure_of([&] {
+        source = source_of(request);
+        parse(source, *request);
     });
+    if (is_told(failure)) {
+        if (failure->place) failure->detail.clear(); // which speaks of a rule on its own
+        if (std::optional<Failure> untold = failure_of([&] { tell(*failure, source); })) failure = untold;
+    }
     const bool extraction =
         request != nullptr && has_header(*request, "PRMA") && request->extractionMode == extraction_mode;
-    if (code != 0 && extraction) request->failed = 1;
-    return code;
+    if (failure && extraction) request->failed = 1;
+    return code_of(failure);
 }
 
 std::int32_t Parser_GetErrorInfoSize(std::int16_t* count, std::int32_t* size)
 {
-    return guarded([=](const ErrorSlot& slot) {
-        if (count != nullptr) *count = slot.error ? 1 : 0;
-        if (size != nullptr) *size = slot.error ? static_cast<std::int32_t>(details_size) : 0;
-    });
+    const bool there = error_slot().code != 0;
+    if (count != nullptr) *count = there ? 1 : 0;
+    if (size != nullptr) *size = there ? static_cast<std::int32_t>(details_size) : 0;
+    return 0;
 }
 
 std::int32_t Parser_GetErrorInfo(ECBD* details)
 {
-    return guarded([=](ErrorSlot& slot) {
-        if (details == nullptr || !has_header(*details, "ECBD")) throw Failure{error_details_damaged};
-        if (!slot.error) throw Failure{error_details_missing};
-        write_details(*slot.error, *details);
-        slot.error.reset();
-    });
+    if (details == nullptr || !has_header(*details, "ECBD")) return error_details_damaged;
+    ErrorSlot& slot = error_slot();
+    if (slot.code == 0) return error_details_missing;
+    write_details(slot, *details);
+    slot.code = 0;
+    return 0;
 }
 
 std::int32_t Parser_FormatErrorText(EMSG* request)
 {
-    return guarded([=](const ErrorSlot&) {
+    return code_of(failure_of([=] {
         if (!is_message_request(request)) throw Failure{message_request_damaged};
         if (request->details == nullptr) throw Failure{error_details_damaged};
         write_message(read_details(*request->details), *request->buffers);
-    });
+    }));
 }
 
 void Parser_ReportError(std::int32_t code, const char* heading, const char* detail, const char* trailing)
 {
-    guarded([=](ErrorSlot& slot) { put_error(slot, code, {heading, detail, trailing}); });
+    put_error(error_slot(), code, heading, detail, trailing);
 }
 
 } // namespace velk

@@ -1,5 +1,6 @@
 #include "parser/pairs.h"
 
+#include "text/characters.h"
 #include "text/excerpt.h"
 #include "text/unicode.h"
 
@@ -10,8 +11,6 @@
 namespace velk::engine {
 
 namespace {
-
-constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 
 void require_text(std::string_view source)
 {
@@ -61,7 +60,7 @@ KeyPart scan_part(Scanner& scanner)
 {
     const std::size_t start = scanner.position;
     const bool quoted = next_is(scanner, '"');
-    std::string text = quoted ? scan_value(scanner) : scan_name(scanner);
+    std::string text = quoted ? scan_value(scanner) : scan_column(scanner);
     if (scanner.position == start) at_end(scanner) ? fail(scanner, key_part_missing) : fail_at_key(scanner);
     return {std::move(text), quoted, {start, scanner.position - start}};
 }
@@ -77,20 +76,6 @@ void scan_equals_sign(Scanner& scanner, std::string_view key)
     if (belongs_to_key) fail_at_key(scanner);
     if (!at_end(scanner) && is_white_space(peek(scanner))) fail_at_character(scanner);
     fail(scanner, equals_sign_missing, shown(key));
-}
-
-ValueKind scan_pair_value(Scanner& scanner)
-{
-    const std::size_t start = scanner.position;
-    if (next_is(scanner, '\'')) return scan_value(scanner), ValueKind::single_quoted;
-    if (next_is(scanner, '"')) return scan_value(scanner), ValueKind::double_quoted;
-    scan_value(scanner);
-    if (!next_is(scanner, '(')) return ValueKind::bare;
-    Scanner name{scanner.text.substr(0, scanner.position), start};
-    scan_name(name);
-    if (!at_end(name)) fail_at_character(scanner); // only a name can be called
-    scan_call(scanner);
-    return ValueKind::call;
 }
 
 Pair scan_pair(Scanner& scanner)
@@ -129,6 +114,20 @@ Place stored(const std::uint8_t (&bytes)[8])
 
 } // namespace
 
+ValueKind scan_pair_value(Scanner& scanner)
+{
+    const std::size_t start = scanner.position;
+    if (next_is(scanner, '\'')) return scan_value(scanner), ValueKind::single_quoted;
+    if (next_is(scanner, '"')) return scan_value(scanner), ValueKind::double_quoted;
+    scan_value(scanner);
+    if (!next_is(scanner, '(')) return ValueKind::bare;
+    Scanner name{scanner.text.substr(0, scanner.position), start};
+    scan_name(name);
+    if (!at_end(name)) fail_at_character(scanner); // only a name can be called
+    scan_call(scanner);
+    return ValueKind::call;
+}
+
 std::vector<KeyPart> scan_key(Scanner& scanner)
 {
     std::vector<KeyPart> parts{scan_part(scanner)};
@@ -144,7 +143,7 @@ std::vector<Pair> parse_pairs(std::string_view source)
 {
     require_text(source);
     std::vector<Pair> pairs;
-    Scanner scanner{source, source.starts_with(byte_order_mark) ? byte_order_mark.size() : 0};
+    Scanner scanner{source, text_start(source)};
     scan_separator(scanner);
     while (!at_end(scanner)) {
         const Pair pair = scan_pair(scanner);

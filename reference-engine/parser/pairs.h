@@ -5,11 +5,12 @@
 //     string = [ sep ] [ pair { sep pair } [ sep ] ]
 //     sep    = 1*( blank | "," | ";" | comment )        blank = space, tab, CR, LF
 //     pair   = key ws "=" ws value                      comment = "#" to the end of the line
-//     key    = part [ "." part ]                        part = name | dquoted; ws = any number of blanks
+//     key    = part [ "." part ]                        part = name | pattern | position | dquoted
 //     value  = bare | squoted | dquoted | call
-//     call   = name "(" ws [ arg { ws "," ws arg } ws ] ")"
+//     call   = name "(" ws [ arg { ws "," ws arg } ws ] ")"    ws = any number of blanks
 //
-// What a name, an argument and a quoted text are stands in argument.h. A byte-order mark may come first.
+// What a name, a pattern, a position, an argument and a quoted text are stands in argument.h. A byte-order
+// mark may come first.
 
 #include "records/requests.h"
 #include "text/argument.h"
@@ -21,8 +22,11 @@
 
 namespace velk::engine {
 
-inline constexpr std::size_t longest_string = 65536; // bytes
-inline constexpr std::size_t pair_limit = 1024;
+inline constexpr std::size_t longest_string = 1024 * 1024; // bytes
+inline constexpr std::size_t pair_limit = 20'000;
+
+// What the buffers of all pairs may take: each pair gets room for the longest key and the longest value.
+inline constexpr std::size_t largest_buffers = 256 * 1024 * 1024; // bytes
 
 enum class ValueKind : char { bare = 'b', single_quoted = 's', double_quoted = 'd', call = 'c' };
 
@@ -42,6 +46,9 @@ struct KeyPart {
     bool quoted = false;
     Place place{};
 };
+
+// The value that starts here, bare, quoted or a call.
+ValueKind scan_pair_value(Scanner& scanner);
 
 // The one or two parts of the key that starts here.
 std::vector<KeyPart> scan_key(Scanner& scanner);

@@ -1,5 +1,6 @@
 #include "parser/place_text.h"
 
+#include "text/characters.h"
 #include "text/excerpt.h"
 #include "text/unicode.h"
 
@@ -12,7 +13,6 @@ namespace {
 
 constexpr std::size_t window_characters = 60;
 constexpr std::size_t window_columns = 240; // four-byte characters and controls are shown by number
-constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 constexpr std::string_view cut_mark = "...";
 
 // A line of the source, without its end.
@@ -28,11 +28,6 @@ struct Cell {
     std::size_t columns;
     std::size_t end; // in the source
 };
-
-std::size_t text_start(std::string_view source)
-{
-    return source.starts_with(byte_order_mark) ? byte_order_mark.size() : 0;
-}
 
 // A line ends with LF, CR or both.
 Line line_of(std::string_view source, std::size_t position)

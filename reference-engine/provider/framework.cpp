@@ -26,6 +26,23 @@ State& state()
     return process;
 }
 
+FrameworkCall::FrameworkCall()
+{
+    const std::lock_guard lock(state().mutex);
+    // It cannot end before its providers, not even one that was opened while it was about to.
+    const bool runs =
+        state().life == Life::started || (state().life == Life::ending && !state().providers.empty());
+    if (!runs) throw Failure{framework_not_started};
+    ++state().calls;
+}
+
+FrameworkCall::~FrameworkCall()
+{
+    const std::lock_guard lock(state().mutex);
+    --state().calls;
+    if (state().life == Life::ending) state().call_ended.notify_all();
+}
+
 } // namespace engine
 
 namespace {
@@ -129,27 +146,38 @@ void start_trace(const FrameworkOptions& options)
         trace_start(mask, or_environment(options.trace_file, "VELK_TRACE_FILE", "velk-trace.json"));
 }
 
+void require_no_providers()
+{
+    if (!state().providers.empty())
+        throw Failure{providers_still_open, std::to_string(state().providers.size())};
+}
+
 } // namespace
 
 std::int32_t Provider_FrmwInit(FRPA* definition)
 {
     return guarded([=] {
-        if (state().started) throw Failure{framework_already_started};
+        const std::lock_guard lock(state().mutex);
+        if (state().life != Life::ended) throw Failure{framework_already_started};
         start_trace(read_options(definition));
-        state().started = true;
+        state().life = Life::started;
     });
 }
 
-// A trace that could not be written to its end makes the call fail. It is closed all the same, so a second
-// call ends the framework.
+// Calls that are under way end first, and no other begins. A trace that could not be written to its end makes
+// the call fail. It is closed all the same, so a second call ends the framework.
 std::int32_t Provider_FrmwTerm()
 {
     return guarded([] {
-        require_framework();
-        if (!state().providers.empty())
-            throw Failure{providers_still_open, std::to_string(state().providers.size())};
+        std::unique_lock lock(state().mutex);
+        if (state().life != Life::started) throw Failure{framework_not_started};
+        require_no_providers();
+        state().life = Life::ending;
+        state().call_ended.wait(lock, [] { return state().calls == 0 || !state().providers.empty(); });
+        state().life = Life::started; // unless all goes well, and the lock is held until then
+        require_no_providers();
         if (!trace_stop()) throw Failure{trace_file_not_written};
-        state().started = false;
+        state().life = Life::ended;
     });
 }
 

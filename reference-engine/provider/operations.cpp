@@ -2,8 +2,8 @@
 
 #include "engine/provider.h"
 
-#include "provider/service.h"
 #include "provider/state.h"
+#include "provider/threads.h"
 
 #include <cstring>
 
@@ -22,21 +22,29 @@ void require_service_id(const char* id, std::int32_t length)
         throw Failure{service_id_invalid};
 }
 
-Provider& provider_of(std::int32_t handle)
+std::int32_t open_provider(Provider provider)
 {
+    auto open = std::make_shared<OpenProvider>(std::move(provider));
+    const std::lock_guard lock(state().mutex);
+    state().providers.emplace(state().next_handle, std::move(open));
+    return state().next_handle++;
+}
+
+std::shared_ptr<OpenProvider> provider_of(std::int32_t handle)
+{
+    const std::lock_guard lock(state().mutex);
     const auto found = state().providers.find(handle);
     if (found == state().providers.end()) throw Failure{provider_unknown, std::to_string(handle)};
     return found->second;
 }
 
-// The definition may be another record than the provider was started with, but not one of other columns.
-void require_same_width(const SVCA* service, const Provider& provider)
+// What is left of it goes with the last call that uses it.
+void close_provider(std::int32_t handle)
 {
-    require_service(service);
-    if (service->fieldCount != static_cast<std::uint16_t>(provider.columns.size()))
-        throw Failure{service_differs, std::to_string(service->fieldCount) + " and " +
-                                           std::to_string(provider.columns.size())};
-    require_rules(*service);
+    std::unique_lock lock(state().mutex);
+    const auto closed = state().providers.extract(handle);
+    lock.unlock();
+    if (closed.empty()) throw Failure{provider_unknown, std::to_string(handle)};
 }
 
 } // namespace
@@ -48,23 +56,22 @@ std::int32_t Provider_Init(std::int32_t* handle, const char* service_id, std::in
     return guarded([=] {
         if (handle == nullptr) throw Failure{handle_address_missing};
         *handle = 0;
-        require_framework();
+        const FrameworkCall call;
         require_service_id(service_id, service_id_length);
-        const std::int32_t next = state().next_handle;
-        state().providers.emplace(next, make_provider(service));
-        ++state().next_handle;
-        *handle = next;
+        *handle = open_provider(make_provider(service));
     });
 }
 
 std::int32_t Provider_Service(std::int32_t handle, std::uint16_t request, SVCA* service, RWST* rows)
 {
     const std::int32_t code = guarded([=] {
-        require_framework();
-        const Provider& provider = provider_of(handle);
+        const FrameworkCall call;
+        const std::shared_ptr<OpenProvider> open = provider_of(handle);
         if (request != provider_service_request) throw Failure{request_unknown, std::to_string(request)};
-        require_same_width(service, provider);
-        mask_row_set(provider, rows);
+        const std::lock_guard turn(open->mutex);
+        require_service(service);
+        require_same(open->provider.definition, *service);
+        mask_row_set(open->provider, rows, open->scratch);
     });
     // Whatever failed, nothing may come back as it was sent, nor masked by half.
     if (code != 0) clear_row_set(rows, code);
@@ -74,10 +81,14 @@ std::int32_t Provider_Service(std::int32_t handle, std::uint16_t request, SVCA* 
 std::int32_t Provider_Term(std::int32_t handle)
 {
     return guarded([=] {
-        require_framework();
-        provider_of(handle);
-        state().providers.erase(handle);
+        const FrameworkCall call;
+        close_provider(handle);
     });
+}
+
+std::int32_t Provider_AllowsThreads()
+{
+    return 1;
 }
 
 } // namespace velk

@@ -1,8 +1,11 @@
 #include "provider/provider.h"
 
 #include "masking/key.h"
+#include "provider/trace.h"
+#include "text/argument.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
+#include "text/key_source.h"
 #include "text/records.h"
 #include "text/unicode.h"
 
@@ -13,10 +16,6 @@
 namespace velk::engine {
 
 namespace {
-
-constexpr std::int16_t exchanged_type = 6; // 16-bit text, whatever the declared type
-
-constexpr std::array<std::string_view, 2> attributes{"type", "unique"};
 
 struct Operand {
     std::string name;
@@ -72,6 +71,7 @@ Column read_column(const FLDA& field, std::size_t number)
     Column column;
     column.name = name_of(field);
     if (column.name.empty()) throw Failure{column_name_missing, std::to_string(number)};
+    if (stands_for_columns(column.name)) throw Failure{column_is_pattern, shown(column.name)};
     try {
         if (field.dataType != exchanged_type)
             throw Failure{data_type_unsupported, std::to_string(field.dataType)};
@@ -95,12 +95,12 @@ std::vector<Column> read_columns(const SVCA& service)
 
 void read_attributes(const std::vector<Operand>& operands, ColumnLimits& limits)
 {
-    if (const std::string* text = find_text(operands, "type")) limits.type = parse_type(*text);
+    if (const std::string* text = find_text(operands, type_attribute)) limits.type = parse_type(*text);
     const bool sized = limits.type.name == TypeName::character || limits.type.name == TypeName::varying;
     if (sized && limits.length != static_cast<std::size_t>(limits.type.length))
         throw Failure{field_length_contradicts_type,
                       std::to_string(limits.length) + " and " + std::to_string(limits.type.length)};
-    const std::string* unique = find_text(operands, "unique");
+    const std::string* unique = find_text(operands, unique_attribute);
     if (unique != nullptr && *unique != "true") throw Failure{unique_not_true, shown(*unique)};
 }
 
@@ -109,7 +109,7 @@ const Operand& rule_of(const std::vector<Operand>& operands)
 {
     const Operand* rule = nullptr;
     for (const Operand& operand : operands) {
-        if (std::find(attributes.begin(), attributes.end(), operand.name) != attributes.end()) continue;
+        if (std::ranges::find(column_attributes, operand.name) != column_attributes.end()) continue;
         if (rule != nullptr)
             throw Failure{column_with_two_rules, shown(rule->name) + " and " + shown(operand.name)};
         rule = &operand;
@@ -126,7 +126,33 @@ void refuse_service_operand(const Operand& rule)
             function_unknown, rule.name, {}, "It speaks of the whole service: give it parameter id 0."};
 }
 
-void compile_column(Column& column, const std::vector<Operand>& operands, const HmacKey* key)
+[[noreturn]] void refuse_other_column(std::string_view name, const char* reason)
+{
+    throw Failure{argument_unusable, "by=" + shown(name), {}, reason};
+}
+
+// The place of the column that a rule names; nothing if it names none.
+std::optional<std::size_t> find_other_column(const Rule& rule, const Column& own,
+                                             const std::vector<Column>& columns)
+{
+    const std::string_view name = other_column(rule);
+    if (name.empty()) return std::nullopt;
+    if (name == own.name) refuse_other_column(name, "It is the column itself: leave by out.");
+    const auto has_name = [name](const Column& column) { return column.name == name; };
+    const auto found = std::find_if(columns.begin(), columns.end(), has_name);
+    if (found == columns.end()) {
+        std::vector<std::string_view> names;
+        for (const Column& column : columns)
+            if (&column != &own) names.push_back(column.name);
+        throw Failure{column_unknown, shown(name), {}, advice(name, "Columns", names)};
+    }
+    if (std::any_of(found + 1, columns.end(), has_name))
+        refuse_other_column(name, "Several columns have this name: give them names of their own.");
+    return static_cast<std::size_t>(found - columns.begin());
+}
+
+void compile_column(Provider& provider, Column& column, const std::vector<Operand>& operands,
+                    const HmacKey* key)
 {
     try {
         refuse_repetition(operands);
@@ -136,6 +162,8 @@ void compile_column(Column& column, const std::vector<Operand>& operands, const 
         read_attributes(operands, column.limits);
         const Rule said = read_rule(rule.name, rule.text, column.limits.type);
         require_fit(said, column.limits);
+        column.by = find_other_column(said, column, provider.columns);
+        provider.has_named_columns |= column.by.has_value();
         column.mask = make_mask(said, key);
     } catch (Failure& failure) {
         add_place(failure, column);
@@ -147,7 +175,12 @@ void compile_column(Column& column, const std::vector<Operand>& operands, const 
 std::unique_ptr<const HmacKey> read_service_key(const std::vector<Operand>& operands)
 {
     const std::string* source = find_text(operands, "key");
-    return source == nullptr ? nullptr : std::make_unique<const HmacKey>(read_key(*source));
+    if (source == nullptr) return nullptr;
+    auto key = std::make_unique<const HmacKey>(read_key(*source));
+    if (others_may_read_key(*source))
+        trace_note("key file", "others may read " + shown_key_source(*source) +
+                                   "; if nothing of the system needs that: chmod 600");
+    return key;
 }
 
 void read_service_operands(const std::vector<Operand>& operands, Provider& provider)
@@ -186,20 +219,6 @@ void require_service(const SVCA* service)
     require_count(service->firstField, service->fieldCount, field_count_differs);
 }
 
-void require_rules(const SVCA& service)
-{
-    const std::vector<Column> columns = read_columns(service);
-    const Operands operands = read_operands(service, columns);
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-        try {
-            rule_of(operands[i + 1]);
-        } catch (Failure& failure) {
-            add_place(failure, columns[i]);
-            throw;
-        }
-    }
-}
-
 Provider make_provider(const SVCA* service)
 {
     require_service(service);
@@ -209,9 +228,10 @@ Provider make_provider(const SVCA* service)
     read_service_operands(operands.front(), provider);
     const std::unique_ptr<const HmacKey> key = read_service_key(operands.front());
     for (std::size_t i = 0; i < provider.columns.size(); ++i) {
-        compile_column(provider.columns[i], operands[i + 1], key.get());
+        compile_column(provider, provider.columns[i], operands[i + 1], key.get());
         require_error_text_fits(provider, provider.columns[i]);
     }
+    provider.definition = keep_definition(*service);
     return provider;
 }
 

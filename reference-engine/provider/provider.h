@@ -4,10 +4,11 @@
 
 #include "masking/masks.h"
 #include "masking/service_options.h"
+#include "provider/definition.h"
 #include "records/definitions.h"
 #include "text/failure.h"
 
-#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,12 +19,15 @@ struct Column {
     std::string rule; // as written, without secrets
     ColumnLimits limits;
     Mask mask;
+    std::optional<std::size_t> by{}; // the column by whose values the rule decides
 };
 
 struct Provider {
     ErrorWay on_error;
     bool masks_null = false; // a null is masked as an empty value is, and stays null if the result is empty
     std::vector<Column> columns;
+    bool has_named_columns = false; // some rule decides by another column
+    KeptDefinition definition;
 };
 
 // Throws a Failure where the definition cannot be carried out.
@@ -31,9 +35,6 @@ Provider make_provider(const SVCA* service);
 
 // Throws a Failure unless this is a service definition whose counts agree with its chains.
 void require_service(const SVCA* service);
-
-// Throws a Failure unless every column can be exchanged and has one rule, and no rule is without a column.
-void require_rules(const SVCA& service);
 
 // Adds the column and the rule that a failure was about.
 void add_place(Failure& failure, const Column& column);

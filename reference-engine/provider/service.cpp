@@ -1,5 +1,7 @@
 #include "provider/service.h"
 
+#include "masking/secret.h"
+#include "provider/buffer.h"
 #include "text/records.h"
 #include "text/unicode.h"
 
@@ -10,31 +12,57 @@ namespace velk::engine {
 
 namespace {
 
-// One field of the column at hand.
-struct Cell {
-    DATA* field;
-    std::u16string_view value{};
-    ErrorCode error{}; // 0: none
-    bool was_null = false;
-};
+// More than this is given back after a call, so that one large row set does not hold its memory for good.
+constexpr std::size_t kept_bytes = 1024 * 1024;
 
-struct RowSet {
-    std::vector<ROWD*> rows;
-    std::vector<DATA*> fields;          // row by row, as many as there are columns; null in a broken row
-    std::vector<std::int32_t> errors{}; // of whole rows
-};
-
-std::size_t capacity(const DATA& field) // units
+template <typename Item> std::size_t bytes_of(const std::vector<Item>& items)
 {
-    return field.bufferSize > 0 && field.buffer != nullptr ? static_cast<std::size_t>(field.bufferSize) / 2
-                                                           : 0;
+    return items.capacity() * sizeof(Item);
 }
 
-void clear_buffer(DATA& field)
+std::size_t bytes_of(const Scratch& scratch)
 {
-    if (field.bufferSize > 0 && field.buffer != nullptr)
-        std::memset(field.buffer, 0, static_cast<std::size_t>(field.bufferSize));
+    return bytes_of(scratch.rows) + bytes_of(scratch.fields) + bytes_of(scratch.errors) +
+           bytes_of(scratch.cells) + bytes_of(scratch.values) + bytes_of(scratch.by) +
+           bytes_of(scratch.results.list) + scratch.results.text.capacity() * sizeof(char16_t);
 }
+
+void wipe_text(std::u16string& text)
+{
+    wipe(text.data(), text.size() * sizeof(char16_t));
+    text.clear();
+}
+
+// What has been read of a column and made of it.
+void forget_texts(Scratch& scratch) noexcept
+{
+    wipe_text(scratch.results.text);
+    scratch.results.list.clear();
+    for (std::u16string& text : scratch.aligned) wipe_text(text);
+    scratch.aligned.clear();
+}
+
+// Whatever way a call ends, nothing of its values stays.
+class ScratchUse {
+public:
+    explicit ScratchUse(Scratch& scratch) : scratch_(scratch) {}
+    ScratchUse(const ScratchUse&) = delete;
+    ScratchUse& operator=(const ScratchUse&) = delete;
+
+    ~ScratchUse()
+    {
+        forget_texts(scratch_);
+        for (ColumnCopy& copy : scratch_.copies) wipe_text(copy.text);
+        scratch_.copies.clear();
+        scratch_.rows.clear();
+        scratch_.fields.clear();
+        scratch_.errors.clear();
+        if (bytes_of(scratch_) > kept_bytes) scratch_ = {};
+    }
+
+private:
+    Scratch& scratch_;
+};
 
 void clear_row(ROWD& row, std::int32_t code)
 {
@@ -43,18 +71,6 @@ void clear_row(ROWD& row, std::int32_t code)
         clear_buffer(field);
         field.errorCode = code;
     });
-}
-
-// The text fits only with its terminator, because the last unit of a buffer is read as one.
-bool write_text(DATA& field, std::u16string_view text)
-{
-    if (text.empty()) return clear_buffer(field), true;
-    if (text.size() >= capacity(field)) return false;
-    const std::size_t bytes = text.size() * sizeof(char16_t);
-    std::memcpy(field.buffer, text.data(), bytes);
-    std::memset(static_cast<char*>(field.buffer) + bytes, 0,
-                static_cast<std::size_t>(field.bufferSize) - bytes);
-    return true;
 }
 
 // Buffers of a text column are as long as the longest value that they have seen. Whether a text fits must
@@ -83,52 +99,71 @@ void write_null(DATA& field)
     field.errorCode = 0;
 }
 
-// What is wrong with the value of a cell, if anything.
-ErrorCode check_value(const ColumnLimits& limits, std::u16string_view value)
+// What is wrong with the value of a cell, if anything. Empty stays empty, whatever the type.
+ErrorCode check_value(const ColumnLimits& limits, std::u16string_view value, bool has_surrogates)
 {
+    if (value.empty()) return {};
     // The length first: a longer value may have been cut in the middle of a surrogate pair on its way here.
     const bool limited = limits.length > 0 && limits.type.name != TypeName::text;
-    if (limited && value.size() > limits.length && code_point_count(value) > limits.length)
+    if (limited && value.size() > limits.length &&
+        (!has_surrogates || code_point_count(value) > limits.length))
         return value_too_long;
-    if (!is_well_formed(value)) return value_ill_formed;
+    if (has_surrogates && !is_well_formed(value)) return value_ill_formed;
     return is_value_of(limits.type, value) ? ErrorCode{} : value_not_of_type;
 }
 
-// Throws nothing and reads no further than the buffer goes.
-Cell read_cell(const Column& column, DATA& field)
+// A buffer may stand at an odd address, where no 16-bit unit is read from.
+std::u16string_view aligned_text(const DATA& field, std::size_t length, std::list<std::u16string>& copies)
 {
-    Cell cell{&field};
+    if (reinterpret_cast<std::uintptr_t>(field.buffer) % alignof(char16_t) == 0)
+        return {static_cast<const char16_t*>(field.buffer), length};
+    std::u16string& copy = copies.emplace_back(length, u'\0');
+    std::memcpy(copy.data(), field.buffer, length * sizeof(char16_t));
+    return copy;
+}
+
+// Reads no further than the buffer goes.
+void read_value(const Column& column, Cell& cell, Scratch& scratch)
+{
+    const BufferText text = measure_text(*cell.field);
+    if (text.length == capacity(*cell.field) && text.length > 0) {
+        cell.error = value_not_terminated;
+        return;
+    }
+    cell.value = aligned_text(*cell.field, text.length, scratch.aligned);
+    cell.error = check_value(column.limits, cell.value, text.has_surrogates);
+}
+
+void read_cell(const Column& column, Cell& cell, Scratch& scratch)
+{
+    const DATA& field = *cell.field;
     // What stands in a buffer without a size can be neither masked nor cleared.
     const bool has_size = field.bufferSize > 0;
-    if (field.bufferSize < 0 || (field.buffer != nullptr && !has_size)) {
+    cell.was_null = field.isNull != 0;
+    if (field.bufferSize < 0 || (field.buffer != nullptr && !has_size) ||
+        (!cell.was_null && has_size && field.buffer == nullptr))
         cell.error = value_buffer_missing;
-        return cell;
+    else if (!cell.was_null)
+        read_value(column, cell, scratch);
+}
+
+// The cells of a column in every row that is not broken.
+void read_cells(const Provider& provider, std::size_t index, Scratch& scratch)
+{
+    scratch.cells.clear();
+    for (std::size_t row = 0; row < scratch.rows.size(); ++row) {
+        if (scratch.errors[row] != 0) continue;
+        Cell& cell =
+            scratch.cells.emplace_back(Cell{scratch.fields[row * provider.columns.size() + index], row});
+        read_cell(provider.columns[index], cell, scratch);
     }
-    if (field.isNull != 0) {
-        cell.was_null = true;
-        return cell;
-    }
-    if (has_size && field.buffer == nullptr) {
-        cell.error = value_buffer_missing;
-        return cell;
-    }
-    const std::size_t units = capacity(field);
-    const auto* text = static_cast<const char16_t*>(field.buffer);
-    const std::size_t length = static_cast<std::size_t>(std::find(text, text + units, 0) - text);
-    if (length == units && units > 0) {
-        cell.error = value_not_terminated;
-        return cell;
-    }
-    cell.value = {text, length};
-    cell.error = check_value(column.limits, cell.value);
-    return cell;
 }
 
 // Of all functions only an exchange of digits can leave its type: an integer's range. A number can also
 // become longer than a column that was declared shorter than its type.
 bool result_fits(const ColumnLimits& limits, std::u16string_view text)
 {
-    if (!is_number_type(limits.type)) return true;
+    if (text.empty() || !is_number_type(limits.type)) return true;
     return is_value_of(limits.type, text) && (limits.length == 0 || text.size() <= limits.length);
 }
 
@@ -145,22 +180,39 @@ void write_result(const Provider& provider, const Column& column, Cell& cell, co
     cell.field->errorCode = 0;
 }
 
-void mask_cells(const Provider& provider, const Column& column, std::vector<Cell>& cells)
+// A null is masked as an empty value is, where nulls are to be masked at all.
+bool is_masked(const Provider& provider, const Cell& cell)
 {
-    const auto is_masked = [&](const Cell& cell) {
-        return cell.error == 0 && (!cell.was_null || provider.masks_null);
-    };
-    std::vector<std::u16string_view> values;
-    values.reserve(cells.size());
-    for (const Cell& cell : cells)
-        if (is_masked(cell)) values.push_back(cell.value);
-    Results results;
-    column.mask({values}, results);
-    if (results.list.size() != values.size()) throw Failure{internal_error};
-    auto result = results.list.begin();
-    for (Cell& cell : cells) {
-        if (is_masked(cell))
-            write_result(provider, column, cell, results, *result++);
+    return cell.error == 0 && (!cell.was_null || provider.masks_null);
+}
+
+std::u16string_view text_at(const ColumnCopy& copy, std::size_t row)
+{
+    return std::u16string_view(copy.text).substr(copy.values[row].offset, copy.values[row].length);
+}
+
+void collect_values(const Provider& provider, const Column& column, Scratch& scratch)
+{
+    scratch.values.clear();
+    scratch.by.clear();
+    std::size_t units = 0;
+    for (const Cell& cell : scratch.cells) {
+        if (!is_masked(provider, cell)) continue;
+        scratch.values.push_back(cell.value);
+        units += cell.value.size();
+        if (column.by) scratch.by.push_back(text_at(scratch.copies[*column.by], cell.row));
+    }
+    // The results have room for the values, so that no part of one is left in memory that they grew out of.
+    scratch.results.text.reserve(units);
+}
+
+void write_results(const Provider& provider, const Column& column, Scratch& scratch)
+{
+    if (scratch.results.list.size() != scratch.values.size()) throw Failure{internal_error};
+    auto result = scratch.results.list.begin();
+    for (Cell& cell : scratch.cells) {
+        if (is_masked(provider, cell))
+            write_result(provider, column, cell, scratch.results, *result++);
         else if (cell.error != 0)
             write_error(provider, column, cell, cell.error);
         else
@@ -176,26 +228,53 @@ void mask_cells(const Provider& provider, const Column& column, std::vector<Cell
     throw failure;
 }
 
-void mask_column(const Provider& provider, RowSet& set, std::size_t index)
+void report_errors(const Provider& provider, const Column& column, const Scratch& scratch)
 {
-    const Column& column = provider.columns[index];
-    std::vector<Cell> cells;
-    std::vector<std::size_t> row_of;
-    for (std::size_t row = 0; row < set.rows.size(); ++row) {
-        if (set.errors[row] != 0) continue;
-        cells.push_back(read_cell(column, *set.fields[row * provider.columns.size() + index]));
-        row_of.push_back(row);
-    }
-    mask_cells(provider, column, cells);
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-        if (cells[i].error == 0) continue;
-        if (provider.on_error.way == OnError::stop) stop_at(column, row_of[i], cells[i].error);
-        set.rows[row_of[i]]->hasError = 1;
+    for (const Cell& cell : scratch.cells) {
+        if (cell.error == 0) continue;
+        if (provider.on_error.way == OnError::stop) stop_at(column, cell.row, cell.error);
+        scratch.rows[cell.row]->hasError = 1;
     }
 }
 
+void mask_column(const Provider& provider, std::size_t index, Scratch& scratch)
+{
+    const Column& column = provider.columns[index];
+    read_cells(provider, index, scratch);
+    collect_values(provider, column, scratch);
+    column.mask({scratch.values, scratch.by}, scratch.results);
+    write_results(provider, column, scratch);
+    forget_texts(scratch);
+    report_errors(provider, column, scratch);
+}
+
+// A column that another one's rule asks for, before it is masked.
+void copy_column(const Provider& provider, std::size_t index, Scratch& scratch)
+{
+    read_cells(provider, index, scratch);
+    std::size_t units = 0;
+    for (const Cell& cell : scratch.cells) units += cell.value.size();
+    ColumnCopy& copy = scratch.copies[index];
+    copy.text.reserve(units);
+    copy.values.resize(scratch.rows.size());
+    for (const Cell& cell : scratch.cells) {
+        if (cell.error != 0) continue;
+        copy.values[cell.row] = {copy.text.size(), cell.value.size()};
+        copy.text += cell.value;
+    }
+    forget_texts(scratch);
+}
+
+void copy_named_columns(const Provider& provider, Scratch& scratch)
+{
+    scratch.copies.resize(provider.columns.size());
+    for (const Column& column : provider.columns)
+        if (column.by && scratch.copies[*column.by].values.empty())
+            copy_column(provider, *column.by, scratch);
+}
+
 // The fields of a row go to the end of the set. A row of another width is in error as a whole.
-void read_fields(ROWD& row, std::size_t column_count, RowSet& set)
+void read_fields(ROWD& row, std::size_t column_count, Scratch& set)
 {
     std::size_t count = 0;
     const std::size_t start = set.fields.size();
@@ -209,13 +288,12 @@ void read_fields(ROWD& row, std::size_t column_count, RowSet& set)
     set.errors.push_back(!counted ? row_field_count_differs : count != column_count ? row_width_differs : 0);
 }
 
-RowSet read_rows(const RWST& rows, std::size_t column_count)
+void read_rows(const RWST& rows, std::size_t column_count, Scratch& set)
 {
     const std::optional<std::size_t> length = chain_length(rows.firstRow);
     if (!length || rows.rowCount < 0 || *length != static_cast<std::size_t>(rows.rowCount))
         throw Failure{row_count_differs, std::to_string(rows.rowCount) + " and " + shown_length(length)};
     const std::size_t count = *length;
-    RowSet set;
     set.rows.reserve(count);
     set.fields.reserve(count * column_count);
     for (ROWD* row = rows.firstRow; row != nullptr; row = row->next) {
@@ -223,10 +301,9 @@ RowSet read_rows(const RWST& rows, std::size_t column_count)
         set.rows.push_back(row);
         read_fields(*row, column_count, set);
     }
-    return set;
 }
 
-void begin_rows(const Provider& provider, RowSet& set)
+void begin_rows(const Provider& provider, Scratch& set)
 {
     for (std::size_t row = 0; row < set.rows.size(); ++row) {
         const std::int32_t error = set.errors[row];
@@ -240,13 +317,15 @@ void begin_rows(const Provider& provider, RowSet& set)
 
 } // namespace
 
-void mask_row_set(const Provider& provider, RWST* rows)
+void mask_row_set(const Provider& provider, RWST* rows, Scratch& scratch)
 {
     if (rows == nullptr || !has_header(*rows, "RWST")) throw Failure{row_set_damaged};
-    RowSet set = read_rows(*rows, provider.columns.size());
-    begin_rows(provider, set);
+    const ScratchUse use(scratch);
+    read_rows(*rows, provider.columns.size(), scratch);
+    begin_rows(provider, scratch);
+    if (provider.has_named_columns) copy_named_columns(provider, scratch);
     for (std::size_t column = 0; column < provider.columns.size(); ++column)
-        mask_column(provider, set, column);
+        mask_column(provider, column, scratch);
 }
 
 void clear_row_set(RWST* rows, std::int32_t code) noexcept

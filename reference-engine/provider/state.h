@@ -1,51 +1,60 @@
 #pragma once
 
-// The state of the process: the framework, its providers and the last failure. Every operation but those
-// of the trace facility holds the lock from start to end.
+// The state of the process: the framework, its providers and the calls that are under way. Its lock is held
+// for moments only, never while a value is masked.
 
+#include "provider/last_failure.h"
 #include "provider/provider.h"
-#include "text/failure.h"
+#include "provider/service.h"
+#include "text/boundary.h"
 
+#include <condition_variable>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
-#include <new>
-#include <optional>
 
 namespace velk::engine {
 
+// A provider between its start and its end. Whoever uses it holds a reference, so that it outlives a call
+// that another thread ends it under.
+struct OpenProvider {
+    explicit OpenProvider(Provider made) : provider(std::move(made)) {}
+
+    const Provider provider;
+    std::mutex mutex; // threads that use the same provider take turns: they share its scratch memory
+    Scratch scratch;
+};
+
+enum class Life : unsigned char { ended, started, ending };
+
 struct State {
     std::mutex mutex;
-    bool started = false;
-    std::map<std::int32_t, Provider> providers; // by handle
+    std::condition_variable call_ended;
+    Life life = Life::ended;
+    std::size_t calls = 0;                                           // under way
+    std::map<std::int32_t, std::shared_ptr<OpenProvider>> providers; // by handle
     std::int32_t next_handle = 1;
-    std::optional<Failure> last_failure; // of the last operation, if it failed
 };
 
 State& state();
 
-// Runs an operation and turns its failure into the operation's result.
-template <typename Work> std::int32_t guarded(Work work) noexcept
-{
-    const std::lock_guard lock(state().mutex);
-    std::optional<Failure>& last = state().last_failure;
-    last.reset();
-    try {
-        work();
-        return 0;
-    } catch (Failure& failure) {
-        last = std::move(failure);
-    } catch (const std::bad_alloc&) {
-        last = Failure{out_of_memory};
-    } catch (...) {
-        last = Failure{internal_error};
-    }
-    return last->code;
-}
+// A call that needs the framework, which does not end before it. Throws a Failure where it is not started
+// or about to end.
+class FrameworkCall {
+public:
+    FrameworkCall();
+    ~FrameworkCall();
+    FrameworkCall(const FrameworkCall&) = delete;
+    FrameworkCall& operator=(const FrameworkCall&) = delete;
+};
 
-inline void require_framework()
+// Runs an operation. Its failure is the result, and the thread's last.
+template <typename Work> std::int32_t guarded(Work&& work) noexcept
 {
-    if (!state().started) throw Failure{framework_not_started};
+    const std::optional<Failure> failure = failure_of(std::forward<Work>(work));
+    remember(failure);
+    return code_of(failure);
 }
 
 } // namespace velk::engine

@@ -3,8 +3,11 @@
 #include "engine/provider.h"
 
 #include "provider/trace_output.h"
+#include "text/boundary.h"
+#include "text/characters.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
+#include "text/key_source.h"
 #include "text/unicode.h"
 
 #include <atomic>
@@ -70,9 +73,11 @@ struct Scope {
     std::uint64_t handle = 0; // 0: free
     std::uint32_t function = 0;
     int thread = 0;
-    bool has_span = false;    // its begin was written
-    bool name_seen = false;   // the next value of an operand is the named one's
-    bool key_follows = false; // the last text was the word "key", so the next one is the key's source
+    std::thread::id owner{};
+    bool is_abandoned = false; // the trace has ended before it; its record is still lent
+    bool has_span = false;     // its begin was written
+    bool name_seen = false;    // the next value of an operand is the named one's
+    bool key_follows = false;  // the last text looked like the word "key", so the next is a source
 };
 
 struct Facility {
@@ -94,19 +99,16 @@ Facility& facility()
     return process;
 }
 
-std::string hexadecimal(std::uint64_t number)
+std::string number_text(std::uint64_t number)
 {
-    std::string digits;
-    for (; number != 0 || digits.empty(); number >>= 4)
-        digits.insert(digits.begin(), "0123456789abcdef"[number & 0xF]);
-    return "0x" + digits;
+    return "0x" + hexadecimal(number, 1, lower_case_digits);
 }
 
 std::string function_name(std::uint32_t function)
 {
     const std::uint32_t index = function - first_function; // an id below wraps to a large index
     const bool known = index < std::size(function_names) && function_names[index] != nullptr;
-    return known ? function_names[index] : hexadecimal(function);
+    return known ? function_names[index] : number_text(function);
 }
 
 int thread_number(Facility& facility)
@@ -139,9 +141,10 @@ bool is_operand_value(std::string_view label)
 bool is_secret(std::string_view label, std::string_view text, Scope& scope)
 {
     const bool nameless = is_operand_value(label) && !scope.name_seen;
-    const bool is_key = std::exchange(scope.key_follows, text == "key");
+    const bool is_name = text.find('=') == std::string_view::npos;
+    const bool is_key = std::exchange(scope.key_follows, is_name && looks_like_key(text));
     scope.name_seen = !is_operand_value(label);
-    return (nameless || is_key) && !names_key_source(text);
+    return nameless || is_key;
 }
 
 std::string repaired(std::string_view text)
@@ -158,7 +161,7 @@ std::string item_text(const TraceItem& item, std::string_view label, Scope& scop
     const std::string text =
         wide ? to_utf8({reinterpret_cast<const char16_t*>(address), item.length / sizeof(char16_t)})
              : repaired({address, item.length});
-    return is_secret(label, text, scope) ? "***" : without_key(text);
+    return is_secret(label, text, scope) ? shown_key_source(text) : without_key(text);
 }
 
 TraceArgument argument_of(const TraceItem& item, std::string label, Scope& scope)
@@ -174,7 +177,7 @@ TraceArgument argument_of(const TraceItem& item, std::string label, Scope& scope
         return {std::move(label), std::move(text), false};
     }
     default:
-        return {std::move(label), hexadecimal(item.slot), false};
+        return {std::move(label), number_text(item.slot), false};
     }
 }
 
@@ -225,6 +228,8 @@ void open_scope(Facility& facility, TraceContext& context)
     scope.handle = ++facility.last_handle;
     scope.function = context.function;
     scope.thread = thread;
+    scope.owner = std::this_thread::get_id();
+    scope.is_abandoned = false;
     scope.has_span = false;
     scope.name_seen = false;
     scope.key_follows = false;
@@ -239,13 +244,27 @@ void close_scope(Facility& facility, Scope& scope)
     if (scope.has_span) end_span(facility, scope, {});
 }
 
+bool is_open(const Scope& scope)
+{
+    return scope.handle != 0 && !scope.is_abandoned;
+}
+
 // Null: none is open.
 Scope* youngest_scope(Facility& facility)
 {
     Scope* youngest = nullptr;
     for (const std::unique_ptr<Scope>& scope : facility.scopes)
-        if (scope->handle > (youngest == nullptr ? 0 : youngest->handle)) youngest = scope.get();
+        if (is_open(*scope) && (youngest == nullptr || scope->handle > youngest->handle))
+            youngest = scope.get();
     return youngest;
+}
+
+// Another thread may fill the record that it was lent for as long as it has not ended its scope.
+void abandon_scope(Facility& facility, Scope& scope)
+{
+    scope.is_abandoned = scope.owner != std::this_thread::get_id();
+    if (!scope.is_abandoned) scope.handle = 0;
+    if (scope.has_span) end_span(facility, scope, {});
 }
 
 template <typename Matches> Scope& find_scope(Facility& facility, Matches matches)
@@ -258,17 +277,10 @@ template <typename Matches> Scope& find_scope(Facility& facility, Matches matche
 // Results of the trace operations carry no text of their own: nobody waits for one.
 template <typename Work> std::int32_t traced(Work work) noexcept
 {
-    try {
+    return code_of(failure_of([&work] {
         const std::lock_guard lock(facility().mutex);
         work(facility());
-        return 0;
-    } catch (const Failure& failure) {
-        return failure.code;
-    } catch (const std::bad_alloc&) {
-        return out_of_memory;
-    } catch (...) {
-        return internal_error;
-    }
+    }));
 }
 
 } // namespace
@@ -283,6 +295,17 @@ void trace_start(std::uint32_t mask, const std::string& path)
     trace.mask.store(mask, std::memory_order_relaxed);
 }
 
+void trace_note(std::string_view name, std::string_view text) noexcept
+{
+    if (facility().mask.load(std::memory_order_relaxed) == 0) return;
+    traced([&](Facility& trace) {
+        if (trace.output.file == nullptr) return;
+        Scope scope;
+        scope.thread = thread_number(trace);
+        emit(trace, scope, TracePhase::instant, std::string(name), {{"note", std::string(text), false}});
+    });
+}
+
 bool trace_stop() noexcept
 {
     Facility& trace = facility();
@@ -291,7 +314,7 @@ bool trace_stop() noexcept
     // Spans nest, so the youngest ends first.
     while (Scope* scope = youngest_scope(trace)) {
         try {
-            close_scope(trace, *scope);
+            abandon_scope(trace, *scope);
         } catch (...) {
             trace.output.failed = true;
         }
@@ -306,7 +329,7 @@ using namespace engine;
 std::int32_t Provider_TraceRegister(std::uint32_t, TraceBlock* block, std::uint64_t)
 {
     if (block == nullptr) return trace_argument_missing;
-    block->state = trace_block_registered;
+    std::atomic_ref(block->state).store(trace_block_registered, std::memory_order_relaxed);
     return 0;
 }
 
@@ -329,7 +352,8 @@ std::int32_t Provider_TraceWrite(TraceRecord* record)
 {
     if (record == nullptr) return trace_argument_missing;
     return traced([record](Facility& trace) {
-        Scope& scope = find_scope(trace, [record](const Scope& open) { return &open.record == record; });
+        Scope& scope = find_scope(
+            trace, [record](const Scope& open) { return &open.record == record && !open.is_abandoned; });
         write_record(trace, scope, *record);
     });
 }
@@ -338,9 +362,10 @@ std::int32_t Provider_TraceEnd(TraceContext* context)
 {
     if (context == nullptr) return trace_argument_missing;
     return traced([context](Facility& trace) {
-        close_scope(trace, find_scope(trace, [context](const Scope& open) {
-                        return open.handle == context->handle;
-                    }));
+        Scope& scope =
+            find_scope(trace, [context](const Scope& open) { return open.handle == context->handle; });
+        close_scope(trace, scope);
+        if (scope.is_abandoned) throw Failure{trace_scope_unknown};
     });
 }
 

@@ -9,9 +9,9 @@ namespace {
 // Digits only, never a locale's decimal point.
 std::string microseconds(std::uint64_t nanoseconds)
 {
-    std::string fraction = std::to_string(nanoseconds % 1000);
-    fraction.insert(0, 3 - fraction.size(), '0');
-    return std::to_string(nanoseconds / 1000) + "." + fraction;
+    std::string fraction = std::to_string(1000 + nanoseconds % 1000);
+    fraction.front() = '.';
+    return std::to_string(nanoseconds / 1000) + fraction;
 }
 
 std::string escaped(unsigned char control)
@@ -43,7 +43,8 @@ std::string json_of(const TraceEvent& event)
         json += ",\"args\":{";
         for (std::size_t i = 0; i < event.arguments.size(); ++i) {
             const TraceArgument& argument = event.arguments[i];
-            json += (i == 0 ? "" : ",") + quoted(argument.name) + ":";
+            if (i > 0) json += ',';
+            json += quoted(argument.name) + ":";
             json += argument.is_number ? argument.text : quoted(argument.text);
         }
         json += "}";
@@ -80,7 +81,7 @@ bool open_output(TraceOutput& output, const std::string& path)
 void write_event(TraceOutput& output, const TraceEvent& event)
 {
     if (output.is_json)
-        write(output, (output.is_empty ? "\n" : ",\n") + json_of(event));
+        write(output, std::string(output.is_empty ? "\n" : ",\n").append(json_of(event)));
     else
         write(output, line_of(event));
     output.is_empty = false;

@@ -1,28 +1,21 @@
 #include "text/argument.h"
 
+#include "text/characters.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
 #include "text/unicode.h"
+
+#include <algorithm>
 
 namespace velk::engine {
 
 namespace {
 
-bool is_letter(char character)
-{
-    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
-}
-
-bool is_digit(char character)
-{
-    return character >= '0' && character <= '9';
-}
-
 bool ends_bare(char32_t code_point)
 {
-    if (code_point < 0x20 || (code_point >= 0x7F && code_point < 0xA0)) return true;
-    return code_point < 0x80 &&
-           std::string_view(" ,;()='\"#").find(static_cast<char>(code_point)) != std::string_view::npos;
+    return is_control(code_point) ||
+           (code_point < 0x80 &&
+            std::string_view(" ,;()='\"#").find(static_cast<char>(code_point)) != std::string_view::npos);
 }
 
 void move_on(Scanner& scanner)
@@ -160,6 +153,16 @@ bool is_white_space(char32_t code_point)
            code_point == 0x2029 || code_point == 0x202F || code_point == 0x205F || code_point == 0x3000;
 }
 
+bool is_name_character(char character)
+{
+    return is_letter(character) || is_digit(character) || character == '_' || character == '-';
+}
+
+bool is_key_character(char character)
+{
+    return is_name_character(character) || character == '*' || character == '$';
+}
+
 bool at_end(const Scanner& scanner)
 {
     return scanner.position >= scanner.text.size();
@@ -219,11 +222,29 @@ std::string scan_name(Scanner& scanner)
     const std::size_t start = scanner.position;
     if (at_end(scanner) || !is_letter(scanner.text[start])) return {};
     while (!at_end(scanner)) {
-        const char character = scanner.text[scanner.position];
-        if (!is_letter(character) && !is_digit(character) && character != '_' && character != '-') break;
+        if (!is_name_character(scanner.text[scanner.position])) break;
         ++scanner.position;
     }
     return std::string(scanner.text.substr(start, scanner.position - start));
+}
+
+std::string scan_column(Scanner& scanner)
+{
+    const std::size_t start = scanner.position;
+    std::size_t end = start;
+    while (end < scanner.text.size() && is_key_character(scanner.text[end])) ++end;
+    const std::string_view name = scanner.text.substr(start, end - start);
+    if (!stands_for_columns(name)) return scan_name(scanner);
+    scanner.position = end;
+    return std::string(name);
+}
+
+bool stands_for_columns(std::string_view name)
+{
+    if (name.starts_with('$'))
+        return name.size() > 1 && name[1] != '0' && std::all_of(name.begin() + 1, name.end(), is_digit<char>);
+    const auto fits = [](char character) { return is_name_character(character) || character == '*'; };
+    return name.find('*') != std::string_view::npos && std::all_of(name.begin(), name.end(), fits);
 }
 
 std::string scan_value(Scanner& scanner)

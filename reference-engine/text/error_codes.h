@@ -66,6 +66,12 @@ enum ErrorCode : std::int32_t {
     service_id_buffer_too_small = 7238,
     error_details_missing = 7239,
     error_details_damaged = 7240,
+    column_is_pattern = 7241,
+    column_unknown = 7242,
+    key_file_writable = 7243,
+    key_of_one_byte = 7244,
+    key_with_byte_order_mark = 7245,
+    entry_outside_string = 7246,
 
     // Rules and their arguments.
     function_unknown = 7301,
@@ -102,6 +108,7 @@ enum ErrorCode : std::int32_t {
     reserved_word_with_attribute = 7330,
     rule_quoted = 7331,
     service_missing = 7332,
+    pairs_too_large = 7333,
 
     // Provider.
     handle_address_missing = 7401,
@@ -128,6 +135,9 @@ enum ErrorCode : std::int32_t {
     value_too_short_to_encrypt = 7512,
     value_too_long_to_encrypt = 7513,
     date_without_choice = 7514,
+    date_moved_out_of_bounds = 7515,
+    other_value_missing = 7516,
+    character_without_like = 7520,
 
     // A text conversion.
     conversion_replaced = 7591,

@@ -23,12 +23,15 @@ std::string shown(std::string_view user_text, std::size_t limit = name_excerpt);
 // "U+00A0"
 std::string code_point_name(char32_t code_point);
 
-// A secret that was written where only its source may stand must not be repeated: the value of `key`
-// becomes ***, up to the next pair, unless it names an environment variable or a file.
+// A secret that was written where only its source may stand must not be repeated. What stands as the value of
+// a name that looks like `key` becomes ***, up to the next pair; so does what else stands between such a name
+// and its sign. The sign is =, : or an opening parenthesis. What a source shows is said in key_source.h.
 std::string without_key(std::string_view text);
 std::vector<Place> secret_places(std::string_view text); // what becomes ***, in order
-bool names_key_source(std::string_view value);
-bool ends_with_key(std::string_view text); // with the word, white space behind it aside
+
+// Whether a part of the name is `key`, has it inside, or is a single slip away from it, whatever its case.
+bool looks_like_key(std::string_view name);
+bool ends_with_key(std::string_view text); // with such a name, white space behind it aside
 
 // The known name that resembles the given one most, empty if none does. Neither case nor what stands in
 // parentheses counts.

@@ -5,10 +5,12 @@
 #include "records/definitions.h"
 #include "text/failure.h"
 
+#include <array>
 #include <cstddef>
 #include <cstring>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace velk::engine {
 
@@ -56,6 +58,14 @@ template <typename Record> void require_count(const Record* first, std::uint16_t
     if (!length || static_cast<std::uint16_t>(*length) != count)
         throw Failure{code, std::to_string(count) + " and " + shown_length(length)};
 }
+
+// 16-bit text: every column is exchanged as it, whatever the declared type.
+inline constexpr std::int16_t exchanged_type = 6;
+
+// The operands of a column beside its rule.
+inline constexpr std::string_view type_attribute = "type";
+inline constexpr std::string_view unique_attribute = "unique";
+inline constexpr std::array<std::string_view, 2> column_attributes{type_attribute, unique_attribute};
 
 // Text of a record, as UTF-8. Throws a Failure where it is damaged or ill-formed.
 std::string name_of(const OPRA& operand);

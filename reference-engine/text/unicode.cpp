@@ -2,6 +2,10 @@
 
 #include <algorithm>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace velk::engine {
 
 namespace {
@@ -26,19 +30,31 @@ Lead lead_of(std::uint8_t byte)
     return {4, 0x80, 0xBF};
 }
 
+// Copies the ASCII characters that begin the text and returns their number.
+std::size_t copy_ascii(std::u16string_view text, char* bytes)
+{
+    std::size_t copied = 0;
+#if defined(__SSE2__)
+    // Blocks of units that have nothing but their low seven bits.
+    const __m128i high_bits = _mm_set1_epi16(static_cast<short>(0xFF80));
+    constexpr std::size_t block = sizeof(__m128i) / sizeof(char16_t);
+    for (; copied + block <= text.size(); copied += block) {
+        const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + copied));
+        const __m128i ascii = _mm_cmpeq_epi16(_mm_and_si128(units, high_bits), _mm_setzero_si128());
+        if (_mm_movemask_epi8(ascii) != 0xFFFF) break;
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(bytes + copied), _mm_packus_epi16(units, units));
+    }
+#endif
+    for (; copied < text.size() && text[copied] < 0x80; ++copied)
+        bytes[copied] = static_cast<char>(text[copied]);
+    return copied;
+}
+
 template <typename Text> bool decodes_cleanly(Text text)
 {
     for (std::size_t position = 0; position < text.size();)
         if (next_code_point(text, position) == ill_formed) return false;
     return true;
-}
-
-template <typename Target, typename Text> Target converted(Text text)
-{
-    Target result;
-    result.reserve(text.size());
-    for (std::size_t position = 0; position < text.size();) append(result, next_code_point(text, position));
-    return result;
 }
 
 } // namespace
@@ -90,6 +106,20 @@ std::size_t encode(char32_t code_point, char16_t* units)
     return 2;
 }
 
+std::size_t encode(std::u16string_view text, char* bytes)
+{
+    char* end = bytes;
+    for (std::size_t position = 0; position < text.size();) {
+        const std::size_t ascii = copy_ascii(text.substr(position), end);
+        end += ascii;
+        position += ascii;
+        if (position == text.size()) break;
+        const char32_t code_point = next_code_point(text, position);
+        end += encode(code_point == ill_formed ? replacement_character : code_point, end);
+    }
+    return static_cast<std::size_t>(end - bytes);
+}
+
 void append(std::string& text, char32_t code_point)
 {
     char units[4];
@@ -109,17 +139,25 @@ bool is_well_formed(std::string_view text)
 
 bool is_well_formed(std::u16string_view text)
 {
-    return decodes_cleanly(text);
+    const bool has_surrogates = std::any_of(text.begin(), text.end(), [](char16_t unit) {
+        return is_high_surrogate(unit) || is_low_surrogate(unit);
+    });
+    return !has_surrogates || decodes_cleanly(text);
 }
 
 std::string to_utf8(std::u16string_view text)
 {
-    return converted<std::string>(text);
+    std::string result(most_bytes(text), '\0');
+    result.resize(encode(text, result.data()));
+    return result;
 }
 
 std::u16string to_utf16(std::string_view text)
 {
-    return converted<std::u16string>(text);
+    std::u16string result;
+    result.reserve(text.size());
+    for (std::size_t position = 0; position < text.size();) append(result, next_code_point(text, position));
+    return result;
 }
 
 std::size_t code_point_count(std::u16string_view text)

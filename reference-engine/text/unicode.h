@@ -21,6 +21,15 @@ char32_t next_code_point(std::u16string_view text, std::size_t& position);
 std::size_t encode(char32_t code_point, char* units);
 std::size_t encode(char32_t code_point, char16_t* units);
 
+// Writes the text in UTF-8, U+FFFD for each ill-formed part, and returns the number of bytes: at most
+// most_bytes(text).
+std::size_t encode(std::u16string_view text, char* bytes);
+
+inline std::size_t most_bytes(std::u16string_view text)
+{
+    return 3 * text.size(); // a character of two units has four
+}
+
 void append(std::string& text, char32_t code_point);
 void append(std::u16string& text, char32_t code_point);
 
@@ -33,6 +42,12 @@ std::u16string to_utf16(std::string_view text);
 
 // Code points of well-formed text.
 std::size_t code_point_count(std::u16string_view text);
+
+// 0 to 9, those of no other script.
+inline bool is_digit(char32_t code_point)
+{
+    return code_point >= '0' && code_point <= '9';
+}
 
 inline bool is_high_surrogate(char16_t unit)
 {

@@ -15,8 +15,7 @@ bool fail(Call& call, const char* format, ...)
     va_start(values, format);
     std::vsnprintf(message + prefix, sizeof message - static_cast<std::size_t>(prefix), format, values);
     va_end(values);
-    trace::return_code(call.scope, call.exit_line, -1);
-    call.result = ThrowVELKException(call.env, message, -1);
+    call.result = report_and_throw(call.env, call.scope, call.exit_line, message, -1);
     return false;
 }
 

@@ -2,6 +2,7 @@
 
 // One call of a traced native, from its trace scope to its result.
 
+#include "frame/printf_like.h"
 #include "frame/trace.h"
 
 #include <cstdint>
@@ -14,8 +15,8 @@ struct Call {
     jobject self;
     const char* native;      // "<Class>.<native>", for messages
     std::uint32_t exit_line; // trace line of the native's exit
-    jint result;             // what the native returns: 0, or what a failed Throw returned
-    trace::Scope scope;
+    jint result = 0;         // what the native returns: its value, or what a failed Throw returned
+    trace::Scope scope{};
 };
 
 // The exit step of a native that reported its failures already. Returns what the native returns.
@@ -27,6 +28,6 @@ inline jint close(Call& call)
 
 // Stops a native that cannot go on: reports -1 at its exit line and throws VELKException("<native>:
 // <what is wrong>", -1), what is wrong given as for printf. Returns false.
-bool fail(Call& call, const char* format, ...);
+VELK_PRINTF_LIKE(2, 3) bool fail(Call& call, const char* format, ...);
 
 } // namespace velk

@@ -27,7 +27,7 @@ constexpr Entry clazz(const char* name, jclass* slot)
     return {Kind::clazz, name, nullptr, {.clazz = slot}};
 }
 
-// A class whose reference release leaves alone: the Java side counts on RowSet and Row staying.
+// A class whose reference release leaves alone. RowSet and Row are kept so by contract.
 constexpr Entry kept_class(const char* name, jclass* slot)
 {
     return {Kind::kept_class, name, nullptr, {.clazz = slot}};
@@ -127,15 +127,20 @@ bool look_up(JNIEnv* env, const Entry& entry, jclass& owner)
     switch (entry.kind) {
     case Kind::clazz:
     case Kind::kept_class:
-        return (*entry.slot.clazz = owner = find_class(env, entry.name)) != nullptr;
+        owner = find_class(env, entry.name);
+        *entry.slot.clazz = owner;
+        return owner != nullptr;
     case Kind::field:
-        return (*entry.slot.field = env->GetFieldID(owner, entry.name, entry.signature)) != nullptr;
+        *entry.slot.field = env->GetFieldID(owner, entry.name, entry.signature);
+        return *entry.slot.field != nullptr;
     case Kind::method:
-        return (*entry.slot.method = env->GetMethodID(owner, entry.name, entry.signature)) != nullptr;
+        *entry.slot.method = env->GetMethodID(owner, entry.name, entry.signature);
+        return *entry.slot.method != nullptr;
     }
     return false;
 }
 
+// All of them, those that were found too: a native that met one without another would use a null ID.
 void forget_members()
 {
     for (const Entry& entry : entries) {
@@ -151,11 +156,12 @@ namespace class_cache {
 bool fill(JNIEnv* env)
 {
     jclass owner = nullptr;
+    cache.failed = false;
     for (const Entry& entry : entries) {
-        if (!look_up(env, entry, owner)) {
-            forget_members();
-            return false;
-        }
+        if (look_up(env, entry, owner)) continue;
+        forget_members();
+        cache.failed = true;
+        return false;
     }
     return true;
 }

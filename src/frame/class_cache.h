@@ -54,6 +54,7 @@ struct ClassCache {
         jclass clazz;
         jfieldID pointer, id, sourceSize, source, destinationSize, destination, errorCode, errorMessage;
     } Field;
+    bool failed; // the latest fill stopped at a lookup
 };
 
 extern ClassCache cache;

@@ -17,10 +17,19 @@ namespace velk {
 inline constexpr std::size_t error_text_capacity = 3192; // units
 extern char16_t error_text[error_text_capacity];
 
-// Throws VELKException(message, code). message is zero-terminated modified UTF-8. Returns the result of
-// the JNI Throw, 0 when the exception is pending. Where the exception object cannot be made, the JVM's own
-// pending exception is left to surface and the result is 0.
+// Throws VELKException(message, code). message is zero-terminated UTF-8, handed to Java byte for byte.
+// Returns the result of the JNI Throw, 0 when the exception is pending. Where Java cannot make the message's
+// string, the exception has none; where it cannot make the exception, its own is left to surface and the
+// result is 0.
 jint ThrowVELKException(JNIEnv* env, const char* message, std::int32_t code);
+
+// What is thrown where the class cache is not filled, for lack of a VELKException: IllegalStateException
+// ("VELK.init0 has not run: <what> (<code>)"), or "has failed" where it did. Returns as above.
+jint throw_cache_not_filled(JNIEnv* env, const char* what, std::int32_t code);
+
+// How a native fails: reports the code at its trace line, then throws it. Returns as ThrowVELKException.
+jint report_and_throw(JNIEnv* env, const trace::Scope& scope, std::uint32_t line, const char* message,
+                      std::int32_t code);
 
 // Composes the engine's three-part text of an error code in error_text. Returns error_text; null, with
 // error_text unchanged, where the engine has no text; or, widened to a pointer, the trace facility's
@@ -28,8 +37,8 @@ jint ThrowVELKException(JNIEnv* env, const char* message, std::int32_t code);
 const char16_t* GetErrorText(std::uint32_t code);
 
 // A request for the three texts of an error, with the buffers that take them. Each has one unit more than
-// the engine is told, so that a text that fills its capacity still ends. Not to be moved: the parts point
-// at each other.
+// the engine is told, so that a text that fills its capacity still ends. Not to be moved: its records point
+// at its other members.
 struct MessageRequest {
     EMSG request;
     MessageBuffers buffers;

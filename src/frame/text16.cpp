@@ -1,5 +1,6 @@
 #include "frame/text16.h"
 
+#include <algorithm>
 #include <cstring>
 
 #if defined(__x86_64__) || defined(_M_X64)
@@ -16,20 +17,63 @@ std::size_t length(const char16_t* text)
     return units;
 }
 
+namespace {
+
+constexpr std::size_t step = 32; // units
+
+#if defined(__x86_64__) || defined(_M_X64)
+constexpr std::size_t block_units = 8;
+
+// Which of eight units are zero.
+__m128i zeros(const char16_t* text)
+{
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+    return _mm_cmpeq_epi16(block, _mm_setzero_si128());
+}
+
+// Two bits stand for one unit.
+unsigned mask(__m128i zeros)
+{
+    return static_cast<unsigned>(_mm_movemask_epi8(zeros));
+}
+
+bool zero_in_step(const char16_t* text)
+{
+    const __m128i first = _mm_or_si128(zeros(text), zeros(text + block_units));
+    const __m128i second = _mm_or_si128(zeros(text + 2 * block_units), zeros(text + 3 * block_units));
+    return mask(_mm_or_si128(first, second)) != 0;
+}
+#else
+bool zero_in_step(const char16_t* text)
+{
+    return std::find(text, text + step, u'\0') != text + step;
+}
+#endif
+
+} // namespace
+
 std::size_t length(const char16_t* text, std::size_t limit)
 {
     std::size_t i = 0;
+    while (limit - i >= step && !zero_in_step(text + i)) i += step;
 #if defined(__x86_64__) || defined(_M_X64)
-    // Eight units a step, never past the limit. Two bits of the mask stand for one unit.
-    const __m128i zero = _mm_setzero_si128();
-    for (; limit - i >= 8; i += 8) {
-        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + i));
-        const auto mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(block, zero)));
-        if (mask != 0) return i + static_cast<std::size_t>(std::countr_zero(mask)) / 2;
+    for (; limit - i >= block_units; i += block_units) {
+        const unsigned found = mask(zeros(text + i));
+        if (found != 0) return i + static_cast<std::size_t>(std::countr_zero(found)) / 2;
     }
 #endif
     while (i < limit && text[i] != 0) ++i;
     return i;
+}
+
+std::size_t copy_text(char16_t* destination, const char16_t* source, std::size_t limit)
+{
+    std::size_t i = 0;
+    for (; limit - i >= step && !zero_in_step(source + i); i += step)
+        std::memcpy(destination + i, source + i, step * sizeof(char16_t));
+    const std::size_t rest = length(source + i, limit - i);
+    std::memcpy(destination + i, source + i, rest * sizeof(char16_t));
+    return i + rest;
 }
 
 void copy(char16_t* destination, const char16_t* source, std::size_t count)

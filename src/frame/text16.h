@@ -17,6 +17,10 @@ std::size_t length(const char16_t* text, std::size_t limit);
 // (wcsncpy): no terminator where the source has none.
 void copy(char16_t* destination, const char16_t* source, std::size_t count);
 
+// Copies up to the first zero unit, at most limit units, and returns how many, in one pass. It reads in
+// blocks: all of limit must be there. What stands behind in the destination stays.
+std::size_t copy_text(char16_t* destination, const char16_t* source, std::size_t limit);
+
 // Copies the text with its terminator to the end of the destination's text (wcscat).
 void append(char16_t* destination, const char16_t* source);
 

@@ -7,35 +7,32 @@
 
 namespace velk::trace {
 
-Item narrow(const char* label, const char* text)
+namespace {
+
+// What of the value goes into the record.
+TraceItem traced(const Item& item)
 {
-    if (text == nullptr) text = "null";
-    return {label, trace_type_narrow | trace_string_mark, static_cast<std::uint32_t>(std::strlen(text)),
-            reinterpret_cast<std::uintptr_t>(text)};
+    if ((item.type & trace_string_mark) == 0) return {item.length, item.type, item.slot};
+    if (item.slot == 0) return traced(narrow(item.label, "null"));
+    if (item.length != up_to_its_zero) return {item.length, item.type, item.slot};
+    const std::size_t bytes =
+        item.type == (trace_type_narrow | trace_string_mark)
+            ? std::strlen(reinterpret_cast<const char*>(item.slot))
+            : text16::length(reinterpret_cast<const char16_t*>(item.slot)) * sizeof(char16_t);
+    return {static_cast<std::uint32_t>(bytes), item.type, item.slot};
 }
 
-Item wide(const char* label, const char16_t* text, std::size_t units)
+void set_item(TraceRecord& record, std::size_t index, const Item& item)
 {
-    if (text == nullptr) return narrow(label, nullptr);
-    return {label, trace_type_wide | trace_string_mark, static_cast<std::uint32_t>(units * sizeof(char16_t)),
-            reinterpret_cast<std::uintptr_t>(text)};
-}
-
-Item wide(const char* label, const char16_t* text)
-{
-    return wide(label, text, text == nullptr ? 0 : text16::length(text));
-}
-
-static void set_item(TraceRecord& record, std::size_t index, const Item& item)
-{
-    // A longer label reaches the facility cut to its first 16 characters, and must: that is the name
-    // under which the facility's readers know it.
+    // A longer label is cut to its first 16 characters. The contract has it so.
     std::memcpy(record.labels[index], item.label,
                 std::min<std::size_t>(std::strlen(item.label), trace_label_limit));
     record.flags |= trace_flag_label1 << index;
-    record.items[index] = {item.length, item.type, item.slot};
+    record.items[index] = traced(item);
     record.flags |= trace_flag_value1 << index;
 }
+
+} // namespace
 
 void write(const Scope& scope, std::uint32_t event, std::uint32_t level, std::uint32_t line,
            std::initializer_list<Item> items)

@@ -38,9 +38,9 @@ enum Function : std::uint32_t {
     Row_toJava = 0xC0818,
     Field_toC = 0xC081A,
     Field_toJava = 0xC081B,
-    error_text = 0xC081D,
-    parse_error_text = 0xC081E,
-    parameter_parse = 0xC0820,
+    GetErrorText = 0xC081D,
+    compose_parse_error_text = 0xC081E,
+    parse_parameters = 0xC0820,
 };
 
 // One per operation, static, zero at load; the facility keeps it for the life of the process.
@@ -49,15 +49,22 @@ using Block = TraceBlock;
 // One per call, on its stack.
 struct Scope {
     TraceContext context;
+    // A facility whose context is larger writes here. Never cleared: every call would pay for it.
+    std::uint8_t room[64];
+
+    Scope() {} // open clears the context
 };
 
-// A labelled value. Text is passed by address and must stay valid until the record is written.
+// A labelled value. Text is passed by address and must stay valid until the record is written, where it is
+// measured if its length is not known. Null is shown as the 8-bit text "null".
 struct Item {
     const char* label;
     std::uint32_t type;
-    std::uint32_t length; // bytes
+    std::uint32_t length; // bytes, or up_to_its_zero
     std::uint64_t slot;
 };
+
+inline constexpr std::uint32_t up_to_its_zero = UINT32_MAX;
 
 inline Item integer(const char* label, std::int32_t value)
 {
@@ -74,14 +81,24 @@ inline Item pointer(const char* label, const void* value)
     return {label, trace_type_pointer, 8, reinterpret_cast<std::uintptr_t>(value)};
 }
 
-// Zero-terminated 8-bit text; null is shown as the text "null".
-Item narrow(const char* label, const char* text);
+inline Item narrow(const char* label, const char* text)
+{
+    return {label, trace_type_narrow | trace_string_mark, up_to_its_zero,
+            reinterpret_cast<std::uintptr_t>(text)};
+}
 
-// 16-bit text of a known length; null is shown as the 8-bit text "null".
-Item wide(const char* label, const char16_t* text, std::size_t units);
+inline Item wide(const char* label, const char16_t* text)
+{
+    return {label, trace_type_wide | trace_string_mark, up_to_its_zero,
+            reinterpret_cast<std::uintptr_t>(text)};
+}
 
-// 16-bit text up to its first zero unit, null as above.
-Item wide(const char* label, const char16_t* text);
+// 16-bit text of a known length.
+inline Item wide(const char* label, const char16_t* text, std::size_t units)
+{
+    return {label, trace_type_wide | trace_string_mark, static_cast<std::uint32_t>(units * sizeof(char16_t)),
+            reinterpret_cast<std::uintptr_t>(text)};
+}
 
 // Fills the lent record and hands it over; nothing where no record was lent.
 void write(const Scope& scope, std::uint32_t event, std::uint32_t level, std::uint32_t line,
@@ -101,25 +118,21 @@ inline bool wants(const Scope& scope, std::uint32_t level)
     return (scope.context.mask & level) != 0;
 }
 
-inline bool wants_data(const Scope& scope)
+// The records that the mask decides. Templates, for a list of items would be built before the mask is tested.
+template <class... Items> void entry(const Scope& scope, std::uint32_t line, Items... items)
 {
-    return wants(scope, trace_mask_data);
+    if (wants(scope, trace_mask_entry)) write(scope, trace_event_entry, trace_mask_entry, line, {items...});
 }
 
-inline void entry(const Scope& scope, std::uint32_t line, std::initializer_list<Item> items = {})
+template <class... Items> void data(const Scope& scope, std::uint32_t line, Items... items)
 {
-    if (wants(scope, trace_mask_entry)) write(scope, trace_event_entry, trace_mask_entry, line, items);
+    if (wants(scope, trace_mask_data)) write(scope, trace_event_data, trace_mask_data, line, {items...});
 }
 
-inline void entry(const Scope& scope, std::uint32_t line, Item item)
+// The data record of an error text, which has a mask bit of its own.
+inline void message(const Scope& scope, std::uint32_t line, Item item)
 {
-    if (wants(scope, trace_mask_entry)) write(scope, trace_event_entry, trace_mask_entry, line, {item});
-}
-
-// Ask wants_data first, so that nothing is built in vain.
-inline void data(const Scope& scope, std::uint32_t line, std::initializer_list<Item> items)
-{
-    write(scope, trace_event_data, trace_mask_data, line, items);
+    if (wants(scope, trace_mask_message)) write(scope, trace_event_data, trace_mask_message, line, {item});
 }
 
 // Reports a failing return code, whatever the mask; nothing for 0.

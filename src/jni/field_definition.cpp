@@ -13,21 +13,19 @@ using namespace velk;
 namespace {
 
 // Both natives report the definition alike: its scalars as the record holds them, and its name.
-void trace_definition(const Call& call, std::uint32_t line, const FLDA* record, const trace::Item& name)
+void trace_definition(const Call& call, std::uint32_t line, const FLDA* record, trace::Item name)
 {
-    trace::data(call.scope, line,
-                {trace::pointer("jPointer", record),
-                 trace::integer("pDpFieldDef->sDatatype", record->dataType),
-                 trace::integer("pDpFieldDef->iLength", record->fieldLength),
-                 trace::integer("pDpFieldDef->iPrecision", record->precision),
-                 trace::integer("pDpFieldDef->sScale", record->scale), name});
+    trace::data(call.scope, line, trace::pointer("jPointer", record),
+                trace::integer("pDpFieldDef->sDatatype", record->dataType),
+                trace::integer("pDpFieldDef->iLength", record->fieldLength),
+                trace::integer("pDpFieldDef->iPrecision", record->precision),
+                trace::integer("pDpFieldDef->sScale", record->scale), name);
 }
 
 // The record with its name block, which has both slots: the way back looks at both.
 FLDA* bind(Call& call)
 {
-    auto* record = static_cast<FLDA*>(record::bind(call, cache.FieldDefinition.pointer,
-                                                   {"FLDA", offsetof(FLDA, eyeCatcher), sizeof(FLDA)}));
+    auto* record = record::bind<FLDA>(call, cache.FieldDefinition.pointer, "FLDA");
     if (record == nullptr || record->nameBlock != nullptr) return record;
     record->nameBlock = static_cast<NameBlock*>(record::allocate(sizeof(NameBlock)));
     if (record->nameBlock != nullptr) return record;
@@ -64,11 +62,8 @@ void put_name(Call& call, FLDA* record)
     const jchar* chars = call.env->GetStringChars(name, nullptr);
     if (chars == nullptr) return;
     text::to_wide(record->nameBlock->wideName, chars, length);
-    if (trace::wants_data(call.scope)) {
-        trace_definition(
-            call, 1352, record,
-            trace::wide("jColumnNameChars", text::units(chars), static_cast<std::size_t>(length)));
-    }
+    trace_definition(call, 1352, record,
+                     trace::wide("jColumnNameChars", text::units(chars), static_cast<std::size_t>(length)));
     call.env->ReleaseStringChars(name, chars);
 }
 
@@ -91,25 +86,19 @@ void give_name(Call& call, const FLDA* record)
     if (record->nameSize <= 0 || block == nullptr) return;
     if (block->utf8Name == nullptr && block->wideName == nullptr) return;
     const bool utf8 = record->nameEncoding == utf8_name;
-    const auto size = static_cast<std::size_t>(record->nameSize);
-    const text::Source source = utf8 ? text::Source{nullptr, block->utf8Name, size}
-                                     : text::Source{block->wideName, nullptr, size / sizeof(char16_t)};
-    if (source.utf8 == nullptr && source.wide == nullptr) {
-        fail(call, "the record says that its name is %s text, but has none", utf8 ? "UTF-8" : "16-bit");
-        return;
-    }
+    const text::Source source = utf8 ? text::utf8_source(block->utf8Name, record->nameSize)
+                                     : text::wide_source(block->wideName, record->nameSize);
     text::Buffer buffer;
     // A wide name always takes its area from the heap.
     if (!text::read(call, source, buffer, utf8 ? text::Memory::stack_or_heap : text::Memory::heap)) return;
-    if (trace::wants_data(call.scope))
-        trace_definition(call, 1446, record, trace::wide("jColumnNameChars", buffer.units));
+    trace_definition(call, 1446, record,
+                     trace::wide("jColumnNameChars", buffer.units, text::shown_units(buffer)));
     text::hand_over(call, buffer, cache.FieldDefinition.columnName);
 }
 
 void copy_back(Call& call)
 {
-    const auto* record =
-        static_cast<FLDA*>(record::address(call.env, call.self, cache.FieldDefinition.pointer));
+    const auto* record = record::of<FLDA>(call.env, call.self, cache.FieldDefinition.pointer);
     if (record == nullptr) return;
     JNIEnv* env = call.env;
     env->SetIntField(call.self, cache.FieldDefinition.id, record->dataType);
@@ -139,7 +128,7 @@ extern "C" {
 JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_FieldDefinition_toC(JNIEnv* env, jobject self)
 {
     static trace::Block block;
-    Call call{env, self, "FieldDefinition.toC", 1361, 0, {}};
+    Call call{.env = env, .self = self, .native = "FieldDefinition.toC", .exit_line = 1361};
     if (const std::int32_t status = trace::open(call.scope, block, trace::FieldDefinition_toC)) return status;
     trace::entry(call.scope, 1311, trace::pointer("env", env));
 
@@ -151,7 +140,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_FieldDefinition_toC(JNIE
 JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_FieldDefinition_toJava(JNIEnv* env, jobject self)
 {
     static trace::Block block;
-    Call call{env, self, "FieldDefinition.toJava", 1462, 0, {}};
+    Call call{.env = env, .self = self, .native = "FieldDefinition.toJava", .exit_line = 1462};
     if (const std::int32_t status = trace::open(call.scope, block, trace::FieldDefinition_toJava))
         return status;
     trace::entry(call.scope, 1388, trace::pointer("env", env));
@@ -163,12 +152,10 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_FieldDefinition_toJava(J
 
 JNIEXPORT void JNICALL Java_com_brel_sorn_velk_internal_FieldDefinition_free(JNIEnv* env, jobject self)
 {
-    const jfieldID pointer = cache.FieldDefinition.pointer;
-    if (pointer == nullptr) return;
-    auto* record = static_cast<FLDA*>(record::address(env, self, pointer));
+    auto* record = record::to_free<FLDA>(env, self, cache.FieldDefinition.pointer);
     if (record == nullptr) return;
     free_name(record);
-    record::release(env, self, pointer, record);
+    record::release(env, self, cache.FieldDefinition.pointer, record);
 }
 
 } // extern "C"

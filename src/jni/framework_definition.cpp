@@ -13,20 +13,20 @@ namespace {
 
 void refresh(Call& call)
 {
-    auto* record =
-        static_cast<FRPA*>(record::bind(call, cache.FrameworkDefinition.pointer, {"FRPA", 0, sizeof(FRPA)}));
+    auto* record = record::bind<FRPA>(call, cache.FrameworkDefinition.pointer, "FRPA");
     if (record == nullptr) return;
-    chain::Children operands{"initializationOperands", &record->firstOperand, "InitializationOperand.toC",
-                             cache.InitializationOperand.pointer};
-    if (!chain::read_list(call, cache.FrameworkDefinition.initializationOperands, operands)) return;
+    const chain::Children children{.name = "initializationOperands",
+                                   .field = cache.FrameworkDefinition.initializationOperands,
+                                   .first = &record->firstOperand,
+                                   .native = "InitializationOperand.toC",
+                                   .pointer = cache.InitializationOperand.pointer};
+    chain::Container operands;
+    if (!chain::read_list(call, children, operands)) return;
     // 16 bits of the count, though every operand is chained: the record has no room for more.
     record->operandCount = static_cast<std::uint16_t>(operands.count);
-    if (trace::wants_data(call.scope)) {
-        trace::data(call.scope, 689,
-                    {trace::pointer("jPointer", record),
-                     trace::integer("jInitializationOperandsSize", operands.count)});
-    }
-    chain::link_list(call, operands);
+    trace::data(call.scope, 689, trace::pointer("jPointer", record),
+                trace::integer("jInitializationOperandsSize", operands.count));
+    chain::link_list(call, children, operands);
 }
 
 } // namespace
@@ -36,7 +36,7 @@ extern "C" {
 JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_FrameworkDefinition_toC(JNIEnv* env, jobject self)
 {
     static trace::Block block;
-    Call call{env, self, "FrameworkDefinition.toC", 709, 0, {}};
+    Call call{.env = env, .self = self, .native = "FrameworkDefinition.toC", .exit_line = 709};
     if (const std::int32_t status = trace::open(call.scope, block, trace::FrameworkDefinition_toC))
         return status;
     trace::entry(call.scope, 672, trace::pointer("env", env));

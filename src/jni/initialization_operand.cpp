@@ -21,33 +21,40 @@ struct Target {
     const char* label;
 };
 
-// The 8 bytes of the block's first slot: only wide text is ever written, and only that slot is ours.
+// The block's first slot. Only wide text is ever written, and only that slot is ours: a block of toC's has no
+// other, so that none is touched as a whole.
+char16_t*& first_slot(TextBlock* block)
+{
+    return *reinterpret_cast<char16_t**>(block);
+}
+
+// Room for the text and its terminator, hung into a new block. Without memory there is neither text nor size.
 bool allocate_block(Call& call, const Target& target, jsize length)
 {
     *target.block = nullptr;
     *target.size = 0;
     const std::int32_t size = text::wide_size(length);
     if (size == 0) return fail(call, "%s is too long", target.field);
-    auto* block = static_cast<TextBlock*>(record::allocate(sizeof(TextBlock::pParmName)));
-    void* units = block == nullptr ? nullptr : record::allocate(static_cast<std::size_t>(size));
+    auto* block = static_cast<TextBlock*>(record::allocate(sizeof(char16_t*)));
+    auto* units =
+        block == nullptr ? nullptr : static_cast<char16_t*>(record::allocate(static_cast<std::size_t>(size)));
     if (units == nullptr) {
         std::free(block);
         return fail(call, "out of memory for %s", target.field);
     }
-    block->pParmName = static_cast<char16_t*>(units);
+    first_slot(block) = units;
     *target.block = block;
     *target.size = size;
     return true;
 }
 
-// A text that the record already holds is neither released nor used again: the engine may still hold it.
+// A text that the record already holds is neither released nor used again. The contract has it so.
 bool put_text(Call& call, const Target& target, const jchar* chars, jsize length)
 {
     if (!allocate_block(call, target, length)) return false;
-    char16_t* text = (*target.block)->pParmName;
+    char16_t* text = first_slot(*target.block);
     text::to_wide(text, chars, length);
-    if (trace::wants_data(call.scope))
-        trace::data(call.scope, target.line, {trace::wide(target.label, text)});
+    trace::data(call.scope, target.line, trace::wide(target.label, text));
     return true;
 }
 
@@ -61,9 +68,13 @@ bool put_name(Call& call, OPRA* record)
     const jchar* chars = call.env->GetStringChars(name, nullptr);
     if (chars == nullptr) return false;
     record->nameType = wide_name;
-    const bool put = put_text(
-        call, {"parameterName", &record->nameSize, &record->PN.pWC, 1050, "pDpInitOpDef->PN.pWC->pParmName"},
-        chars, length);
+    const bool put = put_text(call,
+                              {.field = "parameterName",
+                               .size = &record->nameSize,
+                               .block = &record->PN.pWC,
+                               .line = 1050,
+                               .label = "pDpInitOpDef->PN.pWC->pParmName"},
+                              chars, length);
     call.env->ReleaseStringChars(name, chars);
     return put;
 }
@@ -74,7 +85,12 @@ void put_string_value(Call& call, OPRA* record, jstring value)
     const jchar* chars = call.env->GetStringChars(value, nullptr);
     if (chars == nullptr) return;
     record->valueType = wide_value;
-    put_text(call, {"sValue", &record->valueSize, &record->PV.pWC, 1070, "pDpInitOpDef->PV.pWC->pParamVal"},
+    put_text(call,
+             {.field = "sValue",
+              .size = &record->valueSize,
+              .block = &record->PV.pWC,
+              .line = 1070,
+              .label = "pDpInitOpDef->PV.pWC->pParamVal"},
              chars, length);
     call.env->ReleaseStringChars(value, chars);
 }
@@ -86,21 +102,17 @@ void put_value(Call& call, OPRA* record)
         static_cast<jstring>(call.env->GetObjectField(call.self, cache.InitializationOperand.sValue));
     if (value != nullptr) return put_string_value(call, record, value);
     const jint integer = call.env->GetIntField(call.self, cache.InitializationOperand.iValue);
-    if (trace::wants_data(call.scope)) trace::data(call.scope, 1076, {trace::integer("jIValue", integer)});
+    trace::data(call.scope, 1076, trace::integer("jIValue", integer));
     record->valueType = integer_value;
     record->PV.integer = integer;
 }
 
 void refresh(Call& call)
 {
-    auto* record = static_cast<OPRA*>(record::bind(call, cache.InitializationOperand.pointer,
-                                                   {"OPRA", offsetof(OPRA, eyeCatcher), sizeof(OPRA)}));
+    auto* record = record::bind<OPRA>(call, cache.InitializationOperand.pointer, "OPRA");
     if (record == nullptr) return;
     const jint id = call.env->GetIntField(call.self, cache.InitializationOperand.parameterId);
-    if (trace::wants_data(call.scope)) {
-        trace::data(call.scope, 1030,
-                    {trace::pointer("jPointer", record), trace::integer("jParameterId", id)});
-    }
+    trace::data(call.scope, 1030, trace::pointer("jPointer", record), trace::integer("jParameterId", id));
     record->parameterId = static_cast<std::uint16_t>(id); // 16 bits: the record has no room for more
     if (put_name(call, record)) put_value(call, record);
 }
@@ -109,21 +121,18 @@ bool give_text(Call& call, const text::Source& source, std::uint32_t line, const
 {
     text::Buffer buffer;
     if (!text::read(call, source, buffer)) return false;
-    if (trace::wants_data(call.scope)) trace::data(call.scope, line, {trace::wide(label, buffer.units)});
+    trace::data(call.scope, line, trace::wide(label, buffer.units, text::shown_units(buffer)));
     return text::hand_over(call, buffer, field);
 }
 
-// A negative size or a missing text reads as empty text.
-text::Source wide_source(const TextBlock* block, std::int32_t size)
+text::Source wide_source(TextBlock* block, std::int32_t size)
 {
-    if (block == nullptr || block->pParmName == nullptr || size < 0) return {};
-    return {block->pParmName, nullptr, static_cast<std::size_t>(size) / sizeof(char16_t)};
+    return text::wide_source(block == nullptr ? nullptr : first_slot(block), size);
 }
 
 text::Source utf8_source(const TextBlock* block, std::int32_t size)
 {
-    if (block == nullptr || block->utf8Text == nullptr || size < 0) return {};
-    return {nullptr, block->utf8Text, static_cast<std::size_t>(size)};
+    return text::utf8_source(block == nullptr ? nullptr : block->utf8Text, size);
 }
 
 bool give_name(Call& call, const OPRA* record)
@@ -139,8 +148,7 @@ void give_value(Call& call, const OPRA* record)
 {
     switch (record->valueType) {
     case integer_value:
-        if (trace::wants_data(call.scope))
-            trace::data(call.scope, 1180, {trace::integer("jIValue", record->PV.integer)});
+        trace::data(call.scope, 1180, trace::integer("jIValue", record->PV.integer));
         call.env->SetIntField(call.self, cache.InitializationOperand.iValue, record->PV.integer);
         break;
     case wide_value:
@@ -158,14 +166,10 @@ void give_value(Call& call, const OPRA* record)
 
 void copy_back(Call& call)
 {
-    const auto* record =
-        static_cast<OPRA*>(record::address(call.env, call.self, cache.InitializationOperand.pointer));
+    const auto* record = record::of<OPRA>(call.env, call.self, cache.InitializationOperand.pointer);
     if (record == nullptr) return;
-    if (trace::wants_data(call.scope)) {
-        trace::data(
-            call.scope, 1122,
-            {trace::pointer("jPointer", record), trace::integer("jParameterId", record->parameterId)});
-    }
+    trace::data(call.scope, 1122, trace::pointer("jPointer", record),
+                trace::integer("jParameterId", record->parameterId));
     call.env->SetIntField(call.self, cache.InitializationOperand.parameterId, record->parameterId);
     if (give_name(call, record)) give_value(call, record);
 }
@@ -174,7 +178,7 @@ void copy_back(Call& call)
 void free_block(TextBlock* block)
 {
     if (block == nullptr) return;
-    std::free(block->pParmName);
+    std::free(first_slot(block));
     std::free(block);
 }
 
@@ -185,7 +189,7 @@ extern "C" {
 JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_InitializationOperand_toC(JNIEnv* env, jobject self)
 {
     static trace::Block block;
-    Call call{env, self, "InitializationOperand.toC", 1082, 0, {}};
+    Call call{.env = env, .self = self, .native = "InitializationOperand.toC", .exit_line = 1082};
     if (const std::int32_t status = trace::open(call.scope, block, trace::InitializationOperand_toC))
         return status;
     trace::entry(call.scope, 1015, trace::pointer("env", env));
@@ -199,7 +203,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_InitializationOperand_to
                                                                                      jobject self)
 {
     static trace::Block block;
-    Call call{env, self, "InitializationOperand.toJava", 1243, 0, {}};
+    Call call{.env = env, .self = self, .native = "InitializationOperand.toJava", .exit_line = 1243};
     if (const std::int32_t status = trace::open(call.scope, block, trace::InitializationOperand_toJava))
         return status;
     trace::entry(call.scope, 1108, trace::pointer("env", env));
@@ -211,13 +215,11 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_InitializationOperand_to
 
 JNIEXPORT void JNICALL Java_com_brel_sorn_velk_internal_InitializationOperand_free(JNIEnv* env, jobject self)
 {
-    const jfieldID pointer = cache.InitializationOperand.pointer;
-    if (pointer == nullptr) return;
-    auto* record = static_cast<OPRA*>(record::address(env, self, pointer));
+    auto* record = record::to_free<OPRA>(env, self, cache.InitializationOperand.pointer);
     if (record == nullptr) return;
     free_block(record->PN.pWC);
     if (record->valueType > integer_value) free_block(record->PV.pWC);
-    record::release(env, self, pointer, record);
+    record::release(env, self, cache.InitializationOperand.pointer, record);
 }
 
 } // extern "C"

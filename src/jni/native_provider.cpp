@@ -19,9 +19,9 @@ struct ServiceId {
     char utf8[256 + 1]; // zero-terminated, even where the text fills the 256 bytes
 };
 
-void* record_of(JNIEnv* env, jobject object, jfieldID pointer)
+template <class Record> Record* record_of(JNIEnv* env, jobject object, jfieldID pointer)
 {
-    return object == nullptr ? nullptr : record::address(env, object, pointer);
+    return object == nullptr ? nullptr : record::of<Record>(env, object, pointer);
 }
 
 bool read_service_id(Call& call, jstring string, ServiceId& id)
@@ -41,12 +41,9 @@ std::int32_t start_provider(Call& call, jstring service_id, jobject service, jbo
 {
     ServiceId id;
     if (!read_service_id(call, service_id, id)) return 0;
-    auto* record = static_cast<SVCA*>(record_of(call.env, service, cache.ServiceDefinition.pointer));
-    if (trace::wants_data(call.scope)) {
-        trace::data(call.scope, 523,
-                    {trace::integer("jServiceIdLength", id.units), trace::narrow("serviceId", id.utf8),
-                     trace::pointer("jServiceDefinitionPointer", record)});
-    }
+    auto* record = record_of<SVCA>(call.env, service, cache.ServiceDefinition.pointer);
+    trace::data(call.scope, 523, trace::integer("jServiceIdLength", id.units),
+                trace::narrow("serviceId", id.utf8), trace::pointer("jServiceDefinitionPointer", record));
 
     // The length is that of the Java string, not the number of UTF-8 bytes: the engine expects it so.
     std::int32_t handle = 0;
@@ -56,22 +53,22 @@ std::int32_t start_provider(Call& call, jstring service_id, jobject service, jbo
     return 0;
 }
 
-void throw_missing(Call& call, std::uint32_t line, const char* message)
+void mask_rows(JNIEnv* env, const trace::Scope& scope, jint handle, jobject service, jobject row_set)
 {
-    trace::return_code(call.scope, line, -1);
-    ThrowVELKException(call.env, message, -1);
-}
-
-void mask_rows(Call& call, jint handle, jobject service, jobject row_set)
-{
-    auto* service_record = static_cast<SVCA*>(record_of(call.env, service, cache.ServiceDefinition.pointer));
-    auto* rows = static_cast<RWST*>(record_of(call.env, row_set, cache.RowSet.pointer));
-    if (rows == nullptr) return throw_missing(call, 584, "pDpRowSetDef is NULL");
-    if (rows->firstRow == nullptr) return throw_missing(call, 593, "pDpRowDefine is NULL");
+    auto* service_record = record_of<SVCA>(env, service, cache.ServiceDefinition.pointer);
+    auto* rows = record_of<RWST>(env, row_set, cache.RowSet.pointer);
+    if (rows == nullptr) {
+        report_and_throw(env, scope, 584, "pDpRowSetDef is NULL", -1);
+        return;
+    }
+    if (rows->firstRow == nullptr) {
+        report_and_throw(env, scope, 593, "pDpRowDefine is NULL", -1);
+        return;
+    }
     for (ROWD* row = rows->firstRow; row != nullptr; row = row->next) row->reserved16 = 0;
 
     const std::int32_t status = Provider_Service(handle, provider_service_request, service_record, rows);
-    if (status != 0) throw_engine_failure(call.env, call.scope, 613, status);
+    if (status != 0) throw_engine_failure(env, scope, 613, status);
 }
 
 } // namespace
@@ -84,31 +81,30 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_NativeProvider_initializeProvider
                                                                                   jboolean flag)
 {
     static trace::Block block;
-    Call call{env, self, "NativeProvider.initializeProvider0", 547, 0, {}};
+    Call call{.env = env, .self = self, .native = "NativeProvider.initializeProvider0", .exit_line = 547};
     if (const std::int32_t status = trace::open(call.scope, block, trace::NativeProvider_initializeProvider0))
         return status;
     trace::entry(call.scope, 507, trace::pointer("env", env));
 
-    std::int32_t handle = 0;
-    if (cache.ServiceDefinition.pointer != nullptr) handle = start_provider(call, service_id, service, flag);
+    if (cache.ServiceDefinition.pointer != nullptr)
+        call.result = start_provider(call, service_id, service, flag);
 
-    close(call);
-    return handle;
+    return close(call);
 }
 
-JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_NativeProvider_serviceProvider0(JNIEnv* env, jobject self,
+JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_NativeProvider_serviceProvider0(JNIEnv* env, jobject,
                                                                                jint handle, jobject service,
                                                                                jobject row_set)
 {
     static trace::Block block;
-    Call call{env, self, "NativeProvider.serviceProvider0", 618, 0, {}};
-    if (const std::int32_t status = trace::open(call.scope, block, trace::NativeProvider_serviceProvider0))
+    trace::Scope scope;
+    if (const std::int32_t status = trace::open(scope, block, trace::NativeProvider_serviceProvider0))
         return status;
-    trace::entry(call.scope, 570, trace::pointer("env", env));
+    trace::entry(scope, 570, trace::pointer("env", env));
 
-    if (cache.ServiceDefinition.pointer != nullptr) mask_rows(call, handle, service, row_set);
+    if (cache.ServiceDefinition.pointer != nullptr) mask_rows(env, scope, handle, service, row_set);
 
-    close(call);
+    trace::close(scope, 618);
     return 0;
 }
 
@@ -121,10 +117,8 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_NativeProvider_terminateProvider0
         return status;
     trace::entry(scope, 635, trace::pointer("env", env));
 
-    if (const std::int32_t status = Provider_Term(handle)) {
-        trace::return_code(scope, 643, status);
-        ThrowVELKException(env, "Provider_Term failed", status);
-    }
+    const std::int32_t status = Provider_Term(handle);
+    if (status != 0) report_and_throw(env, scope, 643, "Provider_Term failed", status);
 
     trace::close(scope, 648);
     return 0;

@@ -13,26 +13,30 @@ namespace {
 
 void refresh(Call& call)
 {
-    auto* record = static_cast<ROWD*>(
-        record::bind(call, cache.Row.pointer, {"ROWD", offsetof(ROWD, eyeCatcher), sizeof(ROWD)}));
+    auto* record = record::bind<ROWD>(call, cache.Row.pointer, "ROWD");
     if (record == nullptr) return;
     record->hasError = call.env->GetBooleanField(call.self, cache.Row.hasError);
-    chain::Children fields{"fields", &record->firstField, "Field.toC", cache.Field.pointer};
-    if (!chain::read_array(call, cache.Row.fields, fields)) return;
-    if (trace::wants_data(call.scope)) {
-        trace::data(call.scope, 1656,
-                    {trace::pointer("jPointer", record), trace::integer("jFieldCount", fields.count)});
-    }
-    // 16 bits of the count, though every field is chained: the record has no room for more.
+    const chain::Children children{.name = "fields",
+                                   .field = cache.Row.fields,
+                                   .first = &record->firstField,
+                                   .native = "Field.toC",
+                                   .pointer = cache.Field.pointer};
+    chain::Container fields;
+    if (!chain::read_array(call, children, fields)) return;
+    trace::data(call.scope, 1656, trace::pointer("jPointer", record),
+                trace::integer("jFieldCount", fields.count));
+    // 16 bits of the count, though every field is chained: the record has no room for more. Where linking
+    // stops the count stays Java's, so that an engine refuses the record for a chain that is shorter.
     record->fieldCount = static_cast<std::uint16_t>(fields.count);
-    chain::link_array(call, fields);
-    call.env->DeleteLocalRef(fields.container);
+    chain::link_array(call, children, fields);
+    call.env->DeleteLocalRef(fields.object);
 }
 
 void copy_back(Call& call)
 {
-    const auto* record = static_cast<ROWD*>(record::address(call.env, call.self, cache.Row.pointer));
-    if (trace::wants_data(call.scope)) trace::data(call.scope, 1702, {trace::pointer("jPointer", record)});
+    const auto* record = record::of<ROWD>(call.env, call.self, cache.Row.pointer);
+    trace::data(call.scope, 1702, trace::pointer("jPointer", record));
+    // A Java boolean is 0 or 1, an engine's byte anything.
     if (record != nullptr) call.env->SetBooleanField(call.self, cache.Row.hasError, record->hasError != 0);
 }
 
@@ -43,7 +47,7 @@ extern "C" {
 JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_Row_toC(JNIEnv* env, jobject self)
 {
     static trace::Block block;
-    Call call{env, self, "Row.toC", 1678, 0, {}};
+    Call call{.env = env, .self = self, .native = "Row.toC", .exit_line = 1678};
     if (const std::int32_t status = trace::open(call.scope, block, trace::Row_toC)) return status;
     trace::entry(call.scope, 1638, trace::pointer("env", env));
 
@@ -55,7 +59,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_Row_toC(JNIEnv* env, jobject self
 JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_Row_toJava(JNIEnv* env, jobject self)
 {
     static trace::Block block;
-    Call call{env, self, "Row.toJava", 1710, 0, {}};
+    Call call{.env = env, .self = self, .native = "Row.toJava", .exit_line = 1710};
     if (const std::int32_t status = trace::open(call.scope, block, trace::Row_toJava)) return status;
     trace::entry(call.scope, 1696, trace::pointer("env", env));
 

@@ -13,17 +13,21 @@ namespace {
 
 void refresh(Call& call)
 {
-    auto* record = static_cast<RWST*>(record::bind(call, cache.RowSet.pointer, {"RWST", 0, sizeof(RWST)}));
+    auto* record = record::bind<RWST>(call, cache.RowSet.pointer, "RWST");
     if (record == nullptr) return;
-    chain::Children rows{"rows", &record->firstRow, "Row.toC", cache.Row.pointer};
-    if (!chain::read_array(call, cache.RowSet.rows, rows)) return;
-    if (trace::wants_data(call.scope)) {
-        trace::data(call.scope, 1545,
-                    {trace::pointer("jPointer", record), trace::integer("jRowCount", rows.count)});
-    }
-    record->rowCount = rows.count;
-    chain::link_array(call, rows);
-    call.env->DeleteLocalRef(rows.container);
+    const chain::Children children{.name = "rows",
+                                   .field = cache.RowSet.rows,
+                                   .first = &record->firstRow,
+                                   .native = "Row.toC",
+                                   .pointer = cache.Row.pointer};
+    chain::Container rows;
+    if (!chain::read_array(call, children, rows)) return;
+    trace::data(call.scope, 1545, trace::pointer("jPointer", record),
+                trace::integer("jRowCount", rows.count));
+    record->rowCount =
+        rows.count; // Java's even where linking stops: an engine refuses a chain that is shorter
+    chain::link_array(call, children, rows);
+    call.env->DeleteLocalRef(rows.object);
 }
 
 } // namespace
@@ -33,7 +37,7 @@ extern "C" {
 JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_RowSet_toC(JNIEnv* env, jobject self)
 {
     static trace::Block block;
-    Call call{env, self, "RowSet.toC", 1568, 0, {}};
+    Call call{.env = env, .self = self, .native = "RowSet.toC", .exit_line = 1568};
     if (const std::int32_t status = trace::open(call.scope, block, trace::RowSet_toC)) return status;
     trace::entry(call.scope, 1529, trace::pointer("env", env));
 

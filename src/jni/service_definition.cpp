@@ -14,39 +14,41 @@ namespace {
 
 bool refresh_operands(Call& call, SVCA* record, jint& count)
 {
-    chain::Children operands{"initializationOperands", &record->firstOperand, "InitializationOperand.toC",
-                             cache.InitializationOperand.pointer};
-    if (!chain::read_list(call, cache.ServiceDefinition.initializationOperands, operands)) return false;
+    const chain::Children children{.name = "initializationOperands",
+                                   .field = cache.ServiceDefinition.initializationOperands,
+                                   .first = &record->firstOperand,
+                                   .native = "InitializationOperand.toC",
+                                   .pointer = cache.InitializationOperand.pointer};
+    chain::Container operands;
+    if (!chain::read_list(call, children, operands)) return false;
     count = operands.count;
-    if (trace::wants_data(call.scope)) {
-        trace::data(
-            call.scope, 804,
-            {trace::pointer("jPointer", record), trace::integer("jInitializationOperandsSize", count)});
-    }
-    // 16 bits of the count, though every operand is chained: the record has no room for more.
+    trace::data(call.scope, 804, trace::pointer("jPointer", record),
+                trace::integer("jInitializationOperandsSize", count));
+    // 16 bits of the count, though every operand is chained: the record has no room for more. Where linking
+    // stops the count stays Java's, so that an engine refuses the record for a chain that is shorter.
     record->operandCount = static_cast<std::uint16_t>(count);
-    return chain::link_list(call, operands);
+    return chain::link_list(call, children, operands);
 }
 
 bool refresh_fields(Call& call, SVCA* record, jint operand_count)
 {
-    chain::Children fields{"fieldDefinitions", &record->firstField, "FieldDefinition.toC",
-                           cache.FieldDefinition.pointer};
-    if (!chain::read_list(call, cache.ServiceDefinition.fieldDefinitions, fields)) return false;
-    if (trace::wants_data(call.scope)) {
-        trace::data(call.scope, 827,
-                    {trace::pointer("jPointer", record),
-                     trace::integer("jInitializationOperandsSize", operand_count),
-                     trace::integer("jFieldDefinitionsSize", fields.count)});
-    }
-    record->fieldCount = static_cast<std::uint16_t>(fields.count); // 16 bits, as above
-    return chain::link_list(call, fields);
+    const chain::Children children{.name = "fieldDefinitions",
+                                   .field = cache.ServiceDefinition.fieldDefinitions,
+                                   .first = &record->firstField,
+                                   .native = "FieldDefinition.toC",
+                                   .pointer = cache.FieldDefinition.pointer};
+    chain::Container fields;
+    if (!chain::read_list(call, children, fields)) return false;
+    trace::data(call.scope, 827, trace::pointer("jPointer", record),
+                trace::integer("jInitializationOperandsSize", operand_count),
+                trace::integer("jFieldDefinitionsSize", fields.count));
+    record->fieldCount = static_cast<std::uint16_t>(fields.count); // Java's, in 16 bits, as above
+    return chain::link_list(call, children, fields);
 }
 
 void refresh(Call& call)
 {
-    auto* record =
-        static_cast<SVCA*>(record::bind(call, cache.ServiceDefinition.pointer, {"SVCA", 0, sizeof(SVCA)}));
+    auto* record = record::bind<SVCA>(call, cache.ServiceDefinition.pointer, "SVCA");
     if (record == nullptr) return;
     record->copyToDestination =
         call.env->GetBooleanField(call.self, cache.ServiceDefinition.copyToDestination);
@@ -65,11 +67,11 @@ struct Mirror {
     const char* add_message;
 };
 
+// The result stays 0, whatever Throw returns: the contract has it so.
 bool mirror_failed(Call& call, std::uint32_t line, const char* message)
 {
-    trace::return_code(call.scope, line, -1);
     call.env->ExceptionClear();
-    ThrowVELKException(call.env, message, -1);
+    report_and_throw(call.env, call.scope, line, message, -1);
     return false;
 }
 
@@ -77,24 +79,23 @@ bool add_mirror(Call& call, jobject list, const Mirror& mirror, const void* reco
 {
     const jobject object = call.env->NewObject(mirror.clazz, mirror.init);
     if (object == nullptr) return mirror_failed(call, mirror.constructor_line, mirror.constructor_message);
-    call.env->SetLongField(object, mirror.pointer,
-                           static_cast<jlong>(reinterpret_cast<std::intptr_t>(record)));
+    record::set(call.env, object, mirror.pointer, record);
     const jboolean added = call.env->CallBooleanMethod(list, cache.ArrayList.add, object);
     if (call.env->ExceptionCheck() || !added) return mirror_failed(call, mirror.add_line, mirror.add_message);
     call.env->DeleteLocalRef(object);
     return true;
 }
 
-// Appends to whatever the list holds: a second call appends a second set, and the Java side counts on it.
+// Appends to whatever the list holds, so that a second call appends a second set. The contract has it so.
 bool add_operands(Call& call, jobject list, const SVCA* record)
 {
-    const Mirror mirror{cache.InitializationOperand.clazz,
-                        cache.InitializationOperand.init,
-                        cache.InitializationOperand.pointer,
-                        906,
-                        "InitializationOperand constructor failed",
-                        917,
-                        "ServiceDefinition - add to InitializationOperand list failed"};
+    const Mirror mirror{.clazz = cache.InitializationOperand.clazz,
+                        .init = cache.InitializationOperand.init,
+                        .pointer = cache.InitializationOperand.pointer,
+                        .constructor_line = 906,
+                        .constructor_message = "InitializationOperand constructor failed",
+                        .add_line = 917,
+                        .add_message = "ServiceDefinition - add to InitializationOperand list failed"};
     for (const OPRA* operand = record->firstOperand; operand != nullptr; operand = operand->next)
         if (!add_mirror(call, list, mirror, operand)) return false;
     return true;
@@ -102,13 +103,13 @@ bool add_operands(Call& call, jobject list, const SVCA* record)
 
 bool add_fields(Call& call, jobject list, const SVCA* record)
 {
-    const Mirror mirror{cache.FieldDefinition.clazz,
-                        cache.FieldDefinition.init,
-                        cache.FieldDefinition.pointer,
-                        943,
-                        "FieldDefinition constructor failed",
-                        954,
-                        "ServiceDefinition - add to FieldDefinition list failed"};
+    const Mirror mirror{.clazz = cache.FieldDefinition.clazz,
+                        .init = cache.FieldDefinition.init,
+                        .pointer = cache.FieldDefinition.pointer,
+                        .constructor_line = 943,
+                        .constructor_message = "FieldDefinition constructor failed",
+                        .add_line = 954,
+                        .add_message = "ServiceDefinition - add to FieldDefinition list failed"};
     for (const FLDA* field = record->firstField; field != nullptr; field = field->next)
         if (!add_mirror(call, list, mirror, field)) return false;
     return true;
@@ -116,24 +117,27 @@ bool add_fields(Call& call, jobject list, const SVCA* record)
 
 void copy_back(Call& call)
 {
-    auto* record = static_cast<SVCA*>(record::address(call.env, call.self, cache.ServiceDefinition.pointer));
+    const auto* record = record::of<SVCA>(call.env, call.self, cache.ServiceDefinition.pointer);
     if (record == nullptr) return;
+    // A Java boolean is 0 or 1, an engine's byte anything.
     call.env->SetBooleanField(call.self, cache.ServiceDefinition.copyToDestination,
                               record->copyToDestination != 0);
 
-    chain::Children operands{"initializationOperands"};
-    if (!chain::read_list(call, cache.ServiceDefinition.initializationOperands, operands)) return;
-    if (!add_operands(call, operands.container, record)) return;
-    chain::Children fields{"fieldDefinitions"};
-    if (!chain::read_list(call, cache.ServiceDefinition.fieldDefinitions, fields)) return;
-    if (trace::wants_data(call.scope)) {
-        trace::data(call.scope, 933,
-                    {trace::pointer("jPointer", record),
-                     trace::integer("jInitializationOperandsSize", operands.count),
-                     trace::integer("jFieldDefinitionsSize", fields.count)});
-    }
+    chain::Container operands;
+    if (!chain::read_list(
+            call, {.name = "initializationOperands", .field = cache.ServiceDefinition.initializationOperands},
+            operands))
+        return;
+    if (!add_operands(call, operands.object, record)) return;
+    chain::Container fields;
+    if (!chain::read_list(
+            call, {.name = "fieldDefinitions", .field = cache.ServiceDefinition.fieldDefinitions}, fields))
+        return;
+    trace::data(call.scope, 933, trace::pointer("jPointer", record),
+                trace::integer("jInitializationOperandsSize", operands.count),
+                trace::integer("jFieldDefinitionsSize", fields.count));
     // Unlike the operands, fields go into an empty list only.
-    if (fields.count == 0) add_fields(call, fields.container, record);
+    if (fields.count == 0) add_fields(call, fields.object, record);
 }
 
 } // namespace
@@ -143,7 +147,7 @@ extern "C" {
 JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_ServiceDefinition_toC(JNIEnv* env, jobject self)
 {
     static trace::Block block;
-    Call call{env, self, "ServiceDefinition.toC", 849, 0, {}};
+    Call call{.env = env, .self = self, .native = "ServiceDefinition.toC", .exit_line = 849};
     if (const std::int32_t status = trace::open(call.scope, block, trace::ServiceDefinition_toC))
         return status;
     trace::entry(call.scope, 785, trace::pointer("env", env));
@@ -156,7 +160,7 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_ServiceDefinition_toC(JN
 JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_internal_ServiceDefinition_toJava(JNIEnv* env, jobject self)
 {
     static trace::Block block;
-    Call call{env, self, "ServiceDefinition.toJava", 964, 0, {}};
+    Call call{.env = env, .self = self, .native = "ServiceDefinition.toJava", .exit_line = 964};
     if (const std::int32_t status = trace::open(call.scope, block, trace::ServiceDefinition_toJava))
         return status;
     trace::entry(call.scope, 878, trace::pointer("env", env));

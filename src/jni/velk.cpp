@@ -23,7 +23,8 @@ constexpr std::int32_t service_id_capacity = 10; // bytes, as the parser's side 
 
 // The masking string as UTF-8, zero-terminated: on the stack up to 512 bytes, else from malloc.
 struct MaskingString {
-    char* utf8; // null: there is no string
+    char* utf8 = nullptr; // null: there is no string
+    std::int32_t bytes = 0;
     char stack[512];
 };
 
@@ -34,14 +35,30 @@ void release(const MaskingString& text)
 
 void trace_masking_string(const Call& call, const char* utf8)
 {
-    if (trace::wants_data(call.scope))
-        trace::data(call.scope, 327, {trace::narrow("velkMaskingString", utf8)});
+    trace::data(call.scope, 327, trace::narrow("velkMaskingString", utf8));
+}
+
+// Converts the string into the text's room of capacity bytes and a terminator. False after throwing, or with
+// a Java exception pending.
+bool convert(Call& call, jstring string, jsize length, std::size_t capacity, MaskingString& text)
+{
+    std::memset(text.utf8, 0, capacity + 1);
+    const jchar* chars = call.env->GetStringChars(string, nullptr);
+    if (chars == nullptr) return false;
+    std::int64_t output_length = 0;
+    Cnv_Utf16ToUtf8(text.utf8, static_cast<std::int64_t>(capacity), text::units(chars), length,
+                    &output_length);
+    trace_masking_string(call, text.utf8);
+    call.env->ReleaseStringChars(string, chars);
+    const std::size_t bytes = std::strlen(text.utf8);
+    if (bytes > INT32_MAX) return fail(call, "the masking string is too long");
+    text.bytes = static_cast<std::int32_t>(bytes);
+    return true;
 }
 
 // A missing string is left to the driver to refuse. False with an exception pending: nothing is held then.
 bool read_masking_string(Call& call, jstring string, MaskingString& text)
 {
-    text.utf8 = nullptr;
     if (string == nullptr) {
         trace_masking_string(call, nullptr);
         return true;
@@ -50,80 +67,61 @@ bool read_masking_string(Call& call, jstring string, MaskingString& text)
     const std::size_t capacity = 4 * static_cast<std::size_t>(length);
     text.utf8 = capacity + 1 > sizeof text.stack ? static_cast<char*>(std::malloc(capacity + 1)) : text.stack;
     if (text.utf8 == nullptr) {
-        trace::return_code(call.scope, call.exit_line, -1);
-        ThrowVELKException(call.env, "parseVELKSyntaxString malloc failed", -1);
+        report_and_throw(call.env, call.scope, call.exit_line, "parseVELKSyntaxString malloc failed", -1);
         return false;
     }
-    std::memset(text.utf8, 0, capacity + 1);
-    const jchar* chars = call.env->GetStringChars(string, nullptr);
-    if (chars == nullptr) {
-        release(text);
-        return false;
-    }
-    std::int64_t output_length = 0;
-    Cnv_Utf16ToUtf8(text.utf8, static_cast<std::int64_t>(capacity), text::units(chars), length,
-                    &output_length);
-    trace_masking_string(call, text.utf8);
-    call.env->ReleaseStringChars(string, chars);
-    return true;
+    if (convert(call, string, length, capacity, text)) return true;
+    release(text);
+    return false;
 }
 
-// The engine's adapter fills it; until then it has a header and nothing else.
-SVCA* new_service_record()
+// What the driver makes of a masking string.
+struct Service {
+    SVCA* record; // until the engine's adapter fills it, it has a header and nothing else
+    char id[service_id_capacity + 1];
+};
+
+std::int32_t drive(const MaskingString& text, Service& service)
 {
-    auto* record = static_cast<SVCA*>(record::allocate(sizeof(SVCA)));
-    if (record != nullptr) record::set_header(record, {"SVCA", 0, sizeof(SVCA)});
-    return record;
+    service = {.record = record::make<SVCA>("SVCA"), .id = {}};
+    return parse_parameters({.pParamString = text.utf8,
+                             .iParmStrBytes = text.bytes,
+                             .iCodePage = code_page_utf8,
+                             .cDBMSType = dbms_type,
+                             .pSvcDef = service.record,
+                             .pSvcId = service.id,
+                             .iSvcIdBytes = service_id_capacity});
 }
 
 // Hangs the record on the object in place of its former one, and sets the service id. Of the former record
 // only the block itself is freed: its lists belong to the objects that mirror them.
-void adopt(Call& call, jobject target, SVCA* record, const char* service_id)
+void adopt(JNIEnv* env, jobject target, const Service& service)
 {
-    std::free(record::address(call.env, target, cache.ServiceDefinition.pointer));
-    call.env->SetLongField(target, cache.ServiceDefinition.pointer,
-                           static_cast<jlong>(reinterpret_cast<std::intptr_t>(record)));
-    const auto bytes = static_cast<std::int64_t>(std::strlen(service_id));
+    std::free(record::of<SVCA>(env, target, cache.ServiceDefinition.pointer));
+    record::set(env, target, cache.ServiceDefinition.pointer, service.record);
+    const std::size_t bytes = std::strlen(service.id);
+    const auto capacity = static_cast<std::int64_t>(bytes);
     char16_t units[service_id_capacity + 1] = {};
     std::int64_t output_length = 0;
-    Cnv_Utf8ToUtf16(units, bytes, service_id, bytes, &output_length);
-    // As many units as the id has bytes, whatever the conversion reports: an id is ASCII.
-    const jstring string =
-        call.env->NewString(reinterpret_cast<const jchar*>(units), static_cast<jsize>(bytes));
-    if (string == nullptr) return;
-    call.env->SetObjectField(target, cache.ServiceDefinition.serviceId, string);
-    call.env->DeleteLocalRef(string);
+    Cnv_Utf8ToUtf16(units, capacity, service.id, capacity, &output_length);
+    // As many units as the id has bytes, whatever the conversion reports. The contract has it so.
+    text::set_string(env, target, cache.ServiceDefinition.serviceId, units, bytes);
 }
 
-// Releases the text as soon as the driver is done with it.
-void parse_into(Call& call, const MaskingString& text, jobject target)
-{
-    const std::size_t bytes = text.utf8 == nullptr ? 0 : std::strlen(text.utf8);
-    if (bytes > INT32_MAX) {
-        release(text);
-        fail(call, "the masking string is too long");
-        return;
-    }
-    SVCA* record = new_service_record();
-    char service_id[service_id_capacity + 1] = {};
-    const std::int32_t status = parse_parameters({text.utf8, static_cast<std::int32_t>(bytes), code_page_utf8,
-                                                  dbms_type_none, record, service_id, service_id_capacity});
-    release(text);
-    if (status == 0) return adopt(call, target, record, service_id);
-    // The record stays allocated: after a failed build the adapter may still hold it.
-    const char* message = error_message();
-    trace::return_code(call.scope, 351, status);
-    ThrowVELKException(call.env, message, status);
-}
-
+// On every failure the driver's record is neither stored nor freed. The contract has it so.
 void parse(Call& call, jstring masking_string, jobject target)
 {
-    if (target == nullptr) {
-        fail(call, "the service definition is null");
-        return;
-    }
     MaskingString text;
-    if (read_masking_string(call, masking_string, text)) parse_into(call, text, target);
+    if (!read_masking_string(call, masking_string, text)) return;
+    Service service;
+    const std::int32_t status = drive(text, service);
+    release(text);
+    if (status != 0)
+        report_and_throw(call.env, call.scope, 351, error_message(), status);
+    else if (target == nullptr) // only here: a wrong string is told of whatever the target
+        fail(call, "the service definition is null");
+    else
+        adopt(call.env, target, service);
 }
 
 } // namespace
@@ -142,11 +140,12 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_VELK_initializeFramework0(JNIEnv*
     static trace::Block block;
     trace::Scope scope;
     if (definition != nullptr && cache.FrameworkDefinition.pointer == nullptr)
-        return ThrowVELKException(env, "VELK.initializeFramework0", -1);
+        return throw_cache_not_filled(env, "VELK.initializeFramework0", -1);
 
-    void* record =
-        definition == nullptr ? nullptr : record::address(env, definition, cache.FrameworkDefinition.pointer);
-    if (const std::int32_t status = Provider_FrmwInit(static_cast<FRPA*>(record)))
+    auto* record = definition == nullptr
+                       ? nullptr
+                       : record::of<FRPA>(env, definition, cache.FrameworkDefinition.pointer);
+    if (const std::int32_t status = Provider_FrmwInit(record))
         return ThrowVELKException(env, "Provider_FrmwInit failed", status);
 
     // The trace facility exists from here on only.
@@ -162,15 +161,15 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_VELK_parseVELKSyntaxString(JNIEnv
                                                                           jobject target)
 {
     static trace::Block block;
-    Call call{env, self, "VELK.parseVELKSyntaxString", 382, 0, {}};
+    Call call{.env = env, .self = self, .native = "VELK.parseVELKSyntaxString", .exit_line = 382};
     if (const std::int32_t status = trace::open(call.scope, block, trace::VELK_parseVELKSyntaxString))
         return status;
     trace::entry(call.scope, 305, trace::pointer("env", env));
 
     if (cache.ServiceDefinition.pointer != nullptr) parse(call, masking_string, target);
 
-    close(call);
-    return 0;
+    trace::close(call.scope, call.exit_line);
+    return 0; // after a failure too, whatever Throw returned: the contract has it so
 }
 
 JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_VELK_terminateFramework0(JNIEnv* env, jobject)
@@ -178,17 +177,12 @@ JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_VELK_terminateFramework0(JNIEnv* 
     static trace::Block block;
     trace::Scope scope;
     if (const std::int32_t status = trace::open(scope, block, trace::VELK_terminateFramework0)) return status;
-    if (trace::wants(scope, trace_mask_entry)) {
-        trace::entry(scope, 437,
-                     {trace::pointer("env", env),
-                      trace::narrow("msg", "No STD Exit because VELK framework will be gone at exit time")});
-    }
+    trace::entry(scope, 437, trace::pointer("env", env),
+                 trace::narrow("msg", "No STD Exit because VELK framework will be gone at exit time"));
 
     // The scope is never closed, nor an exit reported: the trace facility ends with the framework.
     const std::int32_t status = Provider_FrmwTerm();
-    if (status == 0) return 0;
-    trace::return_code(scope, 447, status);
-    return ThrowVELKException(env, "Provider_FrmwTerm failed", status);
+    return status == 0 ? 0 : report_and_throw(env, scope, 447, "Provider_FrmwTerm failed", status);
 }
 
 JNIEXPORT jint JNICALL Java_com_brel_sorn_velk_VELK_destroy0(JNIEnv* env, jobject)

@@ -15,8 +15,11 @@ void store(void* link, void* target)
     std::memcpy(link, &target, sizeof target);
 }
 
-bool no_container(Call& call, const Children& children)
+// Reads the container. False after throwing.
+bool read(Call& call, const Children& children, Container& container)
 {
+    container.object = call.env->GetObjectField(call.self, children.field);
+    if (container.object != nullptr) return true;
     if (children.first != nullptr) store(children.first, nullptr);
     return fail(call, "%s is null", children.name);
 }
@@ -44,52 +47,49 @@ bool no_record(Call& call, const Children& children, jint i)
 // The child's record; the reference to the child is gone afterwards.
 void* take_record(Call& call, const Children& children, jobject child)
 {
-    void* record = record::address(call.env, child, children.pointer);
+    void* record = record::of<void>(call.env, child, children.pointer);
     call.env->DeleteLocalRef(child);
     return record;
 }
 
 } // namespace
 
-bool read_list(Call& call, jfieldID field, Children& children)
+bool read_list(Call& call, const Children& children, Container& list)
 {
-    children.container = call.env->GetObjectField(call.self, field);
-    if (children.container == nullptr) return no_container(call, children);
-    children.count = call.env->CallIntMethod(children.container, cache.ArrayList.size);
+    if (!read(call, children, list)) return false;
+    list.count = call.env->CallIntMethod(list.object, cache.ArrayList.size);
     return !call.env->ExceptionCheck();
 }
 
-bool read_array(Call& call, jfieldID field, Children& children)
+bool read_array(Call& call, const Children& children, Container& array)
 {
-    children.container = call.env->GetObjectField(call.self, field);
-    if (children.container == nullptr) return no_container(call, children);
-    children.count = call.env->GetArrayLength(static_cast<jarray>(children.container));
+    if (!read(call, children, array)) return false;
+    array.count = call.env->GetArrayLength(static_cast<jarray>(array.object));
     return true;
 }
 
-bool link_list(Call& call, const Children& children)
+bool link_list(Call& call, const Children& children, const Container& list)
 {
-    if (children.count <= 0) return true;
+    if (list.count <= 0) return true;
     void* previous = nullptr;
-    for (jint i = 0; i < children.count; ++i) {
-        const jobject child = call.env->CallObjectMethod(children.container, cache.ArrayList.get, i);
+    for (jint i = 0; i < list.count; ++i) {
+        const jobject child = call.env->CallObjectMethod(list.object, cache.ArrayList.get, i);
         if (call.env->ExceptionCheck() || child == nullptr) return no_child(call, children, previous, i);
         void* record = take_record(call, children, child);
         store(previous == nullptr ? children.first : previous, record);
         previous = record;
     }
-    if (previous == nullptr) return no_record(call, children, children.count - 1);
+    if (previous == nullptr) return no_record(call, children, list.count - 1);
     store(previous, nullptr);
     return true;
 }
 
-bool link_array(Call& call, const Children& children)
+bool link_array(Call& call, const Children& children, const Container& array)
 {
-    if (children.count <= 0) return true;
-    const auto array = static_cast<jobjectArray>(children.container);
+    if (array.count <= 0) return true;
     void* previous = nullptr;
-    for (jint i = 0; i < children.count; ++i) {
-        const jobject child = call.env->GetObjectArrayElement(array, i);
+    for (jint i = 0; i < array.count; ++i) {
+        const jobject child = call.env->GetObjectArrayElement(static_cast<jobjectArray>(array.object), i);
         if (child == nullptr) return no_child(call, children, previous, i);
         void* record = take_record(call, children, child);
         if (record == nullptr) {

@@ -4,6 +4,7 @@
 #include "frame/flags.h"
 #include "frame/text16.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -25,7 +26,19 @@ void to_wide(char16_t* text, const jchar* chars, jsize length)
     }
 }
 
-static void release(Buffer& buffer)
+Source wide_source(const char16_t* text, std::int32_t bytes)
+{
+    if (text == nullptr || bytes < 0) return {};
+    return {.wide = text, .units = static_cast<std::size_t>(bytes) / sizeof(char16_t)};
+}
+
+Source utf8_source(const char* text, std::int32_t bytes)
+{
+    if (text == nullptr || bytes < 0) return {};
+    return {.utf8 = text, .units = static_cast<std::size_t>(bytes)};
+}
+
+static void release(const Buffer& buffer)
 {
     if (buffer.units != buffer.stack) std::free(buffer.units);
 }
@@ -35,19 +48,23 @@ bool acquire(Call& call, Buffer& buffer, std::size_t units, Memory memory)
     const std::size_t bytes = (units + 1) * sizeof(char16_t);
     const bool on_stack = memory == Memory::stack_or_heap && bytes <= sizeof buffer.stack;
     buffer.units = on_stack ? buffer.stack : static_cast<char16_t*>(std::malloc(bytes));
-    if (buffer.units == nullptr) return fail(call, "out of memory for a text of %zu bytes", bytes);
+    if (buffer.units == nullptr)
+        return fail(call, "out of memory for a text of %llu bytes", static_cast<unsigned long long>(bytes));
     std::memset(buffer.units, 0, bytes);
+    buffer.capacity = units;
     return true;
 }
 
-// The engine's conversion tells the length; it is taken at its word only within the buffer.
+// The engine's conversion tells the length; it is taken at its word within the buffer, its terminator
+// included.
 static bool accept(Call& call, Buffer& buffer, std::int64_t length, std::int64_t capacity)
 {
+    const std::int64_t area = std::min<std::int64_t>(capacity + 1, INT32_MAX); // what a Java string can hold
     buffer.length = static_cast<std::size_t>(length);
-    if (length >= 0 && length <= capacity) return true;
+    if (length >= 0 && length <= area) return true;
     release(buffer);
-    return fail(call, "the engine's conversion reported %lld units for a buffer of %lld",
-                static_cast<long long>(length), static_cast<long long>(capacity));
+    return fail(call, "the engine's conversion reported %lld units for an area of %lld",
+                static_cast<long long>(length), static_cast<long long>(area));
 }
 
 bool read(Call& call, const Source& source, Buffer& buffer, Memory memory)
@@ -66,20 +83,30 @@ bool read(Call& call, const Source& source, Buffer& buffer, Memory memory)
     return accept(call, buffer, length, capacity);
 }
 
+std::size_t shown_units(const Buffer& buffer)
+{
+    return text16::length(buffer.units, buffer.capacity + 1);
+}
+
 bool hand_over(Call& call, Buffer& buffer, jfieldID field)
 {
-    const bool stored = set_string(call, field, buffer.units, buffer.length);
+    const bool stored = set_string(call.env, call.self, field, buffer.units, buffer.length);
     release(buffer);
     return stored;
 }
 
-bool set_string(Call& call, jfieldID field, const char16_t* units, std::size_t length)
+jstring store_string(JNIEnv* env, jobject object, jfieldID field, const char16_t* units, std::size_t length)
 {
-    const jstring string =
-        call.env->NewString(reinterpret_cast<const jchar*>(units), static_cast<jsize>(length));
+    const jstring string = env->NewString(reinterpret_cast<const jchar*>(units), static_cast<jsize>(length));
+    if (string != nullptr) env->SetObjectField(object, field, string);
+    return string;
+}
+
+bool set_string(JNIEnv* env, jobject object, jfieldID field, const char16_t* units, std::size_t length)
+{
+    const jstring string = store_string(env, object, field, units, length);
     if (string == nullptr) return false;
-    call.env->SetObjectField(call.self, field, string);
-    call.env->DeleteLocalRef(string);
+    env->DeleteLocalRef(string);
     return true;
 }
 

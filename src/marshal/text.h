@@ -21,17 +21,22 @@ std::int32_t wide_size(jsize length);
 // Writes Java characters into a zeroed text of length units and a terminator, by the wide-conversion flag.
 void to_wide(char16_t* text, const jchar* chars, jsize length);
 
-// A record's text. Both pointers null: empty, whatever the units.
+// A record's text, which is one of the two. Both pointers null: empty.
 struct Source {
-    const char16_t* wide;
-    const char* utf8;
-    std::size_t units; // 16-bit units of wide, or bytes of utf8
+    const char16_t* wide = nullptr;
+    const char* utf8 = nullptr;
+    std::size_t units = 0; // 16-bit units of wide, or bytes of utf8
 };
+
+// The text of a record that gives its size in bytes. A missing text or a negative size reads as empty.
+Source wide_source(const char16_t* text, std::int32_t bytes);
+Source utf8_source(const char* text, std::int32_t bytes);
 
 // A temporary text: on the stack up to 512 bytes, else from malloc.
 struct Buffer {
     char16_t* units;
-    std::size_t length; // units of the text
+    std::size_t capacity; // units, without the terminator
+    std::size_t length;   // units of the text
     char16_t stack[256];
 };
 
@@ -43,11 +48,19 @@ bool acquire(Call& call, Buffer& buffer, std::size_t units, Memory memory = Memo
 // Acquires the buffer and converts the text into it. False after throwing: nothing is held then.
 bool read(Call& call, const Source& source, Buffer& buffer, Memory memory = Memory::stack_or_heap);
 
+// The units before the buffer's first zero unit, as a trace shows them. A conversion that fills the buffer
+// leaves it no terminator.
+std::size_t shown_units(const Buffer& buffer);
+
 // Makes a Java string of the buffer's text, stores it in the object's field and lets go of the buffer. False
 // with a Java exception pending.
 bool hand_over(Call& call, Buffer& buffer, jfieldID field);
 
-// Makes a Java string and stores it in the object's field. False with a Java exception pending.
-bool set_string(Call& call, jfieldID field, const char16_t* units, std::size_t length);
+// Makes a Java string and stores it in the object's field. Returns the local reference, or null with a Java
+// exception pending.
+jstring store_string(JNIEnv* env, jobject object, jfieldID field, const char16_t* units, std::size_t length);
+
+// The same, the reference deleted. False with a Java exception pending.
+bool set_string(JNIEnv* env, jobject object, jfieldID field, const char16_t* units, std::size_t length);
 
 } // namespace velk::text

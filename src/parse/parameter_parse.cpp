@@ -4,6 +4,7 @@
 #include "engine/parser.h"
 #include "frame/errors.h"
 #include "frame/flags.h"
+#include "frame/header.h"
 #include "frame/text16.h"
 #include "frame/trace.h"
 #include "parse/parse_error_text.h"
@@ -25,16 +26,16 @@ constexpr std::int32_t no_memory_for_value = 7222;
 // One run of the driver.
 struct Run {
     const ParameterParse& parse;
-    PRMA request;
-    KVPA* entries; // whose buffers the clean-up frees, whatever the parser leaves in the request
-    std::int32_t entry_count;
-    PGDA build; // the engine may look at it until the clean-up is over
-    BuildOutput output;
-    bool build_failed;
-    trace::Scope scope;
+    PRMA request{};
+    KVPA* entries = nullptr; // whose buffers the clean-up frees, whatever the parser leaves in the request
+    std::int32_t entry_count = 0;
+    PGDA build{};
+    BuildOutput output{};
+    bool build_failed = false;
+    trace::Scope scope{};
 };
 
-// Reports a failing result at its trace line, and passes it on.
+// Reports a failure at its trace line, and passes its result on.
 std::int32_t report(const Run& run, std::uint32_t line, std::int32_t result)
 {
     trace::return_code(run.scope, line, result);
@@ -56,7 +57,8 @@ void* allocate(std::int64_t count, std::int64_t size)
 std::int32_t start_parser(const Run& run)
 {
     if (parser_started != 0) return 0;
-    if (const std::int32_t result = Parser_Init()) return report(run, 2261, result);
+    const std::int32_t result = Parser_Init();
+    if (result != 0) return report(run, 2261, result);
     parser_started = 1;
     return 0;
 }
@@ -69,14 +71,13 @@ std::int32_t measure(Run& run)
     *run.request.input = {run.parse.cDBMSType, {}, run.parse.iCodePage, run.parse.pParamString};
     run.request.mode = 'M';
     run.request.iParmStrBytes = run.parse.iParmStrBytes;
-    return report(run, 2292, Parser_ParseParameters(&run.request));
+    const std::int32_t result = Parser_ParseParameters(&run.request);
+    return result == 0 ? 0 : report(run, 2292, result);
 }
 
 std::int32_t make_entry(const PRMA& request, KVPA& entry)
 {
-    std::memcpy(entry.eyeCatcher, "KVPA", 4);
-    entry.version = record_version;
-    entry.length = sizeof(KVPA);
+    set_header(entry, "KVPA");
     entry.keySize = request.keySize;
     entry.key = static_cast<char*>(allocate(1, entry.keySize));
     if (entry.key == nullptr) return no_memory_for_key;
@@ -101,26 +102,28 @@ std::int32_t make_entries(Run& run)
         std::memset(request.entries, 0, static_cast<std::size_t>(request.entryCount) * sizeof(KVPA));
     run.entries = request.entries;
     run.entry_count = request.entryCount;
-    for (std::int32_t i = 0; i < request.entryCount; ++i)
-        if (const std::int32_t result = make_entry(request, request.entries[i])) return result;
+    for (std::int32_t i = 0; i < request.entryCount; ++i) {
+        const std::int32_t result = make_entry(request, request.entries[i]);
+        if (result != 0) return result; // unreported: the contract has it so
+    }
     return 0;
 }
 
-// The extraction pass. A pass that returns 0 but sets its failure flag ends the run with result 0, without
-// the adapter: callers count on it.
+// The extraction pass. Whether the adapter is to run: a pass that returns 0 but sets its failure flag ends
+// the run without it and with result 0. The contract has it so.
 bool extract(Run& run, std::int32_t& result)
 {
     run.request.extractionMode = 'A';
     result = Parser_ParseParameters(&run.request);
-    if (result == 0 && run.request.failed == 0) return true;
-    report(run, 2344, result);
-    return false;
+    if (result != 0) report(run, 2344, result);
+    return result == 0 && run.request.failed == 0;
 }
 
 std::int32_t start_adapter(const Run& run)
 {
     if (adapter_started != 0) return 0;
-    if (const std::int32_t result = Adapter_Init()) return report(run, 2353, result);
+    const std::int32_t result = Adapter_Init();
+    if (result != 0) return report(run, 2353, result);
     adapter_started = 1;
     return 0;
 }
@@ -131,35 +134,31 @@ std::int32_t build(Run& run)
     const ParameterParse& parse = run.parse;
     std::memset(parse.pSvcDef, 0, sizeof(SVCA));
     std::memset(parse.pSvcId, 0, static_cast<std::size_t>(parse.iSvcIdBytes));
-    std::memcpy(run.build.eyeCatcher, "PGDA", 4);
-    run.build.version = record_version;
-    run.build.length = sizeof(PGDA);
+    set_header(run.build, "PGDA");
     run.build.parameters = &run.request;
     run.build.pSvcDef = parse.pSvcDef;
     run.build.pSvcId = parse.pSvcId;
     run.build.iSvcIdBytes = parse.iSvcIdBytes;
     run.build.output = &run.output;
     const std::int32_t result = Adapter_BuildServiceDefinition(&run.build);
-    run.build_failed = result != 0;
+    if (result == 0) return 0;
+    run.build_failed = true;
     return report(run, 2375, result);
 }
 
 std::int32_t parse_and_build(Run& run)
 {
     if (!arguments_given(run.parse)) return report(run, 2250, no_arguments);
-    std::memcpy(run.request.eyeCatcher, "PRMA", 4);
-    run.request.version = record_version;
-    run.request.length = sizeof(PRMA);
-    std::int32_t result = 0;
-    if ((result = start_parser(run)) != 0) return result;
-    if ((result = measure(run)) != 0) return result;
-    if ((result = make_entries(run)) != 0) return result;
-    if (!extract(run, result)) return result;
-    if ((result = start_adapter(run)) != 0) return result;
-    return build(run);
+    set_header(run.request, "PRMA");
+    std::int32_t result = start_parser(run);
+    if (result == 0) result = measure(run);
+    if (result == 0) result = make_entries(run);
+    if (result != 0 || !extract(run, result)) return result;
+    result = start_adapter(run);
+    return result == 0 ? build(run) : result;
 }
 
-// The array of entries is not freed: the adapter may still hold it.
+// The array of entries is not freed. The contract has it so.
 void clean_up(Run& run)
 {
     for (std::int32_t i = 0; i < run.entry_count; ++i) {
@@ -168,19 +167,21 @@ void clean_up(Run& run)
     }
     run.output.mode = run.request.mode;
     std::free(run.request.input);
-    if (run.build_failed) report(run, 2421, Adapter_FreeServiceDefinition(run.parse.pSvcDef));
+    if (!run.build_failed) return;
+    const std::int32_t result = Adapter_FreeServiceDefinition(run.parse.pSvcDef);
+    if (result != 0) report(run, 2421, result);
 }
 
 void trace_arguments(const Run& run)
 {
     const ParameterParse& parse = run.parse;
     trace::entry(run.scope, 2227,
-                 {parse.pParamString == nullptr ? trace::pointer("pParamString", nullptr)
-                                                : trace::narrow("pParamString", parse.pParamString),
-                  trace::integer("iParmStrBytes", parse.iParmStrBytes),
-                  trace::integer("iCodePage", parse.iCodePage), trace::byte("cDBMSType", parse.cDBMSType),
-                  trace::pointer("pSvcDef", parse.pSvcDef), trace::pointer("pSvcId", parse.pSvcId),
-                  trace::integer("iSvcIdBytes", parse.iSvcIdBytes)});
+                 parse.pParamString == nullptr ? trace::pointer("pParamString", nullptr)
+                                               : trace::narrow("pParamString", parse.pParamString),
+                 trace::integer("iParmStrBytes", parse.iParmStrBytes),
+                 trace::integer("iCodePage", parse.iCodePage), trace::byte("cDBMSType", parse.cDBMSType),
+                 trace::pointer("pSvcDef", parse.pSvcDef), trace::pointer("pSvcId", parse.pSvcId),
+                 trace::integer("iSvcIdBytes", parse.iSvcIdBytes));
 }
 
 } // namespace
@@ -188,9 +189,9 @@ void trace_arguments(const Run& run)
 std::int32_t parse_parameters(const ParameterParse& parse)
 {
     static trace::Block block;
-    Run run{parse, {}, nullptr, 0, {}, {}, false, {}};
-    if (const std::int32_t status = trace::open(run.scope, block, trace::parameter_parse)) return status;
-    if (trace::wants(run.scope, trace_mask_entry)) trace_arguments(run);
+    Run run{.parse = parse};
+    if (const std::int32_t status = trace::open(run.scope, block, trace::parse_parameters)) return status;
+    trace_arguments(run);
 
     // The message of a failure that no one has a text for.
     error_text[0] = 0;

@@ -20,9 +20,9 @@ struct ParameterParse {
     std::int32_t iSvcIdBytes;
 };
 
-// Code page of UTF-8, and the only type of database there is.
+// What iCodePage and cDBMSType are by contract: the code page of UTF-8, and a type of database.
 inline constexpr std::int32_t code_page_utf8 = 65001;
-inline constexpr char dbms_type_none = 'N';
+inline constexpr char dbms_type = 'N';
 
 // 0, the failing result of the engine, or -1, 7219, 7220, 7221 of the driver's own; after any of these
 // error_text says what is wrong. The status of the trace facility where no scope could be opened.

@@ -2,6 +2,7 @@
 
 #include "engine/parser.h"
 #include "frame/errors.h"
+#include "frame/header.h"
 #include "frame/trace.h"
 
 #include <cstddef>
@@ -24,9 +25,7 @@ ECBD* request_details()
     auto* details = static_cast<ECBD*>(std::malloc(static_cast<std::size_t>(size)));
     if (details == nullptr) return nullptr;
     std::memset(details, 0, static_cast<std::size_t>(size));
-    std::memcpy(details->eyeCatcher, "ECBD", 4);
-    details->version = record_version;
-    details->length = sizeof(ECBD);
+    set_header(*details, "ECBD");
     if (Parser_GetErrorInfo(details) == 0) return details;
     std::free(details);
     return nullptr;
@@ -53,14 +52,13 @@ void compose_parse_error_text(std::int32_t result)
 {
     static trace::Block block;
     trace::Scope scope;
-    if (trace::open(scope, block, trace::parse_error_text) != 0) return;
+    if (trace::open(scope, block, trace::compose_parse_error_text) != 0) return;
     trace::entry(scope, 2045, trace::integer("errCode", result));
 
-    if (!compose_details(result)) {
+    if (compose_details(result))
+        trace::data(scope, 2095, trace::wide("tempmsg", error_text));
+    else
         GetErrorText(static_cast<std::uint32_t>(result));
-    } else if (trace::wants_data(scope)) {
-        trace::data(scope, 2095, {trace::wide("tempmsg", error_text)});
-    }
 
     trace::close(scope, 2105);
 }

@@ -20,7 +20,7 @@ protected:
     ~CallTest() override { trace::close(call.scope, 1678); }
 
     trace::Block block{};
-    Call call{jvm.env(), nullptr, "Row.toC", 1678, 0, {}};
+    Call call{.env = jvm.env(), .self = nullptr, .native = "Row.toC", .exit_line = 1678};
 };
 
 TEST_F(CallTest, AFailureNamesTheNativeAndWhatIsWrong)

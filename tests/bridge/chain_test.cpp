@@ -48,14 +48,18 @@ protected:
 
     Call call_on(JNIEnv* env, jobject self) const
     {
-        Call call{env, self, "Parent.toC", 9, 0, {}};
+        Call call{.env = env, .self = self, .native = "Parent.toC", .exit_line = 9};
         call.scope.context = {};
         return call;
     }
 
-    chain::Children children_of(const char* name)
+    chain::Children children_of(const char* name, jfieldID field)
     {
-        return {name, &first, "Child.toC", cache.InitializationOperand.pointer};
+        return {.name = name,
+                .field = field,
+                .first = &first,
+                .native = "Child.toC",
+                .pointer = cache.InitializationOperand.pointer};
     }
 
     bool link_list(const std::string& spelling)
@@ -64,9 +68,10 @@ protected:
         make_stale();
         return jvm.run([&](JNIEnv* env) {
             Call call = call_on(env, parent);
-            chain::Children children = children_of("list");
-            return chain::read_list(call, cache.FrameworkDefinition.initializationOperands, children) &&
-                   chain::link_list(call, children);
+            const chain::Children children =
+                children_of("list", cache.FrameworkDefinition.initializationOperands);
+            chain::Container container;
+            return chain::read_list(call, children, container) && chain::link_list(call, children, container);
         });
     }
 
@@ -77,8 +82,10 @@ protected:
         make_stale();
         return jvm.run([&](JNIEnv* env) {
             Call call = call_on(env, row_set);
-            chain::Children children = children_of("array");
-            return chain::read_array(call, cache.RowSet.rows, children) && chain::link_array(call, children);
+            const chain::Children children = children_of("array", cache.RowSet.rows);
+            chain::Container container;
+            return chain::read_array(call, children, container) &&
+                   chain::link_array(call, children, container);
         });
     }
 
@@ -159,9 +166,11 @@ TEST_F(ChainTest, WhereThereIsNoListOrArrayThereIsNoChain)
         make_stale();
         EXPECT_FALSE(jvm.run([&](JNIEnv* env) {
             Call call = call_on(env, list ? parent : row_set);
-            chain::Children children = children_of("children");
-            return list ? chain::read_list(call, cache.FrameworkDefinition.initializationOperands, children)
-                        : chain::read_array(call, cache.RowSet.rows, children);
+            chain::Container container;
+            return list ? chain::read_list(
+                              call, children_of("children", cache.FrameworkDefinition.initializationOperands),
+                              container)
+                        : chain::read_array(call, children_of("children", cache.RowSet.rows), container);
         }));
         expect_thrown("Parent.toC: children is null");
         EXPECT_EQ(spelled(), "");
@@ -192,8 +201,9 @@ TEST_F(ChainTest, AListThatIsOnlyReadNeedsNoFirstPointer)
 {
     EXPECT_FALSE(jvm.run([&](JNIEnv* env) {
         Call call = call_on(env, parent);
-        chain::Children children{"list"};
-        return chain::read_list(call, cache.FrameworkDefinition.initializationOperands, children);
+        chain::Container container;
+        return chain::read_list(
+            call, {.name = "list", .field = cache.FrameworkDefinition.initializationOperands}, container);
     }));
     expect_thrown("Parent.toC: list is null");
 }

@@ -297,6 +297,16 @@ TEST_P(FailingLookupTest, Init0StopsThereWithTheJvmsOwnException)
     EXPECT_EQ(jvm.take_exception(), expected_exception());
 }
 
+TEST_P(FailingLookupTest, EveryFieldAndMethodIdIsForgotten)
+{
+    init();
+    remove();
+    init();
+    jvm.take_exception();
+    for (const Lookup& each : lookups()) EXPECT_TRUE(is_class(each) || *each.slot == nullptr) << each.member;
+    EXPECT_TRUE(cache.failed);
+}
+
 TEST_P(FailingLookupTest, NativesTakeTheCacheForUnfilled)
 {
     remove();

@@ -53,11 +53,26 @@ TEST_F(ThrowTest, GivesWhatThrowGave)
     EXPECT_EQ(jvm.take_exception(), std::nullopt);
 }
 
-TEST_F(ThrowTest, WithoutAStringTheJvmsOwnExceptionSurfaces)
+TEST_F(ThrowTest, WithoutAStringTheExceptionHasTheCodeAndNoMessage)
 {
+    jvm.may_run_pending = {"NewObject", "Throw"};
+    for (const char* pending : {"java/lang/OutOfMemoryError", static_cast<const char*>(nullptr)}) {
+        log.clear();
+        jvm.fail({.function = "NewStringUTF", .exception = pending});
+        EXPECT_EQ(jvm.run(ThrowVELKException, "x", -7), 0);
+        EXPECT_EQ(log, (CallLog{"NewStringUTF x", "NewObject VELKException", "DeleteLocalRef null",
+                                "Throw VELKException"}));
+        EXPECT_EQ(jvm.take_exception(), velk_exception(std::nullopt, -7));
+    }
+}
+
+TEST_F(ThrowTest, WithNeitherAStringNorAnExceptionObjectNothingIsThrown)
+{
+    jvm.may_run_pending = {"NewObject"};
     jvm.fail({.function = "NewStringUTF"});
+    jvm.fail({.function = "NewObject", .exception = nullptr});
     EXPECT_EQ(jvm.run(ThrowVELKException, "x", 1), 0);
-    EXPECT_EQ(log, CallLog{"NewStringUTF x"});
+    EXPECT_EQ(log, (CallLog{"NewStringUTF x", "NewObject VELKException", "DeleteLocalRef null"}));
     EXPECT_EQ(jvm.take_exception()->class_name, "java/lang/OutOfMemoryError");
 }
 
@@ -76,6 +91,32 @@ TEST_F(ThrowTest, BeforeInit0AnIllegalStateExceptionSaysWhatIsMissing)
     EXPECT_EQ(jvm.run(ThrowVELKException, "Provider_Term failed", -4), 0);
     EXPECT_EQ(jvm.take_exception(), (Thrown{"java/lang/IllegalStateException",
                                             "VELK.init0 has not run: Provider_Term failed (-4)", 0}));
+}
+
+TEST_F(ThrowTest, AfterAFailedInit0AnIllegalStateExceptionSaysThatItFailed)
+{
+    const jobject velk = jvm.object(velk_class);
+    jvm.may_leave = {"class IllegalStateException"};
+    jvm.fail({.function = "GetFieldID"});
+    jvm.run(Java_com_brel_sorn_velk_VELK_init0, velk);
+    jvm.take_exception();
+    jvm.accept_globals();
+    EXPECT_EQ(jvm.run(ThrowVELKException, "Provider_Term failed", -4), 0);
+    EXPECT_EQ(jvm.take_exception(), (Thrown{"java/lang/IllegalStateException",
+                                            "VELK.init0 has failed: Provider_Term failed (-4)", 0}));
+    jvm.run(Java_com_brel_sorn_velk_VELK_init0, velk); // succeeds
+    jvm.accept_globals();
+    jvm.run(ThrowVELKException, "Provider_Term failed", -4);
+    EXPECT_EQ(jvm.take_exception(), velk_exception("Provider_Term failed", -4));
+}
+
+TEST_F(ThrowTest, WhereTheIllegalStateExceptionCannotBeMadeTheJvmsOwnSurfaces)
+{
+    unload();
+    jvm.fail({.function = "FindClass"});
+    EXPECT_EQ(jvm.run(ThrowVELKException, "x", 1), 0);
+    EXPECT_EQ(log, CallLog{"FindClass java/lang/IllegalStateException"});
+    EXPECT_EQ(jvm.take_exception()->class_name, "java/lang/OutOfMemoryError");
 }
 
 class ErrorTextTest : public BridgeTest {
@@ -372,7 +413,7 @@ TEST_F(EngineFailureTest, WithoutAnyTextSinceLoadTheMessageIsEmpty)
 TEST_F(EngineFailureTest, WithoutATraceScopeForTheTextTheFormerOneIsThrown)
 {
     set_error_text(u"former");
-    engine.trace_of[trace::error_text] = {.begin_status = 3};
+    engine.trace_of[trace::GetErrorText] = {.begin_status = 3};
     throw_failure(7);
     EXPECT_EQ(jvm.take_exception(), velk_exception("former", 7));
 }

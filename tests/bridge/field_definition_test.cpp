@@ -510,24 +510,23 @@ TEST_F(FieldDefinitionTest, WithoutBothTextsOrTheirBlockTheNameStaysUnchanged)
     }
 }
 
-TEST_F(FieldDefinitionTest, ANameThatIsNotWhereItsEncodingSaysThrows)
+TEST_F(FieldDefinitionTest, ANameThatIsNotWhereItsEncodingSaysReadsAsEmpty)
 {
-    FLDA* made = bind_wide_name(u"wide");
-    made->nameEncoding = 'M';
-    EXPECT_EQ(jvm.run(to_java, self), 0);
-    expect_throw_at_the_end(
-        1462, "FieldDefinition.toJava: the record says that its name is UTF-8 text, but has none");
-    EXPECT_EQ(name(), u"abc");
-    made->nameEncoding = 'W';
-    jvm.run(free_record, self);
-
-    made = bind_utf8_name("utf8");
-    made->nameEncoding = 'W';
-    EXPECT_EQ(jvm.run(to_java, self), 0);
-    expect_throw_at_the_end(
-        1462, "FieldDefinition.toJava: the record says that its name is 16-bit text, but has none");
-    EXPECT_EQ(name(), u"abc");
-    made->nameEncoding = 'M';
+    for (const std::uint8_t flag : conversion_flags) {
+        wide_conversion = flag;
+        for (const char encoding : {'W', 'M'}) {
+            FLDA* made = encoding == 'M' ? bind_wide_name(u"wide") : bind_utf8_name("utf8");
+            const char owned = std::exchange(made->nameEncoding, encoding);
+            set_name(u"old");
+            log.clear();
+            EXPECT_EQ(jvm.run(to_java, self), 0);
+            EXPECT_EQ(name(), u"");
+            EXPECT_EQ(without_trace(log), joined({back_calls, give_calls(0)}));
+            EXPECT_TRUE(engine.records.empty());
+            made->nameEncoding = owned;
+            jvm.run(free_record, self);
+        }
+    }
 }
 
 TEST_F(FieldDefinitionTest, WhatToCStoredComesBack)
@@ -630,6 +629,24 @@ TEST_F(FieldDefinitionTest, AStringThatCannotBeMadeStopsToJavaAndKeepsNothing)
     EXPECT_EQ(heap.sizes(), held);
 }
 
+TEST_F(FieldDefinitionTest, ALengthOfTheWholeAreaIsTaken)
+{
+    engine.trace.mask = trace_mask_data;
+    for (const std::size_t size : {4U, 300U}) {
+        bind_utf8_name(std::string(size, 'm'));
+        engine.Cnv_Utf8ToUtf16 = [=](char16_t* to, auto, auto, auto, std::int64_t* length) {
+            for (std::size_t i = 0; i <= size; ++i) to[i] = u'x';
+            *length = static_cast<std::int64_t>(size + 1);
+            return 0;
+        };
+        EXPECT_EQ(jvm.run(to_java, self), 0);
+        EXPECT_EQ(name(), std::u16string(size + 1, u'x'));
+        EXPECT_EQ(engine.records.back().items.at(5),
+                  wide_item("jColumnNameChars", std::u16string(size + 1, u'x')));
+        jvm.run(free_record, self);
+    }
+}
+
 TEST_F(FieldDefinitionTest, ALengthThatDoesNotFitTheAreaThrows)
 {
     bind_utf8_name(std::string(300, 'm'));
@@ -641,7 +658,7 @@ TEST_F(FieldDefinitionTest, ALengthThatDoesNotFitTheAreaThrows)
         };
         EXPECT_EQ(jvm.run(to_java, self), 0);
         expect_throw_at_the_end(1462, "FieldDefinition.toJava: the engine's conversion reported " +
-                                          std::to_string(reported) + " units for a buffer of 300");
+                                          std::to_string(reported) + " units for an area of 301");
         EXPECT_EQ(name(), u"abc");
         EXPECT_EQ(heap.sizes(), held);
     }

@@ -488,6 +488,26 @@ TEST_F(FieldTest, ABufferOfOneUnitTakesNoCharacter)
     EXPECT_EQ(buffer(), Bytes(3));
 }
 
+TEST_F(FieldTest, ABufferOfTwoBytesIsFilledByAPlainCopyWhereTheFlagIsClear)
+{
+    for (const jint id : {4, 5, 6}) {
+        for (const char16_t* text : {u"", u"a", u"abc"}) {
+            SCOPED_TRACE(id);
+            free();
+            set(id, 2, jvm.string(text));
+            log.clear();
+            EXPECT_EQ(to_c(), 0);
+            EXPECT_EQ(buffer(), Bytes(2));
+            EXPECT_EQ(without_trace(log),
+                      (CallLog{"GetLongField Field.pointer", "SetLongField Field.pointer",
+                               "GetIntField Field.id", "GetIntField Field.sourceSize",
+                               "GetObjectField Field.source", "IsInstanceOf source String",
+                               "GetStringLength source", "GetStringChars source", "ReleaseStringChars source",
+                               "DeleteLocalRef source", "GetIntField Field.errorCode"}));
+        }
+    }
+}
+
 // toC: buffers that can take no text at all.
 
 struct Refusal {
@@ -669,13 +689,19 @@ TEST_F(FieldTest, ToCReturnsWhatAFailedThrowReturned)
 
 TEST_F(FieldTest, WhereTheExceptionCannotBeMadeTheJvmsOwnSurfaces)
 {
-    for (const char* function : {"NewStringUTF", "NewObject"}) {
-        SCOPED_TRACE(function);
-        set(6, 0, jvm.string(u"abc"));
-        jvm.fail({.function = function});
-        EXPECT_EQ(to_c(), 0);
-        EXPECT_EQ(jvm.take_exception()->class_name, "java/lang/OutOfMemoryError");
-    }
+    set(6, 0, jvm.string(u"abc"));
+    jvm.fail({.function = "NewObject"});
+    EXPECT_EQ(to_c(), 0);
+    EXPECT_EQ(jvm.take_exception()->class_name, "java/lang/OutOfMemoryError");
+}
+
+TEST_F(FieldTest, WhereTheMessageCannotBeMadeTheExceptionHasNone)
+{
+    set(6, 0, jvm.string(u"abc"));
+    jvm.may_run_pending = {"NewObject", "Throw"};
+    jvm.fail({.function = "NewStringUTF"});
+    EXPECT_EQ(to_c(), 0);
+    EXPECT_EQ(jvm.take_exception(), velk_exception(std::nullopt, -1));
 }
 
 // toJava: the value.
@@ -1084,7 +1110,7 @@ TEST_F(FieldTest, WhereTheTextsScopeDoesNotOpenItsStatusIsNotTakenForText)
         jvm.set_object(field, "errorMessage", before);
         send(6, 10, u"abc");
         record()->errorCode = 7501;
-        refuse_scope(trace::error_text, status);
+        refuse_scope(trace::GetErrorText, status);
         EXPECT_EQ(to_java(), 0);
         EXPECT_EQ(message(), before);
         EXPECT_EQ(std::count(log.begin(), log.end(), "Provider_GetErrorMessage 7501"), 0);

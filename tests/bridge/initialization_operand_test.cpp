@@ -720,6 +720,22 @@ TEST_F(InitializationOperandTest, AValueOfSizeZeroIsConvertedLikeAnyOther)
               joined({back_calls, {"Cnv_WideToUtf16 length 0 capacity 0"}, give_calls(0, "sValue")}));
 }
 
+TEST_F(InitializationOperandTest, AUtf8ValueOfSizeZeroIsConvertedLikeAnyOther)
+{
+    OPRA* made = bind_engine_record();
+    put_utf8_value(made, "text");
+    made->valueSize = 0;
+    for (const std::uint8_t flag : conversion_flags) {
+        wide_conversion = flag;
+        set_value(u"old");
+        log.clear();
+        EXPECT_EQ(jvm.run(to_java, self), 0);
+        EXPECT_EQ(value(), u"");
+        EXPECT_EQ(without_trace(log),
+                  joined({back_calls, {"Cnv_Utf8ToUtf16 length 0 capacity 0"}, give_calls(0, "sValue")}));
+    }
+}
+
 TEST_F(InitializationOperandTest, HalfAUnitAtTheEndOfAWideTextIsNotRead)
 {
     OPRA* made = bind_engine_record();
@@ -879,6 +895,24 @@ TEST_F(InitializationOperandTest, AStringThatCannotBeMadeStopsToJava)
     EXPECT_TRUE(engine.records.empty());
 }
 
+TEST_F(InitializationOperandTest, ALengthOfTheWholeAreaIsTaken)
+{
+    engine.trace.mask = trace_mask_data;
+    OPRA* made = bind_engine_record();
+    put_utf8_name(made, "name");
+    put_utf8_value(made, std::string(300, 'm'));
+    engine.Cnv_Utf8ToUtf16 = [](char16_t* to, std::int64_t capacity, auto, auto, std::int64_t* length) {
+        for (std::int64_t i = 0; i <= capacity; ++i) to[i] = u'x';
+        *length = capacity + 1;
+        return 0;
+    };
+    EXPECT_EQ(jvm.run(to_java, self), 0);
+    EXPECT_EQ(name(), u"xxxxx");
+    EXPECT_EQ(value(), std::u16string(301, u'x'));
+    EXPECT_EQ(engine.records.at(1).items.at(0), wide_item("jParameterNameCh", u"xxxxx"));
+    EXPECT_EQ(engine.records.at(2).items.at(0), wide_item("jSValueChars", std::u16string(301, u'x')));
+}
+
 TEST_F(InitializationOperandTest, ALengthThatDoesNotFitTheAreaThrows)
 {
     OPRA* made = bind_engine_record();
@@ -892,7 +926,7 @@ TEST_F(InitializationOperandTest, ALengthThatDoesNotFitTheAreaThrows)
         };
         EXPECT_EQ(jvm.run(to_java, self), 0);
         expect_throw_at_the_end(1243, "InitializationOperand.toJava: the engine's conversion reported " +
-                                          std::to_string(reported) + " units for a buffer of 300");
+                                          std::to_string(reported) + " units for an area of 301");
         EXPECT_EQ(name(), u"old");
         EXPECT_EQ(heap.sizes(), held);
     }

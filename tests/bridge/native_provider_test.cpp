@@ -185,7 +185,7 @@ TEST_F(InitializeProviderTest, AFailureThrowsTheEnginesTextAndReturnsNoHandle)
 TEST_F(InitializeProviderTest, AFailureIsReportedOnce)
 {
     engine.trace.mask = trace_mask_entry;
-    engine.trace_of[trace::error_text] = {};
+    engine.trace_of[trace::GetErrorText] = {};
     engine.Provider_Init = [](auto...) { return 5; };
     initialize(id, service);
     EXPECT_EQ(jvm.take_exception(), velk_exception(":\n\n", 5));
@@ -375,7 +375,7 @@ TEST_F(ServiceProviderTest, AFailureThrowsTheEnginesText)
 TEST_F(ServiceProviderTest, AFailureIsReportedOnceAndMinusTwoLikeAnyOther)
 {
     engine.trace.mask = trace_mask_entry;
-    engine.trace_of[trace::error_text] = {};
+    engine.trace_of[trace::GetErrorText] = {};
     engine.Provider_Service = [](auto...) { return -2; };
     EXPECT_EQ(serve(1, service, row_set), 0);
     EXPECT_EQ(jvm.take_exception(), velk_exception(":\n\n", -2));

@@ -47,8 +47,8 @@ public:
     void trace_driver_alone()
     {
         engine.trace.mask = trace_all;
-        engine.trace_of[trace::parse_error_text] = {};
-        engine.trace_of[trace::error_text] = {};
+        engine.trace_of[trace::compose_parse_error_text] = {};
+        engine.trace_of[trace::GetErrorText] = {};
     }
 
     Bytes service_bytes() const { return Bytes::of(service); }
@@ -640,7 +640,7 @@ TEST_P(EachFailurePoint, GetsTheEnginesTextForItsCode)
 
 TEST_P(EachFailurePoint, EndsTheSameWithoutAScopeForItsText)
 {
-    engine.trace_of[trace::parse_error_text] = {.begin_status = 3};
+    engine.trace_of[trace::compose_parse_error_text] = {.begin_status = 3};
     EXPECT_EQ(fail(), GetParam().code);
     EXPECT_EQ(without_trace(log), joined({GetParam().calls, GetParam().release}));
     EXPECT_EQ(std::u16string(error_text), default_error);
@@ -1035,7 +1035,7 @@ TEST_F(ParameterParseTest, TheDefaultTextStandsBeforeTheFirstLibraryCall)
 TEST_F(ParameterParseTest, WithoutAScopeForTheEnginesTextTheDefaultOneStays)
 {
     engine.message = {0, u"heading", u"", u""};
-    engine.trace_of[trace::error_text] = {.begin_status = 3};
+    engine.trace_of[trace::GetErrorText] = {.begin_status = 3};
     engine.Parser_Init = [] { return 301; };
     EXPECT_EQ(parse(), 301);
     EXPECT_EQ(std::u16string(error_text), default_error);

@@ -311,8 +311,8 @@ TEST_F(ParseErrorTextTest, WithoutAnyTextTheFormerOneStays)
 TEST_F(ParseErrorTextTest, WithoutAScopeForTheEnginesTextTheFormerOneStaysAndTheOuterScopeEnds)
 {
     engine.Parser_FormatErrorText = [](EMSG*) { return 7; };
-    refuse_scope(trace::error_text, 3);
-    engine.trace_of[trace::parse_error_text] = {.mask = trace_all};
+    refuse_scope(trace::GetErrorText, 3);
+    engine.trace_of[trace::compose_parse_error_text] = {.mask = trace_all};
     EXPECT_EQ(composed(), u"former");
     EXPECT_EQ(engine.records, (std::vector{entry_record(0xC081E, 2045, {integer_item("errCode", result)}),
                                            exit_record(0xC081E, 2105)}));
@@ -320,7 +320,7 @@ TEST_F(ParseErrorTextTest, WithoutAScopeForTheEnginesTextTheFormerOneStaysAndThe
 
 TEST_F(ParseErrorTextTest, WithoutAScopeNothingIsAskedAndTheFormerTextStays)
 {
-    refuse_scope(trace::parse_error_text, -3);
+    refuse_scope(trace::compose_parse_error_text, -3);
     EXPECT_EQ(composed(), u"former");
     EXPECT_EQ(log, (CallLog{"Provider_TraceRegister C081E", "Provider_TraceBegin C081E"}));
     EXPECT_EQ(heap.made(), 0U);

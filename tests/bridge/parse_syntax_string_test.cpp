@@ -131,7 +131,7 @@ TEST_F(ParseSyntaxStringTest, IsTracedAsTheFacilityWantsIt)
     for (const TraceSetting& setting : trace_settings()) {
         SCOPED_TRACE(setting.name);
         engine.trace = setting.answers;
-        engine.trace_of[trace::parameter_parse] = {.mask = 0}; // the driver's has tests of its own
+        engine.trace_of[trace::parse_parameters] = {.mask = 0}; // the driver's has tests of its own
         engine.records.clear();
         log.clear();
         EXPECT_EQ(parse(u"a=\u00E9"), 0);
@@ -162,7 +162,7 @@ TEST_F(ParseSyntaxStringTest, TheTextIsTracedBeforeItsCharactersAreReleasedAndTh
 
 TEST_F(ParseSyntaxStringTest, AnEmptyStringNeedsNoMemoryAndIsHandedOverWithLength0)
 {
-    engine.trace_of[trace::parameter_parse] = {.mask = trace_mask_entry};
+    engine.trace_of[trace::parse_parameters] = {.mask = trace_mask_entry};
     EXPECT_EQ(parse(u""), 0);
     EXPECT_EQ(jvm.take_exception(), velk_exception(default_error_utf8, -1));
     EXPECT_EQ(calls("Cnv_Utf16ToUtf8 length 0 capacity 0"), 1);
@@ -364,7 +364,7 @@ TEST_F(ParseSyntaxStringTest, AFailureThrowsTheErrorTextAndTheResultAndLeavesThe
 {
     engine.trace.mask = trace_mask_entry;
     for (const trace::Function function :
-         {trace::parameter_parse, trace::parse_error_text, trace::error_text})
+         {trace::parse_parameters, trace::compose_parse_error_text, trace::GetErrorText})
         engine.trace_of[function] = {};
     engine.message = {0, u"heading", u"d\u00E9tail", u"trailing"};
     auto* former = foreign_record<SVCA>(0x22);
@@ -434,15 +434,16 @@ TEST_F(ParseSyntaxStringTest, AFailureReturns0WhateverThrowGave)
     fail_the_sizing(302);
     jvm.fail({.function = "Throw", .exception = nullptr, .result = -6});
     EXPECT_EQ(parse(), 0);
+    engine.Parser_ParseParameters = nullptr;
     jvm.fail({.function = "Throw", .exception = nullptr, .result = -6});
     EXPECT_EQ(parse(jvm.string(u"a=b"), nullptr), 0);
-    expect_kept({40});
+    expect_kept({40, 40, 0});
 }
 
 TEST_F(ParseSyntaxStringTest, WithoutAScopeForTheDriverItsStatusIsThrownWithTheFormerText)
 {
     set_error_text(u"former text");
-    refuse_scope(trace::parameter_parse, 55);
+    refuse_scope(trace::parse_parameters, 55);
     EXPECT_EQ(parse(), 0);
     EXPECT_EQ(jvm.take_exception(), velk_exception("former text", 55));
     EXPECT_EQ(engine.records, std::vector{return_code_record(0xC0802, 351, 55)});
@@ -467,23 +468,57 @@ TEST_F(ParseSyntaxStringTest, ANullStringIsTracedAsNullAndRefusedByTheDriver)
     expect_kept({40});
 }
 
-TEST_F(ParseSyntaxStringTest, ANullTargetThrowsBeforeAnythingIsParsed)
+TEST_F(ParseSyntaxStringTest, ANullTargetOfAGoodStringThrowsOnceTheDriverHasSucceeded)
 {
     engine.trace.mask = trace_all;
+    engine.trace_of[trace::parse_parameters] = {.mask = 0};
     const char* const message = "VELK.parseVELKSyntaxString: the service definition is null";
     EXPECT_EQ(parse(jvm.string(u"a=b"), nullptr), 0);
     EXPECT_EQ(jvm.take_exception(), velk_exception(message, -1));
-    EXPECT_EQ(without_trace(log), throw_calls(message));
-    EXPECT_EQ(engine.records, (std::vector{entry_record(0xC0802, 305, {pointer_item("env", jvm.env())}),
-                                           return_code_record(0xC0802, 382, -1), exit_record(0xC0802, 382)}));
-    EXPECT_EQ(heap.made(), 0U);
+    EXPECT_EQ(without_trace(log), joined({read_calls, drive_calls, throw_calls(message)}));
+    EXPECT_EQ(engine.records,
+              (std::vector{entry_record(0xC0802, 305, {pointer_item("env", jvm.env())}),
+                           data_record(0xC0802, 327, {narrow_item("velkMaskingString", "a=b")}),
+                           return_code_record(0xC0802, 382, -1), exit_record(0xC0802, 382)}));
+    expect_kept({40, 128}); // the new record is neither stored nor freed
 }
 
-TEST_F(ParseSyntaxStringTest, WithNeitherStringNorTargetItIsTheTargetThatIsMissing)
+TEST_F(ParseSyntaxStringTest, AWrongStringThrowsTheParsersMessageWhateverTheTarget)
+{
+    engine.message = {0, u"heading", u"detail", u"trailing"};
+    fail_the_sizing(302);
+    EXPECT_EQ(parse(jvm.string(u"a=b"), nullptr), 0);
+    EXPECT_EQ(jvm.take_exception(), velk_exception("heading:\ndetail\ntrailing", 302));
+    EXPECT_EQ(without_trace(log), joined({read_calls,
+                                          {"Parser_Init", "Parser_ParseParameters sizing"},
+                                          fallback_calls(302),
+                                          message_calls(24, "heading:\ndetail\ntrailing")}));
+    EXPECT_EQ(engine.records,
+              (std::vector{return_code_record(0xC0820, 2292, 302), return_code_record(0xC0820, 2427, 302),
+                           return_code_record(0xC0802, 351, 302)}));
+    expect_kept({40});
+}
+
+TEST_F(ParseSyntaxStringTest, WithNeitherStringNorTargetTheDriverRefusesTheString)
 {
     parse(nullptr, nullptr);
+    EXPECT_EQ(jvm.take_exception(), velk_exception(default_error_utf8, -1));
+    EXPECT_EQ(engine.records,
+              (std::vector{return_code_record(0xC0820, 2250, -1), return_code_record(0xC0820, 2427, -1),
+                           return_code_record(0xC0802, 351, -1)}));
+    expect_kept({40});
+}
+
+TEST_F(ParseSyntaxStringTest, ANullTargetOfAFlaggedRunThrowsToo)
+{
+    extract_by([](PRMA* request) {
+        request->failed = 1;
+        return 0;
+    });
+    EXPECT_EQ(parse(jvm.string(u"a=b"), nullptr), 0);
     EXPECT_EQ(jvm.take_exception(),
               velk_exception("VELK.parseVELKSyntaxString: the service definition is null", -1));
+    expect_kept({40, 128});
 }
 
 TEST_F(ParseSyntaxStringTest, WithoutMemoryForTheTextItThrows)
@@ -570,12 +605,13 @@ TEST_F(ParseSyntaxStringTest, WithoutTheCharactersTheJvmsOwnExceptionSurfacesAnd
     expect_untouched();
 }
 
-TEST_F(ParseSyntaxStringTest, WithoutAStringForTheMessageTheJvmsOwnExceptionSurfaces)
+TEST_F(ParseSyntaxStringTest, WithoutAStringForTheMessageTheResultIsThrownAlone)
 {
     fail_the_sizing(302);
+    jvm.may_run_pending = {"NewObject", "Throw"};
     jvm.fail({.function = "NewStringUTF"});
     EXPECT_EQ(parse(), 0);
-    EXPECT_EQ(jvm.take_exception()->class_name, "java/lang/OutOfMemoryError");
+    EXPECT_EQ(jvm.take_exception(), velk_exception(std::nullopt, 302));
     expect_untouched();
     expect_kept({40});
 }

@@ -2,6 +2,7 @@
 
 #include "bridge/definitions.h"
 #include "marshal/record.h"
+#include "records/rowdata.h"
 
 namespace velk::test {
 
@@ -9,12 +10,12 @@ namespace {
 
 class RecordTest : public DefinitionTest {
 protected:
-    void* bind(const record::Layout& layout)
+    template <class Record> Record* bind(const char (&eye_catcher)[5])
     {
         return jvm.run([&](JNIEnv* env) {
-            Call call{env, self, "FieldDefinition.toC", 9, 0, {}};
+            Call call{.env = env, .self = self, .native = "FieldDefinition.toC", .exit_line = 9};
             call.scope.context = {};
-            return record::bind(call, cache.FieldDefinition.pointer, layout);
+            return record::bind<Record>(call, cache.FieldDefinition.pointer, eye_catcher);
         });
     }
 
@@ -45,19 +46,19 @@ TEST_F(RecordTest, AFailedAllocationIsNull)
     EXPECT_EQ(record::allocate(8), nullptr);
 }
 
-TEST_F(RecordTest, TheHeaderOfANewRecordStandsWhereTheLayoutSays)
+TEST_F(RecordTest, TheHeaderOfANewRecordStandsWhereItsTypeHasIt)
 {
-    EXPECT_EQ(bytes_of(bind({"ABCD", 0, 24}), 24), Image(24).header(0, "ABCD").bytes);
+    EXPECT_EQ(bytes_of(bind<RWST>("ABCD"), 24), Image(24).header(0, "ABCD").bytes);
     release();
-    EXPECT_EQ(bytes_of(bind({"WXYZ", 8, 48}), 48), Image(48).header(8, "WXYZ").bytes);
+    EXPECT_EQ(bytes_of(bind<OPRA>("WXYZ"), 48), Image(48).header(8, "WXYZ").bytes);
     release();
 }
 
 TEST_F(RecordTest, ABoundRecordIsFoundAgainAsItStands)
 {
-    void* made = bind({"ABCD", 0, 24});
+    void* made = bind<RWST>("ABCD");
     std::memset(made, 0x44, 24);
-    EXPECT_EQ(bind({"WXYZ", 8, 48}), made);
+    EXPECT_EQ(static_cast<void*>(bind<OPRA>("WXYZ")), made);
     EXPECT_EQ(bytes_of(made, 24), Bytes(24, 0x44));
     EXPECT_EQ(jvm.record<void>(self), made);
     release();
@@ -66,14 +67,14 @@ TEST_F(RecordTest, ABoundRecordIsFoundAgainAsItStands)
 TEST_F(RecordTest, WithoutMemoryNothingIsBound)
 {
     heap.fail(1);
-    EXPECT_EQ(bind({"ABCD", 0, 24}), nullptr);
+    EXPECT_EQ(bind<RWST>("ABCD"), nullptr);
     expect_thrown("FieldDefinition.toC: out of memory for the ABCD record");
     EXPECT_EQ(jvm.get_long(self, "pointer"), 0);
 }
 
 TEST_F(RecordTest, ReleaseFreesTheRecordOnce)
 {
-    bind({"ABCD", 0, 24});
+    bind<RWST>("ABCD");
     release();
     EXPECT_EQ(jvm.get_long(self, "pointer"), 0);
     release();

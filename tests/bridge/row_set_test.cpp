@@ -253,8 +253,10 @@ TEST_F(RowSetTest, NothingStaleHangsFromAChainThatCouldNotBeCompleted)
             set_rows(3);
             to_c();
             obstacle.put(jvm, row_set, rows, i);
+            record()->rowCount = 99;
             to_c();
             EXPECT_TRUE(jvm.take_exception().has_value());
+            EXPECT_EQ(record()->rowCount, 3); // Java's, so that an engine refuses the shorter chain
             EXPECT_EQ(record()->firstRow, i == 0 ? nullptr : &records[0]);
             for (int linked = 0; linked < i; ++linked) {
                 const auto index = static_cast<std::size_t>(linked);
@@ -323,13 +325,10 @@ TEST_F(RowSetTest, ToCReturnsWhatAFailedThrowReturned)
 
 TEST_F(RowSetTest, WhereTheExceptionCannotBeMadeTheJvmsOwnSurfaces)
 {
-    for (const char* function : {"NewStringUTF", "NewObject"}) {
-        SCOPED_TRACE(function);
-        jvm.set_object(row_set, "rows", nullptr);
-        jvm.fail({.function = function});
-        EXPECT_EQ(to_c(), 0);
-        EXPECT_EQ(jvm.take_exception()->class_name, "java/lang/OutOfMemoryError");
-    }
+    jvm.set_object(row_set, "rows", nullptr);
+    jvm.fail({.function = "NewObject"});
+    EXPECT_EQ(to_c(), 0);
+    EXPECT_EQ(jvm.take_exception()->class_name, "java/lang/OutOfMemoryError");
 }
 
 // toJava and free.

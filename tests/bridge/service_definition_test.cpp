@@ -287,6 +287,8 @@ TEST_F(ServiceDefinitionTest, ANullElementThrowsNamingItsListAndIndex)
     expect_throws(to_c, 849, "ServiceDefinition.toC: fieldDefinitions[0] is null");
     set_lists({operand}, {field, nullptr, field});
     expect_throws(to_c, 849, "ServiceDefinition.toC: fieldDefinitions[1] is null");
+    EXPECT_EQ(record()->operandCount, 1);
+    EXPECT_EQ(record()->fieldCount, 3); // Java's, so that an engine refuses the shorter chain
 }
 
 TEST_F(ServiceDefinitionTest, ToCOfANullListThrows)
@@ -404,6 +406,18 @@ TEST_F(ServiceDefinitionTest, ToJavaClearsTheFlagToo)
     jvm.set_boolean(self, "copyToDestination", true);
     jvm.run(to_java, self);
     EXPECT_FALSE(jvm.get_boolean(self, "copyToDestination"));
+}
+
+TEST_F(ServiceDefinitionTest, ToJavaReadsAnyByteButZeroAsTrue)
+{
+    SVCA* made = bind_engine_record(0, 0);
+    for (const int byte : {2, 0x80, 0xFF}) {
+        SCOPED_TRACE(byte);
+        jvm.set_boolean(self, "copyToDestination", false);
+        made->copyToDestination = static_cast<std::uint8_t>(byte);
+        EXPECT_EQ(jvm.run(to_java, self), 0);
+        EXPECT_TRUE(jvm.get_boolean(self, "copyToDestination"));
+    }
 }
 
 TEST_F(ServiceDefinitionTest, ToJavaWalksTheChainAndNotTheCounts)

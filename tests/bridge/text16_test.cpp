@@ -69,6 +69,52 @@ TEST(Text16LimitedLength, OfNothingIsNothing)
     EXPECT_EQ(length(nullptr, 0), 0U);
 }
 
+// What is copied up to a limit, from memory of exactly that size into such memory, guard units around it.
+void expect_text_copied(const std::u16string& source, std::size_t expected)
+{
+    at_each_alignment(source, [&](char16_t* text) {
+        std::u16string memory(source.size() + 2, u'#');
+        std::vector<char16_t> exact(source.size());
+        EXPECT_EQ(copy_text(memory.data() + 1, text, source.size()), expected);
+        EXPECT_EQ(memory,
+                  u'#' + source.substr(0, expected) + std::u16string(source.size() - expected + 1, u'#'));
+        EXPECT_EQ(copy_text(exact.data(), text, source.size()),
+                  expected); // a sanitizer sees what is too much
+    });
+}
+
+std::u16string different_units(std::size_t count)
+{
+    std::u16string units;
+    for (std::size_t i = 0; i < count; ++i) units += static_cast<char16_t>(u'\u00FF' + i);
+    return units;
+}
+
+TEST(Text16CopyText, CopiesEveryUnitUpToTheLimit)
+{
+    for (std::size_t limit = 1; limit <= longest; ++limit) expect_text_copied(different_units(limit), limit);
+}
+
+TEST(Text16CopyText, StopsAtTheFirstZeroUnitWhereverItStands)
+{
+    for (std::size_t zero = 0; zero < longest; ++zero) {
+        std::u16string units = different_units(longest);
+        units[zero] = 0;
+        units[longest - 1] = 0;
+        expect_text_copied(units, zero);
+    }
+}
+
+TEST(Text16CopyText, CopiesNoUnitBehindALimitThatIsWithinTheText)
+{
+    const std::u16string source = different_units(longest);
+    for (std::size_t limit = 0; limit < longest; ++limit) {
+        std::u16string memory(longest, u'#');
+        EXPECT_EQ(copy_text(memory.data(), source.data(), limit), limit);
+        EXPECT_EQ(memory, source.substr(0, limit) + std::u16string(longest - limit, u'#'));
+    }
+}
+
 // The destination as it is after a copy, the guard units around it with it.
 std::u16string copied(const std::u16string& source, std::size_t count)
 {

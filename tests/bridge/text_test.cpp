@@ -20,7 +20,7 @@ protected:
     template <class Work> auto run(Work work)
     {
         return jvm.run([&](JNIEnv* env) {
-            Call call{env, self, "Class.native", 9, 0, {}};
+            Call call{.env = env, .self = self, .native = "Class.native", .exit_line = 9};
             call.scope.context = {};
             return work(call);
         });
@@ -111,9 +111,21 @@ TEST_F(TextTest, EachKindOfTextIsReadByItsOwnConversion)
                        "Cnv_Utf8ToUtf16 length 2 capacity 2"}));
 }
 
+TEST_F(TextTest, ALengthUpToTheTerminatorIsBelieved)
+{
+    for (const std::int64_t reported : {0, 4, 5}) {
+        engine.Cnv_Utf8ToUtf16 = [=](char16_t* to, auto, auto, auto, std::int64_t* length) {
+            std::u16string_view(u"abcde").copy(to, 5);
+            *length = reported;
+            return 0;
+        };
+        EXPECT_EQ(read({nullptr, "text", 4}), std::u16string(u"abcde", static_cast<std::size_t>(reported)));
+    }
+}
+
 TEST_F(TextTest, ALengthBeyondTheBufferIsNotBelieved)
 {
-    for (const std::int64_t reported : {std::int64_t{-1}, std::int64_t{5}, INT64_MAX, INT64_MIN}) {
+    for (const std::int64_t reported : {std::int64_t{-1}, std::int64_t{6}, INT64_MAX, INT64_MIN}) {
         engine.Cnv_Utf8ToUtf16 = [=](auto, auto, auto, auto, std::int64_t* length) {
             *length = reported;
             return 0;
@@ -123,7 +135,7 @@ TEST_F(TextTest, ALengthBeyondTheBufferIsNotBelieved)
             return text::read(call, {nullptr, "text", 4}, buffer, text::Memory::heap);
         }));
         expect_thrown("Class.native: the engine's conversion reported " + std::to_string(reported) +
-                      " units for a buffer of 4");
+                      " units for an area of 5");
         EXPECT_TRUE(heap.sizes().empty());
     }
 }

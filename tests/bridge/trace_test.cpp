@@ -61,12 +61,22 @@ TEST_F(TraceFrameTest, AFailingBeginGivesItsStatus)
     EXPECT_EQ(open(), -77);
 }
 
+TEST_F(TraceFrameTest, TheContextAloneIsClearedAndTheRoomBehindItIsNot)
+{
+    static_assert(sizeof(trace::Scope) == 40 + 64);
+    std::memset(static_cast<void*>(&scope), 0x77, sizeof scope);
+    open(); // the engine finds the context cleared
+    for (const std::uint8_t byte : scope.room) EXPECT_EQ(byte, 0x77);
+    trace::close(scope, 1);
+}
+
 TEST_F(TraceFrameTest, WithTheMaskClearAScopeCostsTheBeginAndTheEnd)
 {
     open();
     log.clear();
-    trace::entry(scope, 1, {trace::integer("a", 1)});
-    EXPECT_FALSE(trace::wants_data(scope));
+    trace::entry(scope, 1, trace::integer("a", 1));
+    trace::data(scope, 1, trace::integer("a", 1));
+    trace::message(scope, 1, trace::integer("a", 1));
     trace::close(scope, 2);
     EXPECT_EQ(log, CallLog{"Provider_TraceEnd"});
 }
@@ -75,8 +85,9 @@ TEST_F(TraceFrameTest, TheEntryBitAloneGivesEntryAndExitRecords)
 {
     engine.trace.mask = 0x80000000;
     open();
-    trace::entry(scope, 10, {trace::integer("a", 1)});
-    EXPECT_FALSE(trace::wants_data(scope));
+    trace::entry(scope, 10, trace::integer("a", 1));
+    trace::data(scope, 11, trace::integer("a", 1));
+    trace::message(scope, 11, trace::integer("a", 1));
     trace::close(scope, 12);
     EXPECT_EQ(engine.records,
               (std::vector{entry_record(0xC0817, 10, {integer_item("a", 1)}), exit_record(0xC0817, 12)}));
@@ -88,8 +99,8 @@ TEST_F(TraceFrameTest, TheDataBitAloneGivesDataRecordsOnlyAndTheScopeStillEnds)
     engine.trace.mask = 0x08000000;
     open();
     trace::entry(scope, 10);
-    EXPECT_TRUE(trace::wants_data(scope));
-    trace::data(scope, 11, {trace::integer("a", 1)});
+    trace::message(scope, 11, trace::integer("b", 1));
+    trace::data(scope, 11, trace::integer("a", 1));
     trace::close(scope, 12);
     EXPECT_EQ(engine.records, std::vector{data_record(0xC0817, 11, {integer_item("a", 1)})});
     EXPECT_EQ(log.back(), "Provider_TraceEnd");
@@ -99,9 +110,11 @@ TEST_F(TraceFrameTest, TheMessageBitIsNoDataBit)
 {
     engine.trace.mask = 0x04000000;
     open();
-    EXPECT_FALSE(trace::wants_data(scope));
-    EXPECT_TRUE(trace::wants(scope, trace_mask_message));
-    trace::close(scope, 12);
+    trace::data(scope, 11, trace::integer("a", 1));
+    trace::message(scope, 12, trace::integer("b", 1));
+    trace::close(scope, 13);
+    EXPECT_EQ(engine.records,
+              std::vector{data_record(0xC0817, 12, {integer_item("b", 1)}, trace_mask_message)});
 }
 
 TEST_F(TraceFrameTest, AReturnCodeIsReportedAtTheExitWithAnEmptyMask)
@@ -134,7 +147,7 @@ TEST_F(TraceFrameTest, WithoutAHandleRecordsFollowTheMaskButThereIsNoExitAndNoEn
     engine.trace = {.mask = trace_all, .gives_handle = false};
     EXPECT_EQ(open(), 0);
     trace::entry(scope, 10);
-    trace::data(scope, 11, {trace::integer("a", 1)});
+    trace::data(scope, 11, trace::integer("a", 1));
     trace::return_code(scope, 12, 5);
     trace::close(scope, 13, 5);
     EXPECT_EQ(engine.records,
@@ -149,7 +162,7 @@ TEST_F(TraceFrameTest, WithoutALentRecordNothingIsWrittenAndTheScopeEnds)
     open();
     log.clear();
     trace::entry(scope, 10);
-    trace::data(scope, 11, {trace::integer("a", 1)});
+    trace::data(scope, 11, trace::integer("a", 1));
     trace::return_code(scope, 12, 5);
     trace::close(scope, 13, 5);
     EXPECT_EQ(log, CallLog{"Provider_TraceEnd"});
@@ -162,10 +175,9 @@ TEST_F(TraceFrameTest, EachKindOfItemHasItsTypeLengthAndValue)
     engine.trace.mask = trace_all;
     open();
     const char16_t wide[] = {u'x', u'y', u'z'}; // no terminator: its length is known
-    trace::data(scope, 1,
-                {trace::integer("int", -2), trace::byte("byte", '\xF0'), trace::pointer("ptr", &block),
-                 trace::narrow("narrow", "text"), trace::wide("wide", wide, 3),
-                 trace::wide("ended", u"ab\0c")});
+    trace::data(scope, 1, trace::integer("int", -2), trace::byte("byte", '\xF0'),
+                trace::pointer("ptr", &block), trace::narrow("narrow", "text"), trace::wide("wide", wide, 3),
+                trace::wide("ended", u"ab\0c"));
     trace::close(scope, 2);
     EXPECT_EQ(engine.records[0], data_record(0xC0817, 1,
                                              {integer_item("int", -2), byte_item("byte", '\xF0'),
@@ -183,8 +195,8 @@ TEST_F(TraceFrameTest, ANullStringOfEitherKindIsTheNarrowTextNull)
 {
     engine.trace.mask = trace_all;
     open();
-    trace::data(scope, 1,
-                {trace::narrow("a", nullptr), trace::wide("b", nullptr), trace::wide("c", nullptr, 9)});
+    trace::data(scope, 1, trace::narrow("a", nullptr), trace::wide("b", nullptr),
+                trace::wide("c", nullptr, 9));
     trace::close(scope, 2);
     EXPECT_EQ(engine.records[0],
               data_record(0xC0817, 1,
@@ -196,7 +208,7 @@ TEST_F(TraceFrameTest, TextsThatAreEmptyHaveLengthZero)
 {
     engine.trace.mask = trace_all;
     open();
-    trace::data(scope, 1, {trace::narrow("a", ""), trace::wide("b", u""), trace::wide("c", u"x", 0)});
+    trace::data(scope, 1, trace::narrow("a", ""), trace::wide("b", u""), trace::wide("c", u"x", 0));
     trace::close(scope, 2);
     EXPECT_EQ(engine.records[0],
               data_record(0xC0817, 1, {narrow_item("a", ""), wide_item("b", u""), wide_item("c", u"")}));
@@ -247,10 +259,9 @@ TEST_F(TraceFrameTest, SevenItemsAndTheirLabelsStandAtTheirOffsets)
 {
     engine.trace.mask = trace_all;
     open();
-    trace::data(scope, 1,
-                {trace::integer("one", 1), trace::integer("two", 2), trace::integer("three", 3),
-                 trace::integer("four", 4), trace::integer("five", 5), trace::integer("six", 6),
-                 trace::integer("seven", 7)});
+    trace::data(scope, 1, trace::integer("one", 1), trace::integer("two", 2), trace::integer("three", 3),
+                trace::integer("four", 4), trace::integer("five", 5), trace::integer("six", 6),
+                trace::integer("seven", 7));
     trace::close(scope, 2);
     const RecordBytes& bytes = engine.records[0].bytes;
     const std::uint32_t items[] = {56, 72, 88, 104, 120, 136, 152};
@@ -275,7 +286,7 @@ TEST_F(TraceFrameTest, TheStringMarkStandsInTheTypeOfBothTexts)
     open();
     const char* const narrow = "n";
     const char16_t* const wide = u"wide";
-    trace::data(scope, 1, {trace::narrow("a", narrow), trace::wide("b", wide)});
+    trace::data(scope, 1, trace::narrow("a", narrow), trace::wide("b", wide));
     trace::close(scope, 2);
     const RecordBytes& bytes = engine.records[0].bytes;
     EXPECT_EQ(value_at<std::uint32_t>(bytes, 60), 0x5090237U);
@@ -289,9 +300,8 @@ TEST_F(TraceFrameTest, ALabelOfTwentyCharactersIsCutToSixteenAndAZero)
 {
     engine.trace.mask = trace_all;
     open();
-    trace::data(scope, 1,
-                {trace::integer("12345678901234567890", 1), trace::integer("1234567890123456", 2),
-                 trace::integer("123456789012345", 3)});
+    trace::data(scope, 1, trace::integer("12345678901234567890", 1), trace::integer("1234567890123456", 2),
+                trace::integer("123456789012345", 3));
     trace::close(scope, 2);
     const RecordBytes& bytes = engine.records[0].bytes;
     EXPECT_EQ(text_at(bytes, 248, 17), std::string("1234567890123456\0", 17));
@@ -434,7 +444,7 @@ std::vector<TracedNative> TracedNative::all()
          0xC0802,
          {"entry 305 env:pointer", "data 327 velkMaskingStrin:narrow", "exit 382"},
          parse,
-         {trace::parameter_parse}},
+         {trace::parse_parameters}},
         {"VELK_terminateFramework0",
          0xC0803,
          {"entry 437 env:pointer msg:narrow"},
@@ -652,6 +662,13 @@ TEST_P(EachTracedNative, ReturnsTheStatusAndDoesNothingWhereTheScopeDoesNotOpen)
     EXPECT_EQ(jvm.take_exception(), std::nullopt);
 }
 
+TEST_P(EachTracedNative, LeavesTheFacilitySixtyFourBytesBehindItsContext)
+{
+    engine.trace = {.mask = trace_all, .behind_context = 64};
+    EXPECT_EQ(GetParam().run(*this), 0);
+    EXPECT_EQ(shapes(), GetParam().records);
+}
+
 TEST_P(EachTracedNative, WritesNoRecordWhereNoneIsLent)
 {
     engine.trace = {.mask = trace_all, .lends_record = false};
@@ -684,6 +701,23 @@ TEST_F(NativesTest, EachOperationHasAFunctionIdAndABlockOfItsOwn)
     compose_parse_error_text(5);
     // The engine fails the test for a block that serves two functions, or a function with two blocks.
     EXPECT_EQ(functions.size(), 20U);
+}
+
+TEST_F(NativesTest, TheOperationsOfAFailedParseLeaveTheFacilityRoomBehindItsContextToo)
+{
+    engine.trace = {.mask = trace_all, .behind_context = 64};
+    void* kept[2] = {}; // that nobody frees
+    engine.Adapter_BuildServiceDefinition = [&](PGDA* request) {
+        kept[0] = request->parameters->entries;
+        kept[1] = request->pSvcDef;
+        return 302;
+    };
+    jvm.run(Java_com_brel_sorn_velk_VELK_parseVELKSyntaxString, velk, jvm.string(u"a=b"), nullptr);
+    for (void* block : kept) std::free(block);
+    EXPECT_EQ(jvm.take_exception(), velk_exception("heading:\ndetail\ntrailing", 302));
+    std::set<std::uint32_t> functions;
+    for (const TracedRecord& record : engine.records) functions.insert(record.function);
+    EXPECT_EQ(functions, (std::set<std::uint32_t>{0xC0802, 0xC081D, 0xC081E, 0xC0820}));
 }
 
 TEST_F(NativesTest, FreeNativesAndInit0AndThrowUseNoTrace)

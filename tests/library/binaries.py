@@ -8,6 +8,7 @@ import zlib
 # A function of each library, and the source that holds it.
 PLACES = {
     "VELKJNI": ("Java_com_brel_sorn_velk_RowSet_toC", "src/jni/row_set.cpp"),
+    "VELKBulk": ("Java_com_brel_sorn_velk_masking_NativeBulk_blockWrite", "bulk/jni/csv.cpp"),
     "VELKProvider": ("Provider_Service", "reference-engine/provider/operations.cpp"),
     "VELKParser": ("Parser_GetErrorInfo", "reference-engine/parser/operations.cpp"),
     "VELKAdapter": ("Adapter_BuildServiceDefinition", "reference-engine/adapter/operations.cpp"),

@@ -1,4 +1,4 @@
-"""What the finished libraries must show: the natives of the bridge and the operations of the engine."""
+"""What the finished libraries must show: the natives of the bridge and of the bulk lane, the operations of the engine."""
 
 import pathlib
 import re
@@ -6,11 +6,15 @@ import re
 FOLDER = pathlib.Path(__file__).resolve().parent
 ROOT = FOLDER.parents[1]
 ENGINE = ["VELKProvider", "VELKParser", "VELKAdapter", "VELKDataCnvLib"]
-ALL = [*ENGINE, "VELKJNI"]
+ALL = [*ENGINE, "VELKJNI", "VELKBulk"]
 
 
 def natives():
     return sorted((FOLDER / "bridge_exports.txt").read_text().split())
+
+
+def bulk_natives():
+    return sorted((FOLDER / "bulk_exports.txt").read_text().split())
 
 
 def operations(library):

@@ -8,7 +8,7 @@ import tempfile
 import unittest
 
 from binaries import faults_of_debug_information, run
-from contract import ALL, ENGINE, ROOT, extra_operations, natives, operations
+from contract import ALL, ENGINE, ROOT, bulk_natives, extra_operations, natives, operations
 
 LIBRARIES = pathlib.Path(os.environ.get("VELK_LIBRARY_DIR", ROOT / "build" / "linux" / "lib"))
 
@@ -23,12 +23,22 @@ def dynamic(library, tag):
     return re.findall(rf"\({tag}\).*\[(.*)\]", run("readelf", "-dW", library))
 
 
-def c_library_version(library):
-    """The latest version of the C library that the library asks for, as numbers."""
-    versions = re.findall(r"Name: GLIBC_(\S+)", run("readelf", "-VW", library))
-    # A word instead of a number asks for a facility of the loader: of a C library later than any number tells.
-    return max((tuple(map(int, version.split("."))) if re.fullmatch(r"[\d.]+", version) else (1000,)
-                for version in versions), default=None)
+def version_number(version):
+    """GLIBC_2.34 as numbers. A word instead of a number asks for a facility of the loader: later than any number tells."""
+    number = version.removeprefix("GLIBC_")
+    return tuple(map(int, number.split("."))) if re.fullmatch(r"[\d.]+", number) else (1000,)
+
+
+def later_symbols(library, latest):
+    """What the library asks for that only a later C library has: "arc4random@GLIBC_2.36"."""
+    facilities = re.findall(r"Name: (GLIBC_[A-Z]\S*)", run("readelf", "-VW", library))
+    asked = re.findall(r"(\S+@GLIBC_\S+)", run("nm", "-D", "--undefined-only", library)) + facilities
+    return sorted(name for name in asked if version_number(name.split("@")[-1]) > latest)
+
+
+def names_inside(library):
+    """The names of all that was linked into a library, as its debug information has them."""
+    return run("nm", "-C", "--defined-only", f"{library}.debug").splitlines()
 
 
 def link(library, text, *options):
@@ -37,6 +47,9 @@ def link(library, text, *options):
     source.write_text(text)
     run("gcc", "-shared", "-fPIC", "-o", library, source, *options)
 
+
+# What RHEL 9, Ubuntu 22.04 and Amazon Linux 2023 have.
+ENGINE_C_LIBRARY = (2, 34)
 
 BRIDGE_NEEDS = {*(f"lib{library}.so" for library in ENGINE), "libc.so.6"}
 
@@ -54,6 +67,17 @@ class LinuxLibraries(unittest.TestCase):
     def test_the_bridge_needs_only_the_engine_and_the_c_library(self):
         self.assertEqual(sorted(dynamic(LIBRARIES / "libVELKJNI.so", "NEEDED")), sorted(BRIDGE_NEEDS))
 
+    def test_the_lane_exports_its_natives_and_nothing_else(self):
+        self.assertEqual(exports(LIBRARIES / "libVELKBulk.so"), bulk_natives())
+
+    def test_the_lane_needs_only_the_provider_and_the_c_library(self):
+        self.assertEqual(sorted(dynamic(LIBRARIES / "libVELKBulk.so", "NEEDED")), ["libVELKProvider.so", "libc.so.6"])
+        self.assertEqual(dynamic(LIBRARIES / "libVELKBulk.so", "RUNPATH"), ["$ORIGIN"])
+
+    def test_an_engine_may_lack_what_says_that_it_allows_threads(self):
+        weak = [line.split()[-1] for line in run("nm", "-D", LIBRARIES / "libVELKBulk.so").splitlines() if " w Provider" in line]
+        self.assertEqual(weak, ["Provider_AllowsThreads"])
+
     def test_a_needed_library_more_is_noticed(self):
         with tempfile.TemporaryDirectory() as folder:
             library = pathlib.Path(folder, "planted.so")
@@ -68,39 +92,56 @@ class LinuxLibraries(unittest.TestCase):
                 expected = sorted([*operations(library).values(), *extra_operations(library)])
                 self.assertEqual(exports(LIBRARIES / f"lib{library}.so"), expected)
 
-    def test_one_operation_stands_outside_the_contract_for_the_adapter_to_report_errors(self):
+    def test_two_operations_stand_outside_the_contract(self):
+        """One tells callers that they may use several threads, by the other the adapter reports errors."""
         self.assertEqual({library: extra_operations(library) for library in ENGINE if extra_operations(library)},
-                         {"VELKParser": ["Parser_ReportError"]})
+                         {"VELKProvider": ["Provider_AllowsThreads"], "VELKParser": ["Parser_ReportError"]})
         self.assertIn("libVELKParser.so", dynamic(LIBRARIES / "libVELKAdapter.so", "NEEDED"))
         self.assertEqual(dynamic(LIBRARIES / "libVELKAdapter.so", "RUNPATH"), ["$ORIGIN"])
 
-    def test_the_engine_needs_only_the_c_library(self):
+    def test_the_engine_needs_only_the_c_library_and_the_compilers(self):
         for library in ENGINE:
             with self.subTest(library):
                 needed = dynamic(LIBRARIES / f"lib{library}.so", "NEEDED")
                 # The dynamic loader is the C library's own part.
+                system = {"libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2", "libgcc_s.so.1"}
                 beside = {"libVELKParser.so"} if library == "VELKAdapter" else set()
-                self.assertLessEqual(set(needed), {"libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2"} | beside)
+                self.assertLessEqual(set(needed), system | beside)
 
-    def test_the_bridge_runs_on_an_old_c_library(self):
-        self.assertEqual(c_library_version(LIBRARIES / "libVELKJNI.so"), (2, 14))
+    def test_the_bridge_and_the_lane_run_on_an_old_c_library(self):
+        self.assertEqual(later_symbols(LIBRARIES / "libVELKJNI.so", (2, 14)), [])
+        self.assertEqual(later_symbols(LIBRARIES / "libVELKBulk.so", (2, 14)), [])
 
-    def test_the_engine_runs_on_the_c_library_it_was_built_on_and_no_later_one(self):
-        built_on = tuple(map(int, os.confstr("CS_GNU_LIBC_VERSION").split()[1].split(".")))
+    def test_the_engine_runs_on_the_c_library_of_the_systems_in_use(self):
         for library in ENGINE:
             with self.subTest(library):
-                self.assertLessEqual(c_library_version(LIBRARIES / f"lib{library}.so"), built_on)
+                self.assertEqual(later_symbols(LIBRARIES / f"lib{library}.so", ENGINE_C_LIBRARY), [])
 
     def test_what_only_a_later_c_library_has_is_noticed(self):
-        planted = {"a symbol": ["unsigned arc4random(void); unsigned planted(void) { return arc4random(); }"],
-                   "a facility of its loader": ["int printf(const char*, ...); void* planted = &planted;"
-                                                "int print(void) { return printf(\"\"); }",
-                                                "-Wl,-z,pack-relative-relocs"]}
+        planted = {"arc4random@GLIBC_2.36":
+                       ["unsigned arc4random(void); unsigned planted(void) { return arc4random(); }"],
+                   "GLIBC_ABI_DT_RELR":
+                       ["int printf(const char*, ...); void* planted = &planted; int print(void) { return printf(\"\"); }",
+                        "-Wl,-z,pack-relative-relocs"]}
         for what, arguments in planted.items():
             with self.subTest(what), tempfile.TemporaryDirectory() as folder:
                 library = pathlib.Path(folder, "planted.so")
                 link(library, *arguments)
-                self.assertGreater(c_library_version(library), (2, 14))
+                self.assertEqual(later_symbols(library, ENGINE_C_LIBRARY), [what])
+
+    def test_the_engine_has_no_streams_inside(self):
+        """They bring a megabyte of locales."""
+        for library in ENGINE:
+            with self.subTest(library):
+                streams = [name for name in names_inside(LIBRARIES / f"lib{library}.so")
+                           if re.search(r"std::(locale|basic_[io]?f?stream|filesystem)", name)]
+                self.assertEqual(streams, [])
+
+    def test_only_the_provider_has_crypto_inside(self):
+        with_crypto = [library for library in ENGINE
+                       if any(re.search(r" (SHA256|OPENSSL|EVP|AES)_|HmacKey::digest", name)
+                              for name in names_inside(LIBRARIES / f"lib{library}.so"))]
+        self.assertEqual(with_crypto, ["VELKProvider"])
 
     def test_debug_information_stands_beside_the_library(self):
         for library in ALL:

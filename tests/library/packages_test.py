@@ -100,6 +100,15 @@ class Packages(unittest.TestCase):
                 self.assertEqual(result.returncode, SOME_FAILED, result.stdout)
                 self.assertEqual(package.masked(), self.expected)
 
+    def test_the_command_loads_the_libraries_beside_it(self):
+        for package, mask in [(self.linux, self.linux.mask_on_linux), (self.windows, self.windows.mask_on_windows)]:
+            with self.subTest(package.folder.name):
+                (package.folder / "masked.csv").unlink(missing_ok=True)
+                # There is nowhere to unpack any into.
+                result = mask(VELK_JAVA_OPTIONS="-Djava.io.tmpdir=nowhere")
+                self.assertEqual(result.returncode, SOME_FAILED, result.stdout)
+                self.assertEqual(package.masked(), self.expected)
+
     def test_a_missing_library_is_named(self):
         with tempfile.TemporaryDirectory() as empty:
             result = self.linux.mask_on_linux(VELK_JAVA_OPTIONS=f"-Dvelk.library.dir={empty}")
@@ -107,10 +116,10 @@ class Packages(unittest.TestCase):
             self.assertIn(f"{empty}/libVELKJNI.so: not there", result.stdout)
 
     def test_each_package_holds_what_its_page_lists(self):
-        for package, names in [(self.linux, ["libVELKJNI.so", "libVELKProvider.so", "libVELKParser.so", "libVELKAdapter.so",
-                                             "libVELKDataCnvLib.so"]),
-                               (self.windows, ["VELKJNI.dll", "VELKProvider.dll", "VELKParser.dll", "VELKAdapter.dll",
-                                               "VELKDataCnvLib.dll"])]:
+        for package, names in [(self.linux, ["libVELKJNI.so", "libVELKBulk.so", "libVELKProvider.so", "libVELKParser.so",
+                                             "libVELKAdapter.so", "libVELKDataCnvLib.so"]),
+                               (self.windows, ["VELKJNI.dll", "VELKBulk.dll", "VELKProvider.dll", "VELKParser.dll",
+                                               "VELKAdapter.dll", "VELKDataCnvLib.dll"])]:
             with self.subTest(package.folder.name):
                 files = {str(path.relative_to(package.folder)) for path in package.folder.rglob("*") if path.is_file()}
                 self.assertEqual({name for name in files if name.startswith("lib/")},

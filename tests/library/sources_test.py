@@ -37,9 +37,21 @@ def engine_layers(folder):
     return [folder, *ENGINE_LAYERS] if folder in ENGINE_ENDS else ENGINE_LAYERS
 
 
-# What the bridge and the contract take of the C and C++ libraries, of Java, and of the two systems.
+# What the bridge, the lane and the contract take of the C and C++ libraries, of Java, and of the two systems.
 LIBRARY_HEADERS = {"algorithm", "bit", "cstdarg", "cstddef", "cstdint", "cstdio", "cstdlib", "cstring", "initializer_list",
-                   "emmintrin.h", "jni.h", "windows.h"}
+                   "new", "emmintrin.h", "jni.h", "windows.h"}
+
+# The lane's sources from above: each knows those behind it, and its own level.
+LANE = [{"natives"}, {"csv_block", "columns"}, {"csv_cells"}, {"csv_split"}, {"lane"}, {"row_set"}, {"engine_threads", "error_text"},
+        {"text"}, {"blocks"}, {"memory"}]
+
+
+def above_in_lane(path):
+    """What a source of the lane includes of a higher level than its own."""
+    place = {name: level for level, names in enumerate(LANE) for name in names}
+    own = 0 if path.parent.name == "jni" else place[path.stem]
+    names = [name for name in includes(path) if name.split("/")[0] not in {"records", "engine"}]
+    return [name for name in names if place.get(pathlib.PurePosixPath(name).stem, -1) < own]
 
 
 def foreign_headers(code):
@@ -96,6 +108,18 @@ class Sources(unittest.TestCase):
     def test_an_include_against_the_direction_is_noticed(self):
         self.assertEqual(climbing("frame", ["frame/trace.h", "marshal/text.h"], BRIDGE_LAYERS), ["marshal/text.h"])
 
+    def test_includes_of_the_lane_run_one_way_and_never_out_of_it(self):
+        self.assertTrue(sources("bulk"))
+        for path in sources("bulk"):
+            with self.subTest(str(path.relative_to(ROOT))):
+                self.assertEqual(above_in_lane(path), [])
+
+    def test_an_include_that_leads_up_or_out_of_the_lane_is_noticed(self):
+        with tempfile.TemporaryDirectory() as folder:
+            planted = pathlib.Path(folder, "row_set.cpp")
+            planted.write_text('#include "text.h"\n#include "lane.h"\n#include "marshal/text16.h"\n#include "engine/provider.h"\n')
+            self.assertEqual(above_in_lane(planted), ["lane.h", "marshal/text16.h"])
+
     def test_includes_of_the_engine_run_one_way_and_never_to_the_bridge(self):
         folders = {path.name for path in (ROOT / "reference-engine").iterdir() if path.is_dir()} - {"lists"}
         self.assertEqual(folders, {*ENGINE_LAYERS, *ENGINE_ENDS})
@@ -124,8 +148,8 @@ class Sources(unittest.TestCase):
         names = ["engine/../../reference-engine/text/failure.h", "parse/parameter_parse.h", "engine/parser.h"]
         self.assertEqual(outside(names, {"records", "engine"}), names[:2])
 
-    def test_the_bridge_has_no_dependency_but_the_c_runtime_and_java(self):
-        for path in [*sources("src"), *sources("include")]:
+    def test_the_bridge_and_the_lane_have_no_dependency_but_the_c_runtime_and_java(self):
+        for path in [*sources("src"), *sources("bulk"), *sources("include")]:
             with self.subTest(str(path.relative_to(ROOT))):
                 self.assertEqual(foreign_headers(path.read_text()), [])
 
@@ -147,19 +171,27 @@ class Sources(unittest.TestCase):
             with self.subTest(member):
                 self.assertEqual(loose_members(f"struct R {{\n    {member} // what for\n    char eyeCatcher[4];\n}};\n"), [member])
 
-    def test_the_bridge_speaks_to_a_compiler_in_its_own_words_in_one_header_alone(self):
-        header = ROOT / "include" / "engine" / "linkage.h"
+    def test_the_bridge_speaks_to_a_compiler_in_its_own_words_in_two_headers_alone(self):
+        headers = {"include/engine/linkage.h": ["__attribute__"], "src/frame/printf_like.h": ["__GNUC__", "__attribute__"]}
         for path in [*sources("src"), *sources("include")]:
+            name = path.relative_to(ROOT).as_posix()
+            with self.subTest(name):
+                self.assertEqual(words_of_one_compiler(path.read_text()), headers.get(name, []))
+
+    def test_the_lane_speaks_to_a_compiler_in_its_own_words_in_one_source_alone(self):
+        source = ROOT / "bulk" / "engine_threads.cpp"
+        for path in sources("bulk"):
             with self.subTest(str(path.relative_to(ROOT))):
-                self.assertEqual(words_of_one_compiler(path.read_text()), ["__attribute__"] if path == header else [])
+                # It may find an export lacking; on the other system it asks the system.
+                self.assertEqual(words_of_one_compiler(path.read_text()), ["__attribute__"] if path == source else [])
 
     def test_a_word_of_one_compiler_is_noticed(self):
         for word in ["__builtin_expect", "#pragma pack(1)", "# pragma GCC poison x", "#if defined(__GNUC__)", "[[gnu::noinline]]"]:
             with self.subTest(word):
                 self.assertTrue(words_of_one_compiler(f"#pragma once\n// __asm\n{word}\n"))
 
-    def test_the_bridge_uses_no_extension_of_the_language(self):
-        for path in sorted((ROOT / "src").rglob("*.cpp")):
+    def test_the_bridge_and_the_lane_use_no_extension_of_the_language(self):
+        for path in sorted([*(ROOT / "src").rglob("*.cpp"), *(ROOT / "bulk").rglob("*.cpp")]):
             with self.subTest(str(path.relative_to(ROOT))):
                 self.assertEqual(extensions(path), "")
 

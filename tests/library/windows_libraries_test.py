@@ -67,7 +67,7 @@ def exchanged(library):
 
 def build(sources, *options):
     """A copy of the sources, built without their tests at another place. Its folder of libraries."""
-    for name in ["src", "include", "cmake", "reference-engine"]:
+    for name in ["src", "bulk", "include", "cmake", "reference-engine"]:
         shutil.copytree(contract.ROOT / name, sources / name)
     shutil.copy(contract.ROOT / "CMakeLists.txt", sources)
     java = contract.ROOT / "build" / "tools" / "java25-windows" / "include"
@@ -100,6 +100,17 @@ class WindowsLibraries(unittest.TestCase):
     def test_the_bridge_needs_only_the_engine_the_system_and_the_c_runtime(self):
         self.assertEqual({line.split()[0] for line in imports(dll("VELKJNI"))},
                          {*(f"{name}.dll" for name in contract.ENGINE), "KERNEL32.dll", C_RUNTIME})
+
+    def test_the_lane_exports_its_natives_undecorated_and_nothing_else(self):
+        self.assertEqual(sorted(exports(dll("VELKBulk")).values()), contract.bulk_natives())
+
+    def test_the_lane_imports_what_is_listed_and_nothing_else(self):
+        listed = (contract.FOLDER / "bulk_imports_windows.txt").read_text().splitlines()
+        self.assertEqual(imports(dll("VELKBulk")), listed)
+
+    def test_the_lane_imports_two_operations_of_the_provider_by_their_ordinals(self):
+        self.assertEqual(engine_imports(dll("VELKBulk")), {"VELKProvider.dll @3", "VELKProvider.dll @10"})
+        self.assertEqual({line.split()[0] for line in imports(dll("VELKBulk"))}, {"VELKProvider.dll", "KERNEL32.dll", C_RUNTIME})
 
     def test_an_import_by_name_is_noticed(self):
         with tempfile.TemporaryDirectory() as folder:
@@ -220,12 +231,13 @@ class WindowsLibraries(unittest.TestCase):
                     with self.subTest(name):
                         self.assertEqual((again / name).read_bytes(), (LIBRARIES / name).read_bytes())
 
-    def test_the_bridge_is_built_alone_without_an_engine_at_hand(self):
+    def test_the_bridge_and_the_lane_are_built_alone_without_an_engine_at_hand(self):
         with tempfile.TemporaryDirectory() as folder:
             alone = build(pathlib.Path(folder, "alone"), "-DVELK_REFERENCE_ENGINE=OFF")
-            self.assertEqual([file.name for file in alone.glob("*.dll")], ["VELKJNI.dll"])
-            self.assertEqual(exports(alone / "VELKJNI.dll"), exports(dll("VELKJNI")))
-            self.assertEqual(imports(alone / "VELKJNI.dll"), imports(dll("VELKJNI")))
+            self.assertEqual(sorted(file.name for file in alone.glob("*.dll")), ["VELKBulk.dll", "VELKJNI.dll"])
+            for name in ["VELKJNI", "VELKBulk"]:
+                self.assertEqual(exports(alone / f"{name}.dll"), exports(dll(name)))
+                self.assertEqual(imports(alone / f"{name}.dll"), imports(dll(name)))
 
 
 if __name__ == "__main__":

@@ -1,6 +1,10 @@
 #include "masking/column_type.h"
 #include "support.h"
+#include "text/unicode.h"
+
 #include "text/failure.h"
+#include <chrono>
+#include <cstdio>
 
 namespace velk::test {
 namespace {
@@ -99,11 +103,49 @@ TEST(ColumnTypes, know_their_values)
                   true);
     expect_values("timestamp",
                   {u"", u"2024-02-29", u"2024-02-29 24:00:00", u"2024-02-29 12:60:00", u"2024-02-29 12:00:60",
-                   u"2024-02-29 12:00:00.", u"2024-02-29 12:00:00.1234567890", u"2024-02-29 12:00:00Z",
-                   u"2024-02-29  12:00:00", u"2024-02-30 12:00:00", u"2024-02-29 12:00"},
+                   u"2024-02-29 12:00:00.", u"2024-02-29 12:00:00.1234567890", u"2024-02-29  12:00:00",
+                   u"2024-02-30 12:00:00", u"2024-02-29 12:00"},
+                  false);
+    expect_values("timestamp",
+                  {u"2024-02-29 12:00:00Z", u"2024-02-29T12:00:00.5Z", u"2024-02-29 12:00:00+02",
+                   u"2024-02-29 12:00:00-11", u"2024-02-29T12:00:00+05:45",
+                   u"2024-02-29 12:00:00.123456789-09:30"},
+                  true);
+    expect_values("timestamp",
+                  {u"2024-02-29 12:00:00z", u"2024-02-29 12:00:00 Z", u"2024-02-29 12:00:00+",
+                   u"2024-02-29 12:00:00+2", u"2024-02-29 12:00:00+0200", u"2024-02-29 12:00:00+02:",
+                   u"2024-02-29 12:00:00+02:6", u"2024-02-29 12:00:00+02:60", u"2024-02-29 12:00:00+24",
+                   u"2024-02-29 12:00:00+02:00Z", u"2024-02-29 12:00:00ZZ", u"2024-02-29 12:00:00\u221202",
+                   u"2024-02-29 12:00:00 Europe/Paris"},
                   false);
     expect_values("text", {u"", u"anything"}, true);
     expect_values("varchar(2)", {u"", u"longer than that: limits are judged elsewhere"}, true);
+}
+
+TEST(ColumnTypes, have_no_numbers_of_more_than_a_thousand_digits)
+{
+    const ColumnType integer = parse_type("integer");
+    const ColumnType decimal = parse_type("decimal(1000,1)");
+    EXPECT_TRUE(is_value_of(integer, u"-" + std::u16string(1000, u'0')));
+    EXPECT_TRUE(is_value_of(decimal, u"-" + std::u16string(999, u'9') + u".9"));
+    EXPECT_FALSE(is_value_of(integer, std::u16string(1003, u'0')));
+    EXPECT_FALSE(is_value_of(decimal, std::u16string(1003, u'0')));
+}
+
+TEST(ColumnTypes, know_every_day_of_the_calendar)
+{
+    const ColumnType date = parse_type("date");
+    for (int year = 0; year < 10'000; ++year)
+        for (int month = 0; month < 14; ++month)
+            for (int day = 28; day < 33; ++day) {
+                char text[40];
+                std::snprintf(text, sizeof text, "%04d-%02d-%02d", year, month, day);
+                const std::chrono::year_month_day of{std::chrono::year(year),
+                                                     std::chrono::month(static_cast<unsigned>(month)),
+                                                     std::chrono::day(static_cast<unsigned>(day))};
+                const bool expected = year > 0 && of.ok();
+                ASSERT_EQ(is_value_of(date, to_utf16(text)), expected) << text;
+            }
 }
 
 } // namespace

@@ -1,5 +1,8 @@
 #include "support.h"
 
+#include <cstdint>
+#include <cstring>
+
 namespace velk::test {
 namespace {
 
@@ -236,6 +239,61 @@ TEST(Conversions, source_and_destination_may_be_one_buffer)
     char16_t japanese[8] = u"日本語日本"; // grows from 10 bytes to 15
     EXPECT_EQ(Cnv_WideToUtf8(reinterpret_cast<char*>(japanese), 16, japanese, 5, &length), 0);
     EXPECT_STREQ(reinterpret_cast<char*>(japanese), "日本語日本");
+}
+
+TEST(Conversions, one_buffer_suffices_whatever_room_the_caller_says_there_is)
+{
+    for (const std::int64_t capacity : {INT64_MAX, INT64_MAX / 2 + 1, INT64_MAX / 2, std::int64_t{1} << 62}) {
+        alignas(char16_t) char bytes[32] = "abcdefgh";
+        auto* wide = reinterpret_cast<char16_t*>(bytes);
+        std::int64_t length = -1;
+        EXPECT_EQ(Cnv_Utf8ToUtf16(wide, capacity, bytes, 8, &length), 0);
+        EXPECT_EQ(Utf16(wide, static_cast<std::size_t>(length)), u"abcdefgh") << capacity;
+        char16_t japanese[8] = u"日本語日本";
+        EXPECT_EQ(Cnv_Utf16ToUtf8(reinterpret_cast<char*>(japanese), capacity, japanese, 5, &length), 0);
+        EXPECT_STREQ(reinterpret_cast<char*>(japanese), "日本語日本") << capacity;
+    }
+}
+
+// An address that 16-bit units may not have: what reads them there as such is a fault on some machines, and
+// noticed by a sanitizer on all.
+char16_t* odd(char* bytes)
+{
+    const auto address = reinterpret_cast<std::uintptr_t>(bytes);
+    return reinterpret_cast<char16_t*>(address + 1 - address % 2);
+}
+
+Utf16 units_at(const char16_t* address, std::int64_t count)
+{
+    Utf16 text(static_cast<std::size_t>(count), 0);
+    std::memcpy(text.data(), static_cast<const void*>(address), text.size() * sizeof(char16_t));
+    return text;
+}
+
+TEST(Conversions, buffers_may_stand_at_odd_addresses)
+{
+    const Utf16 text = u"abé日😀";
+    char source_bytes[32] = {};
+    char target_bytes[32] = {};
+    char16_t* const source = odd(source_bytes);
+    char16_t* const target = odd(target_bytes);
+    const auto units = static_cast<std::int64_t>(text.size());
+    std::memcpy(static_cast<void*>(source), text.data(), text.size() * sizeof(char16_t));
+    std::int64_t length = -1;
+    for (const WideConversion convert : wide_conversions) {
+        EXPECT_EQ(convert(source, units, target, 12, &length), 0);
+        EXPECT_EQ(units_at(target, length + 1), text + u'\0');
+        EXPECT_EQ(convert(source, units, source, 12, &length), 0) << "one buffer";
+        EXPECT_EQ(units_at(source, length + 1), text + u'\0');
+    }
+    char utf8[32] = {};
+    EXPECT_EQ(Cnv_Utf16ToUtf8(utf8, 32, source, units, &length), 0);
+    EXPECT_STREQ(utf8, "abé日😀");
+    std::memset(target_bytes, 0x55, sizeof target_bytes);
+    EXPECT_EQ(Cnv_Utf8ToUtf16(target, 12, utf8, length, &length), 0);
+    EXPECT_EQ(units_at(target, length + 1), text + u'\0');
+    EXPECT_EQ(Cnv_Utf8ToUtf16(target, 12, nullptr, 3, &length), conversion_source_missing);
+    EXPECT_EQ(units_at(target, 1), Utf16(1, 0));
 }
 
 } // namespace

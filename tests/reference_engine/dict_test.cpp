@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <thread>
 
 namespace velk::test {
 namespace {
@@ -44,7 +45,15 @@ const std::vector<std::u16string> names{u"Anna", u"Ελένη", u"Иван", u"�
                                         u"太郎", u"😀",    u"x",    u"Anna Maria"};
 constexpr const char* built_in[] = {"cities", "first_names", "last_names", "streets"};
 
-std::set<std::u16string> set_of(const Entries& entries)
+std::vector<std::u16string> entries_of(const char* name)
+{
+    const auto list = built_in_list(name);
+    std::vector<std::u16string> entries;
+    for (std::size_t i = 0; i < list->size(); ++i) entries.emplace_back((*list)[i]);
+    return entries;
+}
+
+std::set<std::u16string> set_of(const std::vector<std::u16string>& entries)
 {
     return {entries.begin(), entries.end()};
 }
@@ -53,7 +62,7 @@ TEST_F(Dictionaries, built_in_lists_have_at_least_500_different_entries_in_sever
 {
     for (const char* name : built_in) {
         SCOPED_TRACE(name);
-        const Entries entries = built_in_list(name);
+        const std::vector<std::u16string> entries = entries_of(name);
         EXPECT_GE(entries.size(), 500u);
         EXPECT_EQ(set_of(entries).size(), entries.size());
         std::set<const CharacterClass*> first_letters;
@@ -71,7 +80,7 @@ TEST_F(Dictionaries, built_in_lists_have_at_least_500_different_entries_in_sever
 TEST_F(Dictionaries, every_result_is_an_entry)
 {
     for (const char* name : built_in) {
-        const auto entries = set_of(built_in_list(name));
+        const auto entries = set_of(entries_of(name));
         for (const std::u16string& text : results("dict", std::string("list=") + name, names, {"", 20}))
             EXPECT_TRUE(entries.contains(text)) << to_utf8(text);
     }
@@ -94,7 +103,7 @@ TEST_F(Dictionaries, every_entry_is_about_as_frequent)
 
 TEST_F(Dictionaries, an_entry_never_becomes_itself)
 {
-    const Entries entries = built_in_list("first_names");
+    const std::vector<std::u16string> entries = entries_of("first_names");
     const auto masked = results("dict", "list=first_names", entries, {"", 20});
     for (std::size_t i = 0; i < entries.size(); ++i) EXPECT_NE(masked[i], entries[i]);
     EXPECT_EQ(results("dict", list("a\na\na\nb\n"), {u"a", u"b"}, {"", 1}),
@@ -126,6 +135,62 @@ TEST_F(Dictionaries, files_that_are_no_list_are_refused)
     expect_rule_refused("dict", list(std::string("one\ntw\0o\n", 9)), list_file_unusable, u"line 2", column);
     expect_rule_refused("dict", "file='" + utf8(folder_ / "none") + "'", list_file_unreadable, u"", column);
     expect_rule_refused("dict", "file='" + utf8(folder_) + "'", list_file_unreadable, u"", column);
+}
+
+TEST_F(Dictionaries, a_file_is_read_once_however_many_columns_name_it)
+{
+    const std::string file = list("one\ntwo\nthree\n");
+    const std::filesystem::path path = folder_ / "1" / u8"\u00e4.txt";
+    const auto before = results("dict", file, names, {"", 5});
+    std::filesystem::remove(path);
+    EXPECT_EQ(results("dict", file, names, {"", 5}), before) << "the file is gone, its list is not";
+
+    Service service;
+    service.operand(0, "key", "env:VELK_TEST_KEY");
+    Rows rows(1000);
+    for (int column = 0; column < 1000; ++column)
+        service.column("c" + std::to_string(column), "dict", file, 5);
+    rows.add(std::vector<Value>(1000, u"Anna"));
+    const std::int32_t handle = start(service);
+    EXPECT_EQ(run(handle, service, rows), 0);
+    EXPECT_EQ(Provider_Term(handle), 0);
+    for (std::size_t column = 0; column < 1000; ++column) EXPECT_EQ(rows.text(0, column), before.front());
+}
+
+TEST_F(Dictionaries, lists_are_shared_by_all_threads)
+{
+    list("one\ntwo\n");
+    const std::string path = utf8(folder_ / "1" / u8"\u00e4.txt");
+    std::vector<std::shared_ptr<const List>> found(8);
+    std::vector<std::thread> threads;
+    for (auto& place : found) threads.emplace_back([&] { place = list_file(path); });
+    for (std::thread& thread : threads) thread.join();
+    for (const auto& place : found) EXPECT_EQ(place, found.front());
+    EXPECT_EQ(built_in_list("cities"), built_in_list("cities"));
+}
+
+TEST_F(Dictionaries, a_file_that_was_not_there_is_looked_for_again)
+{
+    const std::filesystem::path path = folder_ / "late.txt";
+    const std::string file = "file='" + utf8(path) + "'";
+    expect_rule_refused("dict", file, list_file_unreadable, u"", {"", 5});
+    std::ofstream(path) << "one\ntwo\n";
+    EXPECT_NE(results("dict", file, {u"x"}, {"", 5}).front(), u"x");
+}
+
+// Two releases with lists of which one has grown draw nothing in common.
+TEST_F(Dictionaries, the_list_shapes_what_is_drawn_and_its_path_does_not)
+{
+    std::string lines;
+    for (int i = 0; i < 1000; ++i) lines += std::to_string(i) + "\n";
+    std::vector<std::u16string> values;
+    for (unsigned i = 0; i < 1000; ++i) values.push_back(u"value" + to_text(i));
+    const auto one = results("dict", list(lines), values, {"", 4});
+    EXPECT_EQ(results("dict", list(lines), values, {"", 4}), one);
+    const auto longer = results("dict", list(lines + "1000\n"), values, {"", 4});
+    std::size_t same = 0;
+    for (std::size_t i = 0; i < values.size(); ++i) same += one[i] == longer[i] ? 1u : 0u;
+    EXPECT_LT(same, 10u) << "1 on average, nearly all if the same were drawn";
 }
 
 TEST_F(Dictionaries, follow_key_and_scope)

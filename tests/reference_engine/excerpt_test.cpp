@@ -1,5 +1,7 @@
 #include "text/excerpt.h"
 
+#include "text/key_source.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -28,8 +30,8 @@ TEST(Excerpts, show_controls_and_four_byte_characters_by_number)
 TEST(Excerpts, never_show_a_key)
 {
     struct Row {
-        const char* text;
-        const char* result;
+        std::string text;
+        std::string result;
     };
     const Row rows[] = {
         {"", ""},
@@ -43,7 +45,47 @@ TEST(Excerpts, never_show_a_key)
         {"key='never closed", "key=***"},
         {"key: topsecret", "key: ***"},
         {"key\u00A0=\u2003topsecret", "key\u00A0=\u2003***"},
-        {"monkey=banana", "monkey=banana"},
+        {"monkey=banana", "monkey=***"}, // as would apikey
+        {"money=banana", "money=banana"},
+        {"mask_key=topsecret name=keep", "mask_key=*** name=keep"},
+        {"kee=topsecret", "kee=***"},
+        {"KEY=topsecret", "KEY=***"},
+        {"kye = topsecret", "kye = ***"},
+        {"key.value=topsecret", "key.value=***"},
+        {"key . value = topsecret", "key ***"},
+        {"\"key\"=topsecret name=keep", "\"key\"=*** name=keep"},
+        {"'key'=topsecret", "'key'=***"},
+        {"\"my key\" = topsecret", "\"my key\" = ***"},
+        {"\"k\\u{65}y\"=topsecret", "\"k\\u{65}y\"=***"},
+        {"key\n=topsecret", "key\n=***"},
+        {"key=\"\" \"topsecret\"", "key=***"},
+        {"key topsecret name=keep", "key ***"},
+        {"key topsecret", "key ***"},
+        {"--key topsecret\nname=keep", "--key ***\nname=keep"},
+        {"{\"key\": \"topsecret\"}", "{\"key\": ***"},
+        {"export MASK_KEY=topsecret", "export MASK_KEY=***"},
+        {"name=fixed('the key is here') other=keep", "name=fixed('the key is here') other=keep"},
+        {"a=hash key topsecret b=keep", "a=hash key ***"},
+        {"hash(kee=topsecret, length=3) name=keep", "hash(kee=***, length=3) name=keep"},
+        {"key(topsecret) name=keep", "key(***) name=keep"},
+        {"# key=topsecret\nname=keep", "# key=***\nname=keep"},
+        {"# the key\nname=keep", "# the key\nname=keep"},
+        {"name=fixed('the key') other=keep", "name=fixed('the key') other=keep"},
+        {"born=dateshift(by=key, days=3) name=keep", "born=dateshift(by=key, days=3) name=keep"},
+        {"a='key=topsecret'", "a='key=***"},
+        {"key=env:MASK_KEY name=keep", "key=env:MASK_KEY name=keep"},
+        {"key=env:MASK_KEY_OF_PEOPLE name=keep", "key=env:MASK_KEY*** name=keep"},
+        {"key='env:MASK_KEYS', name=keep", "key='env:MASK_KEY***', name=keep"},
+        {"key=env:topsecret name=keep", "key=*** name=keep"},
+        {"key=env:1TOPSECRET name=keep", "key=*** name=keep"},
+        {"key=env:" + std::string(65, 'A'), "key=***"},
+        {"key=env: topsecret name=keep", "key=*** name=keep"},
+        {"key=env:MASK_KEY topsecret name=keep", "key=*** name=keep"},
+        {"key=env: name=keep", "key=env: name=keep"},
+        {"key=env: #topsecret", "key=***"},
+        {"key=file:topsecret", "key=***"},
+        {"key=file:TOPSECRET", "key=file:TOPSECRE***"},
+        {"key=file:keys/mask", "key=file:keys/mask"},
         {"hash(key=topsecret)", "hash(key=***)"},
         {"key=one key=two", "key=*** key=***"},
         {"key='top''secret' x=y", "key=*** x=y"},
@@ -58,15 +100,39 @@ TEST(Excerpts, never_show_a_key)
         {"key=", "key="},
         {"key", "key"},
     };
-    for (const Row& row : rows) EXPECT_EQ(without_key(row.text), row.result);
+    for (const Row& row : rows) EXPECT_EQ(without_key(row.text), row.result) << row.text;
 }
 
 TEST(Excerpts, know_a_key_without_its_sign)
 {
-    for (const char* text : {"key", "a=b key", "a=b;key \t\n", "key\u00A0 \u3000"})
+    for (const char* text :
+         {"key", "a=b key", "a=b;key \t\n", "key\u00A0 \u3000", "\"key\"", "keys", "monkey", "a=b Kee "})
         EXPECT_TRUE(ends_with_key(text)) << text;
-    for (const char* text : {"", "monkey", "key=", "key x", "\"key\"", "keys", "key\u200B"})
+    for (const char* text : {"", "money", "key=", "key x", "by=key", "key = env:MASK_KEY ", "key\u200B"})
         EXPECT_FALSE(ends_with_key(text)) << text;
+}
+
+TEST(Excerpts, know_a_name_like_key)
+{
+    for (const char* name : {"key", "KEY", "mask_key", "apikey", "Keys", "kee", "ke", "ky", "hey", "kye",
+                             "eky", "my kez", "x.kay", "k\\u{65}y"})
+        EXPECT_TRUE(looks_like_key(name)) << name;
+    for (const char* name : {"", "k", "name", "type", "unique", "keep", "sex", "day", "by", "days", "kette",
+                             "k e y", "list", "file", "with"})
+        EXPECT_FALSE(looks_like_key(name)) << name;
+}
+
+TEST(Excerpts, show_of_a_source_what_can_be_no_key)
+{
+    EXPECT_EQ(shown_key_source("env:MASK_KEY"), "env:MASK_KEY");
+    EXPECT_EQ(shown_key_source("env:MASK_KEY_2"), "env:MASK_KEY***");
+    EXPECT_EQ(shown_key_source("env:Mask"), "***");
+    EXPECT_EQ(shown_key_source("env:"), "env:");
+    EXPECT_EQ(shown_key_source("file:/run/secrets/the mask"), "file:/run/secrets/the mask");
+    EXPECT_EQ(shown_key_source("file:mask.key"), "file:mask.key");
+    EXPECT_EQ(shown_key_source("file:topsecret"), "***");
+    EXPECT_EQ(shown_key_source("topsecret"), "***");
+    EXPECT_EQ(shown_key_source(""), "***");
 }
 
 TEST(Excerpts, hide_a_key_before_they_are_cut)

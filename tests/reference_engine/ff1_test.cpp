@@ -1,3 +1,6 @@
+#include "masking/ff1_cipher.h"
+#include "masking/keyed.h"
+#include "masking/masks.h"
 #include "rules.h"
 #include "text/unicode.h"
 
@@ -24,7 +27,7 @@ TEST_F(Encrypted, values_keep_their_length_and_alphabet)
         {"alphabet='01'", u"00000000000000000000", u"01"},
         {"alphabet='абвгдеёжзийклмнопрстуфхцчшщъыьэюя'", u"москва", u"абвгдеёжзийклмнопрстуфхцчшщъыьэюя"},
         {"alphabet='٠١٢٣٤٥٦٧٨٩'", u"١٢٣٤٥٦", u"٠١٢٣٤٥٦٧٨٩"},
-        {"alphabet=' -A'", u"A-A -A -A- A-A", u" -A"},
+        {"alphabet='.-A'", u"A-A.-A.-A-.A-A", u".-A"},
     };
     for (const auto& [alphabet, value, characters] : rows) {
         const std::u16string masked = results("ff1", alphabet, {value}).front();
@@ -80,10 +83,72 @@ TEST_F(Encrypted, values_with_too_few_others_of_their_length_are_an_error)
     EXPECT_EQ(mask("ff1", "alphabet='0123456789абвгдеёжзийклмнопрстуфхцчшщъыьэюя'", u"моск").error, 0);
 }
 
-TEST_F(Encrypted, values_of_more_than_1000_characters_are_an_error)
+TEST_F(Encrypted, values_of_more_than_256_characters_are_an_error)
 {
-    EXPECT_EQ(mask("ff1", "", std::u16string(1000, u'7')).error, 0);
-    expect_errors("ff1", "", {std::u16string(1001, u'7')}, value_too_long_to_encrypt);
+    EXPECT_EQ(mask("ff1", "", std::u16string(256, u'7')).error, 0);
+    expect_errors("ff1", "", {std::u16string(257, u'7'), std::u16string(100'000, u'7')},
+                  value_too_long_to_encrypt);
+    EXPECT_EQ(mask("ff1", "", std::u16string(6, u'7') + std::u16string(1000, u' ')).error, 0);
+}
+
+// Long values go through the cipher one by one, shorter ones together: none may show in its results.
+TEST_F(Encrypted, values_of_every_length_are_those_of_the_standard)
+{
+    std::mt19937 random(13);
+    std::vector<std::u16string> values;
+    for (std::size_t length = 6; length <= 70; ++length) values.push_back(random_digits(random, length));
+    std::shuffle(values.begin(), values.end(), random);
+    const HmacKey key(std::vector<std::uint8_t>(32, 7));
+    Results masked;
+    const std::vector<std::u16string_view> views(values.begin(), values.end());
+    make_mask(read_rule("ff1", "", {}), &key)({views}, masked);
+    const Ff1 cipher(derive_secret(key, "ff1", "ff1", {"0123456789"}), 10);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        Numerals numerals;
+        for (const char16_t digit : values[i]) numerals.push_back(static_cast<std::uint16_t>(digit - u'0'));
+        std::u16string expected;
+        for (const std::uint16_t numeral : cipher.encrypt(numerals))
+            expected += static_cast<char16_t>(u'0' + numeral);
+        EXPECT_EQ(text_of(masked, masked.list[i]), expected);
+    }
+}
+
+TEST_F(Encrypted, of_the_smallest_domain_no_two_values_meet)
+{
+    std::vector<std::u16string> values;
+    for (unsigned i = 0; i < 50'000; ++i) values.push_back(to_text(i, 6));
+    const auto masked = results("ff1", "", values);
+    std::vector<bool> reached(1'000'000);
+    std::size_t unchanged = 0;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const std::size_t number = std::stoul(to_utf8(masked[i]));
+        EXPECT_FALSE(reached[number]) << number;
+        reached[number] = true;
+        unchanged += number == i;
+    }
+    EXPECT_LT(unchanged, 5u) << "a permutation leaves about one of a million as it is";
+}
+
+TEST_F(Encrypted, each_digit_is_as_likely_as_any_other)
+{
+    std::vector<std::u16string> values;
+    for (unsigned i = 0; i < 10'000; ++i) values.push_back(to_text(i, 12));
+    const auto masked = results("ff1", "", values);
+    for (std::size_t at = 0; at < 12; ++at) {
+        std::vector<std::size_t> counts(10);
+        for (const std::u16string& number : masked) ++counts[number[at] - u'0'];
+        EXPECT_LT(chi_square(counts), chi_square_limit(9)) << at;
+    }
+}
+
+TEST_F(Encrypted, values_of_two_alphabets_share_nothing)
+{
+    const std::u16string value = u"012345678901";
+    std::set<std::u16string> masked;
+    for (const char* alphabet : {"digits", "'1023456789'", "'0123456789a'", "'0123456789b'", "alphanumeric"})
+        masked.insert(results("ff1", std::string("alphabet=") + alphabet, {value}).front());
+    EXPECT_EQ(masked.size(), 5u);
+    EXPECT_EQ(results("ff1", "alphabet='0123456789'", {value}), results("ff1", "alphabet=digits", {value}));
 }
 
 TEST_F(Encrypted, different_values_get_different_results)
@@ -108,7 +173,13 @@ TEST_F(Encrypted, unusable_rules_are_refused)
     expect_rule_refused("ff1", "alphabet=x", argument_unusable, u"2 to 65536 characters.");
     expect_rule_refused("ff1", "alphabet=abca", argument_unusable, u"Each character stands once. " + named);
     expect_rule_refused("ff1", "alphabet=digit", argument_unusable, u"Each character stands once. " + named);
-    expect_rule_refused("ff1", "alphabet=\"a\\tb\"", argument_unusable, u"Controls cannot be encrypted.");
+    for (const char* part :
+         {"\\t", "\\u{85}", "\\u{202E}", "\\u{200D}", "\\u{FEFF}", "\\u{AD}", "\\u{301}", "\\u{20DD}",
+          "\\u{903}", "\\u{FE0F}", "\\u{FDD0}", "\\u{FFFF}", " ", "\\u{A0}", "\\u{3000}", "\\u{2028}"})
+        expect_rule_refused("ff1", std::string("alphabet=\"ab") + part + "\"", argument_unusable,
+                            u"White space, marks, controls and format characters cannot be encrypted.");
+    expect_rule_refused("ff1", "alphabet=\"😀\\u{1F3FB}\"", argument_unusable, u"White space, marks,");
+    expect_rule_refused("ff1", "alphabet=\"😀\\u{E0041}\"", argument_unusable, u"White space, marks,");
     expect_rule_refused("ff1", "alphabet='a😀'", argument_unusable, u"above do not go together.");
     expect_rule_refused("ff1", "digits", argument_unknown, u"Arguments: alphabet, scope.");
     for (const char* type : {"integer", "decimal(20,0)", "date", "timestamp"})

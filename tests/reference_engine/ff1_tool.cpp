@@ -26,9 +26,20 @@ std::string encrypt(const std::string& key, std::uint32_t radix, const std::stri
 {
     Numerals numerals;
     for (const char digit : text) numerals.push_back(static_cast<std::uint16_t>(digits.find(digit)));
-    std::string result;
     const velk::engine::Ff1 cipher(bytes_of(key), radix);
-    for (const std::uint16_t numeral : cipher.encrypt(numerals, bytes_of(tweak))) result += digits[numeral];
+    const std::vector<std::uint8_t> bytes = bytes_of(tweak);
+    // As the masks do it: most numbers by way of their halves.
+    if (cipher.can_split(numerals.size(), bytes.size())) {
+        velk::engine::SplitNumber number = cipher.split(numerals);
+        for (const std::uint8_t byte : bytes) number.tweak = number.tweak << 8 | byte;
+        number.tweak_size = bytes.size();
+        cipher.encrypt(std::span(&number, 1));
+        cipher.join(number, numerals);
+    } else {
+        numerals = cipher.encrypt(numerals, bytes);
+    }
+    std::string result;
+    for (const std::uint16_t numeral : numerals) result += digits[numeral];
     return result;
 }
 

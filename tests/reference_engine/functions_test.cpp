@@ -16,11 +16,6 @@ const std::u16string samples[] = {
     u"😀👍🏽",      u"e\u0301le\u0300ve", u"x😀y𝒳z",         u"4111 1111 1111 1111",
     u"𐐀𐐁",          u"  blanks  ",        u"\u00A0\u2028 \t"};
 
-std::string utf8(const Value& value)
-{
-    return value ? to_utf8(*value) : "null";
-}
-
 TEST_F(Functions, keep_leaves_every_value_as_it_is)
 {
     for (const std::u16string& sample : samples) {
@@ -49,41 +44,6 @@ TEST_F(Functions, fixed_writes_its_text_for_every_value_that_is_not_null)
     EXPECT_EQ(mask("fixed", "'1999-12-31'", u"2024-02-29", "date", 10).text, u"1999-12-31");
 }
 
-TEST_F(Functions, partial_shows_the_ends_of_a_value)
-{
-    struct Row {
-        const char* arguments;
-        std::u16string value;
-        std::u16string result;
-    };
-    const Row rows[] = {
-        {"", u"secret", u"******"},
-        {"keep_last=4", u"4111111111111234", u"************1234"},
-        {"keep_first=1", u"Anna", u"A***"},
-        {"keep_first=2, keep_last=1, with='#'", u"abcdef", u"ab###f"},
-        {"keep_first=1, keep_last=1", u"😀👍🏽z", u"😀**z"},
-        {"keep_last=1", u"ab😀", u"**😀"},
-        {"keep_first=1, with=•", u"Ελένη", u"Ε••••"},
-        {"keep_first=1", u"e\u0301a", u"e**"},
-        {"keep_first=0, keep_last=0", u"x", u"*"},
-        {"keep_first=1000000, keep_last=1000000", u"short", u"*****"},
-    };
-    for (const Row& row : rows) {
-        const Outcome outcome = mask("partial", row.arguments, row.value);
-        EXPECT_EQ(outcome.error, 0);
-        EXPECT_EQ(outcome.text, row.result) << row.arguments << ": " << utf8(outcome.text);
-    }
-}
-
-TEST_F(Functions, partial_masks_a_value_whole_that_is_too_short_to_hide_anything)
-{
-    EXPECT_EQ(mask("partial", "keep_first=2, keep_last=2", u"abcd").text, u"****");
-    EXPECT_EQ(mask("partial", "keep_first=2, keep_last=2", u"abc").text, u"***");
-    EXPECT_EQ(mask("partial", "keep_first=2, keep_last=2", u"abcde").text, u"ab*de");
-    EXPECT_EQ(mask("partial", "keep_first=1", u"😀").text, u"*");
-    EXPECT_EQ(mask("partial", "keep_first=1", u"").text, u"");
-}
-
 TEST_F(Functions, hash_writes_lower_case_hexadecimal_digits)
 {
     for (const std::u16string& sample : samples) {
@@ -109,11 +69,23 @@ TEST_F(Functions, hash_has_the_length_that_is_asked_for)
     const Value whole = mask("hash", "length=64", u"Anna", "", 64).text;
     ASSERT_TRUE(whole.has_value());
     EXPECT_EQ(whole->size(), 64u);
-    for (const std::size_t length : {1u, 2u, 7u, 32u, 63u}) {
+    for (const std::size_t length : {8u, 9u, 12u, 32u, 63u}) {
         const auto limit = static_cast<std::int32_t>(length);
         EXPECT_EQ(mask("hash", "length=" + std::to_string(length), u"Anna", "", limit).text,
-                  whole->substr(0, length));
+                  whole->substr(0, length))
+            << "the length is not hashed";
     }
+}
+
+TEST_F(Functions, hash_is_never_the_value_itself)
+{
+    // Found by trying: the first eight digits of its hash are those of the value.
+    EXPECT_EQ(mask("hash", "length=12", u"44c18d49", "", 12).text->substr(0, 8), u"44c18d49");
+    const Value result = mask("hash", "length=8", u"44c18d49", "", 8).text;
+    ASSERT_TRUE(result.has_value());
+    EXPECT_EQ(result->size(), 8u);
+    EXPECT_NE(result, u"44c18d49");
+    EXPECT_EQ(mask("hash", "length=8", u"a", "", 8).text->size(), 8u);
 }
 
 TEST_F(Functions, keyed_functions_follow_the_key_and_nothing_else)
@@ -165,35 +137,30 @@ TEST_F(Functions, a_rule_that_cannot_be_carried_out_is_refused_at_the_start)
     expect_refused("hash", "lenght=4", argument_unknown,
                    u"Did you mean \"length\"? Arguments: length, scope.");
     expect_refused("partial", "keep_frist=4", argument_unknown, u"Did you mean \"keep_first\"?");
-    expect_refused("partial", "scope=x", argument_unknown, u"Arguments: keep_first, keep_last, with.");
+    expect_refused("partial", "scope=x", argument_unknown,
+                   u"Arguments: keep_first, keep_last, hide_least, with.");
     expect_refused("classes", "name", argument_unknown);
     expect_refused("fixed", "", argument_missing);
     expect_refused("fixed", "text=gone", argument_unknown);
     expect_refused("fixed", "a, b", argument_unknown, u"", "", 9);
-    expect_refused("hash", "length=0", argument_not_in_range, u"A whole number from 1 to 64.");
+    expect_refused("hash", "length=0", argument_not_in_range, u"A whole number from 8 to 64.");
+    expect_refused("hash", "length=1", argument_not_in_range);
+    expect_refused("hash", "length=7", argument_not_in_range);
     expect_refused("hash", "length=65", argument_not_in_range);
     expect_refused("hash", "length=-1", argument_not_in_range);
     expect_refused("hash", "length=''", argument_not_in_range);
     expect_refused("hash", "length=4.0", argument_not_in_range);
     expect_refused("hash", "length=99999999999999999999", argument_not_in_range);
-    expect_refused("partial", "keep_first=1000001", argument_not_in_range);
-    expect_refused("partial", "keep_first=x", argument_not_in_range);
-    expect_refused("partial", "with=ab", argument_unusable, u"One character up to U+FFFF");
-    expect_refused("partial", "with=''", argument_unusable);
-    expect_refused("partial", "with=😀", argument_unusable);
-    expect_refused("partial", "with=\"\\n\"", argument_unusable);
-    expect_refused("partial", "with=\"\\u{85}\"", argument_unusable);
     expect_refused("classes", "scope=''", argument_unusable);
     expect_refused("hash", "length=4, length=5", argument_repeated);
     expect_refused("hash", "length=", value_missing);
-    expect_refused("partial", "with=#", number_sign_unquoted, u"'#'");
 }
 
 TEST_F(Functions, a_result_that_cannot_stand_in_its_column_is_refused_at_the_start)
 {
     expect_refused("hash", "", result_longer_than_column, u"", "varchar(20)", 20);
     expect_refused("hash", "", result_longer_than_column, u"", "", 31);
-    expect_refused("hash", "length=1", result_longer_than_column, u"", "text", 0);
+    expect_refused("hash", "length=8", result_longer_than_column, u"", "text", 0);
     expect_refused("fixed", "'abc'", result_longer_than_column, u"", "char(2)", 2);
     expect_refused("fixed", "'abc'", result_longer_than_column, u"", "", 2);
     expect_refused("fixed", "'12345678901'", result_longer_than_column, u"", "integer", 10);

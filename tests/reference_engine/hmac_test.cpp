@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace velk::engine {
 namespace {
@@ -53,6 +56,13 @@ const Vector vectors[] = {
      "9b09ffa71b942fcb27635fbcd5b0e944bfdc63644f0713938a7f51535c3a35e2"},
 };
 
+Digest digest_of(HmacRun& run, const std::string& message)
+{
+    Digest digest;
+    run.digest(view(message), digest);
+    return digest;
+}
+
 TEST(Hmac, gives_the_published_digests)
 {
     for (const Vector& vector : vectors) {
@@ -60,6 +70,8 @@ TEST(Hmac, gives_the_published_digests)
         const HmacKey key(view(vector.key));
         EXPECT_EQ(hex(key.digest(view(vector.data))), vector.digest);
         EXPECT_EQ(hex(key.digest(view(vector.data))), vector.digest) << "a key is used again unchanged";
+        HmacRun run(key);
+        EXPECT_EQ(hex(digest_of(run, vector.data)), vector.digest);
     }
 }
 
@@ -69,6 +81,47 @@ TEST(Hmac, gives_the_first_half_of_the_truncated_digest)
     const HmacKey key(view(text));
     EXPECT_EQ(hex(key.digest(view("Test With Truncation"))).substr(0, 32),
               "a3b6167473100ee06e0c796c2955552b");
+}
+
+TEST(Hmac, runs_of_one_key_do_not_meet)
+{
+    const HmacKey key(view("0123456789abcdef"));
+    HmacRun one(key);
+    HmacRun other(key);
+    const std::string whole = hex(key.digest(view("abc")));
+    EXPECT_EQ(hex(digest_of(one, "abc")), whole);
+    EXPECT_EQ(hex(digest_of(other, "")), hex(key.digest({})));
+    EXPECT_EQ(hex(digest_of(one, "abc")), whole) << "a run goes on with the next message anew";
+}
+
+TEST(Hmac, runs_give_the_digests_of_the_key_whatever_the_length)
+{
+    const HmacKey key(view("0123456789abcdef"));
+    HmacRun run(key);
+    for (std::size_t size = 0; size < 200; ++size) {
+        const std::string message(size, 'x');
+        EXPECT_EQ(hex(digest_of(run, message)), hex(key.digest(view(message)))) << size;
+    }
+}
+
+TEST(Hmac, any_number_of_threads_use_one_key)
+{
+    const HmacKey key(view("0123456789abcdef"));
+    std::vector<std::string> expected;
+    for (int i = 0; i < 2000; ++i) expected.push_back(hex(key.digest(view(std::to_string(i)))));
+    std::vector<std::thread> threads;
+    std::atomic<int> wrong = 0;
+    for (int thread = 0; thread < 4; ++thread)
+        threads.emplace_back([&] {
+            HmacRun run(key);
+            for (std::size_t i = 0; i < expected.size(); ++i) {
+                const std::string message = std::to_string(i);
+                if (hex(digest_of(run, message)) != expected[i]) ++wrong;
+                if (i % 100 == 0 && hex(key.digest(view(message))) != expected[i]) ++wrong;
+            }
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(wrong, 0);
 }
 
 TEST(Hmac, hashes_without_a_key)

@@ -444,6 +444,73 @@ Remove one of the two.)~"},
     });
 }
 
+TEST(MaskingStringColumns, that_a_rule_decides_by_are_there)
+{
+    expect_messages({
+        {"service=p key=env:K person=keep born=dateshift(days=30, by=persn) born.type=date", R"~(
+7242 no such column "persn"
+line 1, column 57 (byte 57)
+...person=keep born=dateshift(days=30, by=persn) born.type=date
+                                       ^~~~~~~~
+Did you mean "person"?)~"},
+        {"service=p key=env:K born=dateshift(by='x y', days=30) born.type=date", R"~(
+7242 no such column "x y"
+line 1, column 36 (byte 36)
+...p key=env:K born=dateshift(by='x y', days=30) born.type=date
+                              ^~~~~~~~
+Name one of the other columns.)~"},
+        {"service=p key=env:K born=dateshift(days=30, by=born) born.type=date", R"~(
+7313 an argument cannot be used "by=born"
+line 1, column 45 (byte 45)
+...=p key=env:K born=dateshift(days=30, by=born) born.type=date
+                                        ^~~~~~~
+It is the column itself: leave by out.)~"},
+    });
+    for (const char* text : {"service=p key=env:K \"x y\"=keep born=dateshift(by='x y', days=30) born.type=date",
+                             "service=p key=env:K born=dateshift(by=name, days=30) born.type=date name=hash",
+                             "service=p key=env:K born=dateshift(by=name, days=30) born.type=date n*=hash",
+                             "service=p key=env:K $2=dateshift(by=name, days=30) $2.type=date"})
+        EXPECT_EQ(message_of(text), "") << text;
+}
+
+TEST(MaskingStringPatterns, stand_once_and_without_quotes)
+{
+    expect_messages({
+        {"service=p addr_*=keep\naddr_*=null", R"~(
+7327 key given twice "addr_*"
+line 2, column 1 (byte 23)
+addr_*=null
+^~~~~~
+first given at line 1, column 11 (byte 11)
+Remove one of the two.)~"},
+        {"service=p $3=keep $3=null", R"~(
+7327 key given twice "$3"
+line 1, column 19 (byte 19)
+service=p $3=keep $3=null
+                  ^~
+first given at line 1, column 11 (byte 11)
+Remove one of the two.)~"},
+        {"service=p \"*\"=keep", R"~(
+7241 a pattern or a position in place of a column "*"
+line 1, column 11 (byte 11)
+service=p "*"=keep
+          ^~~
+Write it without quotes if it is meant as one. A column of that name has to get another.)~"},
+        {"service=p *.type=date", R"~(
+7212 no rule for a column "*"
+line 1, column 11 (byte 11)
+service=p *.type=date
+          ^~~~~~
+Give the column a rule; keep leaves it as it is.)~"},
+        {"service=p name.*=keep", R"~(
+7329 unknown attribute of a column "*"
+line 1, column 16 (byte 16)
+service=p name.*=keep
+               ^
+Attributes: type, unique.)~"},
+    });
+}
+
 TEST(MaskingStringUnknownKeys, name_the_nearest_known_one)
 {
     expect_messages({
@@ -626,13 +693,13 @@ Did you mean "length"? Arguments: length, scope.)~"},
 line 1, column 31 (byte 31)
 service=p key=env:K name=hash(length=65)
                               ^~~~~~~~~
-A whole number from 1 to 64.)~"},
+A whole number from 8 to 64.)~"},
         {"service=p key=env:K name=hash(length=many)", R"~(
 7305 an argument is not a number in its range "length=many"
 line 1, column 31 (byte 31)
 service=p key=env:K name=hash(length=many)
                               ^~~~~~~~~~~
-A whole number from 1 to 64.)~"},
+A whole number from 8 to 64.)~"},
         {"service=p key=env:K name=hash(scope='')", R"~(
 7313 an argument cannot be used "scope"
 line 1, column 31 (byte 31)
@@ -644,7 +711,7 @@ A scope has at least one character.)~"},
 line 1, column 48 (byte 48)
 service=p key=env:K name=partial(keep_first=2, with=ab)
                                                ^~~~~~~
-One character up to U+FFFF, no control.)~"},
+One character up to U+FFFF, no mark, no control or format character.)~"},
         {"service=p key=env:K born=dateshift born.type=date", R"~(
 7304 an argument is missing "days"
 line 1, column 26 (byte 26)
@@ -968,7 +1035,7 @@ TEST(MaskingStringLists, say_why_they_are_none)
     std::ofstream(path, std::ios::binary) << "one\n\ntwo\n";
     const std::string message = message_of("service=p key=env:K a=dict(file='" + path + "')");
     EXPECT_TRUE(message.starts_with("7319 not a list \"")) << message;
-    EXPECT_NE(message.find("\nline 1, column 23 (byte 23)\n"), std::string::npos) << message;
+    EXPECT_NE(message.find("\nline 1, column 28 (byte 28)\n"), std::string::npos) << message;
     EXPECT_TRUE(message.ends_with("~\nline 2 is empty\nCorrect the file.")) << message;
     std::filesystem::remove(path);
 }

@@ -3,6 +3,7 @@
 
 #include "engine/provider.h"
 #include "provider/state.h"
+#include "text/unicode.h"
 
 #include <gtest/gtest.h>
 
@@ -63,6 +64,30 @@ TEST(MaskingStringRecords, number_columns_in_the_order_of_their_rules)
     EXPECT_EQ(parsed.operands()[3], (OperandText{2, "type", "date"}));
 }
 
+TEST(MaskingStringRecords, carry_patterns_and_positions_as_they_are_written)
+{
+    const Parsed parsed("service=p addr_*=null addr_*.type=date $3=keep $3.unique=true *=keep name=keep");
+    EXPECT_EQ(parsed.code, 0) << parsed.message;
+    EXPECT_EQ(parsed.fields(), (Fields{{"addr_*", 10}, {"$3", 0}, {"*", 0}, {"name", 0}}));
+}
+
+class Patterns : public FrameworkTest {};
+
+TEST_F(Patterns, start_no_provider)
+{
+    for (const char* name : {"*", "addr_*", "$3"}) {
+        Service service;
+        service.column(name, "keep");
+        expect_code(try_start(service), column_is_pattern);
+        EXPECT_TRUE(contains(texts_of(column_is_pattern).heading, u"\"" + to_utf16(name) + u"\""));
+    }
+    for (const char* name : {"$", "$x", "a *", "Zoë*"}) {
+        Service service;
+        service.column(name, "keep");
+        EXPECT_EQ(try_start(service), 0) << name;
+    }
+}
+
 TEST(MaskingStringRecords, take_a_quoted_word_of_the_service_for_a_column)
 {
     const Parsed parsed(
@@ -98,7 +123,7 @@ TEST(MaskingStringRecords, give_a_limited_column_the_longest_text_of_its_type)
         {"decimal(2,2)", 5, 2, 2, "decimal(2,2)"}, // -0.12
         {"integer", 20, 0, 0, "integer"},
         {"date", 10, 0, 0, "date"},
-        {"timestamp", 29, 0, 0, "timestamp"},
+        {"timestamp", 35, 0, 0, "timestamp"},
         {"'date'", 10, 0, 0, "date"},
     };
     for (const Row& row : rows) {
@@ -122,16 +147,16 @@ TEST(MaskingStringRecords, give_a_text_column_the_longest_result_that_may_exceed
     EXPECT_EQ(length("name=keep"), 0);
     EXPECT_EQ(length("name=classes"), 0);
     EXPECT_EQ(length("name=hash"), 32);
-    EXPECT_EQ(length("name=hash(length=7, scope=s)"), 7);
+    EXPECT_EQ(length("name=hash(length=9, scope=s)"), 9);
     EXPECT_EQ(length("name=fixed('\U0001F600\u65E5')"), 2);
-    EXPECT_EQ(length("name=hash(length=7) on_error=fixed('too long by far')"), 15);
+    EXPECT_EQ(length("name=hash(length=9) on_error=fixed('too long by far')"), 15);
     EXPECT_EQ(length("name=hash(length=40) on_error=fixed('shorter')"), 40);
 }
 
 // The bytes themselves: who releases the records goes by them.
 TEST(MaskingStringRecords, are_laid_out_as_the_bridge_releases_and_reads_them)
 {
-    const Parsed parsed("service=p name=hash(length=4) key=env:K");
+    const Parsed parsed("service=p name=hash(length=14) key=env:K");
     const SVCA& service = parsed.service;
     EXPECT_EQ(std::memcmp(service.eyeCatcher, "SVCA", 4), 0);
     EXPECT_EQ(service.version, 21);
@@ -201,7 +226,7 @@ TEST(MaskingStringRecords, start_a_provider)
         EXPECT_EQ(Provider_Init(&handle, parsed.id.c_str(), static_cast<std::int32_t>(parsed.id.size()),
                                 &parsed.service, 1),
                   0)
-            << text << (state().last_failure ? state().last_failure->subject : "");
+            << text << last_failure().subject.view();
         EXPECT_EQ(Provider_Term(handle), 0);
     }
     EXPECT_EQ(Provider_FrmwTerm(), 0);

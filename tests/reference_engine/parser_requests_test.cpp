@@ -10,6 +10,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 namespace velk::test {
 namespace {
@@ -223,6 +224,29 @@ TEST(ParserErrors, that_others_report_are_cut_to_what_a_text_may_hold)
     EXPECT_EQ(take_message(), "heading\n\n");
 }
 
+TEST(ParserErrors, of_one_thread_are_not_seen_by_another)
+{
+    expect_code(ParseRequest("a='").measure(), quote_not_closed);
+    std::string before;
+    std::string after;
+    std::thread([&] {
+        before = take_message();
+        ParseRequest("a b").measure();
+        after = take_message();
+    }).join();
+    EXPECT_EQ(before, "");
+    EXPECT_EQ(after.substr(0, 4), "7325");
+    EXPECT_EQ(take_message().substr(0, 4), "7306");
+}
+
+TEST(ParserErrors, of_the_adapter_belong_to_the_thread_that_built)
+{
+    std::string message;
+    std::thread([&] { message = message_of("service=p name=kep"); }).join();
+    EXPECT_EQ(message.substr(0, 4), "7301");
+    EXPECT_EQ(take_message(), "");
+}
+
 // A build of what was parsed, after some damage.
 std::int32_t build_with(void (*damage)(PGDA&))
 {
@@ -270,8 +294,48 @@ TEST(AdapterRequests, are_refused_where_a_record_is_damaged)
               build_request_damaged);
     EXPECT_EQ(build_with([](PGDA& build) { build.parameters->entries[0].keySize = 0; }),
               build_request_damaged);
-    EXPECT_EQ(build_with([](PGDA& build) { build.parameters->entries[0].key[3] = '='; }),
-              build_request_damaged);
+    expect_code(build_with([](PGDA& build) { build.parameters->entryCount = 20'001; }),
+                build_request_damaged);
+}
+
+void set_place(std::uint8_t (&bytes)[8], std::uint32_t start, std::uint32_t length)
+{
+    std::memcpy(bytes, &start, 4);
+    std::memcpy(bytes + 4, &length, 4);
+}
+
+// The string is "service=people name=keep"; the second entry is name = keep.
+TEST(AdapterRequests, are_refused_where_an_entry_speaks_of_another_place)
+{
+    using Damage = void (*)(KVPA&);
+    const Damage damages[] = {
+        [](KVPA& entry) { set_place(entry.reserved0, 24, 4); },
+        [](KVPA& entry) { set_place(entry.reserved0, 25, 0); },
+        [](KVPA& entry) { set_place(entry.reserved0, 0xFFFFFFFF, 4); },
+        [](KVPA& entry) { set_place(entry.reserved0, 0xFFFFFFFE, 0xFFFFFFFE); },
+        [](KVPA& entry) { set_place(entry.reserved0, 15, 0xFFFFFFFF); },
+        [](KVPA& entry) { set_place(entry.reserved0, 16, 4); },
+        [](KVPA& entry) { set_place(entry.reserved0, 0, 0); },
+        [](KVPA& entry) { set_place(entry.reserved32, 0x80000000, 4); },
+        [](KVPA& entry) { set_place(entry.reserved32, 21, 4); },
+        [](KVPA& entry) { set_place(entry.reserved32, 20, 3); },
+        [](KVPA& entry) { set_place(entry.reserved32, 20, 0x7FFFFFFF); },
+        [](KVPA& entry) { entry.reserved24[0] = 'c'; },
+        [](KVPA& entry) { entry.reserved24[0] = 0; },
+        [](KVPA& entry) { entry.key[0] = '='; },
+        [](KVPA& entry) { entry.key[4] = 'x'; },
+        [](KVPA& entry) { entry.value[1] = '('; },
+        [](KVPA& entry) { entry.valueSize = 4; },
+    };
+    for (const Damage& damage : damages) {
+        static Damage current;
+        current = damage;
+        EXPECT_EQ(build_with([](PGDA& build) { current(build.parameters->entries[1]); }),
+                  entry_outside_string)
+            << "damage " << &damage - damages;
+        EXPECT_EQ(take_message(), whole(entry_outside_string));
+    }
+    note_reached(entry_outside_string);
 }
 
 TEST(AdapterRequests, need_room_for_the_service_id_and_its_terminator)

@@ -274,6 +274,46 @@ TEST_F(Providers, refuse_an_error_text_that_does_not_fit_a_column)
     expect_code(try_start(date), fixed_text_unfit);
 }
 
+TEST_F(Providers, refuse_a_pattern_or_a_position_in_place_of_a_column)
+{
+    for (const char* name : {"*", "addr_*", "*_name", "a-*_9", "$3", "$123456789012345678901"}) {
+        Service service;
+        service.column(name, "keep");
+        expect_code(try_start(service), column_is_pattern);
+        EXPECT_TRUE(contains(texts_of(column_is_pattern).heading, u"\"" + to_utf16(name) + u"\""));
+    }
+    for (const char* name : {"$", "$x", "$3a", "3$", "a *", "č*", "*.csv", "order no"}) {
+        Service service;
+        service.column(name, "keep");
+        EXPECT_EQ(try_start(service), 0) << name;
+    }
+}
+
+TEST_F(Providers, know_the_column_by_which_a_rule_decides)
+{
+    const auto started_by = [](const std::string& by) {
+        Service service;
+        service.operand(0, "key", "env:VELK_TEST_KEY");
+        service.column("born", "dateshift", "days=30, by=" + by, 10, "date");
+        service.column("patient", "keep");
+        service.column("twice", "keep");
+        service.column("twice", "keep");
+        return try_start(service);
+    };
+    EXPECT_EQ(started_by("patient"), 0);
+    expect_code(started_by("patent"), column_unknown);
+    EXPECT_TRUE(contains(texts_of(column_unknown).heading, u"\"patent\""));
+    EXPECT_TRUE(
+        contains(texts_of(column_unknown).detail, u"column \"born\"\nrule dateshift(days=30, by=patent)"));
+    EXPECT_TRUE(
+        contains(texts_of(column_unknown).trailing, u"Did you mean \"patient\"? Columns: patient, twice"));
+    expect_code(started_by("born"), argument_unusable);
+    EXPECT_TRUE(contains(texts_of(argument_unusable).heading, u"by=born"));
+    EXPECT_TRUE(contains(texts_of(argument_unusable).trailing, u"the column itself"));
+    expect_code(started_by("twice"), argument_unusable);
+    EXPECT_TRUE(contains(texts_of(argument_unusable).trailing, u"Several columns"));
+}
+
 std::int32_t start_with_key(const std::string& source)
 {
     Service service;
@@ -287,7 +327,7 @@ TEST_F(Providers, take_their_key_from_the_environment)
     EXPECT_EQ(start_with_key("env:VELK_TEST_KEY"), 0);
     set_environment("VELK_TEST_KEY", nullptr);
     expect_code(start_with_key("env:VELK_TEST_KEY"), key_variable_unset);
-    EXPECT_TRUE(contains(texts_of(key_variable_unset).heading, u"\"VELK_TEST_KEY\""));
+    EXPECT_TRUE(contains(texts_of(key_variable_unset).heading, u"\"env:VELK_TES***\""));
     set_environment("VELK_TEST_KEY", "fifteen letters");
     expect_code(start_with_key("env:VELK_TEST_KEY"), key_too_short);
 }

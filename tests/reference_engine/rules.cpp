@@ -3,6 +3,8 @@
 #include "text/unicode.h"
 
 #include <algorithm>
+#include <cmath>
+#include <numeric>
 
 namespace velk::test {
 
@@ -95,6 +97,27 @@ std::u16string to_text(std::uint64_t number, std::size_t digits)
 {
     const std::string text = std::to_string(number);
     return std::u16string(digits > text.size() ? digits - text.size() : 0, u'0') + to_utf16(text);
+}
+
+double chi_square(const std::vector<std::size_t>& counts)
+{
+    const double expected =
+        static_cast<double>(std::accumulate(counts.begin(), counts.end(), std::size_t{})) /
+        static_cast<double>(counts.size());
+    double sum = 0;
+    for (const std::size_t count : counts) {
+        const double difference = static_cast<double>(count) - expected;
+        sum += difference * difference / expected;
+    }
+    return sum;
+}
+
+// Wilson and Hilferty's approximation.
+double chi_square_limit(std::size_t freedom)
+{
+    constexpr double deviations = 4.265; // of the normal distribution, for 1 in 100,000
+    const double part = 2.0 / (9.0 * static_cast<double>(freedom));
+    return static_cast<double>(freedom) * std::pow(1 - part + deviations * std::sqrt(part), 3);
 }
 
 std::u16string random_digits(std::mt19937& random, std::size_t count)

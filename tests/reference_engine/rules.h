@@ -36,6 +36,11 @@ void expect_keyed(const std::string& rule, const std::string& arguments,
                   const std::vector<std::u16string>& values, const Column& column = {});
 
 std::u16string to_text(std::uint64_t number, std::size_t digits = 1); // with leading zeros
+
+// How far counts are from being equal, by Pearson's test: more than the limit for so many degrees of freedom
+// is reached by chance once in 100,000 times.
+double chi_square(const std::vector<std::size_t>& counts);
+double chi_square_limit(std::size_t freedom);
 std::u16string random_digits(std::mt19937& random, std::size_t count);
 
 } // namespace velk::test

@@ -39,6 +39,9 @@ class EveryCodeReached : public testing::Environment {
         if (testing::GTEST_FLAG(filter) != "*") return;
         for (const Message& message : messages()) {
             if (message.code == internal_error) continue; // has no known cause
+#if defined(_WIN32)
+            if (message.code == key_file_writable) continue; // files have no mode there
+#endif
             EXPECT_TRUE(reached().contains(message.code)) << "no test reached " << message.code;
         }
     }

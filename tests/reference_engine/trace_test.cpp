@@ -200,6 +200,27 @@ TEST_F(Trace, never_shows_a_key)
     EXPECT_EQ(found[5]["args"]["velkMaskingStrin"], "service=s key=*** a=keep");
 }
 
+TEST_F(Trace, never_shows_a_key_however_its_name_is_spelt)
+{
+    ASSERT_EQ(Provider_FrmwInit(nullptr), 0);
+    const char* texts[] = {"key.value=S3cret", "\"key\"=S3cret", "mask_key=S3cret",     "kee=S3cret",
+                           "key=env: S3cret",  "key=env:S3cret", "key=\"\" \"S3cret\"", "hash(kee=S3cret)",
+                           "'key'=S3cret",     "KEY=S3cret",     "key S3cret a=keep",   "key: S3cret"};
+    const std::u16string secret = u"S3cret";
+    TraceContext context;
+    begin(context, 0xC080E);
+    for (const char* text : texts)
+        EXPECT_EQ(write(context, trace_event_data, 327, {narrow("velkMaskingString", text)}), 0);
+    for (const std::u16string name : {u"kee", u"mask_key", u"KEY"}) {
+        EXPECT_EQ(write(context, trace_event_data, 1050, {wide("pDpInitOpDef->PN", name)}), 0);
+        EXPECT_EQ(write(context, trace_event_data, 1070, {wide("pDpInitOpDef->PV", secret)}), 0);
+    }
+    EXPECT_EQ(Provider_TraceEnd(&context), 0);
+    const std::vector<json> found = events();
+    ASSERT_EQ(found.size(), std::size(texts) + 6);
+    for (const json& event : found) EXPECT_EQ(event.dump().find("S3cret"), std::string::npos) << event.dump();
+}
+
 TEST_F(Trace, hides_an_operands_value_whose_name_it_has_not_seen)
 {
     ASSERT_EQ(Provider_FrmwInit(nullptr), 0);
@@ -224,6 +245,32 @@ TEST_F(Trace, hides_an_operands_value_whose_name_it_has_not_seen)
         EXPECT_EQ(found[first + 3]["args"][label], "topsecret") << "the value of a rule";
     }
 }
+
+#if !defined(_WIN32)
+
+// Of which no call fails: secrets are often mounted so.
+TEST_F(Trace, tells_of_a_key_file_that_others_may_read)
+{
+    using std::filesystem::perms;
+    ASSERT_EQ(Provider_FrmwInit(nullptr), 0);
+    const std::filesystem::path path = std::filesystem::path(testing::TempDir()) / "velk trace key";
+    std::ofstream(path) << test_key;
+    for (const perms rights : {perms::owner_read, perms::owner_read | perms::group_read}) {
+        std::filesystem::permissions(path, rights);
+        Service service;
+        service.operand(0, "key", "file:" + path.string());
+        service.column("name", "hash", "", 32);
+        EXPECT_EQ(Provider_Term(start(service)), 0);
+    }
+    std::filesystem::remove(path);
+    const std::vector<json> found = events();
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_EQ(found[0]["name"], "key file");
+    EXPECT_EQ(found[0]["args"]["note"],
+              "others may read file:" + path.string() + "; if nothing of the system needs that: chmod 600");
+}
+
+#endif
 
 TEST_F(Trace, repairs_a_label_that_was_cut_inside_a_character)
 {

@@ -5,6 +5,25 @@
 namespace velk::engine {
 namespace {
 
+// Whatever is copied in blocks ends where the text does, and goes on behind a character that is not ASCII.
+TEST(Unicode, text_of_any_length_becomes_utf8)
+{
+    const std::pair<std::u16string, std::string> characters[] = {
+        {u"\u007F", "\x7F"}, {u"\u0080", "\xC2\x80"}, {u"\u07FF", "\xDF\xBF"},
+        {u"中", "中"},       {u"😀", "😀"},           {u"\xD83D", "\xEF\xBF\xBD"},
+    };
+    for (std::size_t size = 0; size < 40; ++size) {
+        EXPECT_EQ(to_utf8(std::u16string(size, u'a')), std::string(size, 'a'));
+        for (std::size_t at = 0; at <= size; ++at)
+            for (const auto& [units, bytes] : characters) {
+                const std::u16string text =
+                    std::u16string(at, u'a') + units + std::u16string(size - at, u'b');
+                EXPECT_EQ(to_utf8(text), std::string(at, 'a') + bytes + std::string(size - at, 'b'));
+                EXPECT_EQ(is_well_formed(text), units != u"\xD83D");
+            }
+    }
+}
+
 TEST(Unicode, every_character_survives_both_encodings)
 {
     for (char32_t code_point = 0; code_point <= 0x10FFFF; ++code_point) {

@@ -92,7 +92,9 @@ std::int32_t Engine::trace_begin(TraceContext* context, TraceBlock* block)
     check_begin(*context, block);
     const TraceAnswers& answers = answers_for(context->function);
     if (answers.begin_status != 0) return answers.begin_status;
-    Scope scope{context, answers.gives_handle ? 0x7000000000 + ++last_handle : 0, nullptr, false};
+    Scope scope{context, answers.gives_handle ? 0x7000000000 + ++last_handle : 0, nullptr, false,
+                std::string(answers.behind_context, '\x5A')};
+    scope.behind.copy(reinterpret_cast<char*>(context + 1), scope.behind.size());
     if (answers.lends_record) {
         scope.lent = std::make_unique<TraceRecord>();
         fill_with_garbage(*scope.lent);
@@ -103,6 +105,13 @@ std::int32_t Engine::trace_begin(TraceContext* context, TraceBlock* block)
     context->mask = answers.mask;
     scopes.push_back(std::move(scope));
     return 0;
+}
+
+// The native must not use the memory for anything else.
+void Engine::check_behind(const Scope& scope)
+{
+    if (std::memcmp(scope.context + 1, scope.behind.data(), scope.behind.size()) != 0)
+        violation(log, "what the facility keeps behind the trace context was written");
 }
 
 std::int32_t Engine::trace_write(TraceRecord* record)
@@ -119,6 +128,7 @@ std::int32_t Engine::trace_write(TraceRecord* record)
     if (!fault.empty()) violation(log, "a trace record has " + fault);
     const auto scope = std::find_if(scopes.begin(), scopes.end(), of_record);
     if (scope->context->function != record->function) violation(log, "a trace record of another function");
+    check_behind(*scope);
     fill_with_garbage(*record);
     return -1;
 }
@@ -130,6 +140,7 @@ std::int32_t Engine::trace_end(TraceContext* context)
         violation(log, "a trace scope ends that is not the innermost open one");
         return -1;
     }
+    check_behind(scopes.back());
     scopes.pop_back();
     return -1;
 }

@@ -39,6 +39,7 @@ struct TraceAnswers {
     bool gives_handle = true;                               // false: the scope's handle is 0
     bool lends_record = true;                               // false: the record buffer is null
     std::uint32_t registered_word = trace_block_registered; // what registering stores in the block
+    std::size_t behind_context = 0; // bytes behind the trace context that are the facility's while it is open
 };
 
 // What the engine's text for any code is.
@@ -97,9 +98,11 @@ private:
         std::uint64_t handle;
         std::unique_ptr<TraceRecord> lent; // gone with the scope
         bool may_stay_open;
+        std::string behind; // what the facility keeps behind the context
     };
     const TraceAnswers& answers_for(std::uint32_t function) const;
     void check_begin(const TraceContext& context, TraceBlock* block);
+    void check_behind(const Scope& scope);
 
     std::map<TraceBlock*, std::uint32_t> blocks; // function ids
     std::vector<Scope> scopes;                   // open, the innermost last

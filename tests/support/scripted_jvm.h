@@ -34,13 +34,13 @@ namespace velk::test {
 // A Java exception as a test sees it.
 struct Thrown {
     std::string class_name;
-    std::string message; // the bytes that the native gave
-    jint code = 0;       // of a VELKException
+    std::optional<std::string> message; // the bytes that the native gave; nothing: null
+    jint code = 0;                      // of a VELKException
     bool operator==(const Thrown&) const = default;
 };
 void PrintTo(const Thrown& thrown, std::ostream* out);
 
-Thrown velk_exception(std::string message, jint code);
+Thrown velk_exception(std::optional<std::string> message, jint code);
 
 // A call that is to fail instead of doing its work.
 struct Failure {
@@ -83,6 +83,9 @@ public:
     std::set<std::string> may_leave;
     // Names of those that the latest native left, in the order they were made.
     const std::vector<std::string>& left() const;
+
+    // JNI functions that may be called with an exception pending, for the rest of the test.
+    std::set<std::string> may_run_pending;
 
     // What Java holds. These references are the test's own: natives must not delete them. Fields are 0,
     // false or null at first.

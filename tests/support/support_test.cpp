@@ -91,6 +91,17 @@ TEST_F(ScriptedJvm, FindsCallsWithAnExceptionPending)
               (Thrown{"java/lang/NoClassDefFoundError", "com/brel/sorn/velk/Field", 0}));
 }
 
+TEST_F(ScriptedJvm, LetsTheFunctionsThatAreNamedRunWithAnExceptionPending)
+{
+    const jclass error = env->FindClass("java/lang/OutOfMemoryError");
+    jvm.may_leave = {"class OutOfMemoryError", "class String"};
+    jvm.may_run_pending = {"ThrowNew"};
+    env->ThrowNew(error, "first");
+    env->ThrowNew(error, "second");
+    EXPECT_NONFATAL_FAILURE(env->FindClass("java/lang/String"), "FindClass with an exception pending");
+    EXPECT_EQ(jvm.take_exception(), (Thrown{"java/lang/OutOfMemoryError", "second", 0}));
+}
+
 TEST_F(ScriptedJvm, FindsAMethodCallWhoseExceptionNobodyLooksFor)
 {
     const jclass clazz = env->FindClass("java/util/ArrayList");
@@ -257,6 +268,21 @@ TEST_F(ScriptedEngine, FindsAContextThatIsNotZeroed)
     context.reserved36[3] = 1;
     EXPECT_NONFATAL_FAILURE(Provider_TraceBegin(&context, &block), "the trace context is not zero");
     Provider_TraceEnd(&context);
+}
+
+TEST_F(ScriptedEngine, FindsAWriteToWhatItKeepsBehindTheContext)
+{
+    struct {
+        TraceContext context;
+        char behind[8];
+    } larger{};
+    larger.context.function = 5;
+    engine.trace.behind_context = sizeof larger.behind;
+    Provider_TraceRegister(5, &block, 0);
+    Provider_TraceBegin(&larger.context, &block);
+    EXPECT_EQ(std::string(larger.behind, 8), "ZZZZZZZZ");
+    larger.behind[7] = 0;
+    EXPECT_NONFATAL_FAILURE(Provider_TraceEnd(&larger.context), "behind the trace context was written");
 }
 
 TEST_F(ScriptedEngine, FindsABlockThatWasNotRegistered)

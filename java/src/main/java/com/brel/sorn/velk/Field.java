@@ -1,5 +1,7 @@
 package com.brel.sorn.velk;
 
+import org.jspecify.annotations.Nullable;
+
 /** One value of a row: the value to be masked goes in, the masked value or an error comes out. */
 public final class Field {
   /** Address of the native record, 0 while there is none. */
@@ -12,13 +14,13 @@ public final class Field {
   public int sourceSize;
 
   /** The value, a String or null; replaced by the masked value. */
-  public Object source;
+  public @Nullable Object source;
 
   /** Reserved; no native uses it. */
   int destinationSize;
 
   /** Reserved; no native uses it. */
-  Object destination;
+  @Nullable Object destination;
 
   /**
    * The engine's code of an error of this value, 0 for none; cleared by the caller before each
@@ -27,7 +29,7 @@ public final class Field {
   public int errorCode;
 
   /** The engine's text of {@link #errorCode}; left as it is where the engine has none. */
-  public String errorMessage;
+  public @Nullable String errorMessage;
 
   /** Makes a field without a native record. */
   public Field() {}

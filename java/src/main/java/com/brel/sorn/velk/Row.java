@@ -1,5 +1,7 @@
 package com.brel.sorn.velk;
 
+import org.jspecify.annotations.Nullable;
+
 /** One row of a row set. */
 public final class Row {
   /** Address of the native record, 0 while there is none. */
@@ -9,7 +11,7 @@ public final class Row {
   public boolean hasError;
 
   /** The row's values, in order; each must have its native record before {@link #toC}. */
-  public Field[] fields;
+  public Field @Nullable [] fields;
 
   /** Makes a row without a native record. */
   public Row() {}

@@ -1,12 +1,14 @@
 package com.brel.sorn.velk;
 
+import org.jspecify.annotations.Nullable;
+
 /** A set of rows that one call masks. */
 public final class RowSet {
   /** Address of the native record, 0 while there is none. */
   long pointer;
 
   /** The rows, in order; each must have its native record before {@link #toC}. */
-  public Row[] rows;
+  public Row @Nullable [] rows;
 
   /** Reserved; no native uses it. */
   boolean rowSetHasInfo;

@@ -4,4 +4,7 @@
  * <p>Field names and native signatures are fixed by the native library. Nothing here guards its
  * caller; applications use {@link com.brel.sorn.velk.masking} instead.
  */
+@NullMarked
 package com.brel.sorn.velk;
+
+import org.jspecify.annotations.NullMarked;

@@ -31,7 +31,7 @@ final class CheckCommand implements Callable<Integer> {
       List<String> errors = Header.read(source).findings(masking.rules());
       List<String> warnings =
           masking.rules().stream()
-              .filter(rule -> rule.unique() && rule.isLossy())
+              .filter(rule -> rule.unique() && rule.rule().isLossy())
               .map(CheckCommand::warning)
               .toList();
       Streams streams = velk.streams();
@@ -49,7 +49,7 @@ final class CheckCommand implements Callable<Integer> {
     return "column "
         + Show.quoted(rule.name())
         + " is to stay unique, and "
-        + rule.function()
+        + rule.rule().function()
         + " may give two values the same result";
   }
 }

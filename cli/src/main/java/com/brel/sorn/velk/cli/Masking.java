@@ -15,12 +15,6 @@ final class Masking implements AutoCloseable {
   private static final String FINGERPRINT_TEXT = "velk";
   private static final int FINGERPRINT_LENGTH = 16;
 
-  /**
-   * Failures of a parse that are not the string's: out of memory, an error inside of the engine.
-   */
-  private static final List<Integer> NOT_OF_THE_STRING =
-      List.of(-1, 7190, 7191, 7219, 7220, 7221, 7222);
-
   private final String text;
   private final Engine engine;
   private final ParsedService parsed;
@@ -37,16 +31,12 @@ final class Masking implements AutoCloseable {
   }
 
   private ParsedService parse(String maskingString) {
-    // The engine has no place to point at.
-    if (maskingString.isEmpty()) {
-      throw Failure.usage("line 1, column 1: the masking string is empty");
-    }
     try {
       return engine.parse(maskingString);
     } catch (IllegalArgumentException e) {
       throw Failure.usage(e.getMessage());
     } catch (VELKException e) {
-      if (NOT_OF_THE_STRING.contains(e.code())) {
+      if (e.kind() == VELKException.Kind.ENGINE) {
         throw e;
       }
       throw Failure.usage(e.getMessage());

@@ -62,7 +62,7 @@ final class Report {
     for (ColumnRule rule : rules) {
       Column column = new Column();
       column.name = rule.name();
-      column.rule = rule.rule();
+      column.rule = rule.rule().toString();
       columns.add(column);
     }
   }

@@ -24,6 +24,7 @@ import picocli.CommandLine.IVersionProvider;
       CheckCommand.class,
       PreviewCommand.class,
       InitCommand.class,
+      KeyCommand.class,
       SliceCommand.class,
       HelpCommand.class,
       GenerateCompletion.class

@@ -13,8 +13,12 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.StandardCopyOption;
 import java.util.ArrayList;
+import java.util.Collections;
+import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
+import java.util.jar.JarEntry;
+import java.util.jar.JarFile;
 import java.util.regex.Pattern;
 import java.util.stream.Stream;
 import org.junit.jupiter.api.Test;
@@ -134,9 +138,130 @@ class LauncherIT {
     return target;
   }
 
+  /** The libraries of a package, beside its command. */
+  private static Path addLibraries(Path unpacked) throws IOException {
+    Path lib = Files.createDirectories(unpacked.resolve("lib"));
+    String suffix = System.mapLibraryName("").replace("lib", "");
+    try (Stream<Path> jars = Files.list(unpacked.resolve("command/lib"))) {
+      Path api =
+          jars.filter(jar -> jar.toString().matches(".*velk-[0-9][^/\\\\]*")).findFirst().get();
+      try (JarFile jar = new JarFile(api.toFile())) {
+        for (JarEntry entry : Collections.list(jar.entries())) {
+          if (entry.getName().matches("native/.*" + Pattern.quote(suffix))) {
+            Path name = Path.of(entry.getName()).getFileName();
+            Files.copy(jar.getInputStream(entry), lib.resolve(name));
+          }
+        }
+      }
+    }
+    return lib;
+  }
+
   private static Path copy(Path file, Path folder) throws IOException {
     Path copy = Files.createDirectories(folder).resolve(file.getFileName());
     return Files.copy(file, copy, StandardCopyOption.COPY_ATTRIBUTES);
+  }
+
+  @Test
+  void thePackagedCommandLoadsTheLibrariesBesideIt() throws Exception {
+    Path unpacked = unpack(folder.resolve("we (you) & they"));
+    Path lib = addLibraries(unpacked);
+    Path launcher = unpacked.resolve("bin").resolve(LAUNCHER.getFileName());
+    assertTrue(loadedBy(launcher, Map.of()).contains(" from " + lib + System.lineSeparator()));
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = "Java knows what it is called there")
+  void theTemporaryFolderIsTheShells() throws Exception {
+    Path launcher = unpack(folder.resolve("package")).resolve("bin/velk");
+    Path temporary = Files.createDirectory(folder.resolve("my own"));
+    String told = loadedBy(launcher, Map.of("TMPDIR", temporary.toString()));
+    assertTrue(told.contains(" from " + temporary.resolve("velk-")), told);
+    assertEquals(List.of(), velkFiles(temporary));
+    // One that is not there is no reason to fail.
+    String missing = folder.resolve("missing").toString();
+    told = loadedBy(launcher, Map.of("TMPDIR", missing));
+    assertFalse(told.contains(missing), told);
+  }
+
+  /** What the log says of the libraries. */
+  private String loadedBy(Path launcher, Map<String, String> variables) throws Exception {
+    Files.writeString(folder.resolve("in"), "a\nx\n");
+    Path config = folder.resolve("logging.properties");
+    Files.writeString(
+        config,
+        """
+        handlers=java.util.logging.ConsoleHandler
+        java.util.logging.ConsoleHandler.level=FINE
+        com.brel.sorn.velk.level=FINE
+        """);
+    Map<String, String> all =
+        new HashMap<>(option("\"-Djava.util.logging.config.file=" + config + "\""));
+    all.putAll(variables);
+    String rules = "service=s a=keep";
+    Ended run = start(all, launcher.toString(), "mask", "-q", "-s", rules, "-", "-");
+    assertEquals("a\nx\n", run.out(), run.err());
+    assertTrue(run.err().contains("loaded VELK reference engine "), run.err());
+    return run.err();
+  }
+
+  private static List<Path> velkFiles(Path temporary) throws IOException {
+    try (Stream<Path> files = Files.list(temporary)) {
+      return files.filter(file -> file.getFileName().toString().startsWith("velk-")).toList();
+    }
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = "its libraries go with the next run there")
+  void aRunThatIsKilledLeavesNoLibraries() throws Exception {
+    Path launcher = unpack(folder.resolve("package")).resolve("bin/velk");
+    for (boolean forcibly : List.of(false, true)) {
+      Path temporary = Files.createDirectory(folder.resolve("forcibly " + forcibly));
+      Path out = folder.resolve("out " + forcibly);
+      ProcessBuilder builder =
+          new ProcessBuilder(
+              launcher.toString(), "mask", "-q", "-s", "service=s a=keep", "-", out.toString());
+      builder.environment().put("TMPDIR", temporary.toString());
+      Process process = builder.start();
+      process.getOutputStream().write("a\n1\n".getBytes(StandardCharsets.UTF_8));
+      process.getOutputStream().flush();
+      awaitPart();
+      if (forcibly) {
+        process.destroyForcibly();
+      } else {
+        process.destroy();
+      }
+      process.waitFor();
+      assertEquals(List.of(), velkFiles(temporary));
+    }
+  }
+
+  private void awaitPart() throws Exception {
+    long deadline = System.nanoTime() + 30_000_000_000L;
+    while (parts().isEmpty() && System.nanoTime() < deadline) {
+      Thread.sleep(20);
+    }
+    assertFalse(parts().isEmpty());
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = "the jar is the same")
+  void aRecentJavaHasNothingToWarnOfWithoutTheLauncherEither() throws Exception {
+    Files.writeString(folder.resolve("in"), "a\nx\n");
+    Path java = Path.of(System.getProperty("velk.recent.java"), "bin", "java");
+    String jar = jarOfTheCommand().toString();
+    String[] arguments = {"-jar", jar, "mask", "-q", "-s", "service=s a=keep", "-", "-"};
+    assertEquals(
+        new Ended(ExitCode.DONE, "a\nx\n", ""), start(Map.of(), java.toString(), arguments));
+  }
+
+  private static Path jarOfTheCommand() throws IOException {
+    try (Stream<Path> files = Files.list(LAUNCHER.resolveSibling("../cli/target").normalize())) {
+      return files
+          .filter(file -> file.toString().matches(".*/velk-cli-[^/]*\\.jar"))
+          .findFirst()
+          .get();
+    }
   }
 
   @Test
@@ -340,11 +465,7 @@ class LauncherIT {
             .start();
     process.getOutputStream().write("a\n1\n".getBytes(StandardCharsets.UTF_8));
     process.getOutputStream().flush();
-    long deadline = System.nanoTime() + 30_000_000_000L;
-    while (parts().isEmpty() && System.nanoTime() < deadline) {
-      Thread.sleep(20);
-    }
-    assertFalse(parts().isEmpty());
+    awaitPart();
     process.destroy();
     process.waitFor();
     assertFalse(Files.exists(out));

@@ -5,18 +5,18 @@ import java.util.List;
 
 final class ReadmeExample {
   public static void main(String[] args) {
-    try (Engine engine = Engine.open()) { // closing it closes its services
-      ServiceBuilder people = engine.service("people");
-      people.key("env:MASK_KEY"); // where the engine finds the key; at least 16 bytes
+    try (Engine engine = Engine.open()) {
+      ServiceBuilder people = engine.service("people").key("env:MASK_KEY");
       people.column("name", Type.varchar(20), Rule.classes());
       people.column("card", Type.varchar(19), Rule.partial(0, 4, "#"));
-      people.column("email", Type.text(), Rule.hash(12));
-
+      people.column("email", Type.text(), Rule.email("example.com"));
       List<String> zoe = List.of("Zoë Martín", "4012 8888 8888 1881", "zoe@example.com");
       List<String> bad = List.of("a name that is too long", "4222 2222 2222 2", "x@example.com");
-      MaskedRows rows = people.open().mask(List.of(zoe, bad));
-      System.out.println(rows.row(0));
-      rows.errors().forEach(System.out::println);
+      try (MaskingService service = people.open()) { // closing it frees what it holds
+        MaskedRows rows = service.mask(List.of(zoe, bad));
+        System.out.println(rows.row(0));
+        rows.errors().forEach(error -> System.out.println(error.summary()));
+      }
     }
   }
 }

@@ -1,5 +1,7 @@
 package com.brel.sorn.velk.internal;
 
+import org.jspecify.annotations.Nullable;
+
 /** One column of a service. */
 public final class FieldDefinition {
   /** Address of the native record, 0 while there is none. */
@@ -18,7 +20,7 @@ public final class FieldDefinition {
   public int scale;
 
   /** The column's name. */
-  public String columnName;
+  public @Nullable String columnName;
 
   /** Makes a column without a native record. */
   public FieldDefinition() {}

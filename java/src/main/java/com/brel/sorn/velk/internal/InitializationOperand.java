@@ -1,5 +1,7 @@
 package com.brel.sorn.velk.internal;
 
+import org.jspecify.annotations.Nullable;
+
 /** One parameter of a framework or a service: a text, or an integer where there is no text. */
 public final class InitializationOperand {
   /** Address of the native record, 0 while there is none. */
@@ -9,13 +11,13 @@ public final class InitializationOperand {
   public int parameterId;
 
   /** The parameter's name. */
-  public String parameterName;
+  public @Nullable String parameterName;
 
   /** The value where {@link #sValue} is null. */
   public int iValue;
 
   /** The value, or null. */
-  public String sValue;
+  public @Nullable String sValue;
 
   /** Makes an operand without a native record. */
   public InitializationOperand() {}

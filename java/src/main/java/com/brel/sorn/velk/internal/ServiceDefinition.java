@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.internal;
 
 import java.util.ArrayList;
+import org.jspecify.annotations.Nullable;
 
 /** What a service masks, and how. */
 public final class ServiceDefinition {
@@ -17,7 +18,7 @@ public final class ServiceDefinition {
   public final ArrayList<FieldDefinition> fieldDefinitions = new ArrayList<>();
 
   /** The service's name; not part of the native record. */
-  public String serviceId;
+  public @Nullable String serviceId;
 
   /** Makes an empty definition without a native record. */
   public ServiceDefinition() {}

@@ -1,36 +1,35 @@
 package com.brel.sorn.velk.masking;
 
-import java.util.Set;
+import java.util.Objects;
 
 /**
- * A column of a masking string.
+ * A column of a service: what it is called, what it holds and how it is masked.
  *
  * @param name the column's name
- * @param type its declared type, such as {@code varchar(20)}
- * @param function the function that masks it
- * @param arguments the function's arguments as written, empty for none
+ * @param type its declared type
+ * @param rule how it is masked
  * @param unique whether its values were declared to stay different from each other
  */
-public record ColumnRule(
-    String name, String type, String function, String arguments, boolean unique) {
-  /** Any other function may give two values the same result. */
-  private static final Set<String> ONE_TO_ONE = Set.of("card", "ff1", "keep");
-
+public record ColumnRule(String name, Type type, Rule rule, boolean unique) {
   /**
-   * Tells whether different values may become the same.
+   * Describes a column.
    *
-   * @return false only for a function that is known to tell them apart
+   * @param name the column's name
+   * @param type its declared type
+   * @param rule how it is masked
+   * @param unique whether its values are declared to stay different from each other
+   * @throws IllegalArgumentException if the name is empty or not well-formed
    */
-  public boolean isLossy() {
-    return !ONE_TO_ONE.contains(function);
+  public ColumnRule {
+    Objects.requireNonNull(name, "name");
+    Text.require("column name", name);
+    Objects.requireNonNull(type, "type");
+    Objects.requireNonNull(rule, "rule");
   }
 
-  /**
-   * Writes the rule as a masking string does.
-   *
-   * @return the rule, such as {@code hash(length=12)}
-   */
-  public String rule() {
-    return arguments.isEmpty() ? function : function + "(" + arguments + ")";
+  /** The column as a masking string writes it. */
+  @Override
+  public String toString() {
+    return MaskingString.of(this);
   }
 }

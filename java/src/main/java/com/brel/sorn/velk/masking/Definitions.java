@@ -5,6 +5,7 @@ import com.brel.sorn.velk.internal.FrameworkDefinition;
 import com.brel.sorn.velk.internal.InitializationOperand;
 import com.brel.sorn.velk.internal.ServiceDefinition;
 import java.util.List;
+import org.jspecify.annotations.Nullable;
 
 /** Definitions in the form that crosses into native code, their records, and the end of those. */
 final class Definitions {
@@ -13,7 +14,7 @@ final class Definitions {
 
   private Definitions() {}
 
-  static FrameworkDefinition framework(Trace trace) {
+  static FrameworkDefinition framework(@Nullable Trace trace) {
     FrameworkDefinition definition = new FrameworkDefinition();
     if (trace != null) {
       definition.initializationOperands.add(operand(WHOLE, "trace", trace.mask()));
@@ -32,19 +33,21 @@ final class Definitions {
 
   /** Adds a column with its rule and its type. */
   static void add(ServiceDefinition definition, Column column) {
+    Type type = column.rule().type();
+    Rule rule = column.rule().rule();
     FieldDefinition field = new FieldDefinition();
     field.id = Column.EXCHANGE_TYPE;
     field.length = column.limit();
-    field.precision = column.type().precision();
-    field.scale = column.type().scale();
+    field.precision = type.precision();
+    field.scale = type.scale();
     field.columnName = column.name();
     definition.fieldDefinitions.add(field);
 
     int id = definition.fieldDefinitions.size();
     List<InitializationOperand> operands = definition.initializationOperands;
-    operands.add(operand(id, column.rule().function(), column.rule().arguments()));
-    operands.add(operand(id, "type", column.type().toString()));
-    if (column.unique()) {
+    operands.add(operand(id, rule.function(), rule.arguments()));
+    operands.add(operand(id, "type", type.toString()));
+    if (column.rule().unique()) {
       operands.add(operand(id, "unique", "true"));
     }
   }

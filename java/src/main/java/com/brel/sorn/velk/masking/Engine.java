@@ -3,8 +3,12 @@ package com.brel.sorn.velk.masking;
 import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.internal.FrameworkDefinition;
 import java.util.ArrayList;
+import java.util.Collections;
+import java.util.HashMap;
 import java.util.List;
+import java.util.Map;
 import java.util.Objects;
+import org.jspecify.annotations.Nullable;
 
 /**
  * The masking engine of this process. There is one at a time; it can be opened again after it was
@@ -15,6 +19,9 @@ public final class Engine implements AutoCloseable {
   private final FrameworkDefinition definition;
   private final List<MaskingService> services = new ArrayList<>();
   private final List<ParsedService> parsed = new ArrayList<>();
+
+  /** In code points, of the rules that were asked for. */
+  private final Map<Rule, Integer> longestResults = new HashMap<>();
 
   private Engine(EngineLibrary library, FrameworkDefinition definition) {
     this.library = library;
@@ -44,7 +51,7 @@ public final class Engine implements AutoCloseable {
    * @throws VELKException if the engine does not start
    */
   public static Engine open(Trace trace) {
-    return open(Definitions.framework(Objects.requireNonNull(trace)));
+    return open(Definitions.framework(Objects.requireNonNull(trace, "trace")));
   }
 
   private static Engine open(FrameworkDefinition definition) {
@@ -132,13 +139,13 @@ public final class Engine implements AutoCloseable {
    * @param maskingString the masking string, such as {@code service=people key=env:MASK_KEY
    *     name=classes}
    * @return the service that it describes, to be opened or closed
-   * @throws IllegalArgumentException if the string contains U+0000 or half a surrogate pair; it
-   *     then never reaches the engine
+   * @throws IllegalArgumentException if the string is empty, or contains U+0000 or half a surrogate
+   *     pair; it then never reaches the engine
    * @throws IllegalStateException if the engine is closed
    * @throws VELKException if the engine refuses the string, with the place and the reason
    */
   public ParsedService parse(String maskingString) {
-    Text.requireFitString(maskingString);
+    Text.requireFitString(Objects.requireNonNull(maskingString, "maskingString"));
     Bridge.LOCK.lock();
     try {
       requireOpen();
@@ -147,6 +154,36 @@ public final class Engine implements AutoCloseable {
       return service;
     } finally {
       Bridge.LOCK.unlock();
+    }
+  }
+
+  /**
+   * Asks for the longest result of a column's rule, by a masking string: of a column without a
+   * limit the engine then tells it. It is asked once for each rule, because the bridge keeps a
+   * string's array of pairs for good.
+   *
+   * @param key the place of the key, null for none
+   * @return the longest result in code points where it may exceed its value, else 0
+   * @throws VELKException if the engine refuses the rule
+   */
+  int longestResult(ColumnRule column, @Nullable String key) {
+    Bridge.LOCK.lock();
+    try {
+      requireOpen();
+      Integer known = longestResults.get(column.rule());
+      return known != null ? known : askLongestResult(column, key);
+    } finally {
+      Bridge.LOCK.unlock();
+    }
+  }
+
+  private int askLongestResult(ColumnRule column, @Nullable String key) {
+    ColumnRule text = new ColumnRule(column.name(), Type.text(), column.rule(), false);
+    String question = MaskingString.of("longest", key, OnError.UNSAID, false, List.of(text));
+    try (ParsedService answer = ParsedService.parse(this, question)) {
+      int longest = answer.longestResult();
+      longestResults.put(column.rule(), longest);
+      return longest;
     }
   }
 
@@ -189,6 +226,13 @@ public final class Engine implements AutoCloseable {
     }
   }
 
+  /** The services that are still open, in the order in which they are closed. */
+  List<MaskingService> latestFirst() {
+    List<MaskingService> reversed = new ArrayList<>(services);
+    Collections.reverse(reversed);
+    return reversed;
+  }
+
   void forget(MaskingService service) {
     services.remove(service);
   }
@@ -216,8 +260,8 @@ public final class Engine implements AutoCloseable {
 
   private void end() {
     VELKException failure = null;
-    for (int i = services.size() - 1; i >= 0; i--) {
-      failure = attempt(failure, services.get(i)::close);
+    for (MaskingService service : latestFirst()) {
+      failure = attempt(failure, service::close);
     }
     failure = terminate(failure);
     // Its framework gone, the engine reads no record any more, not even of a service it kept.
@@ -233,7 +277,7 @@ public final class Engine implements AutoCloseable {
    *
    * @return what failed before and here, null for nothing; the framework has ended
    */
-  private static VELKException terminate(VELKException failure) {
+  private static @Nullable VELKException terminate(@Nullable VELKException failure) {
     VELKException first = attempt(null, Engine::terminateOnce);
     if (first == null) {
       return failure;
@@ -251,7 +295,7 @@ public final class Engine implements AutoCloseable {
   }
 
   /** Takes a step that must not keep the next one from being taken; returns all that failed. */
-  private static VELKException attempt(VELKException failure, Runnable step) {
+  private static @Nullable VELKException attempt(@Nullable VELKException failure, Runnable step) {
     try {
       step.run();
       return failure;
@@ -260,13 +304,13 @@ public final class Engine implements AutoCloseable {
     }
   }
 
-  private static void throwAny(VELKException failure) {
+  private static void throwAny(@Nullable VELKException failure) {
     if (failure != null) {
       throw failure;
     }
   }
 
-  private static VELKException join(VELKException first, VELKException next) {
+  private static VELKException join(@Nullable VELKException first, VELKException next) {
     if (first == null) {
       return next;
     }

@@ -20,11 +20,29 @@ public record FieldError(int row, int column, String columnName, int code, Strin
   /** The engine reported an error of the whole row and none of its values. */
   public static final int ROW = -103;
 
+  /** The engine's code of a value that is not written as its column's type has it. */
+  static final int NOT_OF_TYPE = 7503;
+
+  /**
+   * Says in one line which value could not be masked and why; the value itself is not told.
+   *
+   * @return the place, the code and the first line of the message, such as {@code row 2, column
+   *     "name": 7502 the value is longer than its column}
+   */
+  public String summary() {
+    String line = text().lines().findFirst().orElse("").strip();
+    String reason = line.endsWith(":") ? line.substring(0, line.length() - 1) : line;
+    return "row " + (row + 1L) + ", column " + Text.escape(columnName) + ": " + reason;
+  }
+
   /** The error with its place and its code; the row is counted from 1, as a person does. */
   @Override
   public String toString() {
-    // The engine's own texts begin with their code.
-    String text = message.startsWith(code + " ") ? message : code + " " + message;
-    return "row " + (row + 1) + ", column \"" + columnName + "\": " + text;
+    return "row " + (row + 1L) + ", column \"" + columnName + "\": " + text();
+  }
+
+  /** The engine's own texts begin with their code. */
+  private String text() {
+    return message.startsWith(code + " ") ? message : code + " " + message;
   }
 }

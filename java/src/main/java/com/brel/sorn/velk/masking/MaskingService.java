@@ -2,14 +2,24 @@ package com.brel.sorn.velk.masking;
 
 import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.internal.ServiceDefinition;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.Iterator;
 import java.util.List;
+import java.util.Objects;
+import java.util.Spliterator;
+import java.util.Spliterators;
+import java.util.stream.Stream;
+import java.util.stream.StreamSupport;
+import org.jspecify.annotations.Nullable;
 
 /**
  * A running service: it masks rows of the columns it was described with.
  *
- * <p>Any thread may use it. Batches follow one another, in this service and in every other one.
+ * <p>Any thread may use it. What is masked at a time, a batch or a piece of a large one, follows
+ * one another, in this service and in every other one.
  */
-public final class MaskingService implements AutoCloseable {
+public final class MaskingService implements Masker {
   private final Engine engine;
   private final String id;
   private final List<Column> columns;
@@ -33,37 +43,95 @@ public final class MaskingService implements AutoCloseable {
     this.parsed = parsed;
   }
 
+  @Override
+  public String id() {
+    return id;
+  }
+
+  @Override
+  public List<ColumnRule> columns() {
+    return columns.stream().map(Column::rule).toList();
+  }
+
   /**
-   * Masks a batch of rows.
+   * Masks a batch of rows, of whatever size: piece by piece, so that other batches come in between.
    *
    * <p>A value that cannot be masked is an error of its field, and the other values are masked. If
    * the call fails as a whole there are no results, and the values are overwritten in the native
    * records. After a call that succeeds those hold the masked values until another batch overwrites
-   * them or the service is closed.
+   * them or the service is closed; what a large batch took beyond a few megabytes is given back.
    *
    * @param rows the rows, each with one value for each column, null for a null value
    * @return the masked rows, in the same order
-   * @throws IllegalStateException if the service or its engine is closed
+   * @throws IllegalStateException if the service or its engine is closed, be it between two pieces
    * @throws IllegalArgumentException if there are no rows, a row has another number of values than
    *     the service has columns, or a value is no String or too long for any buffer
-   * @throws VELKException if the engine fails
+   * @throws VELKException if the engine fails, or a value has an error that stops the batch
    */
-  public MaskedRows mask(List<? extends List<String>> rows) {
-    String[][] values = copy(rows);
+  @Override
+  public MaskedRows mask(Iterable<? extends List<? extends @Nullable String>> rows) {
+    return mask(copy(rows), 0);
+  }
+
+  /**
+   * Masks one row.
+   *
+   * @param row one value for each column, null for a null value
+   * @return the masked row
+   * @throws IllegalStateException if the service or its engine is closed
+   * @throws IllegalArgumentException if the row has another number of values than the service has
+   *     columns, or a value is no String or too long for any buffer
+   * @throws VELKException if the engine fails, or a value has an error that stops the batch
+   */
+  @Override
+  public MaskedRow maskRow(List<? extends @Nullable String> row) {
+    return mask(List.of(Objects.requireNonNull(row, "row"))).get(0);
+  }
+
+  /**
+   * Masks a stream of rows as they are asked for, some thousands at a time, so that it may be of
+   * any length. Errors count the rows of the stream, up to the largest number that there is.
+   *
+   * <p>The operation that ends the stream throws what {@link #mask(Iterable)} does. What was masked
+   * before has then come out; nothing comes out of the piece that failed, nor behind it.
+   *
+   * @param rows the rows, each with one value for each column, null for a null value
+   * @return the masked rows, in the same order; closing it closes the other
+   */
+  @Override
+  public Stream<MaskedRow> mask(Stream<? extends List<? extends @Nullable String>> rows) {
+    Iterator<MaskedRow> pieces =
+        new MaskedPieces(this, Objects.requireNonNull(rows, "rows").iterator());
+    int traits = Spliterator.ORDERED | Spliterator.NONNULL;
+    return StreamSupport.stream(Spliterators.spliteratorUnknownSize(pieces, traits), false)
+        .onClose(rows::close);
+  }
+
+  /** Masks rows that were copied; the first one has this number. */
+  MaskedRows mask(String[][] rows, long firstRow) {
+    List<MaskedRows> pieces = new ArrayList<>();
+    for (int from = 0, to; from < rows.length; from = to) {
+      to = Piece.end(columns, rows, from);
+      pieces.add(maskPiece(Arrays.copyOfRange(rows, from, to), firstRow + from));
+    }
+    return MaskedRows.join(pieces);
+  }
+
+  private MaskedRows maskPiece(String[][] rows, long firstRow) {
     Bridge.LOCK.lock();
     try {
       if (closed) {
         throw new IllegalStateException("the service \"" + id + "\" is closed");
       }
-      return mask(values);
+      return maskOrWipe(rows, firstRow);
     } finally {
       Bridge.LOCK.unlock();
     }
   }
 
-  private MaskedRows mask(String[][] values) {
+  private MaskedRows maskOrWipe(String[][] rows, long firstRow) {
     try {
-      pool.load(values);
+      pool.load(rows, firstRow);
       pool.toC();
       Bridge.check(
           Bridge.PROVIDER.serviceProvider0(handle, definition, pool.rowSet()), "serviceProvider0");
@@ -77,46 +145,41 @@ public final class MaskingService implements AutoCloseable {
     }
   }
 
-  /** Copied before the lock is taken: what a caller's list does must not keep others waiting. */
-  private String[][] copy(List<? extends List<String>> rows) {
-    String[][] values = new String[rows.size()][];
-    if (values.length == 0) {
-      throw new IllegalArgumentException("a batch has at least one row");
-    }
-    for (int row = 0; row < values.length; row++) {
-      values[row] = copy(row, rows.get(row));
-    }
-    return values;
+  Piece newPiece() {
+    return new Piece(columns);
   }
 
-  private String[] copy(int row, List<?> values) {
-    if (values.size() != columns.size()) {
+  /** Copied before the lock is taken: what a caller's list does must not keep others waiting. */
+  private String[][] copy(Iterable<? extends List<? extends @Nullable String>> rows) {
+    List<String[]> values = new ArrayList<>();
+    for (List<? extends @Nullable String> row : Objects.requireNonNull(rows, "rows")) {
+      values.add(copy(values.size(), row));
+    }
+    if (values.isEmpty()) {
+      throw new IllegalArgumentException("a batch has at least one row");
+    }
+    return values.toArray(String[][]::new);
+  }
+
+  /** The values of a row, which is counted from 0. */
+  String[] copy(long row, List<?> values) {
+    Objects.requireNonNull(values, () -> "row " + (row + 1));
+    Object[] copy = values.toArray();
+    if (copy.length != columns.size()) {
       throw new IllegalArgumentException(
           "row "
               + (row + 1)
               + " has "
-              + values.size()
+              + copy.length
               + " values, the service has "
               + columns.size()
               + " columns");
     }
-    String[] copy = new String[values.size()];
+    String[] texts = new String[copy.length];
     for (int column = 0; column < copy.length; column++) {
-      Object value = values.get(column);
-      if (value != null && !(value instanceof String)) {
-        throw new IllegalArgumentException(
-            "row "
-                + (row + 1)
-                + ", column \""
-                + columns.get(column).name()
-                + "\": a "
-                + value.getClass().getName()
-                + " is no String");
-      }
-      copy[column] = (String) value;
-      columns.get(column).requireRoom(row, copy[column] == null ? 0 : copy[column].length());
+      texts[column] = columns.get(column).requireText(row, copy[column]);
     }
-    return copy;
+    return texts;
   }
 
   /**
@@ -157,15 +220,19 @@ public final class MaskingService implements AutoCloseable {
       if (!parsed) {
         Definitions.toC(definition);
       }
-      handle = Bridge.PROVIDER.initializeProvider0(id, definition, false);
-      if (handle == 0) {
-        throw new VELKException("the engine started no provider for \"" + id + "\"", 0);
-      }
+      handle = requireStarted(id, Bridge.PROVIDER.initializeProvider0(id, definition, false));
       engine.requireUnused(handle);
     } catch (RuntimeException | Error e) {
       Definitions.free(definition);
       throw e;
     }
+  }
+
+  static int requireStarted(String id, int handle) {
+    if (handle == 0) {
+      throw new VELKException("the engine started no provider for \"" + id + "\"", 0);
+    }
+    return handle;
   }
 
   /** From here on the service masks no more; it can still be closed. */

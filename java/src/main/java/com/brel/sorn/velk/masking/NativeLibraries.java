@@ -3,16 +3,13 @@ package com.brel.sorn.velk.masking;
 import com.brel.sorn.velk.masking.EngineLibrary.Source;
 import java.io.File;
 import java.io.IOException;
-import java.io.InputStream;
+import java.lang.System.Logger.Level;
 import java.net.JarURLConnection;
 import java.net.URL;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.DirectoryIteratorException;
-import java.nio.file.DirectoryStream;
 import java.nio.file.Files;
 import java.nio.file.InvalidPathException;
 import java.nio.file.Path;
-import java.time.Instant;
 import java.util.List;
 import java.util.Locale;
 import java.util.Optional;
@@ -21,11 +18,12 @@ import java.util.TreeSet;
 import java.util.jar.JarFile;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
+import org.jspecify.annotations.Nullable;
 
 /**
  * Loads the bridge and the engine's four libraries, all from one place: the directory that {@code
- * velk.library.dir} names and no other, else a directory of {@code java.library.path}, else the
- * copy in the jar.
+ * velk.library.dir} names and no other, else a directory of {@code java.library.path}, else the one
+ * that {@code velk.library.packaged} names, else the copy in the jar.
  */
 final class NativeLibraries {
   /** The engine's libraries stand first, so that the bridge finds these and no others. */
@@ -38,11 +36,10 @@ final class NativeLibraries {
   /** The jar's folder of a platform's libraries. */
   private static final Pattern INSIDE = Pattern.compile("native/([^/]+)/.+");
 
-  /** How the folder of a copy is called: by the process that made it. */
-  private static final Pattern COPY = Pattern.compile("velk-(\\d{1,18})-\\d+");
+  private static @Nullable EngineLibrary loaded;
 
-  private static EngineLibrary loaded;
-  private static EngineLoadException brokenOff;
+  /** What was tried when some of the libraries of a place were loaded and others were not. */
+  private static @Nullable Tried brokenOff;
 
   private final Tried tried = new Tried();
 
@@ -50,19 +47,25 @@ final class NativeLibraries {
 
   static synchronized EngineLibrary load() {
     if (brokenOff != null) {
-      throw brokenOff;
+      throw brokenOff.failure();
     }
-    if (loaded == null) {
-      loaded = new NativeLibraries().search();
+    EngineLibrary library = loaded;
+    if (library == null) {
+      library = new NativeLibraries().search();
+      loaded = library;
+      String what = library.identification() + " from " + library.directory();
+      System.getLogger("com.brel.sorn.velk").log(Level.DEBUG, "loaded {0}", what);
     }
-    return loaded;
+    return library;
   }
 
   private EngineLibrary search() {
     String explicit = System.getProperty("velk.library.dir");
     Optional<EngineLibrary> found =
-        explicit != null ? loadFromProperty(explicit) : searchLibraryPath().or(this::loadFromJar);
-    return found.orElseThrow(() -> new EngineLoadException(tried.toString()));
+        explicit != null
+            ? loadFromProperty(explicit)
+            : searchLibraryPath().or(this::loadFromPackage).or(this::loadFromJar);
+    return found.orElseThrow(tried::failure);
   }
 
   private Optional<EngineLibrary> loadFromProperty(String directory) {
@@ -82,6 +85,11 @@ final class NativeLibraries {
       }
     }
     return Optional.empty();
+  }
+
+  private Optional<EngineLibrary> loadFromPackage() {
+    return Optional.ofNullable(System.getProperty("velk.library.packaged"))
+        .flatMap(directory -> loadFrom(directory, Source.PACKAGE));
   }
 
   private Optional<EngineLibrary> loadFromJar() {
@@ -104,13 +112,14 @@ final class NativeLibraries {
       tried.failed(
           "the jar: its libraries are unpacked into the temporary folder, and there is no "
               + temporary
-              + "; name another with -Djava.io.tmpdir");
+              + "; name another with -Djava.io.tmpdir",
+          null);
       return Optional.empty();
     }
     try {
       return unpackAndLoad(folder, temporary);
     } catch (IOException e) {
-      tried.failed("the jar: its libraries cannot be unpacked into " + temporary + ": " + e);
+      tried.failed("the jar: its libraries cannot be unpacked into " + temporary + ": " + e, e);
       return Optional.empty();
     }
   }
@@ -136,73 +145,15 @@ final class NativeLibraries {
     return others.isEmpty() ? none : none + ", only for " + String.join(" and ", others);
   }
 
-  /** The virtual machine removes the copy at its end, or this does where the copy is of no use. */
+  /** A library that is loaded needs its file no longer, except on Windows. */
   private Optional<EngineLibrary> unpackAndLoad(String folder, Path temporary) throws IOException {
-    if (onWindows()) {
-      removeCopiesLeftBehind(temporary);
-    }
-    // Only this user may enter it, on Windows as far as that holds for every temporary file.
-    Path directory =
-        Files.createTempDirectory(temporary, "velk-" + ProcessHandle.current().pid() + "-");
-    directory.toFile().deleteOnExit();
-    Optional<EngineLibrary> found = Optional.empty();
+    UnpackedCopy copy = UnpackedCopy.make(temporary);
     try {
-      unpack(folder, directory);
-      found = loadFrom(directory.toString(), Source.JAR);
+      copy.unpack(folder, NAMES.stream().map(System::mapLibraryName).toList());
+      return loadFrom(copy.directory().toString(), Source.JAR);
     } finally {
-      if (found.isEmpty()) {
-        delete(directory);
-      }
+      copy.remove();
     }
-    return found;
-  }
-
-  private static void unpack(String folder, Path directory) throws IOException {
-    for (String name : NAMES) {
-      String file = System.mapLibraryName(name);
-      Path target = directory.resolve(file);
-      target.toFile().deleteOnExit();
-      try (InputStream in = NativeLibraries.class.getResourceAsStream(folder + file)) {
-        Files.copy(in, target);
-      }
-    }
-  }
-
-  /**
-   * On Windows a process cannot delete what it has loaded, not even at its end: the next one does.
-   */
-  private static void removeCopiesLeftBehind(Path temporary) {
-    try (DirectoryStream<Path> copies = Files.newDirectoryStream(temporary, "velk-*")) {
-      for (Path copy : copies) {
-        if (isLeftBehind(copy)) {
-          delete(copy);
-        }
-      }
-    } catch (IOException | DirectoryIteratorException e) {
-      // They do no harm but take room: another process will find them.
-    }
-  }
-
-  /** Whether the process that made a copy has ended; another one may have its number by now. */
-  static boolean isLeftBehind(Path copy) throws IOException {
-    Matcher name = COPY.matcher(copy.getFileName().toString());
-    if (!name.matches()) {
-      return false;
-    }
-    Optional<ProcessHandle> process = ProcessHandle.of(Long.parseLong(name.group(1)));
-    if (process.isEmpty()) {
-      return true;
-    }
-    Instant made = Files.getLastModifiedTime(copy).toInstant();
-    return process.get().info().startInstant().filter(made::isBefore).isPresent();
-  }
-
-  /** What cannot be deleted yet is left to the virtual machine. */
-  private static void delete(Path directory) {
-    for (String name : NAMES) {
-      directory.resolve(System.mapLibraryName(name)).toFile().delete();
-    }
-    directory.toFile().delete();
   }
 
   private Optional<EngineLibrary> loadFrom(String place, Source source) {
@@ -217,7 +168,7 @@ final class NativeLibraries {
       }
       return Optional.empty();
     }
-    if (!tried.isNew(directory) || !isComplete(directory, source) || !loadAll(directory)) {
+    if (!tried.isNew(directory) || !isComplete(directory, source) || !loadAll(directory, source)) {
       return Optional.empty();
     }
     return Optional.of(new EngineLibrary(identify(directory), directory, source));
@@ -238,17 +189,18 @@ final class NativeLibraries {
   }
 
   /** Libraries of two places are never mixed: a failure behind the first one ends every search. */
-  private boolean loadAll(Path directory) {
+  private boolean loadAll(Path directory, Source source) {
     for (String name : NAMES) {
       Path file = directory.resolve(System.mapLibraryName(name));
       try {
         System.load(file.toString());
       } catch (UnsatisfiedLinkError | IllegalCallerException e) {
         String why = e.getMessage();
-        tried.failed(why.startsWith(file + ": ") ? why : file + ": " + why);
+        String what = why.startsWith(file + ": ") ? why : file + ": " + why;
+        tried.failed(what + Remedy.of(e, directory, source), e);
         if (!name.equals(NAMES.get(0))) {
-          brokenOff = new EngineLoadException(tried.toString());
-          throw brokenOff;
+          brokenOff = tried;
+          throw tried.failure();
         }
         return false;
       }

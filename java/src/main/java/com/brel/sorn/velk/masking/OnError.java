@@ -1,9 +1,15 @@
 package com.brel.sorn.velk.masking;
 
+import com.brel.sorn.velk.VELKException;
+import java.util.Objects;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
+import org.jspecify.annotations.Nullable;
 
-/** What becomes of a value that cannot be masked; where nothing is said, its field has an error. */
+/**
+ * What becomes of a value that cannot be masked, a value itself; where nothing is said, the field
+ * has an error.
+ */
 public final class OnError {
   private static final Pattern FIXED = Pattern.compile("fixed\\(\\s*(.*?)\\s*\\)", Pattern.DOTALL);
 
@@ -22,9 +28,9 @@ public final class OnError {
 
   private final String text;
   private final Way way;
-  private final String replacement;
+  private final @Nullable String replacement;
 
-  private OnError(String text, Way way, String replacement) {
+  private OnError(String text, Way way, @Nullable String replacement) {
     this.text = text;
     this.way = way;
     this.replacement = replacement;
@@ -50,7 +56,7 @@ public final class OnError {
    * @throws IllegalArgumentException if the text contains U+0000 or half a surrogate pair
    */
   public static OnError fixed(String text) {
-    Text.requireFit("fixed text", text);
+    Text.requireFit("text", text);
     return new OnError("fixed(" + Text.quote(text) + ")", Way.REPLACEMENT, text);
   }
 
@@ -63,13 +69,20 @@ public final class OnError {
     return new OnError("stop", Way.FAILURE, null);
   }
 
-  /** Reads the choice as a masking string writes it; the engine has accepted it already. */
+  /** Reads the choice that the engine gave back; what is none must not be taken for one. */
   static OnError parse(String text) {
     Matcher fixed = FIXED.matcher(text);
-    if (fixed.matches()) {
+    if (fixed.matches() && Text.isArgument(fixed.group(1))) {
       return fixed(Text.unquote(fixed.group(1)));
     }
-    return text.equals("stop") ? stop() : nullValue();
+    return switch (text) {
+      case "null" -> nullValue();
+      case "stop" -> stop();
+      default ->
+          throw new VELKException(
+              "the masking string came back with an unknown choice for errors: " + text,
+              ParsedService.INCOMPLETE);
+    };
   }
 
   /**
@@ -86,7 +99,7 @@ public final class OnError {
    *
    * @return the text, null where the value becomes null or nothing takes its place
    */
-  public String replacement() {
+  public @Nullable String replacement() {
     return replacement;
   }
 
@@ -95,7 +108,19 @@ public final class OnError {
     return replacement == null ? 0 : replacement.codePointCount(0, replacement.length());
   }
 
-  /** The choice as a masking string writes it. */
+  @Override
+  public boolean equals(@Nullable Object other) {
+    return other instanceof OnError choice
+        && way == choice.way
+        && Objects.equals(replacement, choice.replacement);
+  }
+
+  @Override
+  public int hashCode() {
+    return Objects.hash(way, replacement);
+  }
+
+  /** The choice as a masking string writes it, empty where there is none. */
   @Override
   public String toString() {
     return text;

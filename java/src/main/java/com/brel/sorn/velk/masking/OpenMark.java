@@ -14,21 +14,36 @@ final class OpenMark {
   private OpenMark() {}
 
   /**
-   * Sets the mark, unless it is ours already.
+   * Sets the mark, unless it is ours already. One whose class loader was closed gives it up.
    *
    * @throws IllegalStateException if another class loader has set it
    */
   static void set() {
-    if (!ours && System.getProperties().putIfAbsent(PROPERTY, "true") != null) {
+    if (!ours && !isSetNow() && !(Abandoned.close() && isSetNow())) {
       throw new IllegalStateException(
           "another class loader of this virtual machine has the engine open, and there is one in a"
-              + " process: close it there first, or put the jar where all applications share it");
+              + " process: close it there first, or put the jar where all applications share it; an"
+              + " engine that an ended application left open is closed here once that application's"
+              + " class loader is closed");
     }
-    ours = true;
+    if (!ours) {
+      ours = true;
+      Abandoned.offer();
+    }
+  }
+
+  private static boolean isSetNow() {
+    return System.getProperties().putIfAbsent(PROPERTY, "true") == null;
+  }
+
+  /** Whether it is this class loader that has set the mark. */
+  static boolean isOurs() {
+    return ours;
   }
 
   static void clear() {
     if (ours) {
+      Abandoned.withdraw();
       System.getProperties().remove(PROPERTY);
       ours = false;
     }

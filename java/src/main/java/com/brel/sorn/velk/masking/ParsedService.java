@@ -13,7 +13,7 @@ import java.util.Optional;
  * hands them to the running service, or closed.
  */
 public final class ParsedService implements AutoCloseable {
-  /** The code of a masking string that came back without a service id, columns or rules. */
+  /** The code of a masking string that came back as no service that this API knows. */
   public static final int INCOMPLETE = -104;
 
   private static final String ON_ERROR = "on_error";
@@ -21,7 +21,6 @@ public final class ParsedService implements AutoCloseable {
   private final Engine engine;
   private final ServiceDefinition definition;
   private final List<ColumnRule> rules;
-  private final List<Column> columns;
   private OnError onError;
   private boolean closed;
 
@@ -29,7 +28,6 @@ public final class ParsedService implements AutoCloseable {
     this.engine = engine;
     this.definition = definition;
     this.rules = rules(definition);
-    this.columns = columns(rules, definition);
     this.onError = operand(definition, ON_ERROR).map(OnError::parse).orElse(OnError.UNSAID);
   }
 
@@ -61,12 +59,12 @@ public final class ParsedService implements AutoCloseable {
   private static List<ColumnRule> rules(ServiceDefinition definition) {
     List<ColumnRule> rules = new ArrayList<>();
     for (int i = 0; i < definition.fieldDefinitions.size(); i++) {
-      rules.add(rule(definition, i + 1, definition.fieldDefinitions.get(i).columnName));
+      rules.add(rule(definition, i + 1, definition.fieldDefinitions.get(i)));
     }
     return List.copyOf(rules);
   }
 
-  private static ColumnRule rule(ServiceDefinition definition, int id, String name) {
+  private static ColumnRule rule(ServiceDefinition definition, int id, FieldDefinition field) {
     String type = Type.text().toString();
     boolean unique = false;
     InitializationOperand rule = null;
@@ -81,10 +79,21 @@ public final class ParsedService implements AutoCloseable {
       }
     }
     if (rule == null) {
-      throw new VELKException("column \"" + name + "\" came back without a rule", INCOMPLETE);
+      throw new VELKException(
+          "column \"" + field.columnName + "\" came back without a rule", INCOMPLETE);
     }
-    String arguments = rule.sValue == null ? "" : rule.sValue;
-    return new ColumnRule(name, type, rule.parameterName, arguments, unique);
+    return new ColumnRule(field.columnName, type(type, field), rule(rule), unique);
+  }
+
+  /** The length of a text column is that of the longest result, of any other its limit. */
+  private static Type type(String declaration, FieldDefinition field) {
+    int limit = declaration.equals(Type.text().toString()) ? 0 : field.length;
+    return Type.declared(declaration, limit, field.precision, field.scale);
+  }
+
+  private static Rule rule(InitializationOperand operand) {
+    String arguments = operand.sValue == null ? "" : operand.sValue;
+    return Rule.function(operand.parameterName, arguments);
   }
 
   private static Optional<String> operand(ServiceDefinition definition, String name) {
@@ -162,6 +171,11 @@ public final class ParsedService implements AutoCloseable {
     Bridge.LOCK.lock();
     try {
       requireUnused();
+      List<Column> columns = measured();
+      if (onError.way() == OnError.Way.FAILURE) {
+        // A batch is stopped here, where its rows are counted.
+        Definitions.remove(definition, ON_ERROR);
+      }
       closed = true;
       engine.forget(this);
       return engine.start(new MaskingService(engine, columns, definition, onError, true));
@@ -176,21 +190,25 @@ public final class ParsedService implements AutoCloseable {
     }
   }
 
-  private static List<Column> columns(List<ColumnRule> rules, ServiceDefinition definition) {
+  private List<Column> measured() {
     List<Column> columns = new ArrayList<>();
     for (int i = 0; i < rules.size(); i++) {
-      columns.add(column(rules.get(i), definition.fieldDefinitions.get(i)));
+      columns.add(Column.of(rules.get(i), longestResult(i), onError));
     }
     return List.copyOf(columns);
   }
 
-  /** The length of a text column is that of the longest result, of any other its limit. */
-  private static Column column(ColumnRule rule, FieldDefinition field) {
-    boolean text = rule.type().equals(Type.text().toString());
-    int limit = text ? 0 : field.length;
-    Type type = Type.declared(rule.type(), limit, field.precision, field.scale);
-    Rule masking = Rule.function(rule.function(), rule.arguments(), text ? field.length : 0);
-    return new Column(rule.name(), type, masking, rule.unique());
+  /** The string told it of a column without a limit; of others the engine is asked if need be. */
+  private int longestResult(int index) {
+    Type type = rules.get(index).type();
+    return type.limit() > 0 && BufferSize.dependsOnResult(type)
+        ? engine.longestResult(rules.get(index), key().orElse(null))
+        : definition.fieldDefinitions.get(index).length;
+  }
+
+  /** The longest result in code points of the first column, which has no limit. */
+  int longestResult() {
+    return longestResult(0);
   }
 
   /** Frees the native records, unless a running service holds them; a second call does nothing. */

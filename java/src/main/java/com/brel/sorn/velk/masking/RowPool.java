@@ -6,18 +6,24 @@ import com.brel.sorn.velk.RowSet;
 import com.brel.sorn.velk.VELKException;
 import java.util.ArrayList;
 import java.util.List;
+import org.jspecify.annotations.Nullable;
 
 /**
  * The row set of a service. Its objects and their native records are made once and used again by
- * every batch. Guarded by {@link Bridge#LOCK}.
+ * every piece of a batch. Guarded by {@link Bridge#LOCK}.
  */
 final class RowPool {
+  /** Bytes of value buffers that are kept for the next piece; beyond, all of them are freed. */
+  static final int MOST_KEPT = 2 * Piece.BYTES;
+
   private final List<Column> columns;
   private final OnError onError;
   private final List<Row> rows = new ArrayList<>();
   private final RowSet rowSet = new RowSet();
   private final List<String> names;
-  private FieldError[][] errors;
+  private @Nullable FieldError @Nullable [] @Nullable [] errors;
+  private long firstRow;
+  private long bufferBytes;
   private boolean readable;
 
   RowPool(List<Column> columns, OnError onError) {
@@ -31,9 +37,15 @@ final class RowPool {
     return rowSet;
   }
 
-  /** Takes a batch in, all traces of the one before cleared. */
-  void load(String[][] values) {
+  /** Bytes of all value buffers. */
+  long bufferBytes() {
+    return bufferBytes;
+  }
+
+  /** Takes a piece in, all traces of the one before cleared; its first row has this number. */
+  void load(String[][] values, long firstRow) {
     readable = false;
+    this.firstRow = firstRow;
     errors = new FieldError[values.length][];
     while (rows.size() < values.length) {
       rows.add(newRow());
@@ -49,24 +61,25 @@ final class RowPool {
     }
   }
 
-  private static void load(Field field, Column column, String value) {
+  /** A buffer that is larger than the value needs is kept. */
+  private void load(Field field, Column column, @Nullable String value) {
+    int size = column.bufferSize().forUnits(value == null ? 0 : value.length());
+    if (size > field.sourceSize) {
+      bufferBytes += size - field.sourceSize;
+      field.sourceSize = size;
+    }
     field.source = value;
-    field.sourceSize = column.bufferSize(value == null ? 0 : value.length());
     field.errorCode = 0;
     field.errorMessage = null;
   }
 
   /** The value, or null in the place of one that cannot be sent: its field then has an error. */
-  private String sendable(int row, int column, String value) {
+  private @Nullable String sendable(int row, int column, @Nullable String value) {
     int flaw = value == null ? 0 : Text.flaw(value);
     if (flaw == 0) {
       return value;
     }
-    FieldError error = error(row, column, flaw, Text.describe(flaw));
-    if (onError.way() == OnError.Way.FAILURE) {
-      throw new VELKException(error.toString(), flaw);
-    }
-    put(error);
+    put(row, column, flaw, Text.describe(flaw));
     return null;
   }
 
@@ -92,7 +105,11 @@ final class RowPool {
     readable = true;
   }
 
-  /** Copies the results, so that later batches leave them alone. */
+  /**
+   * Copies the results, so that later pieces leave them alone.
+   *
+   * @throws VELKException if a value has an error that stops the batch
+   */
   MaskedRows results() {
     if (!readable) {
       throw new IllegalStateException("no batch was masked; there are no values to be read");
@@ -110,11 +127,19 @@ final class RowPool {
       }
     }
     boolean replaced = onError.way() == OnError.Way.REPLACEMENT;
-    return new MaskedRows(names, values, errors, replaced);
+    MaskedRows results = new MaskedRows(names, values, errors, replaced);
+    if (onError.way() == OnError.Way.FAILURE) {
+      results.errors().stream().findFirst().ifPresent(RowPool::stop);
+    }
+    return results;
+  }
+
+  private static void stop(FieldError error) {
+    throw new VELKException(error.toString(), error.code());
   }
 
   /** The value that may be shown: masked, or what stands in the place of one with an error. */
-  private String result(int row, int column) {
+  private @Nullable String result(int row, int column) {
     Field field = field(row, column);
     if (hasError(row, column)) {
       return onError.replacement();
@@ -124,7 +149,7 @@ final class RowPool {
     }
     // Whatever the engine left in the field is not shown.
     String text = field.errorMessage == null ? "the engine has no text" : field.errorMessage;
-    put(error(row, column, field.errorCode, text));
+    put(row, column, field.errorCode, columns.get(column).explain(field.errorCode, text));
     return onError.replacement();
   }
 
@@ -133,13 +158,33 @@ final class RowPool {
     for (int column = 0; column < columns.size(); column++) {
       values[column] = onError.replacement();
       if (!hasError(row, column)) {
-        put(error(row, column, FieldError.ROW, "the engine reports an error of the whole row"));
+        put(row, column, FieldError.ROW, "the engine reports an error of the whole row");
       }
     }
   }
 
-  /** Lets go of the values, masked or not; the objects and their records stay. */
+  /** Lets go of the values, which are masked; the objects and their records stay if small. */
   void clear() {
+    forget();
+    shrink();
+  }
+
+  /**
+   * Lets go of the values of a failed batch in the records, too: they may be unmasked. Of its
+   * earlier pieces some may stand behind the last one.
+   */
+  void wipe() {
+    rowSet.rows = rows.toArray(Row[]::new);
+    forget();
+    for (Row row : rowSet.rows) {
+      for (Field field : row.fields) {
+        wipe(field);
+      }
+    }
+    shrink();
+  }
+
+  private void forget() {
     readable = false;
     errors = null;
     for (Row row : rowSet.rows) {
@@ -150,13 +195,9 @@ final class RowPool {
     }
   }
 
-  /** Lets go of the values of a failed batch in the records, too: they may be unmasked. */
-  void wipe() {
-    clear();
-    for (Row row : rowSet.rows) {
-      for (Field field : row.fields) {
-        wipe(field);
-      }
+  private void shrink() {
+    if (bufferBytes > MOST_KEPT) {
+      free();
     }
   }
 
@@ -178,6 +219,9 @@ final class RowPool {
       row.free();
     }
     rowSet.free();
+    rows.clear();
+    rowSet.rows = new Row[0];
+    bufferBytes = 0;
   }
 
   private Row newRow() {
@@ -198,14 +242,11 @@ final class RowPool {
     return errors[row] != null && errors[row][column] != null;
   }
 
-  private FieldError error(int row, int column, int code, String message) {
-    return new FieldError(row, column, columns.get(column).name(), code, message);
-  }
-
-  private void put(FieldError error) {
-    if (errors[error.row()] == null) {
-      errors[error.row()] = new FieldError[columns.size()];
+  private void put(int row, int column, int code, String message) {
+    if (errors[row] == null) {
+      errors[row] = new FieldError[columns.size()];
     }
-    errors[error.row()][error.column()] = error;
+    int number = (int) Math.min(firstRow + row, Integer.MAX_VALUE);
+    errors[row][column] = new FieldError(number, column, names.get(column), code, message);
   }
 }

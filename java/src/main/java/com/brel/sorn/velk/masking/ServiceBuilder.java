@@ -6,11 +6,12 @@ import java.util.List;
 import java.util.Map;
 import java.util.Objects;
 import java.util.regex.Pattern;
+import org.jspecify.annotations.Nullable;
 
 /**
- * Describes a service column by column. Names, types and texts are checked as they are given; what
- * only the engine knows, such as its functions and the key, when the service is opened. A builder
- * belongs to one thread.
+ * Describes a service column by column; {@link #toString()} writes it as a masking string. Names,
+ * types and texts are checked as they are given; what only the engine knows, such as its functions
+ * and the key, when the service is opened. A builder belongs to one thread.
  */
 public final class ServiceBuilder {
   private static final Pattern ID = Pattern.compile("[A-Za-z0-9_-]{1,9}");
@@ -19,13 +20,13 @@ public final class ServiceBuilder {
 
   private final Engine engine;
   private final String id;
-  private final Map<String, Column> columns = new LinkedHashMap<>();
-  private String key;
+  private final Map<String, ColumnRule> columns = new LinkedHashMap<>();
+  private @Nullable String key;
   private OnError onError = OnError.UNSAID;
   private boolean masksNulls;
 
   ServiceBuilder(Engine engine, String id) {
-    if (!ID.matcher(id).matches()) {
+    if (!ID.matcher(Objects.requireNonNull(id, "id")).matches()) {
       throw new IllegalArgumentException(
           "\"" + id + "\" is no service id: 1 to 9 ASCII letters, digits, '_' and '-'");
     }
@@ -41,7 +42,7 @@ public final class ServiceBuilder {
    * @throws IllegalArgumentException if it is neither
    */
   public ServiceBuilder key(String place) {
-    if (!KEY.matcher(place).matches()) {
+    if (!KEY.matcher(Objects.requireNonNull(place, "place")).matches()) {
       throw new IllegalArgumentException("a key is named as env:NAME or file:PATH");
     }
     key = Text.requireFit("place of the key", place);
@@ -55,7 +56,7 @@ public final class ServiceBuilder {
    * @return this
    */
   public ServiceBuilder onError(OnError choice) {
-    onError = Objects.requireNonNull(choice);
+    onError = Objects.requireNonNull(choice, "choice");
     return this;
   }
 
@@ -76,11 +77,10 @@ public final class ServiceBuilder {
    * @param type its declared type
    * @param rule how it is masked
    * @return this
-   * @throws IllegalArgumentException if the name is empty, not well-formed or taken, or the rule's
-   *     longest result is too long for any buffer
+   * @throws IllegalArgumentException if the name is empty, not well-formed or taken
    */
   public ServiceBuilder column(String name, Type type, Rule rule) {
-    return add(new Column(name, type, rule, false));
+    return column(new ColumnRule(name, type, rule, false));
   }
 
   /**
@@ -90,56 +90,80 @@ public final class ServiceBuilder {
    * @param type its declared type
    * @param rule how it is masked
    * @return this
-   * @throws IllegalArgumentException if the name is empty, not well-formed or taken, or the rule's
-   *     longest result is too long for any buffer
+   * @throws IllegalArgumentException if the name is empty, not well-formed or taken
    */
   public ServiceBuilder uniqueColumn(String name, Type type, Rule rule) {
-    return add(new Column(name, type, rule, true));
+    return column(new ColumnRule(name, type, rule, true));
   }
 
-  private ServiceBuilder add(Column column) {
-    Text.require("column name", column.name());
-    Objects.requireNonNull(column.type());
-    Objects.requireNonNull(column.rule());
-    if (columns.containsKey(column.name())) {
-      throw new IllegalArgumentException("there is a column \"" + column.name() + "\" already");
+  /**
+   * Adds a column, such as one of another service.
+   *
+   * @param column the column
+   * @return this
+   * @throws IllegalArgumentException if the name is taken
+   */
+  public ServiceBuilder column(ColumnRule column) {
+    String name = Objects.requireNonNull(column, "column").name();
+    if (columns.containsKey(name)) {
+      throw new IllegalArgumentException("there is a column \"" + name + "\" already");
     }
     if (columns.size() == MOST_COLUMNS) {
       throw new IllegalArgumentException("a service has at most " + MOST_COLUMNS + " columns");
     }
-    columns.put(column.name(), column);
+    columns.put(name, column);
     return this;
   }
 
   /**
    * Starts the service.
    *
-   * @return the running service
+   * @return the running service, to be closed by the caller or with its engine
    * @throws IllegalStateException if the engine is closed, or the service has no columns
+   * @throws IllegalArgumentException if a rule's longest result is too long for any buffer
    * @throws com.brel.sorn.velk.VELKException if the engine refuses the description
    */
   public MaskingService open() {
     if (columns.isEmpty()) {
       throw new IllegalStateException("the service \"" + id + "\" has no columns");
     }
-    List<Column> all =
-        columns.values().stream().map(column -> column.withFallback(onError)).toList();
+    List<Column> all = columns.values().stream().map(this::measured).toList();
     return engine.start(new MaskingService(engine, all, definition(all), onError, false));
+  }
+
+  private Column measured(ColumnRule column) {
+    int longest = column.rule().longestResult();
+    if (longest == Rule.UNKNOWN) {
+      longest = BufferSize.dependsOnResult(column.type()) ? engine.longestResult(column, key) : 0;
+    }
+    return Column.of(column, longest, onError);
   }
 
   private ServiceDefinition definition(List<Column> all) {
     ServiceDefinition definition = new ServiceDefinition();
     definition.serviceId = id;
     add(definition, "key", key);
-    add(definition, "on_error", onError == OnError.UNSAID ? null : onError.toString());
+    // A batch is stopped here, where its rows are counted.
+    boolean sent = onError.way() == OnError.Way.REPLACEMENT;
+    add(definition, "on_error", sent ? onError.toString() : null);
     add(definition, "on_null", masksNulls ? "mask" : null);
     all.forEach(column -> Definitions.add(definition, column));
     return definition;
   }
 
-  private static void add(ServiceDefinition definition, String name, String value) {
+  private static void add(ServiceDefinition definition, String name, @Nullable String value) {
     if (value != null) {
       definition.initializationOperands.add(Definitions.operand(Definitions.WHOLE, name, value));
     }
+  }
+
+  /**
+   * Writes the service as a masking string, of which {@link Engine#parse} makes the same service.
+   *
+   * @return the masking string as far as the service is described; a key is named, never shown
+   */
+  @Override
+  public String toString() {
+    return MaskingString.of(id, key, onError, masksNulls, columns.values());
   }
 }

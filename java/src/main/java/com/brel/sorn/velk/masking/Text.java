@@ -1,5 +1,6 @@
 package com.brel.sorn.velk.masking;
 
+import java.util.Objects;
 import java.util.regex.MatchResult;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
@@ -7,6 +8,11 @@ import java.util.regex.Pattern;
 /** Which text can be handed to the engine: well-formed, without U+0000. */
 final class Text {
   private static final Pattern ESCAPE = Pattern.compile("\\\\(?:u\\{([0-9A-Fa-f]+)}|(.))");
+
+  /** What needs no quotes; less than the engine allows. */
+  private static final Pattern BARE = Pattern.compile("[A-Za-z0-9_./:-]+");
+
+  private static final String QUOTES = "'\"";
 
   private Text() {}
 
@@ -44,13 +50,14 @@ final class Text {
 
   /** For a text of the service's description: to be fit, and not to be empty. */
   static String require(String what, String text) {
-    if (text.isEmpty()) {
+    if (Objects.requireNonNull(text, what).isEmpty()) {
       throw new IllegalArgumentException("the " + what + " is empty");
     }
     return requireFit(what, text);
   }
 
   static String requireFit(String what, String text) {
+    Objects.requireNonNull(text, what);
     if (flaw(text) != 0) {
       throw new IllegalArgumentException(
           "the " + what + " contains U+0000 or half a surrogate pair");
@@ -61,6 +68,39 @@ final class Text {
   /** The text as a quoted argument. */
   static String quote(String text) {
     return "'" + text.replace("'", "''") + "'";
+  }
+
+  /** The text as a value, quoted where it has to be. */
+  static String value(String text) {
+    return BARE.matcher(text).matches() ? text : quote(text);
+  }
+
+  /** The text between double quotes, in one line. */
+  static String escape(String text) {
+    StringBuilder escaped = new StringBuilder("\"");
+    text.codePoints().forEach(codePoint -> escaped.append(escape(codePoint)));
+    return escaped.append('"').toString();
+  }
+
+  private static String escape(int codePoint) {
+    return switch (codePoint) {
+      case '"' -> "\\\"";
+      case '\\' -> "\\\\";
+      case '\n' -> "\\n";
+      case '\r' -> "\\r";
+      case '\t' -> "\\t";
+      default ->
+          Character.isISOControl(codePoint)
+              ? "\\u{" + Integer.toHexString(codePoint) + "}"
+              : Character.toString(codePoint);
+    };
+  }
+
+  /** Whether a text is one argument as {@link #unquote} reads it: bare, or its quotes closed. */
+  static boolean isArgument(String text) {
+    boolean quoted = !text.isEmpty() && QUOTES.indexOf(text.charAt(0)) >= 0;
+    int last = text.length() - 1;
+    return quoted ? last > 0 && text.charAt(last) == text.charAt(0) : !text.isEmpty();
   }
 
   /** The text that an argument stands for, quoted with either quote or bare. */
@@ -92,6 +132,9 @@ final class Text {
 
   /** Refuses a masking string that cannot be sent, and says where it cannot. */
   static void requireFitString(String maskingString) {
+    if (maskingString.isEmpty()) {
+      throw new IllegalArgumentException("line 1, column 1: the masking string is empty");
+    }
     int at = flawPosition(maskingString);
     if (at < 0) {
       return;

@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.masking;
 
 import java.nio.file.Path;
+import java.util.Objects;
 
 /**
  * What the engine traces, and where to.
@@ -18,8 +19,8 @@ public record Trace(String mask, Path file) {
    * @throws IllegalArgumentException if the mask or the file cannot be handed to the engine
    */
   public Trace {
-    Text.require("trace mask", mask);
-    Text.require("trace file", file.toString());
+    Text.require("trace mask", Objects.requireNonNull(mask, "mask"));
+    Text.require("trace file", Objects.requireNonNull(file, "file").toString());
   }
 
   /**

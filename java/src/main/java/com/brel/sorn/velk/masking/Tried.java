@@ -5,6 +5,7 @@ import java.util.ArrayList;
 import java.util.HashSet;
 import java.util.List;
 import java.util.Set;
+import org.jspecify.annotations.Nullable;
 
 /** Where the libraries were sought, told so that the likeliest reason comes first. */
 final class Tried {
@@ -12,15 +13,17 @@ final class Tried {
   private final List<String> missing = new ArrayList<>();
   private final List<String> empty = new ArrayList<>();
   private final Set<Path> directories = new HashSet<>();
+  private @Nullable Throwable cause;
 
   /** Whether a directory is new here; none is searched twice. */
   boolean isNew(Path directory) {
     return directories.add(directory);
   }
 
-  /** Something is there and does not load. */
-  void failed(String what) {
+  /** Something is there and does not load; the first reason is the cause of the failure. */
+  void failed(String what, @Nullable Throwable reason) {
     failed.add(what);
+    cause = cause == null ? reason : cause;
   }
 
   void missing(String what) {
@@ -32,8 +35,12 @@ final class Tried {
     empty.add(directory);
   }
 
-  @Override
-  public String toString() {
+  /** An exception for each caller: a shared one would tell of another's calls. */
+  EngineLoadException failure() {
+    return new EngineLoadException(text(), cause);
+  }
+
+  private String text() {
     StringBuilder text = new StringBuilder("the native libraries could not be loaded:");
     failed.forEach(what -> text.append("\n  ").append(what));
     missing.forEach(what -> text.append("\n  ").append(what));

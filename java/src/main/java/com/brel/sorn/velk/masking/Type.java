@@ -1,11 +1,14 @@
 package com.brel.sorn.velk.masking;
 
-/** The declared type of a column. */
+import org.jspecify.annotations.Nullable;
+
+/** The declared type of a column, a value: two types are equal if they are declared alike. */
 public final class Type {
   private static final int GREATEST_LIMIT = 1_000_000;
+  private static final int GREATEST_PRECISION = 1000;
   private static final int LONGEST_INTEGER = "-9223372036854775808".length();
   private static final int LONGEST_DATE = "YYYY-MM-DD".length();
-  private static final int LONGEST_TIMESTAMP = "YYYY-MM-DD hh:mm:ss.123456789".length();
+  private static final int LONGEST_TIMESTAMP = "YYYY-MM-DD hh:mm:ss.123456789+hh:mm".length();
 
   private final String declaration;
   private final int limit;
@@ -59,7 +62,7 @@ public final class Type {
    * @throws IllegalArgumentException if the precision or the scale is out of range
    */
   public static Type decimal(int precision, int scale) {
-    if (precision < 1 || precision > 1000 || scale < 0 || scale > precision) {
+    if (precision < 1 || precision > GREATEST_PRECISION || scale < 0 || scale > precision) {
       throw new IllegalArgumentException(
           "decimal(" + precision + "," + scale + "): 1 to 1000 digits, 0 to all behind the point");
     }
@@ -89,12 +92,48 @@ public final class Type {
   }
 
   /**
-   * A date and time without a zone, such as {@code 2024-02-29 12:30:00.5}.
+   * A date and time, with or without a zone, such as {@code 2024-02-29 12:30:00.5+02:00}.
    *
    * @return the type {@code timestamp}
    */
   public static Type timestamp() {
     return new Type("timestamp", LONGEST_TIMESTAMP, 0, 0);
+  }
+
+  /**
+   * The type of a column of a database, by what its metadata say. Where there is no such type, as
+   * for numbers with a binary point, and where no limit is told, it is {@code text}.
+   *
+   * @param jdbcType the column's type, one of the numbers of {@code java.sql.Types}
+   * @param precision its precision: characters of a text, digits of a number
+   * @param scale digits behind the point; a negative one stands for zeros before it
+   * @return the type of the column's values, written as {@link Values} writes them
+   * @throws IllegalArgumentException if the values are no text, such as those of {@code BLOB}
+   */
+  public static Type ofJdbc(int jdbcType, int precision, int scale) {
+    return switch (jdbcType) {
+      case Jdbc.CHAR, Jdbc.NCHAR -> isLimit(precision) ? character(precision) : text();
+      case Jdbc.VARCHAR, Jdbc.NVARCHAR -> isLimit(precision) ? varchar(precision) : text();
+      case Jdbc.TINYINT, Jdbc.SMALLINT, Jdbc.INTEGER, Jdbc.BIGINT -> integer();
+      case Jdbc.NUMERIC, Jdbc.DECIMAL -> number(precision, scale);
+      case Jdbc.DATE -> date();
+      case Jdbc.TIMESTAMP, Jdbc.TIMESTAMP_WITH_TIMEZONE -> timestamp();
+      default -> {
+        if (Jdbc.HAS_NO_TEXT.contains(jdbcType)) {
+          throw new IllegalArgumentException(
+              "a column of the JDBC type " + jdbcType + " holds no text");
+        }
+        yield text();
+      }
+    };
+  }
+
+  private static Type number(int precision, int scale) {
+    // Zeros before the point are digits, too, and so are those between the point and the others.
+    int digits = scale < 0 ? precision - scale : Math.max(precision, scale);
+    return precision > 0 && digits <= GREATEST_PRECISION
+        ? decimal(digits, Math.max(scale, 0))
+        : text();
   }
 
   /** A type as the engine read it from a masking string, with the limit that it worked out. */
@@ -103,11 +142,15 @@ public final class Type {
   }
 
   private static Type limited(String name, int limit) {
-    if (limit < 1 || limit > GREATEST_LIMIT) {
+    if (!isLimit(limit)) {
       throw new IllegalArgumentException(
           name + "(" + limit + "): the limit is 1 to " + GREATEST_LIMIT + " code points");
     }
     return new Type(name + "(" + limit + ")", limit, 0, 0);
+  }
+
+  private static boolean isLimit(int limit) {
+    return limit >= 1 && limit <= GREATEST_LIMIT;
   }
 
   /** The longest text of the type in code points, 0 for no limit. */
@@ -121,6 +164,34 @@ public final class Type {
 
   int scale() {
     return scale;
+  }
+
+  /** Whether any text that is short enough is of the type. */
+  boolean takesAnyText() {
+    return limit == 0 || declaration.contains("char(");
+  }
+
+  /** How values of the type are written, empty where any text is one. */
+  String form() {
+    return switch (declaration) {
+      case "integer" -> "a whole number of 64 bits, such as -42";
+      case "date" -> "YYYY-MM-DD";
+      case "timestamp" -> "YYYY-MM-DD hh:mm:ss with up to 9 digits of a second behind a point";
+      default ->
+          declaration.startsWith("decimal")
+              ? "digits with a point, such as -12.50, within " + declaration
+              : "";
+    };
+  }
+
+  @Override
+  public boolean equals(@Nullable Object other) {
+    return other instanceof Type type && declaration.equals(type.declaration);
+  }
+
+  @Override
+  public int hashCode() {
+    return declaration.hashCode();
   }
 
   /** The type as it is declared, such as {@code varchar(20)}. */

@@ -9,6 +9,12 @@ final class Columns {
 
   private Columns() {}
 
+  /** A column as a running service has it, of a rule whose longest result is known here. */
+  static Column of(String name, Type type, Rule rule) {
+    ColumnRule described = new ColumnRule(name, type, rule, false);
+    return Column.of(described, rule.longestResult(), OnError.UNSAID);
+  }
+
   /** A running service of one column. */
   static MaskingService column(Engine engine, Type type, Rule rule) {
     return engine.service("one").key(KEY).column("c", type, rule).open();

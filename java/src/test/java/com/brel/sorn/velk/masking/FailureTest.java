@@ -46,11 +46,10 @@ class FailureTest {
 
   @Test
   void aBatchThatFailedHasNoResultsAndKeepsNoValues() {
-    RowPool pool =
-        new RowPool(List.of(new Column("c", Type.text(), Rule.keep(), false)), OnError.UNSAID);
+    RowPool pool = new RowPool(List.of(Columns.of("c", Type.text(), Rule.keep())), OnError.UNSAID);
     try {
       assertThrows(IllegalStateException.class, pool::results);
-      pool.load(VALUES);
+      pool.load(VALUES, 0);
       pool.toC();
       assertThrows(
           VELKException.class,
@@ -65,14 +64,13 @@ class FailureTest {
 
   @Test
   void resultsCannotBeReadAgainAfterTheNextBatchBegan() {
-    RowPool pool =
-        new RowPool(List.of(new Column("c", Type.text(), Rule.keep(), false)), OnError.UNSAID);
+    RowPool pool = new RowPool(List.of(Columns.of("c", Type.text(), Rule.keep())), OnError.UNSAID);
     try {
-      pool.load(VALUES);
+      pool.load(VALUES, 0);
       pool.toC();
       pool.toJava();
       assertEquals("secret", pool.results().value(0, 0));
-      pool.load(VALUES);
+      pool.load(VALUES, 0);
       assertThrows(IllegalStateException.class, pool::results);
     } finally {
       pool.free();
@@ -107,10 +105,9 @@ class FailureTest {
 
   @Test
   void aRowInErrorOfWhichNoValueIsHasNoReadableValue() {
-    RowPool pool =
-        new RowPool(List.of(new Column("c", Type.text(), Rule.keep(), false)), OnError.UNSAID);
+    RowPool pool = new RowPool(List.of(Columns.of("c", Type.text(), Rule.keep())), OnError.UNSAID);
     try {
-      pool.load(VALUES);
+      pool.load(VALUES, 0);
       pool.rowSet().rows[0].hasError = true;
       pool.toC();
       pool.toJava();
@@ -127,7 +124,7 @@ class FailureTest {
   void aRowErrorIsNotPassedOverBesideAFieldThatWasRefusedBeforeItWasSent() {
     RowPool pool = pool(OnError.UNSAID);
     try {
-      pool.load(new String[][] {{"a\0b", "secret"}, {"a\0b", "fine"}});
+      pool.load(new String[][] {{"a\0b", "secret"}, {"a\0b", "fine"}}, 0);
       pool.rowSet().rows[0].hasError = true;
       pool.toC();
       pool.toJava();
@@ -145,7 +142,7 @@ class FailureTest {
   void aReplacementTakesThePlaceOfAWholeRowInError() {
     RowPool pool = pool(OnError.fixed("bad"));
     try {
-      pool.load(new String[][] {{"secret", "secret"}});
+      pool.load(new String[][] {{"secret", "secret"}}, 0);
       pool.rowSet().rows[0].hasError = true;
       pool.toC();
       pool.toJava();
@@ -159,7 +156,7 @@ class FailureTest {
   void aReplacementComesFromTheCallerAndNotFromTheEnginesBuffer() {
     RowPool pool = pool(OnError.fixed("bad"));
     try {
-      pool.load(new String[][] {{"secret", "fine"}});
+      pool.load(new String[][] {{"secret", "fine"}}, 0);
       Row row = pool.rowSet().rows[0];
       row.hasError = true;
       row.fields[0].errorCode = TOO_LONG;
@@ -176,8 +173,8 @@ class FailureTest {
   }
 
   private static RowPool pool(OnError onError) {
-    Column first = new Column("a", Type.text(), Rule.keep(), false);
-    Column second = new Column("b", Type.text(), Rule.keep(), false);
+    Column first = Columns.of("a", Type.text(), Rule.keep());
+    Column second = Columns.of("b", Type.text(), Rule.keep());
     return new RowPool(List.of(first, second), onError);
   }
 

@@ -65,6 +65,62 @@ class LifecycleTest {
   }
 
   @Test
+  void servicesAreClosedTheLatestFirst() {
+    try (Engine engine = Engine.open()) {
+      MaskingService first = column(engine, Type.text(), Rule.keep());
+      MaskingService second = column(engine, Type.text(), Rule.keep());
+      MaskingService third = column(engine, Type.text(), Rule.keep());
+      assertEquals(List.of(third, second, first), engine.latestFirst());
+      second.close();
+      assertEquals(List.of(third, first), engine.latestFirst());
+    }
+  }
+
+  @Test
+  void aProviderWithoutAHandleIsNoneThatStarted() {
+    assertEquals(7, MaskingService.requireStarted("s", 7));
+    VELKException refusal =
+        assertThrows(VELKException.class, () -> MaskingService.requireStarted("s", 0));
+    assertEquals(0, refusal.code());
+    assertEquals("the engine started no provider for \"s\"", refusal.getMessage());
+  }
+
+  @Test
+  void aUniqueColumnIsToldToTheEngine() throws Exception {
+    for (boolean replaced : new boolean[] {false, true}) {
+      Path file = folder.resolve("trace.json");
+      try (Engine engine = Engine.open(Trace.all(file))) {
+        ServiceBuilder builder = engine.service("u").column("a", Type.text(), Rule.keep());
+        if (replaced) {
+          builder.onError(OnError.fixed("x"));
+        }
+        builder.uniqueColumn("b", Type.varchar(9), Rule.keep()).open();
+      }
+      List<String> names =
+          Files.readAllLines(file).stream()
+              .filter(line -> line.contains("\"InitializationOperand.toC\""))
+              .filter(line -> line.contains("\"unique\""))
+              .toList();
+      assertEquals(1, names.size());
+    }
+  }
+
+  @Test
+  void anEngineClosesWhatWasParsedAndNeverOpened() throws Exception {
+    Path file = folder.resolve("trace.json");
+    Engine engine = Engine.open(Trace.all(file));
+    ParsedService never = engine.parse("service=s a=keep");
+    ParsedService opened = engine.parse("service=t a=keep");
+    MaskingService service = opened.open();
+    engine.parse("service=u a=keep").close();
+    engine.close();
+    assertThrows(IllegalStateException.class, never::tellErrors);
+    assertThrows(IllegalStateException.class, never::open);
+    assertThrows(IllegalStateException.class, () -> service.mask(rows("a")));
+    assertEquals(1, TraceFile.read(file).count("NativeProvider.terminateProvider0"));
+  }
+
+  @Test
   void theTraceFileMayHaveANameInAnyLanguage() throws Exception {
     Path file = folder.resolve("Spur 王小明 😀.json");
     try (Engine engine = Engine.open(Trace.all(file))) {
@@ -126,7 +182,7 @@ class LifecycleTest {
       ServiceBuilder keyless = engine.service("s").column("c", Type.text(), Rule.classes());
       assertEquals(KEY_MISSING, assertThrows(VELKException.class, keyless::open).code());
       ServiceBuilder unknown =
-          engine.service("s").key(KEY).column("mail", Type.text(), Rule.function("emial", "", 0));
+          engine.service("s").key(KEY).column("mail", Type.text(), Rule.function("emial", ""));
       VELKException refusal = assertThrows(VELKException.class, unknown::open);
       assertEquals(FUNCTION_UNKNOWN, refusal.code());
       assertTrue(refusal.getMessage().contains("emial"), refusal.getMessage());

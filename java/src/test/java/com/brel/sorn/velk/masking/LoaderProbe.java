@@ -3,10 +3,8 @@ package com.brel.sorn.velk.masking;
 import java.io.IOException;
 import java.io.PrintStream;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.FileSystems;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.nio.file.attribute.PosixFilePermissions;
 import java.util.List;
 import java.util.stream.Stream;
 
@@ -22,16 +20,23 @@ final class LoaderProbe {
     if (temporary != null) {
       System.setProperty("java.io.tmpdir", temporary);
     }
+    EngineLoadException last = null;
     for (int i = 0; i < attempts; i++) {
       try (Engine engine = Engine.open()) {
         EngineLibrary library = engine.library();
         out.println("source: " + library.source());
         out.println("directory: " + library.directory());
-        out.println("permissions: " + permissions(library.directory()));
+        out.println("temporary files while it is open: " + temporaryFiles());
         out.println("identification: " + library.identification());
         out.println("masked: " + Columns.mask(engine, Type.text(), Rule.fixed("ok"), "a"));
+        if (Boolean.getBoolean("velk.probe.killed")) {
+          Runtime.getRuntime().halt(0);
+        }
       } catch (EngineLoadException e) {
         out.println("attempt " + i + ": " + e.getMessage());
+        out.println("told before: " + (e == last));
+        last = e;
+        out.println("cause: " + (e.getCause() == null ? null : e.getCause().getClass().getName()));
         out.println("temporary files: " + temporaryFiles());
       }
     }
@@ -45,12 +50,5 @@ final class LoaderProbe {
     try (Stream<Path> files = Files.list(temporary)) {
       return files.filter(file -> file.getFileName().toString().startsWith("velk-")).toList();
     }
-  }
-
-  private static String permissions(Path directory) throws IOException {
-    if (!FileSystems.getDefault().supportedFileAttributeViews().contains("posix")) {
-      return "those of the folder around it";
-    }
-    return PosixFilePermissions.toString(Files.getPosixFilePermissions(directory));
   }
 }

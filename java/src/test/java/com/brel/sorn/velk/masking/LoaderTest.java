@@ -6,21 +6,24 @@ import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
 import java.io.File;
 import java.io.IOException;
-import java.io.OutputStream;
 import java.io.RandomAccessFile;
-import java.net.URISyntaxException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.nio.file.attribute.FileTime;
-import java.time.Duration;
-import java.time.Instant;
+import java.util.ArrayList;
+import java.util.Collections;
 import java.util.List;
+import java.util.concurrent.ExecutorService;
+import java.util.concurrent.Executors;
+import java.util.concurrent.Future;
 import java.util.jar.JarEntry;
-import java.util.jar.JarOutputStream;
+import java.util.jar.JarFile;
+import java.util.regex.Matcher;
+import java.util.regex.Pattern;
 import java.util.stream.Collectors;
 import java.util.stream.Stream;
 import org.junit.jupiter.api.Test;
@@ -73,6 +76,67 @@ class LoaderTest {
     String first = System.mapLibraryName(NativeLibraries.NAMES.get(0));
     assertSays(child, "attempt 0: the native libraries could not be loaded:\n");
     assertTrue(child.output().matches("(?s).*" + first + ": .*native access.*"), child.output());
+    assertSays(child, "; allow it by starting Java with --enable-native-access=ALL-UNNAMED\n");
+    assertSays(child, "cause: java.lang.IllegalCallerException\n");
+  }
+
+  @Test
+  void aFolderThatForbidsExecutingIsNamedWithTheRemedy() throws Exception {
+    Path forbidden = Files.createDirectory(folder.resolve("no exec"));
+    String advice =
+        "; the file system of %s forbids executing (noexec): name another temporary folder with"
+            + " -Djava.io.tmpdir, or a folder that holds the libraries with -Dvelk.library.dir\n";
+    ChildJvm child =
+        probeOnMountWithoutExecution(
+            forbidden, jarWithNatives(), "-Djava.library.path=", "-Djava.io.tmpdir=" + forbidden);
+    String copy = forbidden.resolve("velk-") + "[0-9]+-[0-9]+";
+    String pattern = Pattern.quote(advice).replace("%s", "\\E" + copy + "\\Q");
+    assertTrue(Pattern.compile(pattern).matcher(child.output()).find(), child.output());
+    assertSays(child, "cause: java.lang.UnsatisfiedLinkError\n");
+    assertSays(child, "temporary files: []\n");
+  }
+
+  @Test
+  void librariesOnAMountThatForbidsExecutingAreToBePutElsewhere() throws Exception {
+    Path forbidden = Files.createDirectory(folder.resolve("no exec"));
+    ChildJvm child =
+        probeOnMountWithoutExecution(
+            forbidden, bareJar(), "-Dvelk.library.dir=" + forbidden.resolve("lib"));
+    assertSays(
+        child,
+        "; the file system of "
+            + forbidden.resolve("lib")
+            + " forbids executing (noexec): put the libraries somewhere else\n");
+  }
+
+  /** The mount is seen by the probe alone and has a copy of the libraries in its folder lib. */
+  private static ChildJvm probeOnMountWithoutExecution(Path place, Path jar, String... options)
+      throws Exception {
+    String mount = "mount -t tmpfs -o noexec tmpfs \"$0\"";
+    List<String> alone = List.of("unshare", "--map-root-user", "--mount", "sh", "-c");
+    assumeTrue(mayMount(alone, mount, place), "mounting is not allowed here");
+    String script = mount + " && cp -rL \"$1\" \"$0/lib\" && shift && exec \"$@\"";
+    return ChildJvm.run(
+        builder -> {
+          List<String> command = new ArrayList<>(alone);
+          command.addAll(List.of(script, place.toString(), NATIVES.toString()));
+          command.addAll(builder.command());
+          builder.command(command);
+        },
+        List.of(options),
+        jar + File.pathSeparator + TestJar.codeOf(LoaderProbe.class),
+        LoaderProbe.class.getName(),
+        "1");
+  }
+
+  private static boolean mayMount(List<String> alone, String mount, Path place) throws Exception {
+    List<String> command = new ArrayList<>(alone);
+    command.addAll(List.of(mount, place.toString()));
+    try {
+      return new ProcessBuilder(command).start().waitFor() == 0;
+    } catch (IOException e) {
+      return false;
+    }
   }
 
   @Test
@@ -91,56 +155,128 @@ class LoaderTest {
   }
 
   @Test
-  void theCopyInTheJarIsUnpackedPrivatelyAndRemoved() throws Exception {
+  void thePackagesFolderGoesBeforeTheJarAndBehindTheLibraryPath() throws Exception {
+    Path packaged = copyOfNatives("packaged");
+    String option = "-Dvelk.library.packaged=" + packaged;
     Path temporary = Files.createDirectory(folder.resolve("temporary"));
-    String jar = jarWithNatives().toString();
-    List<Path> left = unpackAndMask(jar, temporary);
+    ChildJvm child =
+        probe(
+            jarWithNatives(),
+            option,
+            "-Djava.library.path=" + temporary,
+            "-Djava.io.tmpdir=" + temporary);
+    assertLoaded(child, "PACKAGE", packaged);
+    assertEquals(List.of(), filesOf(temporary));
+    Path jar = jarWithNatives();
+    assertLoaded(probe(jar, option, "-Djava.library.path=" + NATIVES), "LIBRARY_PATH", NATIVES);
+    assertLoaded(probe(jar, option, "-Dvelk.library.dir=" + NATIVES), "PROPERTY", NATIVES);
+  }
+
+  @Test
+  void aPackageThatLacksALibraryIsPassedOver() throws Exception {
+    Path packaged = copyOfNatives("packaged");
+    Files.delete(packaged.resolve(System.mapLibraryName("VELKJNI")));
+    ChildJvm child =
+        probe(
+            jarWithNatives(),
+            "-Dvelk.library.packaged=" + packaged,
+            "-Djava.library.path=",
+            "-Djava.io.tmpdir=" + folder);
+    assertSays(child, "source: JAR\n");
+    assertSays(child, "masked: ok\n");
+  }
+
+  @Test
+  void aLineOfTheLogSaysOnceWhichEngineWasLoaded() throws Exception {
+    Path config = folder.resolve("logging.properties");
+    Files.writeString(
+        config,
+        """
+        handlers=java.util.logging.ConsoleHandler
+        java.util.logging.ConsoleHandler.level=FINE
+        com.brel.sorn.velk.level=FINE
+        """);
+    String library = "-Dvelk.library.dir=" + NATIVES;
+    ChildJvm child = probeTwice(bareJar(), library, "-Djava.util.logging.config.file=" + config);
+    String line = "FINE: loaded " + engineOf(child) + " from " + NATIVES + "\n";
+    assertEquals(2, child.output().split(Pattern.quote(line), -1).length, child.output());
+    assertFalse(probe(bareJar(), library).output().contains("loaded "));
+  }
+
+  private static String engineOf(ChildJvm child) {
+    Matcher said = Pattern.compile("identification: (VELK .*)").matcher(child.output());
+    assertTrue(said.find(), child.output());
+    return said.group(1);
+  }
+
+  @Test
+  void theCopyInTheJarIsRemovedOnceItIsLoaded() throws Exception {
+    assertCopiesGo(false);
+  }
+
+  @Test
+  void aKilledProcessLeavesNoCopyForGood() throws Exception {
+    assertCopiesGo(true);
+  }
+
+  /** Windows keeps what is loaded: there the next process removes it. */
+  private void assertCopiesGo(boolean killed) throws Exception {
+    Path temporary = Files.createDirectory(folder.resolve("temporary"));
+    List<Path> left = unpackAndMask(temporary, killed);
     if (!NativeLibraries.onWindows()) {
       assertEquals(List.of(), left);
       return;
     }
-    // There the next process removes it.
     assertEquals(1, left.size());
-    List<Path> leftNext = unpackAndMask(jar, temporary);
+    List<Path> leftNext = unpackAndMask(temporary, killed);
     assertEquals(1, leftNext.size());
     assertNotEquals(left, leftNext);
   }
 
   /** What a process that loads the copy in the jar leaves in its temporary folder. */
-  private List<Path> unpackAndMask(String jar, Path temporary) throws Exception {
+  private List<Path> unpackAndMask(Path temporary, boolean killed) throws Exception {
     ChildJvm child =
         probe(
-            Path.of(jar),
+            jarWithNatives(),
             "-Djava.io.tmpdir=" + temporary,
-            "-Djava.library.path=" + folder.resolve("missing"));
+            "-Djava.library.path=" + folder.resolve("missing"),
+            "-Dvelk.probe.killed=" + killed);
     assertSays(child, "source: JAR");
-    String permissions =
-        NativeLibraries.onWindows() ? "those of the folder around it" : "rwx------";
-    assertSays(child, "permissions: " + permissions + "\n");
     assertSays(child, "directory: " + temporary.resolve("velk-"));
+    boolean stays = NativeLibraries.onWindows();
+    assertEquals(stays, !child.output().contains("while it is open: []\n"), child.output());
     assertSays(child, "masked: ok");
-    try (Stream<Path> left = Files.list(temporary)) {
-      return left.toList();
+    return filesOf(temporary);
+  }
+
+  private static List<Path> filesOf(Path directory) throws IOException {
+    try (Stream<Path> files = Files.list(directory)) {
+      return files.toList();
     }
   }
 
   @Test
-  void aCopyIsLeftBehindWhenTheProcessThatMadeItHasEnded() throws Exception {
-    assertFalse(isLeftBehind("velk-" + ProcessHandle.current().pid() + "-1", Instant.now()));
-    // A process of the past had the same number.
-    Instant past = Instant.now().minus(Duration.ofDays(1));
-    assertTrue(isLeftBehind("velk-" + ProcessHandle.current().pid() + "-2", past));
-    assertTrue(isLeftBehind("velk-" + Integer.MAX_VALUE + "-3", Instant.now()));
-    for (String other :
-        List.of("velk-4", "velk-x-4", "velk-4-x", "velk-" + "9".repeat(30) + "-4")) {
-      assertFalse(isLeftBehind(other, past), other);
+  void processesThatStartAtOnceDoNotTakeEachOthersCopies() throws Exception {
+    Path temporary = Files.createDirectory(folder.resolve("temporary"));
+    Path jar = jarWithNatives();
+    ExecutorService threads = Executors.newFixedThreadPool(3);
+    try {
+      List<Future<ChildJvm>> children = new ArrayList<>();
+      for (int i = 0; i < 6; i++) {
+        children.add(
+            threads.submit(
+                () ->
+                    probe(jar, "-Djava.io.tmpdir=" + temporary, "-Djava.library.path=" + folder)));
+      }
+      for (Future<ChildJvm> child : children) {
+        assertSays(child.get(), "masked: ok");
+      }
+    } finally {
+      threads.shutdown();
     }
-  }
-
-  private boolean isLeftBehind(String name, Instant made) throws IOException {
-    Path copy = Files.createDirectory(folder.resolve(name));
-    Files.setLastModifiedTime(copy, FileTime.from(made));
-    return NativeLibraries.isLeftBehind(copy);
+    if (!NativeLibraries.onWindows()) {
+      assertEquals(List.of(), filesOf(temporary));
+    }
   }
 
   @Test
@@ -151,7 +287,7 @@ class LoaderTest {
       damage(natives.resolve(System.mapLibraryName(name)));
       ChildJvm child =
           probe(
-              jar(natives),
+              TestJar.make(folder, natives),
               "-Djava.io.tmpdir=" + temporary,
               "-Djava.library.path=" + folder.resolve("missing"));
       assertSays(child, "attempt 0: the native libraries could not be loaded:\n");
@@ -191,7 +327,7 @@ class LoaderTest {
             + missing
             + "\n  "
             + empty
-            + "\ntemporary files:");
+            + "\ntold before: false\ncause: java.lang.UnsatisfiedLinkError\n");
   }
 
   @Test
@@ -212,7 +348,7 @@ class LoaderTest {
     Path natives = copyOfNatives("partial");
     String adapter = System.mapLibraryName("VELKAdapter");
     Files.delete(natives.resolve(adapter));
-    ChildJvm child = probe(jar(natives), "-Djava.library.path=");
+    ChildJvm child = probe(TestJar.make(folder, natives), "-Djava.library.path=");
     String resource = "/native/" + NativeLibraries.platform() + "/" + adapter;
     assertSays(child, "could not be loaded:\n  the jar's " + resource + ": not there\n");
   }
@@ -232,14 +368,7 @@ class LoaderTest {
 
   @Test
   void anotherClassLoaderOpensTheEngineOnlyWhenTheFirstHasClosedIt() throws Exception {
-    Path jar = jarWithNatives();
-    ChildJvm child =
-        ChildJvm.run(
-            List.of("-Djava.library.path=", "-Djava.io.tmpdir=" + folder),
-            codeOf(ClassLoadersProbe.class).toString(),
-            ClassLoadersProbe.class.getName(),
-            jar.toString());
-    assertEquals(0, child.exitCode(), child.output());
+    ChildJvm child = classLoaders("one after the other", jarWithNatives());
     assertSays(child, "first: open\nsecond, beside it: java.lang.IllegalStateException: another");
     assertSays(child, "\nsecond, after it: open\nfirst, beside it: java.lang.IllegalState");
     assertSays(child, "\nfirst, after it: open\n");
@@ -248,16 +377,68 @@ class LoaderTest {
   @Test
   void librariesOfAFolderAreThoseOfOneClassLoader() throws Exception {
     ChildJvm child =
-        ChildJvm.run(
-            List.of("-Dvelk.library.dir=" + NATIVES),
-            codeOf(ClassLoadersProbe.class).toString(),
-            ClassLoadersProbe.class.getName(),
-            jarWithNatives().toString());
-    assertEquals(0, child.exitCode(), child.output());
+        classLoaders("one after the other", jarWithNatives(), "-Dvelk.library.dir=" + NATIVES);
     String refusal = EngineLoadException.class.getName() + ": ";
     assertSays(child, "\nsecond, after it: " + refusal);
     assertSays(child, "already loaded in another classloader");
     assertSays(child, "\nfirst, after it: open\n");
+  }
+
+  @Test
+  void anEngineThatAnEndedApplicationLeftOpenIsClosedByTheNext() throws Exception {
+    ChildJvm child = classLoaders("one ended", jarWithNatives());
+    // As long as its class loader is not closed, it has not ended.
+    assertSays(child, "first: open\nsecond, beside it: java.lang.IllegalStateException: another");
+    assertSays(child, "\nsecond, after its end: open\n");
+    // What is left of the first reaches no service of the second, and does not end it.
+    String closed = "java.lang.IllegalStateException: the engine is closed";
+    assertSays(child, "\nof the first: " + closed + "\nof the second: parsed\n");
+    assertSays(child, "\nthird, after both: open\n");
+  }
+
+  @Test
+  void anEngineIsNotClosedOnlyBecauseItsFilesAreGone() throws Exception {
+    Path classes = unpack(jarWithNatives(), folder.resolve("classes"));
+    ChildJvm child = classLoaders("one lost its files", List.of(classes, jarWithNatives()));
+    assertSays(child, "first: open\nsecond, beside it: java.lang.IllegalStateException: another");
+    assertSays(child, "\nof the first: parsed\n");
+  }
+
+  @Test
+  void anEngineThatIsMaskingIsNotClosed() throws Exception {
+    ChildJvm child = classLoaders("one is masking", jarWithNatives());
+    assertSays(child, "first: open\nsecond, meanwhile: java.lang.IllegalStateException: another");
+  }
+
+  private ChildJvm classLoaders(String way, Path jar, String... options) throws Exception {
+    return classLoaders(way, List.of(jar), options);
+  }
+
+  private ChildJvm classLoaders(String way, List<Path> jars, String... more) throws Exception {
+    List<String> options =
+        new ArrayList<>(List.of("-Djava.library.path=", "-Djava.io.tmpdir=" + folder));
+    options.addAll(List.of(more));
+    List<String> arguments = new ArrayList<>(List.of(way));
+    jars.forEach(jar -> arguments.add(jar.toString()));
+    ChildJvm child =
+        ChildJvm.run(
+            options,
+            TestJar.codeOf(ClassLoadersProbe.class).toString(),
+            ClassLoadersProbe.class.getName(),
+            arguments.toArray(String[]::new));
+    assertEquals(0, child.exitCode(), child.output());
+    return child;
+  }
+
+  private static Path unpack(Path jar, Path target) throws IOException {
+    try (JarFile file = new JarFile(jar.toFile())) {
+      for (JarEntry entry : Collections.list(file.entries())) {
+        Path copy = target.resolve(entry.getName());
+        Files.createDirectories(copy.getParent());
+        Files.copy(file.getInputStream(entry), copy);
+      }
+    }
+    return target;
   }
 
   @Test
@@ -310,6 +491,7 @@ class LoaderTest {
     String tried = "the native libraries could not be loaded:\n  " + whyNot(last) + "\n";
     assertSays(child, "attempt 0: " + tried);
     assertSays(child, "attempt 1: " + tried);
+    assertFalse(child.output().contains("told before: true"), child.output());
     assertFalse(child.output().contains("source:"));
   }
 
@@ -343,7 +525,7 @@ class LoaderTest {
                   .merge(path, elsewhere.toString(), (old, own) -> own + File.pathSeparator + old);
             },
             List.of("-Dvelk.library.dir=" + NATIVES),
-            bareJar() + File.pathSeparator + codeOf(LoaderProbe.class),
+            bareJar() + File.pathSeparator + TestJar.codeOf(LoaderProbe.class),
             LoaderProbe.class.getName(),
             "1");
     assertLoaded(child, "PROPERTY", NATIVES);
@@ -378,7 +560,7 @@ class LoaderTest {
   }
 
   private static ChildJvm run(Path jar, int attempts, String... options) throws Exception {
-    String classPath = jar + File.pathSeparator + codeOf(LoaderProbe.class);
+    String classPath = jar + File.pathSeparator + TestJar.codeOf(LoaderProbe.class);
     ChildJvm child =
         ChildJvm.run(
             List.of(options), classPath, LoaderProbe.class.getName(), Integer.toString(attempts));
@@ -407,40 +589,10 @@ class LoaderTest {
   }
 
   private Path bareJar() throws Exception {
-    return jar(null);
+    return TestJar.make(folder, null);
   }
 
   private Path jarWithNatives() throws Exception {
-    return jar(NATIVES);
-  }
-
-  /** The classes under test in a jar, with the libraries of a directory or without any. */
-  private Path jar(Path natives) throws Exception {
-    Path jar = folder.resolve("velk.jar");
-    Path classes = codeOf(Engine.class);
-    try (OutputStream file = Files.newOutputStream(jar);
-        JarOutputStream out = new JarOutputStream(file);
-        Stream<Path> tree = Files.walk(classes.resolve("com"))) {
-      for (Path entry : tree.filter(Files::isRegularFile).toList()) {
-        add(out, classes.relativize(entry).toString(), entry);
-      }
-      for (String library : natives == null ? List.<String>of() : NativeLibraries.NAMES) {
-        String name = System.mapLibraryName(library);
-        if (Files.exists(natives.resolve(name))) {
-          add(out, "native/" + NativeLibraries.platform() + "/" + name, natives.resolve(name));
-        }
-      }
-    }
-    return jar;
-  }
-
-  private static void add(JarOutputStream out, String name, Path content) throws IOException {
-    out.putNextEntry(new JarEntry(name.replace(File.separatorChar, '/')));
-    Files.copy(content, out);
-    out.closeEntry();
-  }
-
-  private static Path codeOf(Class<?> type) throws URISyntaxException {
-    return Path.of(type.getProtectionDomain().getCodeSource().getLocation().toURI());
+    return TestJar.make(folder, NATIVES);
   }
 }

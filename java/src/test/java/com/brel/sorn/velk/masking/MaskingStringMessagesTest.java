@@ -118,34 +118,34 @@ class MaskingStringMessagesTest {
   }
 
   @Test
-  void aStringOf65536BytesIsReadAndALongerOneRefused() {
+  void aStringOf1048576BytesIsReadAndALongerOneRefused() {
     String start = "service=p name=keep #";
-    assertParsed(start + "x".repeat(65_536 - start.length()), "name");
+    assertParsed(start + "x".repeat(1_048_576 - start.length()), "name");
     // The same bytes in fewer units.
-    assertParsed(start + "😀".repeat(16_378) + "xxx", "name");
+    assertParsed(start + "😀".repeat(262_138) + "xxx", "name");
     assertRefused(
-        start + "x".repeat(65_537 - start.length()),
+        start + "x".repeat(1_048_577 - start.length()),
         """
-        7320 the masking string is too long "65537 bytes":
-        line 1, column 65537 (byte 65537)
+        7320 the masking string is too long "1048577 bytes":
+        line 1, column 1048577 (byte 1048577)
         """
             + ("..." + "x".repeat(60) + "\n")
             + (" ".repeat(62) + "^\n")
-            + "Shorten it to 65536 bytes; comments count as well.");
+            + "Shorten it to 1048576 bytes; comments count as well.");
   }
 
   @Test
-  void aStringOf1024PairsIsReadAndALongerOneRefused() {
-    String pairs = "service=p\n" + columns(1023, "c%d=keep\n");
-    assertParsed(pairs, columns(1023, "c%d ").trim().split(" "));
+  void aStringOf20000PairsIsReadAndALongerOneRefused() {
+    String pairs = "service=p\n" + columns(19_999, "c%d=keep\n");
+    assertParsed(pairs, columns(19_999, "c%d ").trim().split(" "));
     assertRefused(
         pairs + "last=keep",
         """
         7321 too many pairs:
-        line 1025, column 1 (byte %d)
+        line 20001, column 1 (byte %d)
         last=keep
         ^~~~
-        Leave at most 1024, and the other columns to another service."""
+        Leave at most 20000, and the other columns to another service."""
             .formatted(pairs.length() + 1));
   }
 

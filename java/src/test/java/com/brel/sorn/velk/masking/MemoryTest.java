@@ -11,6 +11,7 @@ import com.brel.sorn.velk.VELKException;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.Collections;
 import java.util.List;
 import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Tag;
@@ -54,6 +55,60 @@ class MemoryTest {
       }
       assertEquals(before, NativeHelpers.bridgeAllocations());
     }
+  }
+
+  @Test
+  void ofALargeBatchThereIsLeftWhatAPieceTakesAndOfItsServiceNothing() {
+    try (Engine engine = Engine.open()) {
+      long before = NativeHelpers.bridgeBlocks();
+      try (MaskingService service = column(engine, Type.text(), Rule.keep())) {
+        long open = NativeHelpers.bridgeBlocks();
+        service.mask(batchOfOneColumn(5 * Piece.VALUES + 1, "a"));
+        // A row set; the rows of a piece, each with a field and its buffer.
+        assertEquals(open + 1 + 3 * Piece.VALUES, NativeHelpers.bridgeBlocks());
+        service.mask(batchOfOneColumn(20, "x".repeat(Piece.BYTES)));
+        assertEquals(open, NativeHelpers.bridgeBlocks());
+        service.mask(batchOfOneColumn(3, "a"));
+        assertEquals(open + 1 + 3 * 3, NativeHelpers.bridgeBlocks());
+      }
+      assertEquals(before, NativeHelpers.bridgeBlocks());
+    }
+  }
+
+  @Test
+  void whatWasParsedAndNeverOpenedIsFreedWithTheEngine() {
+    Runnable run =
+        () -> {
+          try (Engine engine = Engine.open()) {
+            engine.parse(STRING);
+            engine.parse(STRING).tellErrors();
+          }
+        };
+    assertLeft(2, run);
+  }
+
+  /** The engine is asked once for each rule, which costs the array of pairs of one string. */
+  @Test
+  void anAnswerOfTheEngineIsKept() {
+    try (Engine engine = Engine.open()) {
+      Runnable run =
+          () ->
+              engine
+                  .service("s")
+                  .key(KEY)
+                  .column("a", Type.text(), Rule.email("example.com"))
+                  .column("b", Type.varchar(300), Rule.email("example.com"))
+                  .open()
+                  .close();
+      long before = NativeHelpers.bridgeBlocks() + NativeHelpers.engineBlocks();
+      run.run();
+      assertEquals(before + 1, NativeHelpers.bridgeBlocks() + NativeHelpers.engineBlocks());
+      assertLeft(0, run);
+    }
+  }
+
+  private static List<List<String>> batchOfOneColumn(int rows, String value) {
+    return Collections.nCopies(rows, List.of(value));
   }
 
   @Test

@@ -7,7 +7,6 @@ import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertSame;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
-import com.brel.sorn.velk.Field;
 import com.brel.sorn.velk.Row;
 import java.util.ArrayList;
 import java.util.List;
@@ -77,7 +76,7 @@ class PoolTest {
     row.hasError = true;
     row.fields[0].errorCode = 7;
     row.fields[0].errorMessage = "of the batch before";
-    pool.load(new String[][] {{"c", "d"}});
+    pool.load(new String[][] {{"c", "d"}}, 0);
     assertEquals(false, row.hasError);
     assertEquals(0, row.fields[0].errorCode);
     assertNull(row.fields[0].errorMessage);
@@ -103,11 +102,12 @@ class PoolTest {
     for (long record : records()) {
       assertNotEquals(0, record);
     }
-    RowPool pool = service.pool();
+    List<Object> objects = objects();
     service.close();
-    for (long record : records(pool)) {
-      assertEquals(0, record);
+    for (Object object : objects) {
+      assertEquals(0, pointer(object));
     }
+    assertEquals(0, service.pool().bufferBytes());
   }
 
   @Test
@@ -125,20 +125,19 @@ class PoolTest {
     }
   }
 
-  private List<Long> records() throws Exception {
-    return records(service.pool());
+  private List<Long> records() {
+    return objects().stream().map(PoolTest::pointer).toList();
   }
 
-  private static List<Long> records(RowPool pool) throws Exception {
-    List<Long> records = new ArrayList<>();
-    records.add(pointer(pool.rowSet()));
-    for (Row row : pool.rowSet().rows) {
-      records.add(pointer(row));
-      for (Field field : row.fields) {
-        records.add(pointer(field));
-      }
+  /** The row set, its rows and their fields. */
+  private List<Object> objects() {
+    List<Object> objects = new ArrayList<>();
+    objects.add(service.pool().rowSet());
+    for (Row row : service.pool().rowSet().rows) {
+      objects.add(row);
+      objects.addAll(List.of(row.fields));
     }
-    return records;
+    return objects;
   }
 
   /** The address of the object's native record, 0 for none. */

@@ -1,6 +1,8 @@
 package com.brel.sorn.velk.masking;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
@@ -10,6 +12,7 @@ import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.CsvSource;
+import org.junit.jupiter.params.provider.ValueSource;
 
 class TypeTest {
   @Test
@@ -33,7 +36,7 @@ class TypeTest {
     assertEquals("-0.12".length(), Type.decimal(2, 2).limit());
     assertEquals(20, Type.integer().limit());
     assertEquals(10, Type.date().limit());
-    assertEquals(29, Type.timestamp().limit());
+    assertEquals(35, Type.timestamp().limit());
   }
 
   @Test
@@ -47,6 +50,88 @@ class TypeTest {
     refused(() -> Type.decimal(5, -1));
   }
 
+  @Test
+  void aTypeIsAValue() {
+    assertEquals(Type.varchar(20), Type.declared("varchar(20)", 20, 0, 0));
+    assertEquals(Type.varchar(20).hashCode(), Type.varchar(20).hashCode());
+    assertNotEquals(Type.varchar(20), Type.varchar(21));
+    assertNotEquals(Type.varchar(20), Type.character(20));
+    assertNotEquals(Type.text(), null);
+    assertEquals(
+        new ColumnRule("c", Type.date(), Rule.keep(), true),
+        new ColumnRule("c", Type.date(), Rule.keep(), true));
+  }
+
+  @ParameterizedTest
+  @CsvSource({
+    "12, 20, 0, varchar(20)",
+    "-9, 1000000, 0, varchar(1000000)",
+    "12, 2147483647, 0, text", // a database's way to say that there is no limit
+    "12, 0, 0, text",
+    "1, 3, 0, char(3)",
+    "-15, 3, 0, char(3)",
+    "1, 0, 0, text",
+    "-1, 65535, 0, text", // LONGVARCHAR
+    "2005, 0, 0, text", // CLOB
+    "1111, 0, 0, text", // OTHER, such as a UUID
+    "4, 10, 0, integer",
+    "-5, 19, 0, integer",
+    "5, 5, 0, integer",
+    "-6, 3, 0, integer",
+    "3, 9, 2, 'decimal(9,2)'",
+    "2, 38, 0, 'decimal(38,0)'",
+    "2, 5, -2, 'decimal(7,0)'",
+    "2, 2, 5, 'decimal(5,5)'",
+    "2, 0, 0, text", // without a limit
+    "2, 0, -127, text",
+    "2, 1001, 0, text",
+    "8, 17, 0, text", // DOUBLE
+    "16, 1, 0, text", // BOOLEAN
+    "91, 10, 0, date",
+    "93, 29, 6, timestamp",
+    "2014, 35, 6, timestamp",
+    "92, 8, 0, text" // TIME
+  })
+  void aTypeIsMadeOfTheMetadataOfADatabase(int jdbc, int precision, int scale, String type) {
+    assertEquals(type, Type.ofJdbc(jdbc, precision, scale).toString());
+  }
+
+  @ParameterizedTest
+  @ValueSource(ints = {-2, -3, -4, 2000, 2002, 2003, 2004, 2006, 70, 2012})
+  void aColumnOfBytesOrPartsHasNoType(int jdbc) {
+    String refusal =
+        assertThrows(IllegalArgumentException.class, () -> Type.ofJdbc(jdbc, 10, 0)).getMessage();
+    assertEquals("a column of the JDBC type " + jdbc + " holds no text", refusal);
+  }
+
+  @Test
+  void whatIsTakenOfAnyLengthOrForm() {
+    assertTrue(Type.text().takesAnyText());
+    assertTrue(Type.varchar(9).takesAnyText());
+    assertTrue(Type.character(9).takesAnyText());
+    for (Type type : List.of(Type.integer(), Type.decimal(9, 0), Type.date(), Type.timestamp())) {
+      assertFalse(type.takesAnyText(), type.toString());
+      assertFalse(type.form().isEmpty(), type.toString());
+    }
+  }
+
+  @ParameterizedTest
+  @CsvSource({
+    "255, 0, 0, 1024", // up to here a buffer holds what shows one code point too many
+    "256, 0, 0, 2",
+    "256, 0, 9, 20",
+    "256, 0, 512, 1026",
+    "256, 0, 513, 1028",
+    "256, 0, 5000, 1028",
+    "256, 64, 0, 258", // the longest result, each of its code points two units
+    "256, 64, 200, 402",
+    "1000000, 5, 1, 22"
+  })
+  void theBufferOfALargeLimitFollowsItsValue(int limit, int longest, int units, int bytes) {
+    ColumnRule rule = new ColumnRule("c", Type.varchar(limit), Rule.keep(), false);
+    assertEquals(bytes, Column.of(rule, longest, OnError.UNSAID).bufferSize().forUnits(units));
+  }
+
   @ParameterizedTest
   @CsvSource({
     "0, 84", // varchar(20): 4 bytes a code point and 4 more, whatever the input
@@ -54,31 +139,33 @@ class TypeTest {
     "5000, 84"
   })
   void theBufferOfALimitedColumnDoesNotDependOnTheInput(int units, int bytes) {
-    Column column = new Column("c", Type.varchar(20), Rule.classes(), false);
-    assertEquals(bytes, column.bufferSize(units));
+    Column column = Columns.of("c", Type.varchar(20), Rule.classes());
+    assertEquals(bytes, column.bufferSize().forUnits(units));
   }
 
   @ParameterizedTest
   @CsvSource({"0, 130", "64, 130", "65, 132", "5000, 10002"})
   void theBufferOfATextColumnHoldsTheInputAndTheLongestResult(int units, int bytes) {
-    Column column = new Column("c", Type.text(), Rule.hash(), false);
+    Column column = Columns.of("c", Type.text(), Rule.hash());
     assertEquals(32, column.limit());
-    assertEquals(bytes, column.bufferSize(units));
+    assertEquals(bytes, column.bufferSize().forUnits(units));
   }
 
   @Test
   void theBufferOfATextColumnHoldsTheTextThatReplacesAnError() {
-    Column column = new Column("c", Type.text(), Rule.keep(), false);
-    assertEquals(2, column.bufferSize(0));
-    assertEquals(2 * (2 * 5 + 1), column.withFallback(OnError.fixed("a😀b😀c")).bufferSize(0));
+    Column column = Columns.of("c", Type.text(), Rule.keep());
+    assertEquals(2, column.bufferSize().forUnits(0));
+    Column replaced = Column.of(column.rule(), 0, OnError.fixed("a😀b😀c"));
+    assertEquals(2 * (2 * 5 + 1), replaced.bufferSize().forUnits(0));
+    assertEquals(5, replaced.limit());
   }
 
   @Test
   void anInputTooLongForAnyBufferIsRefusedBeforeItIsSent() {
-    Column column = new Column("c", Type.text(), Rule.keep(), false);
+    Column column = Columns.of("c", Type.text(), Rule.keep());
     int longest = Integer.MAX_VALUE / 2 - 1;
     column.requireRoom(0, longest);
-    assertEquals(Integer.MAX_VALUE - 1, column.bufferSize(longest));
+    assertEquals(Integer.MAX_VALUE - 1, column.bufferSize().forUnits(longest));
     String refusal =
         assertThrows(IllegalArgumentException.class, () -> column.requireRoom(6, longest + 1))
             .getMessage();
@@ -98,18 +185,18 @@ class TypeTest {
 
   @Test
   void anInputTooLongForALimitedColumnIsLeftToTheEngineToRefuse() {
-    new Column("c", Type.varchar(9), Rule.keep(), false).requireRoom(0, Integer.MAX_VALUE);
+    Columns.of("c", Type.varchar(9), Rule.keep()).requireRoom(0, Integer.MAX_VALUE);
   }
 
   @Test
   void aResultTooLongForAnyBufferIsRefusedWithItsColumn() {
     int longest = 500_000_000;
-    Column column = new Column("c", Type.text(), Rule.function("keep", "", longest), false);
-    assertEquals(2 * (2 * longest + 1), column.bufferSize(0));
-    Rule tooLong = Rule.function("keep", "", longest + 1);
+    ColumnRule rule = new ColumnRule("c", Type.text(), Rule.keep(), false);
+    Column column = Column.of(rule, longest, OnError.UNSAID);
+    assertEquals(2 * (2 * longest + 1), column.bufferSize().forUnits(0));
     String refusal =
         assertThrows(
-                IllegalArgumentException.class, () -> new Column("c", Type.text(), tooLong, false))
+                IllegalArgumentException.class, () -> Column.of(rule, longest + 1, OnError.UNSAID))
             .getMessage();
     assertTrue(refusal.startsWith("column \"c\": no buffer holds"), refusal);
   }

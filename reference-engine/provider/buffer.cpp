@@ -1,0 +1,87 @@
+#include "provider/buffer.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+namespace velk::engine {
+
+namespace {
+
+// Four units of text are looked at side by side, in the order of memory: the lowest bits hold the first.
+static_assert(std::endian::native == std::endian::little);
+using Group = std::uint64_t;
+constexpr std::size_t group_units = sizeof(Group) / sizeof(char16_t);
+constexpr Group ones = 0x0001'0001'0001'0001;
+
+Group read_group(const char* text, std::size_t units = group_units)
+{
+    Group group = 0;
+    std::memcpy(&group, text, units * sizeof(char16_t));
+    return group;
+}
+
+// The top bit of the first unit that is zero, and of none before it.
+constexpr Group zero_units(Group group)
+{
+    return (group - ones) & ~group & 0x8000 * ones;
+}
+
+constexpr bool has_surrogate(Group group)
+{
+    return zero_units((group & 0xF800 * ones) ^ 0xD800 * ones) != 0;
+}
+
+constexpr std::size_t first_zero_unit(Group zeros)
+{
+    return static_cast<std::size_t>(std::countr_zero(zeros)) / 16;
+}
+
+} // namespace
+
+std::size_t capacity(const DATA& field)
+{
+    return field.bufferSize > 0 && field.buffer != nullptr
+               ? static_cast<std::size_t>(field.bufferSize) / sizeof(char16_t)
+               : 0;
+}
+
+BufferText measure_text(const DATA& field)
+{
+    const std::size_t units = capacity(field);
+    const char* text = static_cast<const char*>(field.buffer);
+    BufferText found{0, false};
+    for (; units - found.length >= group_units; found.length += group_units) {
+        const Group group = read_group(text + found.length * sizeof(char16_t));
+        found.has_surrogates |= has_surrogate(group);
+        if (const Group zeros = zero_units(group)) {
+            found.length += first_zero_unit(zeros);
+            return found;
+        }
+    }
+    const std::size_t rest = units - found.length;
+    if (rest == 0) return found;
+    const Group group = read_group(text + found.length * sizeof(char16_t), rest); // with zero units behind it
+    return {found.length + std::min(rest, first_zero_unit(zero_units(group))),
+            found.has_surrogates || has_surrogate(group)};
+}
+
+void clear_buffer(DATA& field)
+{
+    if (field.bufferSize > 0 && field.buffer != nullptr)
+        std::memset(field.buffer, 0, static_cast<std::size_t>(field.bufferSize));
+}
+
+bool write_text(DATA& field, std::u16string_view text)
+{
+    if (text.empty()) return clear_buffer(field), true;
+    if (text.size() >= capacity(field)) return false;
+    const std::size_t bytes = text.size() * sizeof(char16_t);
+    std::memcpy(field.buffer, text.data(), bytes);
+    std::memset(static_cast<char*>(field.buffer) + bytes, 0,
+                static_cast<std::size_t>(field.bufferSize) - bytes);
+    return true;
+}
+
+} // namespace velk::engine
