@@ -91,8 +91,7 @@ void give_name(Call& call, const FLDA* record)
     text::Buffer buffer;
     // A wide name always takes its area from the heap.
     if (!text::read(call, source, buffer, utf8 ? text::Memory::stack_or_heap : text::Memory::heap)) return;
-    trace_definition(call, 1446, record,
-                     trace::wide("jColumnNameChars", buffer.units, text::shown_units(buffer)));
+    trace_definition(call, 1446, record, text::traced(call, "jColumnNameChars", buffer));
     text::hand_over(call, buffer, cache.FieldDefinition.columnName);
 }
 
