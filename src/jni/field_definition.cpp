@@ -34,7 +34,8 @@ FLDA* bind(Call& call)
     return nullptr;
 }
 
-// Room for the new name; the former one is gone. A UTF-8 name that came from the engine is left to it.
+// Room for the new name; the former one is gone. A UTF-8 name of the engine's stays in its slot, and free
+// leaves it there from now on. The contract has it so.
 bool replace_name(Call& call, FLDA* record, jsize length)
 {
     std::free(record->nameBlock->wideName);
