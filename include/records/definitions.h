@@ -49,8 +49,8 @@ struct OPRA {
     std::int32_t valueType; // integer_value, wide_value, utf8_value; 0 while there is no value
     std::int32_t valueSize; // bytes, as nameSize
     union {
+        TextBlock* pWC; // the first: an initialiser clears that member, and need not clear more
         std::int32_t integer;
-        TextBlock* pWC;
     } PV;
 };
 VELK_FIELD(OPRA, next, 0, 8);

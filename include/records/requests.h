@@ -20,7 +20,7 @@ VELK_FIELD(InputDescriptor, iCodePage, 4, 4);
 VELK_FIELD(InputDescriptor, pParamString, 8, 8);
 VELK_RECORD(InputDescriptor, 16);
 
-// One key/value pair. The reserved bytes are free for the parser and the adapter.
+// One key/value pair. The reserved bytes are handed over as 0.
 struct KVPA {
     std::uint8_t reserved0[8];
     char eyeCatcher[4];

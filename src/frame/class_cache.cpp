@@ -140,12 +140,17 @@ bool look_up(JNIEnv* env, const Entry& entry, jclass& owner)
     return false;
 }
 
-// All of them, those that were found too: a native that met one without another would use a null ID.
-void forget_members()
+// All members, those that were found too: a native that met one without another would use a null ID. And the
+// classes behind the failed lookup: they may hold what release has deleted already.
+void forget(const Entry& failed)
 {
     for (const Entry& entry : entries) {
-        if (entry.kind == Kind::field) *entry.slot.field = nullptr;
-        if (entry.kind == Kind::method) *entry.slot.method = nullptr;
+        if (entry.kind == Kind::field)
+            *entry.slot.field = nullptr;
+        else if (entry.kind == Kind::method)
+            *entry.slot.method = nullptr;
+        else if (&entry > &failed)
+            *entry.slot.clazz = nullptr;
     }
 }
 
@@ -159,7 +164,7 @@ bool fill(JNIEnv* env)
     cache.failed = false;
     for (const Entry& entry : entries) {
         if (look_up(env, entry, owner)) continue;
-        forget_members();
+        forget(entry);
         cache.failed = true;
         return false;
     }

@@ -2,7 +2,7 @@
 
 // The Java classes, fields and methods that the natives use, looked up once by VELK.init0. Classes are
 // global references. Written by fill alone, read without locks: a native that finds its field ID null
-// (the cache is not filled) does nothing.
+// (the cache is not filled) does none of its work.
 
 #include <jni.h>
 
@@ -61,8 +61,9 @@ extern ClassCache cache;
 
 namespace class_cache {
 
-// Looks everything up, in a fixed order. False: a lookup failed, the JVM's own exception is pending and
-// every field and method ID is null, so that each native takes its way for a cache that is not filled.
+// Looks everything up, in a fixed order; references of an earlier fill are not released. False: a lookup
+// failed, the JVM's own exception is pending and every field and method ID is null, so that each native takes
+// its way for a cache that is not filled. The classes behind that lookup are null too.
 bool fill(JNIEnv* env);
 
 // Deletes the global class references. The entries keep their values.

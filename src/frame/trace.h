@@ -121,11 +121,13 @@ inline bool wants(const Scope& scope, std::uint32_t level)
 // The records that the mask decides. Templates, for a list of items would be built before the mask is tested.
 template <class... Items> void entry(const Scope& scope, std::uint32_t line, Items... items)
 {
+    static_assert(sizeof...(items) <= trace_item_limit);
     if (wants(scope, trace_mask_entry)) write(scope, trace_event_entry, trace_mask_entry, line, {items...});
 }
 
 template <class... Items> void data(const Scope& scope, std::uint32_t line, Items... items)
 {
+    static_assert(sizeof...(items) <= trace_item_limit);
     if (wants(scope, trace_mask_data)) write(scope, trace_event_data, trace_mask_data, line, {items...});
 }
 

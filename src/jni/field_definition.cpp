@@ -34,7 +34,8 @@ FLDA* bind(Call& call)
     return nullptr;
 }
 
-// Room for the new name; the former one is gone. A UTF-8 name that came from the engine is left to it.
+// Room for the new name; the former one is gone. A UTF-8 name of the engine's stays in its slot, and free
+// leaves it there from now on. The contract has it so.
 bool replace_name(Call& call, FLDA* record, jsize length)
 {
     std::free(record->nameBlock->wideName);
@@ -91,8 +92,7 @@ void give_name(Call& call, const FLDA* record)
     text::Buffer buffer;
     // A wide name always takes its area from the heap.
     if (!text::read(call, source, buffer, utf8 ? text::Memory::stack_or_heap : text::Memory::heap)) return;
-    trace_definition(call, 1446, record,
-                     trace::wide("jColumnNameChars", buffer.units, text::shown_units(buffer)));
+    trace_definition(call, 1446, record, text::traced(call, "jColumnNameChars", buffer));
     text::hand_over(call, buffer, cache.FieldDefinition.columnName);
 }
 

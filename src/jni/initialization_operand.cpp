@@ -121,7 +121,7 @@ bool give_text(Call& call, const text::Source& source, std::uint32_t line, const
 {
     text::Buffer buffer;
     if (!text::read(call, source, buffer)) return false;
-    trace::data(call.scope, line, trace::wide(label, buffer.units, text::shown_units(buffer)));
+    trace::data(call.scope, line, text::traced(call, label, buffer));
     return text::hand_over(call, buffer, field);
 }
 

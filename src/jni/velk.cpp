@@ -19,7 +19,7 @@ using namespace velk;
 
 namespace {
 
-constexpr std::int32_t service_id_capacity = 10; // bytes, as the parser's side is told
+constexpr std::int32_t service_id_capacity = 10; // bytes, as the driver is told
 
 // The masking string as UTF-8, zero-terminated: on the stack up to 512 bytes, else from malloc.
 struct MaskingString {

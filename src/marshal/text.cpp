@@ -83,9 +83,10 @@ bool read(Call& call, const Source& source, Buffer& buffer, Memory memory)
     return accept(call, buffer, length, capacity);
 }
 
-std::size_t shown_units(const Buffer& buffer)
+trace::Item traced(const Call& call, const char* label, const Buffer& buffer)
 {
-    return text16::length(buffer.units, buffer.capacity + 1);
+    const bool wanted = trace::wants(call.scope, trace_mask_data);
+    return trace::wide(label, buffer.units, wanted ? text16::length(buffer.units, buffer.capacity + 1) : 0);
 }
 
 bool hand_over(Call& call, Buffer& buffer, jfieldID field)

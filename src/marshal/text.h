@@ -48,9 +48,9 @@ bool acquire(Call& call, Buffer& buffer, std::size_t units, Memory memory = Memo
 // Acquires the buffer and converts the text into it. False after throwing: nothing is held then.
 bool read(Call& call, const Source& source, Buffer& buffer, Memory memory = Memory::stack_or_heap);
 
-// The units before the buffer's first zero unit, as a trace shows them. A conversion that fills the buffer
-// leaves it no terminator.
-std::size_t shown_units(const Buffer& buffer);
+// The buffer's text up to its first zero unit, for a data record; not measured where none is wanted. A
+// conversion that fills the buffer leaves it no terminator.
+trace::Item traced(const Call& call, const char* label, const Buffer& buffer);
 
 // Makes a Java string of the buffer's text, stores it in the object's field and lets go of the buffer. False
 // with a Java exception pending.

@@ -84,8 +84,8 @@ std::int32_t make_entry(const PRMA& request, KVPA& entry)
     std::memset(entry.key, 0, static_cast<std::size_t>(entry.keySize));
     entry.valueSize = request.valueSize;
     entry.value = static_cast<char*>(allocate(1, entry.valueSize));
-    // The key again, not the value: this must stay. The parser is the one to refuse a missing value buffer,
-    // with a code of its own, and 7222 is not to arise.
+    // The key again, not the value, so that 7222 never arises: the parser gets the entry without its value
+    // buffer. The contract has it so.
     if (entry.key == nullptr) return no_memory_for_value;
     if (entry.value != nullptr) std::memset(entry.value, 0, static_cast<std::size_t>(entry.valueSize));
     return 0;

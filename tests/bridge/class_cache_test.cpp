@@ -254,6 +254,20 @@ TEST_F(ClassCacheTest, ASecondInit0OverwritesEveryEntryAndReleasesNothing)
     EXPECT_NE(cache.Field.clazz, first.Field.clazz);
 }
 
+// A class that the failed one did not reach was deleted before.
+TEST_F(ClassCacheTest, ADestroyBehindAFailedSecondInit0DeletesNoReferenceTwice)
+{
+    init();
+    jvm.run(Java_com_brel_sorn_velk_VELK_destroy0, self);
+    jvm.remove_class(exception_class);
+    init();
+    jvm.take_exception();
+    log.clear();
+    jvm.run(Java_com_brel_sorn_velk_VELK_destroy0, self);
+    EXPECT_EQ(without_trace(log), (CallLog{"DeleteGlobalRef class ArrayList", "DeleteGlobalRef class Integer",
+                                           "DeleteGlobalRef class String"}));
+}
+
 TEST_F(ClassCacheTest, AMissingMemberThatNoNativeUsesIsAStartUpFailureToo)
 {
     jvm.remove_member(row_set_class, "rowSetHasInfo");

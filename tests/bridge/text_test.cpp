@@ -140,6 +140,21 @@ TEST_F(TextTest, ALengthBeyondTheBufferIsNotBelieved)
     }
 }
 
+TEST_F(TextTest, ATextIsMeasuredForTheTraceOnlyWhereDataIsWanted)
+{
+    for (const std::uint32_t mask : {0U, ~trace_mask_data, trace_mask_data}) {
+        run([&](Call& call) {
+            call.scope.context.mask = mask;
+            text::Buffer buffer;
+            EXPECT_TRUE(text::acquire(call, buffer, 3));
+            std::u16string_view(u"abcd").copy(buffer.units, 4); // no terminator
+            const trace::Item item = text::traced(call, "label", buffer);
+            EXPECT_EQ(item.length, mask == trace_mask_data ? 8U : 0U);
+            EXPECT_EQ(item.slot, reinterpret_cast<std::uintptr_t>(buffer.units));
+        });
+    }
+}
+
 TEST_F(TextTest, AStringThatCannotBeMadeLeavesTheFieldAndLetsGoOfTheBuffer)
 {
     set_string(self, "columnName", u"old");
