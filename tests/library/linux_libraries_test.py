@@ -108,6 +108,9 @@ class LinuxLibraries(unittest.TestCase):
                 beside = {"libVELKParser.so"} if library == "VELKAdapter" else set()
                 self.assertLessEqual(set(needed), system | beside)
 
+    def test_the_provider_says_which_engine_it_is(self):
+        self.assertIn(b"@(#)VELK reference engine ", (LIBRARIES / "libVELKProvider.so").read_bytes())
+
     def test_the_bridge_and_the_lane_run_on_an_old_c_library(self):
         self.assertEqual(later_symbols(LIBRARIES / "libVELKJNI.so", (2, 14)), [])
         self.assertEqual(later_symbols(LIBRARIES / "libVELKBulk.so", (2, 14)), [])

@@ -47,10 +47,10 @@ public final class VELKException extends RuntimeException {
    * @return the kind of {@link #code()}, by the reference engine's numbers
    */
   public Kind kind() {
-    if (isFrom(7226, 7230)) {
+    if (isFrom(7226, 7230) || isFrom(7243, 7245)) {
       return Kind.KEY;
     }
-    if (isFrom(7204, 7218) || isFrom(7223, 7225) || isFrom(7301, 7399)) {
+    if (isFrom(7204, 7218) || isFrom(7223, 7225) || isFrom(7241, 7242) || isFrom(7301, 7399)) {
       return Kind.DESCRIPTION;
     }
     // The negative ones are this API's own, of a value or a row.

@@ -1,7 +1,10 @@
 package com.brel.sorn.velk.masking;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import com.brel.sorn.velk.VELKException;
 import java.time.LocalDate;
 import java.util.List;
 import org.junit.jupiter.api.AfterEach;
@@ -90,8 +93,6 @@ class MaskingStringPrintTest {
         "on_null",
         "order no",
         "a.type",
-        "addr_*",
-        "$3",
         "7up",
         "größe",
         "名前",
@@ -106,6 +107,21 @@ class MaskingStringPrintTest {
   void aColumnMayHaveAnyName(String name) {
     ColumnRule column = new ColumnRule(name, Type.varchar(9), Rule.keep(), true);
     assertSame(engine.service("s"), List.of(column));
+  }
+
+  /** They stand for columns of a file: which they are, only who knows the file can tell. */
+  @ParameterizedTest
+  @ValueSource(strings = {"addr_*", "*", "$3"})
+  void aPatternOrAPositionIsNoColumn(String name) {
+    ServiceBuilder builder = engine.service("s").column(name, Type.varchar(9), Rule.keep());
+    VELKException opening = assertThrows(VELKException.class, builder::open);
+    VELKException parsing =
+        assertThrows(VELKException.class, () -> engine.parse(builder.toString()));
+    for (VELKException refusal : List.of(opening, parsing)) {
+      assertEquals(7241, refusal.code());
+      assertEquals(VELKException.Kind.DESCRIPTION, refusal.kind());
+      assertTrue(refusal.getMessage().contains(name), refusal.getMessage());
+    }
   }
 
   /** The engine reads the columns that were written, and writing them again gives the same text. */

@@ -67,7 +67,9 @@ class MaskingTest {
     assertEquals("it's gone", mask(engine, Type.text(), Rule.fixed("it's gone"), "a"));
     assertEquals(
         "############1881", mask(engine, Type.text(), Rule.partial(0, 4, "#"), "4012888888881881"));
-    assertEquals("a**d", mask(engine, Type.varchar(4), Rule.partial(1, 1), "abcd"));
+    assertEquals("a****f", mask(engine, Type.varchar(6), Rule.partial(1, 1), "abcdef"));
+    assertEquals("****", mask(engine, Type.varchar(4), Rule.partial(1, 1), "abcd"));
+    assertEquals("a**d", mask(engine, Type.varchar(4), Rule.partial(1, 1).hideLeast(2), "abcd"));
     assertTrue(mask(engine, Type.text(), Rule.hash(12), "a").matches("[0-9a-f]{12}"));
     String masked = mask(engine, Type.varchar(9), Rule.classes(), "Anna-2024");
     assertTrue(masked.matches("[A-Z][a-z]{3}-[0-9]{4}"), masked);
