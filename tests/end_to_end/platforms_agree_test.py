@@ -27,7 +27,9 @@ def masked_on(kind, folder):
     for name in ["people.csv", "people.rules"]:
         shutil.copy(ROOT / "examples" / name, folder)
     (folder / "other.rules").write_text(OTHER_FILES, encoding="utf-8")
-    (folder / "schlüssel 鍵 😀").write_text("sixteen bytes or more, in a file", encoding="utf-8")
+    key = folder / "schlüssel 鍵 😀"
+    key.write_text("sixteen bytes or more, in a file", encoding="utf-8")
+    key.chmod(0o600)  # or the trace tells, where the system knows such modes, that others may read it
     (folder / "städte 市 😀").write_text("Zürich\n東京\nΘεσσαλονίκη\n", encoding="utf-8")
     (folder / "prénoms.csv").write_text("a,b\n1,x\n2,y\n3,z\n", encoding="utf-8")
 

