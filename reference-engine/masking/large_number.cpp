@@ -24,7 +24,7 @@ std::size_t parts_of(std::size_t digits)
 
 } // namespace
 
-LargeNumber::LargeNumber(std::u16string_view digits) : parts_(parts_of(digits.size()) + spare_parts)
+LargeNumber::LargeNumber(std::u16string_view digits, std::size_t parts) : parts_(parts)
 {
     for (auto part = parts_.rbegin(); !digits.empty(); ++part) {
         const std::size_t size = std::min(base_digits, digits.size());
@@ -33,15 +33,20 @@ LargeNumber::LargeNumber(std::u16string_view digits) : parts_(parts_of(digits.si
     }
 }
 
-LargeNumber::LargeNumber(std::u16string_view digits, const LargeNumber& like) : LargeNumber(digits)
+LargeNumber::LargeNumber(std::u16string_view digits)
+    : LargeNumber(digits, parts_of(digits.size()) + spare_parts)
 {
-    parts_.insert(parts_.begin(), like.parts_.size() - parts_.size(), 0);
+}
+
+LargeNumber::LargeNumber(std::u16string_view digits, const LargeNumber& like)
+    : LargeNumber(digits, like.parts_.size())
+{
 }
 
 LargeNumber LargeNumber::nines(std::size_t count, const LargeNumber& like)
 {
-    const std::size_t room = (like.parts_.size() - spare_parts) * base_digits;
-    return {std::u16string(std::min(count, room), u'9'), like};
+    const std::size_t enough = (like.parts_.size() - spare_parts) * base_digits + 1;
+    return {std::u16string(std::min(count, enough), u'9'), like};
 }
 
 LargeNumber LargeNumber::operator+(const LargeNumber& other) const

@@ -19,7 +19,7 @@ public:
     explicit LargeNumber(std::u16string_view digits);
     // Digits that fit the other's size.
     LargeNumber(std::u16string_view digits, const LargeNumber& like);
-    // So many nines, or as many as the other's size has room for.
+    // So many nines, or fewer that are still more than twice the other.
     static LargeNumber nines(std::size_t count, const LargeNumber& like);
 
     LargeNumber operator+(const LargeNumber& other) const;
@@ -33,6 +33,7 @@ public:
     friend std::u16string digits_of(const LargeNumber& number);
 
 private:
+    LargeNumber(std::u16string_view digits, std::size_t parts);
     void add_product(const LargeNumber& other, std::uint32_t factor);
     void divide(std::uint64_t divisor);
 

@@ -91,6 +91,21 @@ TEST_F(Noise, changes_at_least_the_last_digit_of_small_numbers)
     EXPECT_EQ(results("noise", "percent=1", {u"0.00"}, amount).front(), u"0.01");
 }
 
+TEST_F(Noise, lets_a_number_of_nines_grow_by_a_digit)
+{
+    for (const std::size_t digits : {9u, 18u, 19u, 27u, 36u}) {
+        std::size_t grown = 0;
+        for (int run = 0; run < 100; ++run) {
+            const std::string arguments = "percent=100, scope=run" + std::to_string(run);
+            const auto masked =
+                results("noise", arguments, {std::u16string(digits, u'9')}, {"decimal(40,0)", 41});
+            if (masked.front().size() > digits) ++grown;
+        }
+        EXPECT_GE(grown, 25u) << digits << " digits: 50 on average";
+        EXPECT_LE(grown, 75u) << digits << " digits: 50 on average";
+    }
+}
+
 TEST_F(Noise, never_gives_zero)
 {
     for (int run = 0; run < 50; ++run) {
