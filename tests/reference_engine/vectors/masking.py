@@ -398,7 +398,7 @@ def check(value, type):
 
 
 def mask(function, arguments, type, key, value, by_value=None, on_null="keep"):
-    """The masked value, or None for null. The other value stands in the column that the rule's `by` names. Raises Refused."""
+    """The masked value, or None for null; by_value is that of the column which the rule's `by` names. Raises Refused."""
     if value is None and on_null == "keep":
         return None
     type = Type(type)
