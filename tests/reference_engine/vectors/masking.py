@@ -97,9 +97,9 @@ class Type:
                 "timestamp": is_timestamp}.get(self.name, lambda text: True)(text)
 
     def is_decimal(self, text):
-        parts = re.fullmatch(r"-?0*([0-9]*)(?:(?<=[0-9])\.([0-9]+))?", text)
-        return bool(parts and re.search("[0-9]", text) and len(parts[1]) <= self.length - self.scale
-                    and len(parts[2] or "") <= self.scale)
+        parts = re.fullmatch(r"-?([0-9]+)(?:\.([0-9]+))?", text)
+        return bool(parts) and (len(parts[1].lstrip("0")) <= self.length - self.scale
+                                and len(parts[2] or "") <= self.scale)
 
     def largest(self, negative, fraction):
         """What a number of so many digits behind the point can be, its point and sign left out."""
