@@ -2,7 +2,9 @@
 // nothing. Sign and scale stay, so do leading zeros; the result is a number of the column's type and not
 // zero.
 //
-// The number is what decides, not how it is written: 5, 5.0 and 05 move by the same share.
+// The number is what decides, not how it is written: 5, 5.0 and 05 move by the same share. Where the type's
+// largest number cuts off a part of what could be reached, the type decides as well: of one share drawn for a
+// column that cuts and for one that does not, the two results together would give the number back.
 
 #include "masking/draws.h"
 #include "masking/keyed.h"
@@ -13,6 +15,7 @@
 #include <array>
 #include <deque>
 #include <optional>
+#include <vector>
 
 namespace velk::engine {
 
@@ -22,6 +25,8 @@ __extension__ using Word = unsigned __int128;
 
 constexpr std::uint64_t largest_small = (std::uint64_t{1} << 63) - 1; // twice as much still fits
 constexpr std::size_t small_digits = 19;
+
+using SecretUnits = std::vector<char16_t, WipingAllocator<char16_t>>;
 
 // A number as it is written.
 struct Written {
@@ -46,7 +51,7 @@ std::size_t leading_zeros(std::u16string_view digits)
 
 // The number without what its spelling adds: zeros in front and behind, the sign of zero. What has to be put
 // together is kept in the store.
-std::u16string_view plain(std::u16string_view text, const Written& number, std::deque<std::u16string>& store)
+std::u16string_view plain(std::u16string_view text, const Written& number, std::deque<SecretUnits>& store)
 {
     if (text.empty()) return text;
     const std::size_t kept = number.fraction.find_last_not_of(u'0') + 1; // digits; 0 where all are zeros
@@ -56,7 +61,9 @@ std::u16string_view plain(std::u16string_view text, const Written& number, std::
     if (text.ends_with(u'.')) text.remove_suffix(1);
     if (zeros == 0) return text;
     if (!number.negative) return text.substr(zeros);
-    return store.emplace_back(u"-").append(text.substr(1 + zeros));
+    SecretUnits& joined = store.emplace_back(text.begin() + static_cast<std::ptrdiff_t>(zeros), text.end());
+    joined.front() = u'-';
+    return {joined.data(), joined.size()};
 }
 
 // Numbers below 2^63 and what they move to.
@@ -78,20 +85,17 @@ std::uint64_t draw_below(std::uint64_t size, Draws& draws)
     return static_cast<std::uint64_t>((high + (low >> 64)) >> 64);
 }
 
-// A number that stands for its value without point and sign, moved; nothing where it has no other. First and
-// last are what it can become, itself apart.
-template <typename Number>
-std::optional<Number> moved(const Number& number, const Number& largest, std::uint32_t percent, Draws& draws)
+// The hash of a number with its type's limit, which is the same for all scales with as many digits before the
+// point.
+Digest with_limit(const Digest& hash, const ColumnType& type)
 {
-    const Number none = number - number;
-    const Number one = none + 1;
-    const Number move = std::max(hundredths(number, percent), one);
-    const Number first = number > move ? number - move : std::min(number, one);
-    const Number last = std::min(number + move, largest);
-    const Number choices = last - first;
-    if (choices == none) return std::nullopt;
-    const Number result = first + draw_below(choices, draws);
-    return result >= number ? result + 1 : result;
+    const auto digits = static_cast<unsigned>(type.name == TypeName::integer ? largest_precision + 1
+                                                                             : type.length - type.scale);
+    SecretArray<digest_size + 2> seed;
+    std::copy(hash.begin(), hash.end(), seed.begin());
+    seed[digest_size] = static_cast<std::uint8_t>(digits >> 8);
+    seed[digest_size + 1] = static_cast<std::uint8_t>(digits);
+    return sha256(seed);
 }
 
 // As many digits as the type allows where so many stand behind the point.
@@ -178,32 +182,49 @@ struct Noise {
     ColumnType type;
     std::uint32_t percent;
 
-    void mask_small(std::uint64_t number, const Written& value, Draws& draws, Results& results) const
+    // A number that stands for its value without point and sign, moved; nothing where it has no other. It can
+    // become any from first to reach or to the largest, itself apart.
+    template <typename Number>
+    std::optional<Number> moved(const Number& number, const Number& largest, const Digest& hash) const
     {
-        const std::optional<std::uint64_t> result = moved(number, largest_of(type, value), percent, draws);
+        const Number none = number - number;
+        const Number one = none + 1;
+        const Number move = std::max(hundredths(number, percent), one);
+        const Number first = number > move ? number - move : std::min(number, one);
+        const Number reach = number + move;
+        const Number choices = std::min(reach, largest) - first;
+        if (choices == none) return std::nullopt;
+        const Digest seed = reach > largest ? with_limit(hash, type) : hash;
+        Draws draws(seed);
+        const Number result = first + draw_below(choices, draws);
+        return result >= number ? result + 1 : result;
+    }
+
+    void mask_small(std::uint64_t number, const Written& value, const Digest& hash, Results& results) const
+    {
+        const std::optional<std::uint64_t> result = moved(number, largest_of(type, value), hash);
         if (!result) return add_error(results, result_does_not_fit);
         SmallDigits digits;
         add_number(value, write_digits(*result, digits), results);
     }
 
-    void mask_large(const Written& value, Draws& draws, Results& results) const
+    void mask_large(const Written& value, const Digest& hash, Results& results) const
     {
-        std::u16string digits(value.whole);
-        digits.append(value.fraction).erase(0, leading_zeros(digits));
-        const LargeNumber number(digits);
-        const std::optional<LargeNumber> result =
-            moved(number, largest_of(type, value, number), percent, draws);
+        SecretUnits digits(value.whole.begin(), value.whole.end());
+        digits.insert(digits.end(), value.fraction.begin(), value.fraction.end());
+        const std::u16string_view all(digits.data(), digits.size());
+        const LargeNumber number(all.substr(leading_zeros(all)));
+        const std::optional<LargeNumber> result = moved(number, largest_of(type, value, number), hash);
         if (!result) return add_error(results, result_does_not_fit);
         add_number(value, digits_of(*result), results);
     }
 
     void mask_value(const Digest& hash, const Written& value, Results& results) const
     {
-        Draws draws(hash);
         if (const std::optional<std::uint64_t> number = small_number(value))
-            mask_small(*number, value, draws, results);
+            mask_small(*number, value, hash, results);
         else
-            mask_large(value, draws, results);
+            mask_large(value, hash, results);
     }
 };
 
@@ -214,7 +235,7 @@ Mask mask_of(const NoiseRule& rule, const HmacKey& key)
     auto own_key = derive_key(key, rule.function, rule.scope, {std::to_string(rule.percent)});
     return [noise = Noise{rule.type, rule.percent}, own_key](const Batch& batch, Results& results) {
         make_room(results, batch.values);
-        std::deque<std::u16string> store;
+        std::deque<SecretUnits> store;
         std::vector<Written> numbers;
         std::vector<std::u16string_view> texts;
         numbers.reserve(batch.values.size());

@@ -170,6 +170,35 @@ TEST_F(Noise, of_two_releases_shares_nothing)
     EXPECT_LT(undone, 10u) << "by chance";
 }
 
+// Where one share was drawn for both, every number came back from the two results.
+TEST_F(Noise, of_two_types_of_which_one_cuts_shares_nothing)
+{
+    constexpr double largest = 999'999'999;
+    std::vector<std::u16string> values;
+    for (unsigned i = 0; i < 2'000; ++i) values.push_back(to_text(950'000'000 + 24'001 * i));
+    const auto cut = results("noise", "percent=10", values, {"decimal(9,0)", 10});
+    const auto whole = results("noise", "percent=10", values, {"decimal(12,0)", 13});
+    std::size_t alike = 0;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const double first = 0.9 * static_cast<double>(number_of(values[i]));
+        const double of_cut = (static_cast<double>(number_of(cut[i])) - first) / (largest - first);
+        const double of_whole = (static_cast<double>(number_of(whole[i])) - first) / (first * 2 / 9);
+        alike += std::abs(of_cut - of_whole) < 1e-4 ? 1u : 0u;
+        EXPECT_LE(of_cut, 1.0);
+    }
+    EXPECT_LT(alike, 10u) << "by chance";
+}
+
+TEST_F(Noise, moves_a_number_alike_in_all_scales_up_to_one_limit)
+{
+    for (unsigned number = 950; number < 1000; ++number) {
+        const std::u16string text = to_text(number);
+        const auto whole = results("noise", "percent=10", {text}, {"decimal(3,0)", 4}).front();
+        const auto exact = results("noise", "percent=10", {text + u".00"}, {"decimal(5,2)", 7}).front();
+        EXPECT_LE(std::abs(number_of(whole) * 100 - number_of(exact)), 200) << number;
+    }
+}
+
 TEST_F(Noise, is_as_likely_to_move_by_one_share_as_by_another)
 {
     std::vector<std::u16string> values;
