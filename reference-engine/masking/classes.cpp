@@ -16,6 +16,11 @@ namespace {
 constexpr std::u16string_view largest_integer = u"9223372036854775807";  // of 64 bits
 constexpr std::u16string_view smallest_integer = u"9223372036854775808"; // without its sign
 
+constexpr std::uint32_t first_digits = 9; // none is 0
+
+// One place with two choices: the value could become one other alone, from which everybody has it back.
+constexpr std::size_t only_other = 2;
+
 // A value that reads as a number is masked to one that is as wide. Only the value itself tells, not its
 // column: the same value is masked alike in every column, whatever its type.
 struct NumberForm {
@@ -75,12 +80,12 @@ enum class Outcome { nothing_to_exchange, exchanged, impossible };
 // Writes as many units as the value has.
 Outcome exchange(SmallDraws& draws, std::u16string_view value, const NumberForm& form, char16_t* masked)
 {
-    Outcome outcome = Outcome::nothing_to_exchange;
+    std::size_t choices = 0; // of all places together
     std::size_t position = form.kept;
     std::copy_n(value.data(), position, masked);
     if (form.first_is_not_zero) {
-        masked[position++] = static_cast<char16_t>('1' + draws.below(9));
-        outcome = Outcome::exchanged;
+        masked[position++] = static_cast<char16_t>('1' + draws.below(first_digits));
+        choices = first_digits;
     }
     while (position < value.size()) {
         const std::size_t at = position;
@@ -93,9 +98,10 @@ Outcome exchange(SmallDraws& draws, std::u16string_view value, const NumberForm&
             continue;
         }
         put(member(*of, draws.below(of->size)), masked + at);
-        outcome = Outcome::exchanged;
+        choices += of->size;
     }
-    return outcome;
+    if (choices == 0) return Outcome::nothing_to_exchange;
+    return choices == only_other ? Outcome::impossible : Outcome::exchanged;
 }
 
 void mask_value(const Digest& hash, std::u16string_view value, Results& results)

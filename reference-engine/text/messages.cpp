@@ -280,7 +280,9 @@ constexpr Message table[] = {
      "The column that the rule names by its argument by is null, empty or in error in this row.",
      "The value was not masked and is not given back."},
     {character_without_like, "a character cannot be exchanged",
-     "It has no other character of its kind, or is none that this version knows.",
+     "It has no other character of its kind, or is none that this version knows; or nothing else of the "
+     "value "
+     "is exchanged, and it has one other alone, which would tell it.",
      "Choose another function for such values."},
     {conversion_replaced, "text was repaired in a conversion", "What was ill-formed became U+FFFD.",
      "Correct the text before it is converted."},

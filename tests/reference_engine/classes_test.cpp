@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <map>
+#include <numeric>
 
 namespace velk::test {
 namespace {
@@ -207,7 +208,12 @@ TEST_F(Classes, any_text_is_exchanged_or_in_error)
         const std::vector<char32_t> before = code_points(values[i]);
         const auto has_no_like = [](char32_t character) { return membership(character).of == nullptr; };
         const auto is_kept = [](char32_t character) { return stays(membership(character)); };
-        const bool error = std::any_of(before.begin(), before.end(), has_no_like);
+        const auto add_choices = [](std::size_t sum, char32_t character) {
+            const Membership of = membership(character);
+            return sum + (of.of == nullptr || stays(of) ? 0 : of.of->size);
+        };
+        const bool error = std::any_of(before.begin(), before.end(), has_no_like) ||
+                           std::accumulate(before.begin(), before.end(), std::size_t{}, add_choices) == 2;
         ASSERT_EQ(outcomes[i].error, error ? character_without_like : 0) << to_utf8(values[i]);
         if (error) {
             ASSERT_EQ(outcomes[i].text, u"");
@@ -231,8 +237,14 @@ TEST_F(Classes, no_value_comes_back_as_it_was_where_it_can_be_changed)
         EXPECT_NE(masked(std::u16string(1, digit)), std::u16string(1, digit));
         EXPECT_NE(masked(std::u16string(u"-") + digit), std::u16string(u"-") + digit);
     }
-    EXPECT_EQ(masked(u"ª"), u"º") << "a class of two";
-    EXPECT_EQ(masked(u"º"), u"ª");
+}
+
+// Whoever sees the only other one knows the value.
+TEST_F(Classes, a_value_that_has_one_other_alone_is_an_error)
+{
+    expect_errors("classes", "", {u"ª", u"º", u"(^)", u"`", u"々", u"$ ª,", u"-ª"}, character_without_like);
+    for (const std::u16string value : {u"ªª", u"1ª", u"aª", u"佐々木", u"²", u"5", u"0", u"-5"})
+        EXPECT_NE(masked(value), value);
 }
 
 TEST_F(Classes, long_values_are_masked_to_their_end)
