@@ -1,4 +1,7 @@
 // `dict` puts an entry of a list in the place of a value, chosen by the value's keyed hash.
+//
+// A value that is an entry itself becomes another one. Of a short list that tells too much, of two entries
+// all: there it is an error, whatever it would have become.
 
 #include "masking/draws.h"
 #include "masking/keyed.h"
@@ -45,13 +48,17 @@ std::u16string_view entry_for(const List& list, const Digest& hash, std::u16stri
 Mask mask_of(const DictRule& rule, const HmacKey& key)
 {
     auto own_key = derive_key(key, rule.function, rule.scope, {known_digest(*rule.list)});
-    return [list = rule.list, own_key](const Batch& batch, Results& results) {
-        const std::vector<Digest> hashes = digests(*own_key, batch.values);
-        for (std::size_t i = 0; i < hashes.size(); ++i) {
-            const std::u16string_view value = batch.values[i];
-            add_result(results, value.empty() ? value : entry_for(*list, hashes[i], value));
-        }
-    };
+    return
+        [list = rule.list, is_short = rule.list->is_short(), own_key](const Batch& batch, Results& results) {
+            const std::vector<Digest> hashes = digests(*own_key, batch.values);
+            for (std::size_t i = 0; i < hashes.size(); ++i) {
+                const std::u16string_view value = batch.values[i];
+                if (is_short && list->contains(value))
+                    add_error(results, value_of_short_list);
+                else
+                    add_result(results, value.empty() ? value : entry_for(*list, hashes[i], value));
+            }
+        };
 }
 
 } // namespace velk::engine

@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <set>
 
 namespace velk::engine {
 
@@ -87,6 +88,21 @@ bool List::has_choice() const
 {
     for (std::size_t i = 1; i < size(); ++i)
         if ((*this)[i] != (*this)[0]) return true;
+    return false;
+}
+
+bool List::is_short() const
+{
+    constexpr std::size_t enough = 10; // different entries
+    std::set<std::u16string_view> different;
+    for (std::size_t i = 0; i < size() && different.size() < enough; ++i) different.insert((*this)[i]);
+    return different.size() < enough;
+}
+
+bool List::contains(std::u16string_view entry) const
+{
+    for (std::size_t i = 0; i < size(); ++i)
+        if ((*this)[i] == entry) return true;
     return false;
 }
 

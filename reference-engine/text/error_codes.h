@@ -137,6 +137,7 @@ enum ErrorCode : std::int32_t {
     date_without_choice = 7514,
     date_moved_out_of_bounds = 7515,
     other_value_missing = 7516,
+    value_of_short_list = 7517,
     character_without_like = 7520,
 
     // A text conversion.

@@ -279,6 +279,9 @@ constexpr Message table[] = {
     {other_value_missing, "the value that decides about this one is missing",
      "The column that the rule names by its argument by is null, empty or in error in this row.",
      "The value was not masked and is not given back."},
+    {value_of_short_list, "the value is itself an entry of a short list",
+     "It becomes another entry, and of fewer than 10 different ones that tells what it was.",
+     "Take a longer list, one that holds no value of the column, or null or fixed."},
     {character_without_like, "a character cannot be exchanged",
      "It has no other character of its kind, or is none that this version knows; or nothing else of the "
      "value "
