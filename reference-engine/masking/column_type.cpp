@@ -170,6 +170,13 @@ bool is_timestamp(Reader reader)
            take_zone(reader) && reader.text.empty();
 }
 
+unsigned number_at(std::u16string_view date, std::size_t at, std::size_t digits)
+{
+    unsigned number = 0;
+    for (const char16_t digit : date.substr(at, digits)) number = number * 10 + (digit - u'0');
+    return number;
+}
+
 } // namespace
 
 ColumnType parse_type(std::string_view text)
@@ -202,6 +209,13 @@ bool is_value_of(const ColumnType& type, std::u16string_view text)
     default:
         return true;
     }
+}
+
+std::chrono::sys_days to_day(std::u16string_view date)
+{
+    using namespace std::chrono;
+    return year_month_day{year{static_cast<int>(number_at(date, 0, 4))}, month{number_at(date, 5, 2)},
+                          day{number_at(date, 8, 2)}};
 }
 
 } // namespace velk::engine

@@ -2,6 +2,7 @@
 
 // The declared type of a column: which texts are values of it.
 
+#include <chrono>
 #include <cstdint>
 #include <string_view>
 
@@ -45,5 +46,8 @@ inline bool is_date_type(const ColumnType& type)
 //   timestamp  YYYY-MM-DD[ T]hh:mm:ss[.f{1,9}], behind it Z, +hh, -hh, +hh:mm or -hh:mm where it has a zone
 // An empty text is a value of the character types alone.
 bool is_value_of(const ColumnType& type, std::u16string_view text);
+
+// Of a text that is or begins with a date.
+std::chrono::sys_days to_day(std::u16string_view date);
 
 } // namespace velk::engine

@@ -29,20 +29,6 @@ struct Shift {
     sys_days last;
 };
 
-unsigned number_at(std::u16string_view date, std::size_t at, std::size_t digits)
-{
-    unsigned number = 0;
-    for (const char16_t digit : date.substr(at, digits)) number = number * 10 + (digit - u'0');
-    return number;
-}
-
-sys_days to_day(std::u16string_view date)
-{
-    using namespace std::chrono;
-    return year_month_day{year{static_cast<int>(number_at(date, 0, 4))}, month{number_at(date, 5, 2)},
-                          day{number_at(date, 8, 2)}};
-}
-
 void write_number(char16_t* text, unsigned number, std::size_t digits)
 {
     for (; digits > 0; number /= 10) text[--digits] = static_cast<char16_t>('0' + number % 10);

@@ -125,13 +125,20 @@ std::u16string take_date(RuleArguments& arguments, std::string_view name, std::u
                   "A date of the calendar, written YYYY-MM-DD."};
 }
 
+// Of two days each date between them would become the other one, which tells it.
+void require_choice(const DateShiftRule& rule)
+{
+    if (to_day(rule.max) - to_day(rule.min) >= std::chrono::days{2}) return;
+    throw Failure{argument_unusable, "min and max", {}, "max must be at least two days after min."};
+}
+
 Rule read_dateshift(RuleArguments& arguments, const ColumnType&)
 {
     DateShiftRule rule;
     rule.days = static_cast<std::uint32_t>(take_needed_number(arguments, "days", 1, most_days));
     rule.min = take_date(arguments, "min", u"0001-01-01");
     rule.max = take_date(arguments, "max", u"9999-12-31");
-    if (rule.min >= rule.max) throw Failure{argument_unusable, "min and max", {}, "min must be before max."};
+    require_choice(rule);
     rule.by = take_text(arguments, "by").value_or("");
     rule.scope = take_scope(arguments, DateShiftRule::function);
     return rule;

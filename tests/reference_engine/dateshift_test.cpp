@@ -310,8 +310,10 @@ TEST_F(DateShifts, unusable_rules_are_refused)
     for (const char* bound : {"min=2023-02-29", "max=x", "min=''", "max='2024-01-01 10:00:00'"})
         expect_rule_refused("dateshift", std::string("days=1, ") + bound, argument_unusable,
                             u"A date of the calendar, written YYYY-MM-DD.", date);
-    expect_rule_refused("dateshift", "days=1, min=2024-01-01, max=2024-01-01", argument_unusable,
-                        u"min must be before max.", date);
+    for (const char* max : {"2024-02-27", "2024-02-28", "2024-02-29"})
+        expect_rule_refused("dateshift", std::string("days=1, min=2024-02-28, max=") + max, argument_unusable,
+                            u"max must be at least two days after min.", date);
+    results("dateshift", "days=1, min=2024-02-28, max=2024-03-01", {u"2024-02-28"}, date);
     for (const char* type : {"text", "varchar(20)", "char(20)", "integer", "decimal(20,0)"})
         expect_rule_refused("dateshift", "days=1", function_unfit_for_type, u"", {type, 20});
 }
