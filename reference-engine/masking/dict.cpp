@@ -8,6 +8,7 @@
 #include "masking/masks.h"
 #include "text/unicode.h"
 
+#include <algorithm>
 #include <map>
 #include <mutex>
 
@@ -48,17 +49,16 @@ std::u16string_view entry_for(const List& list, const Digest& hash, std::u16stri
 Mask mask_of(const DictRule& rule, const HmacKey& key)
 {
     auto own_key = derive_key(key, rule.function, rule.scope, {known_digest(*rule.list)});
-    return
-        [list = rule.list, is_short = rule.list->is_short(), own_key](const Batch& batch, Results& results) {
-            const std::vector<Digest> hashes = digests(*own_key, batch.values);
-            for (std::size_t i = 0; i < hashes.size(); ++i) {
-                const std::u16string_view value = batch.values[i];
-                if (is_short && list->contains(value))
-                    add_error(results, value_of_short_list);
-                else
-                    add_result(results, value.empty() ? value : entry_for(*list, hashes[i], value));
-            }
-        };
+    return [list = rule.list, few = rule.list->few(), own_key](const Batch& batch, Results& results) {
+        const std::vector<Digest> hashes = digests(*own_key, batch.values);
+        for (std::size_t i = 0; i < hashes.size(); ++i) {
+            const std::u16string_view value = batch.values[i];
+            if (std::find(few.begin(), few.end(), value) != few.end())
+                add_error(results, value_of_short_list);
+            else
+                add_result(results, value.empty() ? value : entry_for(*list, hashes[i], value));
+        }
+    };
 }
 
 } // namespace velk::engine

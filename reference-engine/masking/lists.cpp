@@ -91,19 +91,13 @@ bool List::has_choice() const
     return false;
 }
 
-bool List::is_short() const
+std::vector<std::u16string_view> List::few() const
 {
-    constexpr std::size_t enough = 10; // different entries
+    constexpr std::size_t enough = 10;
     std::set<std::u16string_view> different;
     for (std::size_t i = 0; i < size() && different.size() < enough; ++i) different.insert((*this)[i]);
-    return different.size() < enough;
-}
-
-bool List::contains(std::u16string_view entry) const
-{
-    for (std::size_t i = 0; i < size(); ++i)
-        if ((*this)[i] == entry) return true;
-    return false;
+    if (different.size() == enough) return {};
+    return {different.begin(), different.end()};
 }
 
 std::shared_ptr<const List> built_in_list(std::string_view name)

@@ -18,8 +18,8 @@ public:
     std::size_t size() const { return ends_.size(); }
     std::size_t longest() const { return longest_; } // code points
     bool has_choice() const;                         // whether two entries differ
-    bool is_short() const; // whether an entry is told by the few others that it may become
-    bool contains(std::u16string_view entry) const; // looks at every entry: for short lists
+    // The different entries where they are so few that the others which one may become tell it; else nothing.
+    std::vector<std::u16string_view> few() const;
 
     std::u16string_view operator[](std::size_t index) const
     {
