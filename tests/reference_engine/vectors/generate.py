@@ -102,6 +102,7 @@ def classes():
     case("marks", "classes", "a\u0301\u0302", "\u0301")
     case("private use", "classes", "\uE000\uF8FF", "\U000F0000")
     case("what stays", "classes", " ", "-", "...", "€ $ £", "(+-/)", "\u00AD\u200B", "\t\u00A0\u3000")
+    case("one other alone", "classes", "ª", "(^)", "々")
     case("integers", "classes", *"0123456789", "10", "42", "1002", "100000", "-1", "-0", "-17")
     case("decimals", "classes", "-1002.10", "0.5", "0.00", "0.007", "-0.10", "3.14159", "00.5", "100.00")
     case("no numbers", "classes", "0000000007", "00", "007", "-007", "1.", ".5", "1.2.3", "--1", "1e5", "+1", "1,000")
@@ -158,7 +159,10 @@ def lists():
         case("built in", "dict", "Anna", "Zoë", "山田太郎", "x", list=name)
     colours = ["red", "grün", "青", "\U0001F7E3"]
     case("entries of a file", "dict", "Anna", "Zoë", "x", file=colours)
-    case("a value that is an entry gets another one", "dict", *colours, file=colours)
+    many = [*colours, "white", "черный", "κόκκινο", "أزرق", "orange", "rosa"]
+    case("a value that is an entry gets another one", "dict", *many, file=many)
+    case("a value that is an entry of a short list is an error", "dict", *colours, file=colours)
+    case("a value that is an entry of nine is an error", "dict", *many[:9], file=many[:9])
     case("entries more than once", "dict", "a", "b", "c", "d", file=["a", "a", "a", "b"])
     case("an entry more", "dict", "Anna", "Zoë", "x", file=[*colours, "white"])
     case("blanks are part of an entry", "dict", "Anna", "Zoë", file=["a", " a", "a "])

@@ -22,6 +22,7 @@ TOO_LONG_TO_ENCRYPT = 7513
 NO_OTHER_DATE = 7514
 OUT_OF_BOUNDS = 7515
 OTHER_VALUE_MISSING = 7516
+OF_SHORT_LIST = 7517
 NO_LIKE = 7520
 
 
@@ -159,12 +160,26 @@ def exchanged(draws, value):
     return result
 
 
+ONLY_OTHER = 2  # one place with two choices: the value could become one other alone
+
+
+def choices(value):
+    """What all places of a value could become, together."""
+    kept = zeros_and_sign(value)
+    first = 0 if kept is None else 9
+    places = [MEMBERS[CLASSES[ord(character)]] for character in value[0 if kept is None else kept + 1:]
+              if CLASSES.get(ord(character), STAYING) != STAYING]
+    return first + sum(map(len, places))
+
+
 def has_19_digits_in_64_bits(text):
     return bool(re.fullmatch("-?[0-9]{19}", text)) and is_integer(text)
 
 
 def classes(key, value, scope="classes", **_):
     draws = Fractions(keyed_hash(rule_key(key, "classes", scope), value.encode()))
+    if choices(value) == ONLY_OTHER:
+        raise Refused(NO_LIKE)
     can_change = any(CLASSES.get(ord(character)) != STAYING for character in value)
     while True:
         result = exchanged(draws, value)
@@ -219,6 +234,8 @@ def entries_of(name):
 def dictionary(key, value, scope="dict", **source):
     entries = source["file"] if "file" in source else entries_of(source["list"])
     contents = hashlib.sha256("".join(entry + "\n" for entry in entries).encode()).hexdigest()
+    if value in entries and len(set(entries)) < 10:
+        raise Refused(OF_SHORT_LIST)
     place = Words(keyed_hash(rule_key(key, "dict", scope, contents), value.encode())).below(len(entries))
     return next(entry for entry in entries[place:] + entries[:place] if entry != value)
 
@@ -267,10 +284,14 @@ def plain(sign, whole, fraction):
     return sign + whole + ("." + fraction if fraction else "")
 
 
-def moved(value, largest, percent, words):
+def moved(value, type, largest, percent, seed):
     move = max(value * percent // 100, 1)
     first = value - move if value > move else min(value, 1)
     last = min(value + move, largest)
+    if value + move > largest:  # the limit decides as well
+        digits = 1001 if type.name == "integer" else type.length - type.scale
+        seed = hashlib.sha256(seed + digits.to_bytes(2, "big")).digest()
+    words = Words(seed)
     choices = last - first  # from first to last, the value itself left out
     if choices == 0:
         raise Refused(DOES_NOT_FIT)
@@ -282,7 +303,8 @@ def moved(value, largest, percent, words):
 def noise(key, value, percent, type, scope="noise", **_):
     sign, whole, fraction = re.fullmatch(r"(-?)([0-9]+)\.?([0-9]*)", value).groups()
     seed = keyed_hash(rule_key(key, "noise", scope, str(percent)), plain(sign, whole, fraction).encode())
-    result = moved(int(whole + fraction), type.largest(bool(sign), len(fraction)), percent, Words(seed))
+    largest = type.largest(bool(sign), len(fraction))
+    result = moved(int(whole + fraction), type, largest, percent, seed)
     width = (len(whole) if whole.startswith("0") else 1) + len(fraction)
     digits = str(result).rjust(width, "0")
     point = len(digits) - len(fraction)
