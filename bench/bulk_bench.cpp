@@ -147,8 +147,8 @@ void work(Run& run, const Service* service, bool locked)
                                     service == nullptr ? nullptr : const_cast<SVCA*>(&service->record),
                                     columns.data(),
                                     columns.size(),
-                                    service == nullptr ? nullptr : service->limits.data(),
-                                    service == nullptr ? 0 : service->limits.size(),
+                                    service == nullptr ? nullptr : service->sizes.data(),
+                                    service == nullptr ? 0 : service->sizes.size(),
                                     nullptr,
                                     0};
     require(open(lane, definition), "no lane");

@@ -33,17 +33,25 @@ bool place_columns(Lane& lane, std::size_t columns)
     return placed == columns;
 }
 
+bool all_hold_terminator(const BufferSizes* sizes, std::size_t columns)
+{
+    for (std::size_t i = 0; i < columns; ++i)
+        if (!hold_terminator(sizes[i])) return false;
+    return true;
+}
+
 bool take(Lane& lane, const LaneDefinition& definition)
 {
     lane.provider = definition.provider;
     lane.service = definition.service;
     lane.width = definition.width;
     lane.replaced = definition.replacement != nullptr;
-    return copy(lane.service_column, definition.service_column, definition.width) &&
+    return all_hold_terminator(definition.sizes, definition.columns) &&
+           copy(lane.service_column, definition.service_column, definition.width) &&
            place_columns(lane, definition.columns) &&
            copy(lane.replacement, definition.replacement, definition.replacement_bytes) &&
            resize(lane.counts, definition.width) &&
-           open(lane.rows, definition.limits, definition.columns, batch_rows(definition.width));
+           open(lane.rows, definition.sizes, definition.columns, batch_rows(definition.width));
 }
 
 const Value& sent_value(const Lane& lane, const Value* values, std::size_t column)
@@ -56,7 +64,7 @@ bool room_of_row(const Lane& lane, const Value* values, std::size_t& room)
 {
     room = 0;
     for (std::size_t column = 0; column < lane.rows.columns; ++column) {
-        const std::size_t more = room_for(lane.rows.limits[column], sent_value(lane, values, column).bytes);
+        const std::size_t more = room_for(lane.rows.sizes[column], sent_value(lane, values, column).bytes);
         if (more == 0) return false;
         room += more;
     }

@@ -55,7 +55,7 @@ struct LaneDefinition {
     SVCA* service;                      // the caller's: it outlives the lane
     const std::int32_t* service_column; // width of them: each column of the service once, the others -1
     std::size_t width;
-    const ColumnLimit* limits; // of the service's columns
+    const BufferSizes* sizes; // of the service's columns
     std::size_t columns;
     const char* replacement; // UTF-8; null: errors become null
     std::size_t replacement_bytes;

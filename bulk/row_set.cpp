@@ -93,33 +93,37 @@ bool settle(const RowSet& set)
 
 } // namespace
 
-std::size_t buffer_size(const ColumnLimit& limit, std::size_t units)
+bool hold_terminator(const BufferSizes& sizes)
 {
-    const auto of_type = static_cast<std::size_t>(limit.of_type);
-    const auto twice = 2 * static_cast<std::size_t>(limit.of_rule);
-    const std::size_t size = limit.of_type > 0 ? 4 * of_type + 4 : 2 * ((units > twice ? units : twice) + 1);
-    return size > INT32_MAX ? 0 : size;
+    return sizes.least >= 2 && sizes.greatest >= 2;
 }
 
-std::size_t room_for(const ColumnLimit& limit, std::size_t bytes)
+std::size_t buffer_size(const BufferSizes& sizes, std::size_t units)
 {
+    const auto least = static_cast<std::size_t>(sizes.least);
+    const auto greatest = static_cast<std::size_t>(sizes.greatest);
+    const std::size_t wanted = 2 * units + 2 > least ? 2 * units + 2 : least;
+    return wanted < greatest ? wanted : greatest;
+}
+
+std::size_t room_for(const BufferSizes& sizes, std::size_t bytes)
+{
+    if (bytes > INT32_MAX / 2 - 1) return 0;
     // A text has at most as many units as bytes. It is converted in place before it is cut.
-    const std::size_t size = buffer_size(limit, bytes);
-    if (size == 0 || bytes > INT32_MAX / 2 - 1) return 0;
+    const std::size_t size = buffer_size(sizes, bytes);
     return aligned(size > 2 * bytes + 2 ? size : 2 * bytes + 2);
 }
 
-bool open(RowSet& set, const ColumnLimit* limits, std::size_t columns, std::size_t rows)
+bool open(RowSet& set, const BufferSizes* sizes, std::size_t columns, std::size_t rows)
 {
     set.columns = columns;
     set.capacity = rows;
     const std::size_t bytes = rows_offset + rows * (sizeof(ROWD) + columns * sizeof(DATA));
-    if (!resize(set.limits, columns) || !reserve(set.records, bytes, 0) ||
-        !reserve(set.room, usual_room, 0)) {
+    if (!resize(set.sizes, columns) || !reserve(set.records, bytes, 0) || !reserve(set.room, usual_room, 0)) {
         close(set);
         return false;
     }
-    if (columns > 0) std::memcpy(set.limits.memory.start, limits, columns * sizeof *limits);
+    if (columns > 0) std::memcpy(set.sizes.memory.start, sizes, columns * sizeof *sizes);
     std::memset(set.records.start, 0, bytes);
     set_header(*head(set), "RWST");
     for (std::size_t row = 0; row < rows; ++row) link_row(set, row);
@@ -129,7 +133,7 @@ bool open(RowSet& set, const ColumnLimit* limits, std::size_t columns, std::size
 
 void close(RowSet& set)
 {
-    release(set.limits);
+    release(set.sizes);
     release(set.records);
     release(set.room);
     set = {};
@@ -162,7 +166,7 @@ void add_row(RowSet& set)
 void put_null(RowSet& set, std::size_t column)
 {
     DATA& value = value_of_last_row(set, column);
-    const std::size_t size = buffer_size(set.limits[column], 0);
+    const std::size_t size = buffer_size(set.sizes[column], 0);
     value.isNull = 1;
     std::memset(take_buffer(set, value, size), 0, size);
 }
@@ -172,7 +176,7 @@ void put_text(RowSet& set, std::size_t column, const char* text, std::size_t byt
     DATA& value = value_of_last_row(set, column);
     auto* target = reinterpret_cast<char16_t*>(set.room.start + set.used);
     std::size_t units = text::to_utf16(target, text, bytes).written;
-    const std::size_t size = buffer_size(set.limits[column], units);
+    const std::size_t size = buffer_size(set.sizes[column], units);
     const std::size_t written = 2 * units;
     if (units > size / 2 - 1) units = size / 2 - 1;
     char* buffer = take_buffer(set, value, size);

@@ -30,32 +30,34 @@ inline constexpr std::int32_t whole_row =
 inline constexpr std::int32_t ill_formed = -105; // the value is not UTF-8
 } // namespace code
 
-// A column of the service, in code points.
-struct ColumnLimit {
-    std::int32_t of_type; // the declared type's; 0: none
-    std::int32_t of_rule; // else the longest result where it may exceed the input; 0: none
+// How large the buffers of a column of the service are, in bytes. Whoever knows its type and its rule tells.
+struct BufferSizes {
+    std::int32_t least;    // whatever the input: holds the longest result
+    std::int32_t greatest; // a longer input is cut on its way in, and still shows that it is too long
 };
 
-// The bytes of the buffer for an input of so many units, null being one of none. A limited column's does not
-// depend on the input: one that is too long is cut on its way in, and still shows more code points than the
-// limit, so that the engine finds the error. 0: there is no such buffer, sizes being of 32 bits.
-std::size_t buffer_size(const ColumnLimit& limit, std::size_t units);
+// Both hold a terminator at least.
+bool hold_terminator(const BufferSizes& sizes);
 
-// Room that the buffer of an input of so many bytes of UTF-8 takes at most. 0: there is no such buffer.
-std::size_t room_for(const ColumnLimit& limit, std::size_t bytes);
+// The buffer for an input of so many units, null being one of none.
+std::size_t buffer_size(const BufferSizes& sizes, std::size_t units);
+
+// Room that the buffer of an input of so many bytes of UTF-8 takes at most. 0: there is no such buffer, sizes
+// being of 32 bits.
+std::size_t room_for(const BufferSizes& sizes, std::size_t bytes);
 
 struct RowSet {
     std::size_t columns = 0;
     std::size_t capacity = 0; // rows
     std::size_t rows = 0;     // of the batch at hand
-    List<ColumnLimit> limits{};
+    List<BufferSizes> sizes{};
     Memory records{}; // RWST, capacity ROWD, capacity x columns DATA
     Memory room{};    // of the buffers
     std::size_t used = 0;
 };
 
 // Makes records of up to so many rows. False: out of memory, and nothing is held.
-bool open(RowSet& set, const ColumnLimit* limits, std::size_t columns, std::size_t rows);
+bool open(RowSet& set, const BufferSizes* sizes, std::size_t columns, std::size_t rows);
 
 // Wipes and frees everything.
 void close(RowSet& set);

@@ -37,19 +37,19 @@ bool read(JNIEnv* env, jbyteArray array, List<char>& list)
 }
 
 struct Arguments {
-    List<std::int32_t> limits{};
+    List<std::int32_t> sizes{};
     List<std::int32_t> order{};
     List<char> replacement{};
 };
 
 Lane* open_lane(const Arguments& arguments, jint provider, jlong service, bool replaced)
 {
-    if (arguments.limits.size % 2 != 0) return nullptr;
+    if (arguments.sizes.size % 2 != 0) return nullptr;
     Lane* lane = create<Lane>();
     if (lane == nullptr) return nullptr;
     const bool opened =
         open(*lane, {provider, object_of<SVCA>(service), arguments.order.data(), arguments.order.size,
-                     reinterpret_cast<const ColumnLimit*>(arguments.limits.data()), arguments.limits.size / 2,
+                     reinterpret_cast<const BufferSizes*>(arguments.sizes.data()), arguments.sizes.size / 2,
                      replaced ? arguments.replacement.data() : nullptr, arguments.replacement.size});
     if (opened) return lane;
     std::free(lane);
@@ -59,7 +59,7 @@ Lane* open_lane(const Arguments& arguments, jint provider, jlong service, bool r
 } // namespace
 } // namespace velk::bulk
 
-static_assert(sizeof(ColumnLimit) == 2 * sizeof(jint) && sizeof(Error) == 3 * sizeof(jint) &&
+static_assert(sizeof(BufferSizes) == 2 * sizeof(jint) && sizeof(Error) == 3 * sizeof(jint) &&
               sizeof(Counts) == 3 * sizeof(jlong));
 
 VELK_BULK_NATIVE(jboolean, allowsThreads)(JNIEnv*, jclass)
@@ -76,14 +76,14 @@ VELK_BULK_NATIVE(jstring, errorText)(JNIEnv* env, jclass, jint code)
 }
 
 VELK_BULK_NATIVE(jlong, open)
-(JNIEnv* env, jclass, jint provider, jlong service, jintArray limits, jintArray order, jbyteArray replacement)
+(JNIEnv* env, jclass, jint provider, jlong service, jintArray sizes, jintArray order, jbyteArray replacement)
 {
     Arguments arguments;
     Lane* lane = nullptr;
-    if (read(env, limits, arguments.limits) && read(env, order, arguments.order) &&
+    if (read(env, sizes, arguments.sizes) && read(env, order, arguments.order) &&
         read(env, replacement, arguments.replacement))
         lane = open_lane(arguments, provider, service, replacement != nullptr);
-    release(arguments.limits);
+    release(arguments.sizes);
     release(arguments.order);
     release(arguments.replacement);
     return handle_of(lane);

@@ -26,10 +26,10 @@
 //   lock, too, and
 //                                           on the thread that met the error, whose details it tells
 //
-//   long open(int provider, long service, int[] limits, int[] order, byte[] replacement)
+//   long open(int provider, long service, int[] sizes, int[] order, byte[] replacement)
 //       A lane of a provider that runs and the address of its service's record (ServiceDefinition.pointer),
-//       which both outlive it. limits: for each column of the service the limit of its type and that of its
-//       rule, in code points, 0 for none (Type.limit(), Column.limit()). order: for each column of the table
+//       which both outlive it. sizes: for each column of the service the least and the greatest size of its
+//       buffers, in bytes (BufferSize). order: for each column of the table
 //       the number of the service's column, or -1 where it goes round the engine; each column of the service
 //       once. replacement: UTF-8 that a value with an error becomes, null: it becomes null. 0: out of memory,
 //       or the arrays contradict each other.

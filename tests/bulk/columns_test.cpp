@@ -179,12 +179,20 @@ TEST(Columns, memory_that_is_not_there_is_told_wherever_it_lacks)
 
 TEST(Lane, columns_that_contradict_each_other_open_none)
 {
-    const ColumnLimit limits[2] = {};
+    const BufferSizes sizes[2] = {unlimited(0), unlimited(0)};
     for (const auto& order : {std::vector<std::int32_t>{0}, {0, 0, 1}, {0, 2}, {0, 1, -2}, {-1, 0}, {}}) {
         velk::test::Allocations heap;
         Lane lane;
-        EXPECT_FALSE(open(lane, {1, nullptr, order.data(), order.size(), limits, 2, nullptr, 0}));
+        EXPECT_FALSE(open(lane, {1, nullptr, order.data(), order.size(), sizes, 2, nullptr, 0}));
     }
+}
+
+TEST(Lane, sizes_that_hold_no_terminator_open_none)
+{
+    const std::int32_t order[] = {0};
+    const BufferSizes sizes{0, 100};
+    Lane lane;
+    EXPECT_FALSE(open(lane, {1, nullptr, order, 1, &sizes, 1, nullptr, 0}));
 }
 
 } // namespace

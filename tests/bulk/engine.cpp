@@ -60,19 +60,19 @@ std::string to_utf8(const std::u16string& units)
 }
 
 // Bytes of a value's buffer by the rule that the lane shares with the Java face, written once more.
-std::size_t plain_buffer_size(const ColumnLimit& limit, std::size_t units)
+std::size_t plain_buffer_size(const BufferSizes& sizes, std::size_t units)
 {
-    if (limit.of_type > 0) return 4 * static_cast<std::size_t>(limit.of_type) + 4;
-    return 2 * (std::max(units, 2 * static_cast<std::size_t>(limit.of_rule)) + 1);
+    return std::min(std::max(2 * units + 2, static_cast<std::size_t>(sizes.least)),
+                    static_cast<std::size_t>(sizes.greatest));
 }
 
 // A record of its own for a value, made as the native of a field makes it.
-std::unique_ptr<DATA> make_value(const ColumnLimit& limit, const Text& text)
+std::unique_ptr<DATA> make_value(const BufferSizes& sizes, const Text& text)
 {
     auto value = std::make_unique<DATA>();
     head(*value, "DATA");
     const std::u16string units = text ? to_utf16(*text) : std::u16string();
-    const std::size_t size = plain_buffer_size(limit, units.size());
+    const std::size_t size = plain_buffer_size(sizes, units.size());
     value->isNull = !text;
     value->bufferSize = static_cast<std::int32_t>(size);
     value->buffer = std::calloc(1, size);
@@ -95,7 +95,7 @@ std::vector<Outcome> mask_alone(const Service& service, const std::vector<Text>&
     std::vector<std::unique_ptr<DATA>> records;
     for (std::size_t i = 0; i < values.size(); ++i) {
         const bool zero = values[i] && values[i]->find('\0') != std::string::npos;
-        records.push_back(make_value(service.limits[i], zero ? Text{} : values[i]));
+        records.push_back(make_value(service.sizes[i], zero ? Text{} : values[i]));
         if (i > 0) records[i - 1]->next = records[i].get();
     }
     ROWD row{};
@@ -137,8 +137,8 @@ OpenLane::OpenLane(const Service& service, const std::vector<std::int32_t>& orde
                                     const_cast<SVCA*>(&service.record),
                                     order.data(),
                                     order.size(),
-                                    service.limits.data(),
-                                    service.limits.size(),
+                                    service.sizes.data(),
+                                    service.sizes.size(),
                                     replacement ? replacement->data() : nullptr,
                                     replacement ? replacement->size() : 0};
     if (!open(lane, definition)) throw std::runtime_error("the lane was not opened");

@@ -136,12 +136,11 @@ protected:
 
     jlong open_lane(const Service& service, std::vector<jint> order, jbyteArray replacement = nullptr)
     {
-        std::vector<jint> limits;
-        for (const ColumnLimit& limit : service.limits)
-            limits.insert(limits.end(), {limit.of_type, limit.of_rule});
-        Ints limit_array(limits), order_array(std::move(order));
+        std::vector<jint> sizes;
+        for (const BufferSizes& size : service.sizes) sizes.insert(sizes.end(), {size.least, size.greatest});
+        Ints size_array(sizes), order_array(std::move(order));
         return call(natives::open, service.handle, handle_of(&service.record),
-                    static_cast<jintArray>(&limit_array), static_cast<jintArray>(&order_array), replacement);
+                    static_cast<jintArray>(&size_array), static_cast<jintArray>(&order_array), replacement);
     }
 
     void fill(jlong memory, const std::string& text)

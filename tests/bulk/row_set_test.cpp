@@ -15,12 +15,12 @@ using velk::test::Allocations;
 // A set of two columns, text and a limited one, as a fake engine sees it.
 class RowSets : public testing::Test {
 protected:
-    void SetUp() override { ASSERT_TRUE(open(set, limits, 2, 3)); }
+    void SetUp() override { ASSERT_TRUE(open(set, sizes, 2, 3)); }
     void TearDown() override { close(set); }
 
     void add(const char* first, const char* second)
     {
-        ASSERT_EQ(fit_row(set, room_for(limits[0], 100) + room_for(limits[1], 100)), Fit::fits);
+        ASSERT_EQ(fit_row(set, room_for(sizes[0], 100) + room_for(sizes[1], 100)), Fit::fits);
         add_row(set);
         put(0, first);
         put(1, second);
@@ -36,32 +36,36 @@ protected:
         return {static_cast<char16_t*>(value.buffer), text_length(value)};
     }
 
-    const ColumnLimit limits[2] = {{0, 4}, {3, 0}};
+    const BufferSizes sizes[2] = {unlimited(4), limited(3)};
     RowSet set;
 };
 
-TEST(BufferSize, is_told_by_one_rule)
+TEST(BufferSize, is_what_the_input_takes_between_the_least_and_the_greatest)
 {
-    EXPECT_EQ(buffer_size({20, 0}, 0), 84U);
-    EXPECT_EQ(buffer_size({20, 0}, 1000), 84U);
-    EXPECT_EQ(buffer_size({20, 7}, 1000), 84U);
-    EXPECT_EQ(buffer_size({0, 0}, 0), 2U);
-    EXPECT_EQ(buffer_size({0, 0}, 9), 20U);
-    EXPECT_EQ(buffer_size({0, 4}, 0), 18U);
-    EXPECT_EQ(buffer_size({0, 4}, 8), 18U);
-    EXPECT_EQ(buffer_size({0, 4}, 9), 20U);
-    EXPECT_EQ(buffer_size({500'000'000, 0}, 0), 2'000'000'004U);
-    EXPECT_EQ(buffer_size({0, 0}, INT32_MAX / 2 - 1), std::size_t{INT32_MAX} - 1);
-    EXPECT_EQ(buffer_size({0, 0}, INT32_MAX / 2), 0U);
+    EXPECT_EQ(buffer_size({18, 84}, 0), 18U);
+    EXPECT_EQ(buffer_size({18, 84}, 8), 18U);
+    EXPECT_EQ(buffer_size({18, 84}, 9), 20U);
+    EXPECT_EQ(buffer_size({18, 84}, 1000), 84U);
+    EXPECT_EQ(buffer_size({40'002, 1204}, 0), 1204U); // a result longer than the column is an error
+    EXPECT_EQ(buffer_size({2, INT32_MAX - 1}, 0), 2U);
+    EXPECT_EQ(buffer_size({2, INT32_MAX - 1}, INT32_MAX / 2 - 1), std::size_t{INT32_MAX} - 1);
+}
+
+TEST(BufferSize, without_room_for_a_terminator_is_none)
+{
+    EXPECT_TRUE(hold_terminator({2, 2}));
+    EXPECT_FALSE(hold_terminator({0, 2}));
+    EXPECT_FALSE(hold_terminator({2, 0}));
+    EXPECT_FALSE(hold_terminator({2, -1}));
 }
 
 TEST(BufferSize, room_holds_the_buffer_and_the_text_before_it_is_cut)
 {
-    EXPECT_EQ(room_for({20, 0}, 0), 96U);
-    EXPECT_EQ(room_for({20, 0}, 1000), 2016U); // 2,002 bytes and what makes them a multiple of 16
-    EXPECT_EQ(room_for({0, 0}, 9), 32U);
-    EXPECT_EQ(room_for({0, 0}, INT32_MAX), 0U);
-    EXPECT_EQ(room_for({5, 0}, INT32_MAX), 0U);
+    EXPECT_EQ(room_for(limited(20), 0), 96U);
+    EXPECT_EQ(room_for(limited(20), 1000), 2016U); // 2,002 bytes and what makes them a multiple of 16
+    EXPECT_EQ(room_for(unlimited(0), 9), 32U);
+    EXPECT_EQ(room_for(unlimited(0), INT32_MAX), 0U);
+    EXPECT_EQ(room_for(limited(5), INT32_MAX), 0U);
 }
 
 TEST_F(RowSets, stand_as_the_natives_fill_them)
@@ -225,12 +229,12 @@ TEST(RowSet, of_no_columns_calls_nobody)
 
 TEST(RowSet, memory_that_is_not_there_is_told_and_nothing_is_held)
 {
-    const ColumnLimit limit{0, 0};
+    const BufferSizes sizes = unlimited(0);
     for (std::size_t nth = 1; nth <= 3; ++nth) {
         Allocations heap;
         heap.fail(nth);
         RowSet set;
-        EXPECT_FALSE(open(set, &limit, 1, 4));
+        EXPECT_FALSE(open(set, &sizes, 1, 4));
         EXPECT_TRUE(heap.has_failed());
     }
 }

@@ -114,8 +114,8 @@ void Service::start(const char* id)
         names.emplace_back(field->nameBlock->utf8Name, static_cast<std::size_t>(field->nameSize));
     const std::vector<bool> typed = typed_columns(record, names.size());
     for (const FLDA* field = record.firstField; field != nullptr; field = field->next) {
-        const bool of_type = typed[limits.size()];
-        limits.push_back({of_type ? field->fieldLength : 0, of_type ? 0 : field->fieldLength});
+        const bool of_type = typed[sizes.size()];
+        sizes.push_back(of_type ? limited(field->fieldLength) : unlimited(field->fieldLength));
     }
     const auto length = static_cast<std::int32_t>(std::strlen(id));
     if (const std::int32_t status = Provider_Init(&handle, id, length, &record, 0))

@@ -32,8 +32,8 @@ void open(Lane& lane, const Service& service)
                                     const_cast<SVCA*>(&service.record),
                                     order,
                                     5,
-                                    service.limits.data(),
-                                    service.limits.size(),
+                                    service.sizes.data(),
+                                    service.sizes.size(),
                                     nullptr,
                                     0};
     ASSERT_TRUE(bulk::open(lane, definition));

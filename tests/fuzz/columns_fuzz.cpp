@@ -97,7 +97,7 @@ Lane& opened_lane()
     if (lane.width != 0) return lane;
     const std::int32_t order[] = {0, -1};
     const LaneDefinition definition{
-        service.handle, &service.record, order, 2, service.limits.data(), 1, nullptr, 0};
+        service.handle, &service.record, order, 2, service.sizes.data(), 1, nullptr, 0};
     require(open(lane, definition), "a lane opens");
     return lane;
 }
