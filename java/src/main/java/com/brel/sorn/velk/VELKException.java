@@ -54,7 +54,8 @@ public final class VELKException extends RuntimeException {
       return Kind.DESCRIPTION;
     }
     // The negative ones are this API's own, of a value or a row.
-    return isFrom(7501, 7590) || isFrom(-103, -101) ? Kind.VALUE : Kind.ENGINE;
+    boolean own = isFrom(-103, -101) || code == -105;
+    return isFrom(7501, 7590) || own ? Kind.VALUE : Kind.ENGINE;
   }
 
   private boolean isFrom(int first, int last) {

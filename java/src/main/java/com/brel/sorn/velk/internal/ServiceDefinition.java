@@ -24,6 +24,15 @@ public final class ServiceDefinition {
   public ServiceDefinition() {}
 
   /**
+   * Tells where the native record is.
+   *
+   * @return its address, 0 while there is none
+   */
+  public long pointer() {
+    return pointer;
+  }
+
+  /**
    * Builds the native record, or refreshes it in place.
    *
    * @return 0, or the status of the trace facility (nothing was done then)

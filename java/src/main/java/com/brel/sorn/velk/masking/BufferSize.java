@@ -1,7 +1,8 @@
 package com.brel.sorn.velk.masking;
 
 /**
- * How large the value buffers of a column are, in bytes: the one rule of it.
+ * How large the value buffers of a column are, in bytes: the one rule of it, whose two numbers the
+ * bulk lane is told.
  *
  * <p>A result has at most as many 16-bit units as its value or twice as many units as its rule's
  * longest result has code points. A value longer than its column's limit is cut on its way in and

@@ -4,7 +4,10 @@ import com.brel.sorn.velk.internal.FieldDefinition;
 import com.brel.sorn.velk.internal.FrameworkDefinition;
 import com.brel.sorn.velk.internal.InitializationOperand;
 import com.brel.sorn.velk.internal.ServiceDefinition;
+import java.util.HashMap;
 import java.util.List;
+import java.util.Map;
+import java.util.Optional;
 import org.jspecify.annotations.Nullable;
 
 /** Definitions in the form that crosses into native code, their records, and the end of those. */
@@ -50,6 +53,53 @@ final class Definitions {
     if (column.rule().unique()) {
       operands.add(operand(id, "unique", "true"));
     }
+  }
+
+  /**
+   * Copies a definition without its records.
+   *
+   * @param columns the columns that the copy has, in their order; column k of the copy has id k
+   */
+  static ServiceDefinition copy(ServiceDefinition definition, List<Integer> columns) {
+    ServiceDefinition copy = new ServiceDefinition();
+    copy.serviceId = definition.serviceId;
+    Map<Integer, Integer> ids = new HashMap<>(Map.of(WHOLE, WHOLE));
+    for (int column : columns) {
+      ids.put(column + 1, ids.size());
+      copy.fieldDefinitions.add(copy(definition.fieldDefinitions.get(column)));
+    }
+    for (InitializationOperand operand : definition.initializationOperands) {
+      Integer id = ids.get(operand.parameterId);
+      if (id != null) {
+        copy.initializationOperands.add(copy(operand, id));
+      }
+    }
+    return copy;
+  }
+
+  private static FieldDefinition copy(FieldDefinition field) {
+    FieldDefinition copy = new FieldDefinition();
+    copy.id = field.id;
+    copy.length = field.length;
+    copy.precision = field.precision;
+    copy.scale = field.scale;
+    copy.columnName = field.columnName;
+    return copy;
+  }
+
+  private static InitializationOperand copy(InitializationOperand operand, int id) {
+    InitializationOperand copy = operand(id, operand.parameterName, operand.sValue);
+    copy.iValue = operand.iValue;
+    return copy;
+  }
+
+  /** The text of an operand of the whole, empty where there is none. */
+  static Optional<String> find(ServiceDefinition definition, String name) {
+    return definition.initializationOperands.stream()
+        .filter(operand -> operand.parameterId == WHOLE)
+        .filter(operand -> name.equals(operand.parameterName))
+        .map(operand -> operand.sValue)
+        .findFirst();
   }
 
   static void toC(FrameworkDefinition definition) {

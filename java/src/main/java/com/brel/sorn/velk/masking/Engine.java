@@ -217,7 +217,7 @@ public final class Engine implements AutoCloseable {
   /** Refuses a second service with one handle: nobody can tell whose it is, so neither masks. */
   void requireUnused(int handle) {
     for (MaskingService service : services) {
-      if (service.handle() == handle) {
+      if (service.hasHandle(handle)) {
         service.suspend();
         throw new VELKException(
             "initializeProvider0 answered the handle of another service: neither masks any more",

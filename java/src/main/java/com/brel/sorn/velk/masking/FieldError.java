@@ -20,6 +20,9 @@ public record FieldError(int row, int column, String columnName, int code, Strin
   /** The engine reported an error of the whole row and none of its values. */
   public static final int ROW = -103;
 
+  /** The value is not UTF-8. */
+  public static final int NOT_UTF8 = -105;
+
   /** The engine's code of a value that is not written as its column's type has it. */
   static final int NOT_OF_TYPE = 7503;
 

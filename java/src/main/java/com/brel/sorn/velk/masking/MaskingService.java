@@ -5,8 +5,10 @@ import com.brel.sorn.velk.internal.ServiceDefinition;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.Iterator;
+import java.util.LinkedHashSet;
 import java.util.List;
 import java.util.Objects;
+import java.util.Set;
 import java.util.Spliterator;
 import java.util.Spliterators;
 import java.util.stream.Stream;
@@ -25,7 +27,12 @@ public final class MaskingService implements Masker {
   private final List<Column> columns;
   private final ServiceDefinition definition;
   private final RowPool pool;
+  private final OnError onError;
   private final boolean parsed;
+
+  /** Those that are open; guarded by {@link Bridge#LOCK}. */
+  private final Set<Lane> lanes = new LinkedHashSet<>();
+
   private int handle;
   private boolean closed;
 
@@ -40,6 +47,7 @@ public final class MaskingService implements Masker {
     this.columns = columns;
     this.definition = definition;
     this.pool = new RowPool(columns, onError);
+    this.onError = onError;
     this.parsed = parsed;
   }
 
@@ -183,6 +191,17 @@ public final class MaskingService implements Masker {
   }
 
   /**
+   * Makes a batch of values as bytes, for the thread that asks for it.
+   *
+   * @return an empty batch, to be closed by that thread
+   * @throws IllegalStateException if the service or its engine is closed
+   * @throws VELKException if the engine starts no provider for it
+   */
+  public Batch batch() {
+    return new Batch(this);
+  }
+
+  /**
    * Ends the service and frees what it holds; a second call does nothing.
    *
    * @throws VELKException if the engine fails to end it; it can then be closed again, and is
@@ -203,6 +222,55 @@ public final class MaskingService implements Masker {
 
   int handle() {
     return handle;
+  }
+
+  /** Whether the provider of this number is the service's or one of its lanes'. */
+  boolean hasHandle(int number) {
+    return handle == number || lanes.stream().anyMatch(lane -> lane.hasProvider(number));
+  }
+
+  /**
+   * Opens a lane for a table of this service's columns. What is kept whatever it is goes round the
+   * engine.
+   *
+   * @param table for each column of the table the service's, each of them once
+   * @param onError what a value with an error becomes
+   * @throws IllegalStateException if the service or its engine is closed
+   * @throws VELKException if the engine starts no provider
+   */
+  Lane openLane(int[] table, OnError onError) {
+    Bridge.LOCK.lock();
+    try {
+      if (closed) {
+        throw new IllegalStateException("the service \"" + id + "\" is closed");
+      }
+      BulkOrder order = BulkOrder.of(definition, columns);
+      List<Column> all = Arrays.stream(table).mapToObj(columns::get).toList();
+      ServiceDefinition sent =
+          order.sent().isEmpty() ? null : Definitions.copy(definition, order.sent());
+      Lane lane = new Lane(this, sent, all);
+      lane.open(engine, order.of(table), onError);
+      lanes.add(lane);
+      return lane;
+    } finally {
+      Bridge.LOCK.unlock();
+    }
+  }
+
+  boolean hasLane(Lane lane) {
+    return lanes.contains(lane);
+  }
+
+  void forget(Lane lane) {
+    lanes.remove(lane);
+  }
+
+  OnError onError() {
+    return onError;
+  }
+
+  List<Column> running() {
+    return columns;
   }
 
   RowPool pool() {
@@ -238,17 +306,25 @@ public final class MaskingService implements Masker {
   /** From here on the service masks no more; it can still be closed. */
   void suspend() {
     closed = true;
+    lanes.forEach(Lane::suspend);
   }
 
   /** From here on the service masks no more, even if the engine fails to end it. */
   void end() {
     closed = true;
+    for (Lane lane : List.copyOf(lanes)) {
+      lane.end();
+      lane.release();
+      lanes.remove(lane);
+    }
     Bridge.check(Bridge.PROVIDER.terminateProvider0(handle), "terminateProvider0");
   }
 
   /** Frees every native record, once the engine no longer uses any. */
   void release() {
     closed = true;
+    lanes.forEach(Lane::release);
+    lanes.clear();
     pool.free();
     Definitions.free(definition);
     engine.forget(this);

@@ -21,14 +21,15 @@ import java.util.regex.Pattern;
 import org.jspecify.annotations.Nullable;
 
 /**
- * Loads the bridge and the engine's four libraries, all from one place: the directory that {@code
- * velk.library.dir} names and no other, else a directory of {@code java.library.path}, else the one
- * that {@code velk.library.packaged} names, else the copy in the jar.
+ * Loads the engine's four libraries, the bridge and the bulk lane, all from one place: the
+ * directory that {@code velk.library.dir} names and no other, else a directory of {@code
+ * java.library.path}, else the one that {@code velk.library.packaged} names, else the copy in the
+ * jar.
  */
 final class NativeLibraries {
-  /** The engine's libraries stand first, so that the bridge finds these and no others. */
+  /** The engine's libraries stand first, so that the others find these and none else. */
   static final List<String> NAMES =
-      List.of("VELKDataCnvLib", "VELKProvider", "VELKParser", "VELKAdapter", "VELKJNI");
+      List.of("VELKDataCnvLib", "VELKProvider", "VELKParser", "VELKAdapter", "VELKJNI", "VELKBulk");
 
   private static final String MARK = "@(#)";
   private static final String KNOWN_ENGINE = MARK + "VELK reference engine ";

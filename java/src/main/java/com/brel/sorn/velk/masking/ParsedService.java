@@ -28,7 +28,8 @@ public final class ParsedService implements AutoCloseable {
     this.engine = engine;
     this.definition = definition;
     this.rules = rules(definition);
-    this.onError = operand(definition, ON_ERROR).map(OnError::parse).orElse(OnError.UNSAID);
+    this.onError =
+        Definitions.find(definition, ON_ERROR).map(OnError::parse).orElse(OnError.UNSAID);
   }
 
   /** Parses into a definition of its own; whatever fails, nothing native stays behind. */
@@ -96,14 +97,6 @@ public final class ParsedService implements AutoCloseable {
     return Rule.function(operand.parameterName, arguments);
   }
 
-  private static Optional<String> operand(ServiceDefinition definition, String name) {
-    return definition.initializationOperands.stream()
-        .filter(operand -> operand.parameterId == Definitions.WHOLE)
-        .filter(operand -> name.equals(operand.parameterName))
-        .map(operand -> operand.sValue)
-        .findFirst();
-  }
-
   /**
    * Names the service.
    *
@@ -119,7 +112,7 @@ public final class ParsedService implements AutoCloseable {
    * @return {@code env:NAME} or {@code file:PATH}, empty where the string names no key
    */
   public Optional<String> key() {
-    return operand(definition, "key");
+    return Definitions.find(definition, "key");
   }
 
   /**

@@ -43,9 +43,11 @@ final class Text {
   }
 
   static String describe(int flaw) {
-    return flaw == FieldError.ZERO_CHARACTER
-        ? "the value contains U+0000"
-        : "the value contains a surrogate without its other half";
+    return switch (flaw) {
+      case FieldError.ZERO_CHARACTER -> "the value contains U+0000";
+      case FieldError.NOT_UTF8 -> "the value is not UTF-8";
+      default -> "the value contains a surrogate without its other half";
+    };
   }
 
   /** For a text of the service's description: to be fit, and not to be empty. */

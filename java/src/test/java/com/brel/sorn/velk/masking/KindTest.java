@@ -55,6 +55,7 @@ class KindTest {
     "7591, ENGINE",
     "-100, ENGINE",
     "-101, VALUE",
+    "-105, VALUE",
     "-103, VALUE",
     "-104, ENGINE",
     "-1, ENGINE",

@@ -140,7 +140,7 @@ class LoaderTest {
   }
 
   @Test
-  void theLibraryPathIsSearchedForADirectoryThatHasAllFive() throws Exception {
+  void theLibraryPathIsSearchedForADirectoryThatHasThemAll() throws Exception {
     Path partial = copyOfNatives("partial");
     Files.delete(partial.resolve(System.mapLibraryName("VELKAdapter")));
     String path = folder.resolve("missing") + File.pathSeparator + partial + File.pathSeparator;
