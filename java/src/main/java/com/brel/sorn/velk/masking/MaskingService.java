@@ -202,6 +202,15 @@ public final class MaskingService implements Masker {
   }
 
   /**
+   * Begins to say how CSV is masked.
+   *
+   * @return the settings, as if nothing was said
+   */
+  public CsvMasking csv() {
+    return new CsvMasking(this);
+  }
+
+  /**
    * Ends the service and frees what it holds; a second call does nothing.
    *
    * @throws VELKException if the engine fails to end it; it can then be closed again, and is

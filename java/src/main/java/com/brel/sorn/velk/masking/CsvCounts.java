@@ -1,0 +1,103 @@
+package com.brel.sorn.velk.masking;
+
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.Collections;
+import java.util.List;
+import java.util.Map;
+import java.util.SortedMap;
+import java.util.TreeMap;
+import org.jspecify.annotations.Nullable;
+
+/** What became of the values of a block, or of all blocks so far. */
+final class CsvCounts {
+  private final List<Column> columns;
+  private final List<SortedMap<Integer, CsvReport.Errors>> errors = new ArrayList<>();
+
+  /** Masked, nulls kept, left equal of each column. */
+  final long[] counts;
+
+  long rows;
+
+  /** The first value with an error; its row is one of the block. */
+  @Nullable FieldError first;
+
+  CsvCounts(List<Column> columns) {
+    this.columns = columns;
+    this.counts = new long[3 * columns.size()];
+    columns.forEach(column -> errors.add(new TreeMap<>()));
+  }
+
+  int width() {
+    return columns.size();
+  }
+
+  /** Takes the counts and the errors of the lane's block, on the thread that masked it. */
+  void read(Lane lane) {
+    NativeBulk.counts(lane.handle(), counts);
+    int[] found = new int[3 * lane.check(NativeBulk.errorCount(lane.handle()))];
+    NativeBulk.errors(lane.handle(), found);
+    for (int i = 0; i < found.length; i += 3) {
+      add(lane, found[i], found[i + 1], found[i + 2]);
+    }
+  }
+
+  private void add(Lane lane, int row, int column, int code) {
+    CsvReport.Errors former = errors.get(column).get(code);
+    String text = former == null ? lane.explain(column, code) : former.text();
+    if (first == null) {
+      first = new FieldError(row, column, columns.get(column).name(), code, text);
+    }
+    if (former == null) {
+      errors.get(column).put(code, new CsvReport.Errors(text, 1, new ArrayList<>(rowsOf(row))));
+      return;
+    }
+    if (former.firstRows().size() < CsvReport.ROWS_TOLD) {
+      former.firstRows().add((long) row);
+    }
+    errors
+        .get(column)
+        .put(code, new CsvReport.Errors(text, former.count() + 1, former.firstRows()));
+  }
+
+  private static List<Long> rowsOf(int row) {
+    return List.of((long) row);
+  }
+
+  /** Adds the block that follows. */
+  void add(CsvCounts next) {
+    Arrays.setAll(counts, i -> counts[i] + next.counts[i]);
+    for (int column = 0; column < errors.size(); column++) {
+      SortedMap<Integer, CsvReport.Errors> target = errors.get(column);
+      next.errors
+          .get(column)
+          .forEach((code, more) -> target.merge(code, moved(more), CsvCounts::join));
+    }
+    rows += next.rows;
+  }
+
+  /** Errors of the block that follows, by rows of the whole. */
+  private CsvReport.Errors moved(CsvReport.Errors block) {
+    List<Long> moved = block.firstRows().stream().map(row -> rows + row).toList();
+    return new CsvReport.Errors(block.text(), block.count(), moved);
+  }
+
+  private static CsvReport.Errors join(CsvReport.Errors former, CsvReport.Errors next) {
+    List<Long> all = new ArrayList<>(former.firstRows());
+    all.addAll(next.firstRows());
+    List<Long> kept = all.subList(0, Math.min(all.size(), CsvReport.ROWS_TOLD));
+    return new CsvReport.Errors(former.text(), former.count() + next.count(), List.copyOf(kept));
+  }
+
+  CsvReport report() {
+    List<CsvReport.Column> told = new ArrayList<>();
+    for (int i = 0; i < columns.size(); i++) {
+      Map<Integer, CsvReport.Errors> copy =
+          Collections.unmodifiableMap(new TreeMap<>(errors.get(i)));
+      told.add(
+          new CsvReport.Column(
+              columns.get(i).rule(), counts[3 * i], counts[3 * i + 1], counts[3 * i + 2], copy));
+    }
+    return new CsvReport(rows, List.copyOf(told));
+  }
+}

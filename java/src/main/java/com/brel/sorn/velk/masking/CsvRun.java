@@ -1,0 +1,224 @@
+package com.brel.sorn.velk.masking;
+
+import com.brel.sorn.velk.VELKException;
+import java.io.IOException;
+import java.io.InterruptedIOException;
+import java.nio.ByteBuffer;
+import java.nio.channels.WritableByteChannel;
+import java.util.ArrayDeque;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.List;
+import java.util.Queue;
+import java.util.concurrent.ArrayBlockingQueue;
+import java.util.concurrent.BlockingQueue;
+import java.util.concurrent.CompletableFuture;
+import java.util.concurrent.ExecutionException;
+import java.util.concurrent.ExecutorService;
+import java.util.concurrent.Executors;
+import java.util.concurrent.Future;
+import java.util.concurrent.TimeUnit;
+import java.util.concurrent.atomic.AtomicBoolean;
+import org.jspecify.annotations.Nullable;
+
+/** One table on its way: blocks are read in order, masked by whoever is free, written in order. */
+final class CsvRun implements AutoCloseable {
+  private final CsvMasking settings;
+  private final CsvSource source;
+  private final WritableByteChannel out;
+  private final AtomicBoolean stopped = new AtomicBoolean();
+  private final List<CsvWorker> workers = new ArrayList<>();
+  private final BlockingQueue<CsvWorker> idle;
+  private final List<CsvSlot> slots = new ArrayList<>();
+  private final @Nullable ExecutorService threads;
+
+  /** Blocks that were read and not yet written, in order. */
+  private final Queue<Pending> pending = new ArrayDeque<>();
+
+  private final int ahead;
+  private CsvCounts total;
+  private long bytes;
+  private long lines;
+
+  private record Pending(CsvSlot slot, Future<?> end) {}
+
+  CsvRun(CsvMasking settings, CsvSource source, WritableByteChannel out) {
+    this.settings = settings;
+    this.source = source;
+    this.out = out;
+    int count = settings.threads();
+    idle = new ArrayBlockingQueue<>(count);
+    // While all are masked there is one to be written next, and one that is being read.
+    ahead = count == 1 ? 1 : count + 1;
+    for (int i = 0; i <= ahead; i++) {
+      slots.add(new CsvSlot());
+    }
+    threads = count == 1 ? null : Executors.newFixedThreadPool(count, CsvRun::newThread);
+  }
+
+  private static Thread newThread(Runnable task) {
+    Thread thread = new Thread(task, "velk-csv");
+    thread.setDaemon(true);
+    return thread;
+  }
+
+  CsvReport run() throws IOException {
+    CsvSlot slot = slots.get(0);
+    boolean any = read(slot, new CsvSlot());
+    start(slot, any);
+    for (int next = 1; any; next++) {
+      submit(slot);
+      if (pending.size() == ahead) {
+        write(pending.remove());
+      }
+      CsvSlot before = slot;
+      slot = slots.get(next % slots.size());
+      any = read(slot, before);
+    }
+    writeAll();
+    return total.report();
+  }
+
+  /** What was read before leaves first, however many threads there are. */
+  private boolean read(CsvSlot slot, CsvSlot before) throws IOException {
+    try {
+      return source.read(slot, before);
+    } catch (IOException | RuntimeException e) {
+      writeAll();
+      throw e;
+    }
+  }
+
+  /** Opens the lanes once the table's columns are known; nothing is written before. */
+  private void start(CsvSlot first, boolean any) throws IOException {
+    bytes = source.hasByteOrderMark() ? first.from : 0;
+    List<Column> columns = settings.service().running();
+    int[] table = settings.inOrder();
+    if (settings.hasHeader()) {
+      if (!any) {
+        throw CsvException.ofHeader(
+            CsvException.Fault.EMPTY, "the input is empty: it has no header");
+      }
+      table = CsvHeader.match(first, settings.format(), columns, bytes);
+      first.hasHeader = true;
+    }
+    for (int i = 0; i < settings.threads(); i++) {
+      Lane lane = settings.service().openLane(table, settings.onError());
+      CsvWorker worker = new CsvWorker(lane, settings.format(), stopped);
+      workers.add(worker);
+      idle.add(worker);
+    }
+    total = new CsvCounts(Arrays.stream(table).mapToObj(columns::get).toList());
+    if (bytes > 0) {
+      write(first.text.room(0).slice(0, (int) bytes));
+    }
+  }
+
+  private void submit(CsvSlot slot) {
+    Runnable task = () -> mask(slot);
+    if (threads != null) {
+      pending.add(new Pending(slot, threads.submit(task)));
+      return;
+    }
+    // Nobody waits for the caller: a failure is its own.
+    task.run();
+    pending.add(new Pending(slot, CompletableFuture.completedFuture(null)));
+  }
+
+  private void mask(CsvSlot slot) {
+    CsvWorker worker = idle.remove();
+    try {
+      worker.mask(slot);
+    } finally {
+      idle.add(worker);
+    }
+  }
+
+  private void writeAll() throws IOException {
+    while (!pending.isEmpty()) {
+      write(pending.remove());
+    }
+  }
+
+  /** Writes a block that was masked, unless anything is wrong in it. */
+  private void write(Pending block) throws IOException {
+    await(block.end());
+    CsvSlot slot = block.slot();
+    FieldError first = slot.counts.first;
+    if (first != null && settings.onError().way() != OnError.Way.REPLACEMENT) {
+      throw stop(first);
+    }
+    if (slot.fault.number() != 0) {
+      throw slot.fault.in(bytes, lines, total.width());
+    }
+    total.add(slot.counts);
+    settings.listener().accept(total.report());
+    write(slot.written());
+    bytes += slot.bytes;
+    lines += slot.lines;
+  }
+
+  private VELKException stop(FieldError error) {
+    int row = (int) Math.min(total.rows + error.row(), Integer.MAX_VALUE);
+    FieldError placed =
+        new FieldError(row, error.column(), error.columnName(), error.code(), error.message());
+    return new VELKException(placed.toString(), error.code());
+  }
+
+  private void write(ByteBuffer block) throws IOException {
+    while (block.hasRemaining()) {
+      out.write(block);
+    }
+  }
+
+  private static void await(Future<?> end) throws IOException {
+    try {
+      end.get();
+    } catch (InterruptedException e) {
+      Thread.currentThread().interrupt();
+      throw new InterruptedIOException("interrupted while a block was being masked");
+    } catch (ExecutionException e) {
+      if (e.getCause() instanceof Error error) {
+        throw error;
+      }
+      throw (RuntimeException) e.getCause();
+    }
+  }
+
+  /** Waits for those that still mask, then wipes and frees everything. */
+  @Override
+  public void close() {
+    stopped.set(true);
+    if (threads != null) {
+      threads.shutdownNow();
+      awaitThreads(threads);
+    }
+    slots.forEach(CsvSlot::close);
+    VELKException failure = null;
+    for (CsvWorker worker : workers) {
+      try {
+        worker.close();
+      } catch (VELKException e) {
+        failure = e;
+      }
+    }
+    if (failure != null) {
+      throw failure;
+    }
+  }
+
+  /** A thread that masks uses the memory that is to be freed, whoever interrupts this one. */
+  private static void awaitThreads(ExecutorService threads) {
+    boolean interrupted = false;
+    for (boolean ended = false; !ended; ) {
+      try {
+        ended = threads.awaitTermination(1, TimeUnit.MINUTES);
+      } catch (InterruptedException e) {
+        interrupted = true;
+      }
+    }
+    if (interrupted) {
+      Thread.currentThread().interrupt();
+    }
+  }
+}
