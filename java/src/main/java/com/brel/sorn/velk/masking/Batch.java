@@ -5,12 +5,10 @@ import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.HashMap;
-import java.util.HashSet;
 import java.util.List;
 import java.util.Map;
 import java.util.Objects;
 import java.util.Optional;
-import java.util.Set;
 import java.util.stream.IntStream;
 import org.jspecify.annotations.Nullable;
 
@@ -45,8 +43,8 @@ public final class Batch implements AutoCloseable {
   private final BatchResult[] results;
   private final long[] addresses;
 
-  /** Values of texts that are no UTF-16, as row and column in one number. */
-  private final Set<Long> halfPairs = new HashSet<>();
+  /** Codes of texts that cannot be sent, by row and column in one number. */
+  private final Map<Long, Integer> flaws = new HashMap<>();
 
   /** Row, column and code of each, in the order of the values. */
   private int[] errors = new int[0];
@@ -103,8 +101,9 @@ public final class Batch implements AutoCloseable {
     }
     next(column).add(text);
     added++;
-    if (Text.flaw(text) == FieldError.LONE_SURROGATE) {
-      halfPairs.add(place(rows, column));
+    int flaw = Text.flaw(text);
+    if (flaw != 0) {
+      flaws.put(place(rows, column), flaw);
     }
   }
 
@@ -156,7 +155,7 @@ public final class Batch implements AutoCloseable {
     for (int column = 0; column < columns.length; column++) {
       columns[column].clear();
     }
-    halfPairs.clear();
+    flaws.clear();
     errors = new int[0];
     texts.clear();
     rows = 0;
@@ -218,11 +217,15 @@ public final class Batch implements AutoCloseable {
     errors = new int[3 * lane.check(NativeBulk.errorCount(lane.handle()))];
     NativeBulk.errors(lane.handle(), errors);
     for (int i = 0; i < errors.length; i += 3) {
-      if (halfPairs.contains(place(errors[i], errors[i + 1]))) {
-        errors[i + 2] = FieldError.LONE_SURROGATE;
-      }
+      // The lane sees bytes that are no UTF-8, and not what was wrong with their text.
+      errors[i + 2] = flaws.getOrDefault(place(errors[i], errors[i + 1]), errors[i + 2]);
       texts.computeIfAbsent(errors[i + 2], lane::text);
     }
+  }
+
+  /** For tests. */
+  Lane lane() {
+    return lane;
   }
 
   /** Where the values stand, given and masked; for tests. */

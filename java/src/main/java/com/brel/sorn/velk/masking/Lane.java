@@ -20,7 +20,9 @@ final class Lane implements AutoCloseable {
   /** Held while the engine is called; behind {@link Bridge#LOCK} where both are. */
   private final ReentrantLock use = new ReentrantLock();
 
-  private boolean allowsThreads;
+  /** What the engine says; tests say otherwise. */
+  boolean allowsThreads;
+
   private int provider;
   private boolean ended;
   private long handle;

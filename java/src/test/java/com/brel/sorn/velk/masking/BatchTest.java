@@ -18,10 +18,12 @@ import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.concurrent.Callable;
+import java.util.concurrent.CountDownLatch;
 import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
 import java.util.concurrent.Future;
 import java.util.concurrent.TimeUnit;
+import java.util.concurrent.atomic.AtomicBoolean;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
@@ -165,6 +167,74 @@ class BatchTest {
       assertEquals("the value is not UTF-8", batch.error(0, 0).get().message());
       VELKException failure = assertThrows(VELKException.class, () -> batch.isNull(0, 0));
       assertEquals(VELKException.Kind.VALUE, failure.kind());
+    }
+  }
+
+  @Test
+  void aTextThatIsNoneHasTheErrorOfTheNatives() {
+    List<List<String>> rows =
+        List.of(List.of("\0\uD83D", "\uD83D\0"), List.of("\uDE00\uD83D", "\uD83D\uDE00\0"));
+    try (MaskingService service = service("a=keep b=hash");
+        Batch batch = service.batch()) {
+      fill(batch, rows);
+      batch.mask();
+      assertEquals(service.mask(rows).errors(), batch.errors());
+      assertEquals(4, batch.errors().size());
+    }
+  }
+
+  @Test
+  void manyBatchesLeaveNothingBehind() throws IOException {
+    assumeTrue(Files.exists(PROCESS));
+    try (MaskingService service = service("a=hash b=keep")) {
+      long before = 0;
+      for (int i = 0; i < 300; i++) {
+        try (Batch batch = service.batch()) {
+          fill(batch, List.of(List.of("x".repeat(1 << 20), "y".repeat(1 << 20))));
+          batch.mask();
+        }
+        before = i == 20 ? Memory.resident() : before;
+      }
+      long grown = Memory.resident() - before;
+      // Each holds some 10 MB while it is open.
+      assertTrue(grown < 100 << 20, grown + " bytes");
+    }
+  }
+
+  @ParameterizedTest
+  @ValueSource(booleans = {true, false})
+  void onlyAnEngineOfOneThreadIsCalledUnderTheLock(boolean allowsThreads) throws Exception {
+    CountDownLatch ready = new CountDownLatch(1);
+    CountDownLatch go = new CountDownLatch(1);
+    AtomicBoolean done = new AtomicBoolean();
+    ExecutorService thread = Executors.newSingleThreadExecutor();
+    try (MaskingService service = service("a=hash")) {
+      Future<String> masked =
+          thread.submit(
+              () -> {
+                try (Batch batch = service.batch()) {
+                  assertTrue(batch.lane().allowsThreads);
+                  batch.lane().allowsThreads = allowsThreads;
+                  fill(batch, Columns.rows("x"));
+                  ready.countDown();
+                  go.await();
+                  batch.mask();
+                  done.set(true);
+                  return batch.string(0, 0);
+                }
+              });
+      ready.await();
+      Bridge.LOCK.lock();
+      try {
+        go.countDown();
+        Thread.sleep(1000);
+        assertEquals(allowsThreads, done.get());
+      } finally {
+        Bridge.LOCK.unlock();
+      }
+      assertEquals(service.mask(Columns.rows("x")).value(0, 0), masked.get(1, TimeUnit.MINUTES));
+    } finally {
+      thread.shutdown();
     }
   }
 

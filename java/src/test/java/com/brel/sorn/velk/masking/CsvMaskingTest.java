@@ -6,6 +6,7 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
 import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.masking.CsvException.Fault;
@@ -329,6 +330,101 @@ class CsvMaskingTest {
       starts.add(line.substring(0, line.lastIndexOf(',')));
     }
     return starts;
+  }
+
+  @ParameterizedTest
+  @ValueSource(strings = {"null", "fixed"})
+  void randomTablesAreMaskedAsTheNativesMaskThem(String choice) throws IOException {
+    OnError onError = choice.equals("null") ? OnError.nullValue() : OnError.fixed("?,");
+    for (int seed = 100; seed < 130; seed++) {
+      RandomTable table = new RandomTable(seed);
+      try (MaskingService service = table.service(engine, onError)) {
+        int width = service.columns().size();
+        List<List<String>> rows = table.rows(table.upTo(2000), width);
+        MaskedRows masked = service.mask(rows);
+        StringBuilder before = new StringBuilder();
+        StringBuilder after = new StringBuilder();
+        for (int row = 0; row < rows.size(); row++) {
+          for (int column = 0; column < width; column++) {
+            String value = rows.get(row).get(column);
+            String end = column < width - 1 ? ";" : "\n";
+            before.append(cell(value, true)).append(end);
+            after.append(cell(masked.value(row, column), value != null)).append(end);
+          }
+        }
+        CsvMasking masking = service.csv().header(false).delimiter(';').threads(1 + seed % 3);
+        byte[] out = mask(masking, before.toString().getBytes(UTF_8));
+        assertEquals(after.toString(), new String(out, UTF_8));
+      }
+    }
+  }
+
+  private static String cell(String value, boolean wasQuoted) {
+    if (value == null) {
+      return "";
+    }
+    boolean quoted = wasQuoted || value.isEmpty() || value.matches("(?s).*[;\"\n\r].*");
+    return quoted ? '"' + value.replace("\"", "\"\"") + '"' : value;
+  }
+
+  /** Rows without end, or nearly so. */
+  private static final class Endless extends InputStream {
+    private final byte[] row;
+    private long left;
+
+    Endless(String row, long bytes) {
+      this.row = row.getBytes(UTF_8);
+      this.left = bytes / this.row.length * this.row.length;
+    }
+
+    @Override
+    public int read() {
+      throw new AssertionError();
+    }
+
+    @Override
+    public int read(byte[] target, int from, int length) {
+      if (left == 0) {
+        return -1;
+      }
+      int start = (int) (left % row.length == 0 ? 0 : row.length - left % row.length);
+      int bytes = (int) Math.min(length, Math.min(row.length - start, left));
+      System.arraycopy(row, start, target, from, bytes);
+      left -= bytes;
+      return bytes;
+    }
+  }
+
+  @Test
+  void memoryDoesNotGrowWithTheTable() throws IOException {
+    assumeTrue(Files.exists(Path.of("/proc/self/statm")));
+    try (MaskingService service = service("a=hash b=keep")) {
+      CsvMasking masking = service.csv().header(false).threads(3);
+      String row = "x".repeat(500) + ",\"" + "y".repeat(20_000) + "\"\n";
+      OutputStream nowhere = OutputStream.nullOutputStream();
+      masking.mask(new Endless(row, 40 << 20), nowhere);
+      long before = Memory.resident();
+      CsvReport report = masking.mask(new Endless(row, 400L << 20), nowhere);
+      assertEquals((400L << 20) / row.length(), report.rows());
+      long grown = Memory.resident() - before;
+      assertTrue(grown < 100 << 20, grown + " bytes");
+    }
+  }
+
+  @Test
+  void manyRunsLeaveNothingBehind() throws IOException {
+    assumeTrue(Files.exists(Path.of("/proc/self/statm")));
+    byte[] csv = ("a,b\n" + "x".repeat(1 << 20) + ",y\n").getBytes(UTF_8);
+    try (MaskingService service = service("a=hash b=keep")) {
+      CsvMasking masking = service.csv().threads(2);
+      long before = 0;
+      for (int i = 0; i < 150; i++) {
+        assertTrue(mask(masking, csv).length > 0);
+        before = i == 20 ? Memory.resident() : before;
+      }
+      long grown = Memory.resident() - before;
+      assertTrue(grown < 100 << 20, grown + " bytes");
+    }
   }
 
   /** Gives a few bytes at a time. */
