@@ -29,8 +29,8 @@ import org.jspecify.annotations.Nullable;
  * <p>Rows are added, then masked, then read; the first value that is added behind that starts the
  * next rows, in the same memory. Rows and columns are counted from 0, lengths are in bytes. A batch
  * belongs to the thread that made it, and has a provider of its own: where the engine allows it,
- * batches of several threads are masked at the same time. It holds values outside of Java's heap
- * until it is closed, which wipes them.
+ * batches of several threads are masked at the same time. That provider reads the key anew. Values
+ * are held outside of Java's heap until the batch is closed, which wipes them.
  *
  * <p>A batch that is used by another thread, out of order or after it was closed throws an {@link
  * IllegalStateException}, and nothing native is called.

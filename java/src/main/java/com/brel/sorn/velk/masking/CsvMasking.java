@@ -23,7 +23,8 @@ import java.util.stream.IntStream;
  * Memory is a few blocks for each thread, whatever the length of the input; it holds values outside
  * of Java's heap and is wiped at the end.
  *
- * <p>An object belongs to one thread, and can be used for one table after the other.
+ * <p>Each run starts a provider for each thread, which reads the key anew. An object belongs to one
+ * thread, and can be used for one table after the other.
  */
 public final class CsvMasking {
   private static final int MOST_THREADS = 256;

@@ -3,7 +3,9 @@
  *
  * <p>Start with {@link com.brel.sorn.velk.masking.Engine#open()}. Any thread may call; one lock of
  * the whole process is held over some thousands of values at a time, for which another thread
- * waits. Only a description that is still being built belongs to one thread.
+ * waits. What belongs to one thread is a description that is still being built, a {@link
+ * com.brel.sorn.velk.masking.Batch} and a {@link com.brel.sorn.velk.masking.CsvMasking}: those are
+ * for many values, and are masked beside one another where the engine allows it.
  *
  * <p>The engine is loaded once in the life of a class loader, and closing it does not unload it:
  * the native library goes on referring to the classes {@link com.brel.sorn.velk.RowSet} and {@link

@@ -583,15 +583,38 @@ class CsvMaskingTest {
 
   @ParameterizedTest
   @ValueSource(ints = {1, 3})
-  void aServiceThatIsClosedInTheMiddleEndsTheRun(int threads) {
+  void aServiceThatIsClosedInTheMiddleEndsTheRunBehindWholeBlocks(int threads) throws IOException {
+    byte[] csv = table(40_000);
+    ByteArrayOutputStream out = new ByteArrayOutputStream();
+    byte[] whole;
     try (MaskingService service = service("name=hash day=keep note=hash")) {
+      whole = mask(service.csv(), csv);
       Runnable end = service::close;
       CsvMasking masking = service.csv().threads(threads).onBlock(now -> end.run());
-      InputStream in = new ByteArrayInputStream(table(40_000));
-      OutputStream out = OutputStream.nullOutputStream();
+      InputStream in = new ByteArrayInputStream(csv);
       assertThrows(IllegalStateException.class, () -> masking.mask(in, out));
       InputStream again = new ByteArrayInputStream(table(1));
       assertThrows(IllegalStateException.class, () -> masking.mask(again, out));
+    }
+    assertTrue(out.size() > 1000 && out.size() < whole.length, out.size() + " bytes");
+    assertArrayEquals(Arrays.copyOf(whole, out.size()), out.toByteArray());
+    assertTrue(whole[out.size() - 1] == '\n' || whole[out.size() - 1] == '\r');
+  }
+
+  @Test
+  void nothingIsWrittenWhereTheServiceCannotBeStartedOnceMore() throws IOException {
+    byte[] csv = "\uFEFFa\nx\n".getBytes(UTF_8);
+    ByteArrayOutputStream out = new ByteArrayOutputStream();
+    Path key =
+        Files.writeString(Files.createTempFile("key", ""), "a key of sixteen bytes and more");
+    try (MaskingService service =
+        engine.service("s").key("file:" + key).column("a", Type.text(), Rule.hash()).open()) {
+      Files.delete(key);
+      InputStream in = new ByteArrayInputStream(csv);
+      VELKException failure =
+          assertThrows(VELKException.class, () -> service.csv().threads(2).mask(in, out));
+      assertEquals(VELKException.Kind.KEY, failure.kind());
+      assertEquals(0, out.size());
     }
   }
 
