@@ -3,6 +3,7 @@ package com.brel.sorn.velk.masking;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.Collections;
+import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
 import java.util.SortedMap;
@@ -12,7 +13,9 @@ import org.jspecify.annotations.Nullable;
 /** What became of the values of a block, or of all blocks so far. */
 final class CsvCounts {
   private final List<Column> columns;
-  private final List<SortedMap<Integer, CsvReport.Errors>> errors = new ArrayList<>();
+
+  /** By column and code; most columns have none. */
+  private final Map<Integer, SortedMap<Integer, CsvReport.Errors>> errors = new HashMap<>();
 
   /** Masked, nulls kept, left equal of each column. */
   final long[] counts;
@@ -25,7 +28,6 @@ final class CsvCounts {
   CsvCounts(List<Column> columns) {
     this.columns = columns;
     this.counts = new long[3 * columns.size()];
-    columns.forEach(column -> errors.add(new TreeMap<>()));
   }
 
   int width() {
@@ -43,36 +45,36 @@ final class CsvCounts {
   }
 
   private void add(Lane lane, int row, int column, int code) {
-    CsvReport.Errors former = errors.get(column).get(code);
+    SortedMap<Integer, CsvReport.Errors> known = of(column);
+    CsvReport.Errors former = known.get(code);
     String text = former == null ? lane.explain(column, code) : former.text();
     if (first == null) {
       first = new FieldError(row, column, columns.get(column).name(), code, text);
     }
     if (former == null) {
-      errors.get(column).put(code, new CsvReport.Errors(text, 1, new ArrayList<>(rowsOf(row))));
+      known.put(code, new CsvReport.Errors(text, 1, new ArrayList<>(rowsOf(row))));
       return;
     }
     if (former.firstRows().size() < CsvReport.ROWS_TOLD) {
       former.firstRows().add((long) row);
     }
-    errors
-        .get(column)
-        .put(code, new CsvReport.Errors(text, former.count() + 1, former.firstRows()));
+    known.put(code, new CsvReport.Errors(text, former.count() + 1, former.firstRows()));
   }
 
   private static List<Long> rowsOf(int row) {
     return List.of((long) row);
   }
 
+  private SortedMap<Integer, CsvReport.Errors> of(int column) {
+    return errors.computeIfAbsent(column, unused -> new TreeMap<>());
+  }
+
   /** Adds the block that follows. */
   void add(CsvCounts next) {
     Arrays.setAll(counts, i -> counts[i] + next.counts[i]);
-    for (int column = 0; column < errors.size(); column++) {
-      SortedMap<Integer, CsvReport.Errors> target = errors.get(column);
-      next.errors
-          .get(column)
-          .forEach((code, more) -> target.merge(code, moved(more), CsvCounts::join));
-    }
+    next.errors.forEach(
+        (column, codes) ->
+            codes.forEach((code, more) -> of(column).merge(code, moved(more), CsvCounts::join)));
     rows += next.rows;
   }
 
@@ -93,7 +95,7 @@ final class CsvCounts {
     List<CsvReport.Column> told = new ArrayList<>();
     for (int i = 0; i < columns.size(); i++) {
       Map<Integer, CsvReport.Errors> copy =
-          Collections.unmodifiableMap(new TreeMap<>(errors.get(i)));
+          Collections.unmodifiableMap(new TreeMap<>(errors.getOrDefault(i, new TreeMap<>())));
       told.add(
           new CsvReport.Column(
               columns.get(i).rule(), counts[3 * i], counts[3 * i + 1], counts[3 * i + 2], copy));

@@ -12,6 +12,7 @@ import java.nio.channels.WritableByteChannel;
 import java.util.Objects;
 import java.util.function.Consumer;
 import java.util.stream.IntStream;
+import org.jspecify.annotations.Nullable;
 
 /**
  * Masks CSV from a stream to a stream, with what is kept byte by byte as it was: quotes, line ends,
@@ -36,7 +37,7 @@ public final class CsvMasking {
   private boolean skipsBlankLines;
   private OnError onError;
   private int threads = 1;
-  private Consumer<CsvReport> listener = report -> {};
+  private @Nullable Consumer<CsvReport> listener;
 
   CsvMasking(MaskingService service) {
     this.service = service;
@@ -214,7 +215,7 @@ public final class CsvMasking {
     return threads;
   }
 
-  Consumer<CsvReport> listener() {
+  @Nullable Consumer<CsvReport> listener() {
     return listener;
   }
 

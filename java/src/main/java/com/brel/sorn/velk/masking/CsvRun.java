@@ -152,7 +152,10 @@ final class CsvRun implements AutoCloseable {
       throw slot.fault.in(bytes, lines, total.width());
     }
     total.add(slot.counts);
-    settings.listener().accept(total.report());
+    // A report is made anew for each, which a wide table without a listener is spared.
+    if (settings.listener() != null) {
+      settings.listener().accept(total.report());
+    }
     write(slot.written());
     bytes += slot.bytes;
     lines += slot.lines;
