@@ -106,6 +106,19 @@ class CsvMaskingTest {
     assertEquals("a\r\n\r\n\r\n", mask("a=null", "a\r\nx\r\ny"));
   }
 
+  /** It is a block of its own here, and ends as the block before does. */
+  @ParameterizedTest
+  @ValueSource(strings = {"\n", "\r", "\r\n"})
+  void aLastRowOfOneNullEndsAsTheRowsOfTheBlockBefore(String end) throws IOException {
+    int rows = (CsvSlot.BLOCK - 1) / (1 + end.length());
+    // What is left of the block is filled by the header.
+    int header = CsvSlot.BLOCK - 1 - (rows - 9) * (1 + end.length()) - end.length();
+    String name = "h".repeat(header);
+    String csv = name + end + ("x" + end).repeat(rows - 9) + "y";
+    assertEquals(CsvSlot.BLOCK, csv.length());
+    assertEquals(name + end + end.repeat(rows - 9) + end, mask(name + "=null", csv));
+  }
+
   @Test
   void aMaskedValueIsQuotedWhereItWasOrMustBe() throws IOException {
     assertEquals(
