@@ -22,25 +22,16 @@ import java.util.List;
 import java.util.Set;
 import java.util.concurrent.Callable;
 import picocli.CommandLine.Command;
-import picocli.CommandLine.Model.CommandSpec;
-import picocli.CommandLine.ParameterException;
 import picocli.CommandLine.Parameters;
 import picocli.CommandLine.ParentCommand;
-import picocli.CommandLine.Spec;
 
 @Command(
     name = "key",
     description = "Makes masking keys.",
     subcommands = KeyCommand.New.class,
     synopsisSubcommandLabel = "COMMAND")
-final class KeyCommand implements Runnable {
+final class KeyCommand {
   @ParentCommand private Velk velk;
-  @Spec private CommandSpec spec;
-
-  @Override
-  public void run() {
-    throw new ParameterException(spec.commandLine(), "Missing required subcommand: new");
-  }
 
   @Command(
       name = "new",

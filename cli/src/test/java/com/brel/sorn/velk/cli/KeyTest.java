@@ -92,7 +92,7 @@ class KeyTest {
   @Test
   void theCommandAloneAsksForNew() {
     Run run = Run.velk("key").expect(ExitCode.USAGE);
-    assertTrue(run.err().contains("Missing required subcommand: new"), run.err());
+    assertTrue(run.err().contains("Missing required subcommand"), run.err());
   }
 
   @Test
