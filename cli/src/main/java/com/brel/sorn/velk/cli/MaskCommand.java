@@ -70,6 +70,7 @@ final class MaskCommand implements Callable<Integer> {
     try (Masking masking = new Masking(maskingString.read());
         Output output = new Output(out, velk.streams());
         Output told = reportFile == null ? null : new Output(reportFile, velk.streams())) {
+      masking.keyWarning().ifPresent(text -> velk.streams().say("velk: warning: " + text));
       Report report = mask(masking, onError.policy(masking), input, output.stream());
       String text = reportFormat.write(report);
       if (told != null) {

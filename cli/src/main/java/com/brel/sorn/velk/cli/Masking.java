@@ -8,6 +8,7 @@ import com.brel.sorn.velk.masking.ParsedService;
 import com.brel.sorn.velk.masking.Rule;
 import com.brel.sorn.velk.masking.Type;
 import java.util.List;
+import java.util.Optional;
 
 /** The engine with a masking string read. */
 final class Masking implements AutoCloseable {
@@ -64,6 +65,11 @@ final class Masking implements AutoCloseable {
 
   String engineName() {
     return engine.library().identification();
+  }
+
+  /** What should be said of the key before it is used, if anything. */
+  Optional<String> keyWarning() {
+    return parsed.key().flatMap(KeyFile::warning);
   }
 
   /** Says which key was used without saying the key: null where there is none. */

@@ -47,6 +47,7 @@ final class PreviewCommand implements Callable<Integer> {
     }
     try (Masking masking = new Masking(maskingString.read());
         CsvSource source = new CsvSource(new Input(in, velk.streams()).open())) {
+      masking.keyWarning().ifPresent(text -> velk.streams().say("velk: warning: " + text));
       Header header = Header.read(source);
       int[] ruleOf = header.match(masking.rules());
       List<CsvRow> rows = read(source, header);
