@@ -113,7 +113,8 @@ class PlatformsAgree(unittest.TestCase):
             for other in planted:
                 self.assertEqual([name], differences(self.windows, {**self.windows, name: other}))
         report = self.windows["the report on the people"]
-        fewer = {**self.windows, "the report on the people": report.replace(b'"masked" : 47', b'"masked" : 46')}
+        one_less = re.sub(rb'"masked" : ([1-9]\d*)', lambda found: b'"masked" : %d' % (int(found[1]) - 1), report, count=1)
+        fewer = {**self.windows, "the report on the people": one_less}
         self.assertEqual(["the report on the people"], differences(self.windows, fewer))
 
     def test_what_times_threads_and_addresses_are_is_all_that_a_trace_may_differ_in(self):

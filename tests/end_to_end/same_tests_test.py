@@ -15,6 +15,17 @@ from platforms import BUILD, ROOT
 # What Windows alone has: the library's entry point.
 WINDOWS_ALONE = {"LibraryEntryPoint.CallsTheSystemAtProcessAttachAlone", "LibraryEntryPoint.ReturnsTrueForEveryReason"}
 
+# What Linux alone has: owners and modes of files, links, pipes and devices, and a look at the process's own memory.
+LINUX_ALONE = {
+    "Keys.from_a_file_leave_nothing_in_memory", "Keys.from_the_environment_leave_nothing_in_memory",
+    "Keys.leave_nothing_in_memory_when_they_are_read", "Keys.of_a_file_that_others_may_read_are_told",
+    "Keys.of_a_file_that_others_may_write_are_refused", "Keys.of_a_pipe_are_not_waited_for",
+    "Keys.that_are_refused_leave_nothing_in_memory", "Keys.that_stay_in_memory_are_found",
+    "Trace.tells_of_a_key_file_that_others_may_read", "TraceFile.is_closed_to_others_if_it_was_open_to_them",
+    "TraceFile.is_made_for_its_owner_alone", "TraceFile.is_never_written_through_a_link",
+    "TraceFile.is_no_file_of_someone_else", "TraceFile.is_not_waited_for", "TraceFile.may_be_a_device",
+    "ValuesInMemory.are_gone_after_a_call", "ValuesInMemory.of_numbers_that_are_put_together_are_gone_after_a_call"}
+
 
 def unit_tests(*program):
     """Suite.name of each test that a program holds."""
@@ -38,14 +49,15 @@ def java_tests(reports):
 class SameTests(unittest.TestCase):
     maxDiff = None
 
-    def test_unit_tests_are_the_same_but_for_those_of_the_entry_point(self):
-        for name, alone in [("bridge_tests", WINDOWS_ALONE), ("reference_engine_tests", set())]:
+    def test_unit_tests_are_the_same_but_for_what_one_system_has(self):
+        for name, on_windows, on_linux in [("bridge_tests", WINDOWS_ALONE, set()), ("bulk_tests", set(), set()),
+                                           ("reference_engine_tests", set(), LINUX_ALONE)]:
             with self.subTest(name):
                 linux = unit_tests(ROOT / "build" / "linux" / "bin" / name)
                 windows = unit_tests(ROOT / "scripts" / "wine", ROOT / "build" / "windows" / "bin" / f"{name}.exe")
-                self.assertGreater(len(linux), 100)
-                self.assertEqual(windows - linux, alone)
-                self.assertEqual(linux - windows, set())
+                self.assertGreater(len(linux), 50)
+                self.assertEqual(windows - linux, on_windows)
+                self.assertEqual(linux - windows, on_linux)
 
     def test_java_tests_are_the_same(self):
         linux = java_tests([*ROOT.glob("*/target/*-reports/TEST-*.xml"), *(BUILD / "Linux" / "reports").glob("TEST-*.xml")])

@@ -188,7 +188,7 @@ def dates():
     case("out of the bounds, but near them", "dateshift", "1999-12-01", "2025-02-01", type="date", days=90, **bounds)
     case("one bound", "dateshift", "2024-02-29", type="date", days=90, min="2024-02-01")
     case("one bound", "dateshift", "2024-02-29", type="date", days=90, max="2024-03-01")
-    case("one date left", "dateshift", "2000-01-01", type="date", days=90, min="2000-01-01", max="2000-01-02")
+    case("one date left", "dateshift", "2000-01-01", type="date", days=1, min="2000-01-01", max="2000-01-03")
     case("no date within reach", "dateshift", "1999-01-01", "2025-12-31", type="date", days=90, **bounds)
     for other in ["patient 17", "patient 18", "Zoë"]:
         case("by another value", "dateshift", "2024-02-29", "1999-12-31", type="date", days=365, by="id", by_value=other)
