@@ -134,9 +134,9 @@ class Packages(unittest.TestCase):
         for package in [self.linux, self.windows]:
             with zipfile.ZipFile(next((package.folder / "java").glob("velk-*.jar"))) as jar:
                 natives = {name for name in jar.namelist() if name.startswith("native/") and not name.endswith("/")}
-            self.assertEqual(len([name for name in natives if name.endswith(".so")]), 5, natives)
-            self.assertEqual(len([name for name in natives if name.endswith(".dll")]), 5, natives)
-            self.assertEqual(len(natives), 10, natives)
+            self.assertEqual(len([name for name in natives if name.endswith(".so")]), 6, natives)
+            self.assertEqual(len([name for name in natives if name.endswith(".dll")]), 6, natives)
+            self.assertEqual(len(natives), 12, natives)
 
     def test_the_command_has_the_libraries_that_its_jar_names_and_no_others(self):
         for package in [self.linux, self.windows]:
