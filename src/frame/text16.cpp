@@ -1,11 +1,13 @@
 #include "frame/text16.h"
 
+#include "frame/avx2.h"
+
 #include <algorithm>
 #include <cstring>
 
 #if defined(__x86_64__) || defined(_M_X64)
 #include <bit>
-#include <immintrin.h>
+#include <emmintrin.h>
 #endif
 
 namespace velk::text16 {
@@ -64,11 +66,9 @@ std::size_t whole_steps(char16_t* destination, const char16_t* text, std::size_t
     return i;
 }
 
-// Blocks of twice the size halve the time of a long text. Not on Windows: its compiler puts them on a stack
-// that is not aligned for them.
-#if defined(__x86_64__) && defined(__linux__)
-[[gnu::target("avx2")]] std::size_t whole_steps_by_avx2(char16_t* destination, const char16_t* text,
-                                                        std::size_t limit)
+// Blocks of twice the size halve the time of a long text.
+#if defined(VELK_HAS_AVX2)
+VELK_AVX2 std::size_t whole_steps_by_avx2(char16_t* destination, const char16_t* text, std::size_t limit)
 {
     constexpr int blocks = 4;
     const __m256i zero = _mm256_setzero_si256();
@@ -91,8 +91,7 @@ std::size_t whole_steps(char16_t* destination, const char16_t* text, std::size_t
 
 std::size_t skip_steps(char16_t* destination, const char16_t* text, std::size_t limit)
 {
-    return __builtin_cpu_supports("avx2") ? whole_steps_by_avx2(destination, text, limit)
-                                          : whole_steps(destination, text, limit);
+    return has_avx2() ? whole_steps_by_avx2(destination, text, limit) : whole_steps(destination, text, limit);
 }
 #else
 std::size_t skip_steps(char16_t* destination, const char16_t* text, std::size_t limit)
