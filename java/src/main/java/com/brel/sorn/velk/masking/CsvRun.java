@@ -99,7 +99,7 @@ final class CsvRun implements AutoCloseable {
         throw CsvException.ofHeader(
             CsvException.Fault.EMPTY, "the input is empty: it has no header");
       }
-      table = CsvHeader.match(first, settings.format(), columns, bytes);
+      table = CsvHeader.match(first, settings.format(), settings.service(), bytes);
       first.hasHeader = true;
     }
     for (int i = 0; i < settings.threads(); i++) {
