@@ -1,5 +1,6 @@
 #include "parser/error_text.h"
 
+#include "parser/findings.h"
 #include "parser/place_text.h"
 #include "text/excerpt.h"
 
@@ -70,7 +71,8 @@ std::string line_text(const Failure& failure, std::string_view source)
 // Adds what else was found, a line each, as far as there is room for whole lines and for how many are left.
 void add_others(const Failure& failure, std::string_view source, std::string& text)
 {
-    constexpr std::size_t room = trailing_bytes - std::string_view("\nand 1048576 more").size();
+    constexpr std::size_t room =
+        trailing_bytes - std::string_view("\nand 100 more, or more than these").size();
     std::size_t left = failure.others.size() + failure.untold;
     if (left > 0) text += text.empty() ? "Also:" : "\nAlso:";
     for (const Failure& other : failure.others) {
@@ -80,6 +82,7 @@ void add_others(const Failure& failure, std::string_view source, std::string& te
         --left;
     }
     if (left > 0) text += "\nand " + std::to_string(left) + " more";
+    if (failure.untold == most_found - most_told) text += ", or more than these";
 }
 
 } // namespace

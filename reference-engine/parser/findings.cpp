@@ -27,6 +27,11 @@ void add(Findings& findings, Failure&& failure)
         ++findings.untold;
 }
 
+bool is_full(const Findings& findings)
+{
+    return findings.told.size() + findings.untold >= most_found;
+}
+
 bool has_code(const Findings& findings, ErrorCode code)
 {
     return std::ranges::any_of(findings.told, [code](const Failure& told) { return told.code == code; });

@@ -1,7 +1,7 @@
 #pragma once
 
 // What is wrong with one masking string, so that all of it is told at once: the first ten failures, and how
-// many more there are.
+// many more there are, up to a hundred.
 
 #include "text/failure.h"
 
@@ -11,6 +11,9 @@
 namespace velk::engine {
 
 inline constexpr std::size_t most_told = 10;
+
+// With so many the search ends: some take as long as the whole string to be told.
+inline constexpr std::size_t most_found = 100;
 
 struct Findings {
     std::vector<Failure> told{};
@@ -22,15 +25,16 @@ void add(Findings& findings, Failure&& failure);
 
 bool has_code(const Findings& findings, ErrorCode code);
 
-// Whether the work found nothing wrong.
-template <typename Work> bool check(Findings& findings, Work&& work)
+bool is_full(const Findings& findings);
+
+// Does the work, unless enough was found, and adds what is wrong there.
+template <typename Work> void check(Findings& findings, Work&& work)
 {
+    if (is_full(findings)) return;
     try {
         std::forward<Work>(work)();
-        return true;
     } catch (Failure& failure) {
         add(findings, std::move(failure));
-        return false;
     }
 }
 

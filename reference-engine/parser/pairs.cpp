@@ -185,7 +185,7 @@ std::vector<Pair> parse_pairs(std::string_view source)
     std::vector<Pair> pairs;
     Scanner scanner{source, text_start(source)};
     scan_separator(scanner);
-    while (!at_end(scanner)) {
+    while (!at_end(scanner) && !is_full(findings)) {
         const std::size_t start = scanner.position;
         try {
             read_pair(scanner, pairs);
