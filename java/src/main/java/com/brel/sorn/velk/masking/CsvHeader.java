@@ -9,6 +9,7 @@ import java.util.HashSet;
 import java.util.List;
 import java.util.Map;
 import java.util.Set;
+import java.util.stream.IntStream;
 
 /** The first row of a table: which column of the service each of its columns is. */
 final class CsvHeader {
@@ -24,9 +25,33 @@ final class CsvHeader {
    * @param bytes in front of the block
    * @return for each column of the table that of the service
    */
-  static int[] match(CsvSlot slot, int format, List<Column> columns, long bytes)
+  static int[] match(CsvSlot slot, int format, MaskingService service, long bytes)
       throws CsvException {
-    return match(names(slot, format, cells(slot, format, bytes)), columns);
+    List<String> names = names(slot, format, cells(slot, format, bytes));
+    List<String> header = service.header();
+    if (header == null) {
+      return match(names, service.running());
+    }
+    requireSame(names, header);
+    return IntStream.range(0, names.size()).toArray();
+  }
+
+  /** Columns that were given their rules by their place must be those, and not moved. */
+  private static void requireSame(List<String> names, List<String> header) throws CsvException {
+    if (names.size() != header.size()) {
+      throw CsvException.ofHeader(
+          Fault.COLUMNS,
+          "the header has %d columns, and rules were given to %d"
+              .formatted(names.size(), header.size()));
+    }
+    for (int i = 0; i < names.size(); i++) {
+      if (!names.get(i).equals(header.get(i))) {
+        throw CsvException.ofHeader(
+            Fault.COLUMNS,
+            "column %d of the header is %s, and its rule was given to %s"
+                .formatted(i + 1, quoted(names.get(i)), quoted(header.get(i))));
+      }
+    }
   }
 
   /** The first row's cells: three ints of the row, then three of each cell. */

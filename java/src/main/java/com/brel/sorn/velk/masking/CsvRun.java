@@ -99,18 +99,29 @@ final class CsvRun implements AutoCloseable {
         throw CsvException.ofHeader(
             CsvException.Fault.EMPTY, "the input is empty: it has no header");
       }
-      table = CsvHeader.match(first, settings.format(), columns, bytes);
+      table = CsvHeader.match(first, settings.format(), settings.service(), bytes);
       first.hasHeader = true;
     }
-    for (int i = 0; i < settings.threads(); i++) {
-      Lane lane = settings.service().openLane(table, settings.onError());
-      CsvWorker worker = new CsvWorker(lane, settings.format(), stopped);
-      workers.add(worker);
-      idle.add(worker);
-    }
-    total = new CsvCounts(Arrays.stream(table).mapToObj(columns::get).toList());
+    List<Column> all = Arrays.stream(table).mapToObj(columns::get).toList();
+    CsvFingerprints fingerprints = CsvFingerprints.of(all, settings.format());
+    startWorkers(table, fingerprints);
+    total =
+        new CsvCounts(
+            all,
+            fingerprints == null
+                ? null
+                : new RepeatCounter(fingerprints.columns(), settings.mostFingerprints));
     if (bytes > 0) {
       write(first.text.room(0).slice(0, (int) bytes));
+    }
+  }
+
+  private void startWorkers(int[] table, @Nullable CsvFingerprints fingerprints) {
+    for (int i = 0; i < settings.threads(); i++) {
+      Lane lane = settings.service().openLane(table, settings.onError());
+      CsvWorker worker = new CsvWorker(lane, settings.format(), fingerprints, stopped);
+      workers.add(worker);
+      idle.add(worker);
     }
   }
 
