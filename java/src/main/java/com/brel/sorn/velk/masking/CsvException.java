@@ -45,18 +45,29 @@ public final class CsvException extends IOException {
   /** Of the row, where it has a wrong number of them. */
   private final long values;
 
-  CsvException(Fault fault, long offset, long line, long rowLine, long values, String message) {
+  /** Of the table. */
+  private final long columns;
+
+  CsvException(
+      Fault fault,
+      long offset,
+      long line,
+      long rowLine,
+      long values,
+      long columns,
+      String message) {
     super(message);
     this.fault = fault;
     this.offset = offset;
     this.line = line;
     this.rowLine = rowLine;
     this.values = values;
+    this.columns = columns;
   }
 
   /** What is wrong with the header, or that there is none. */
   static CsvException ofHeader(Fault fault, String message) {
-    return new CsvException(fault, 0, 1, 1, 0, message);
+    return new CsvException(fault, 0, 1, 1, 0, 0, message);
   }
 
   /**
@@ -104,5 +115,15 @@ public final class CsvException extends IOException {
    */
   public long values() {
     return values;
+  }
+
+  /**
+   * Counts the values that a row of the table has.
+   *
+   * @return their number; of no meaning unless the fault is {@link Fault#WIDTH} or {@link
+   *     Fault#BLANK_LINE}
+   */
+  public long columns() {
+    return columns;
   }
 }

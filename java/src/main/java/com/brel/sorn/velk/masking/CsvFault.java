@@ -34,6 +34,7 @@ record CsvFault(int number, long offset, long line, long rowLine, long values) {
         lines + line,
         lines + rowLine,
         values,
+        width,
         place + message(fault, width));
   }
 
