@@ -188,7 +188,7 @@ public final class CsvMasking {
    */
   public CsvReport mask(CsvReader in, OutputStream out) throws IOException {
     Objects.requireNonNull(out, "out");
-    return mask(in, CsvHeader.match(in.names(), service.running()), out);
+    return mask(in, CsvHeader.match(in.names(), service), out);
   }
 
   private CsvReport mask(CsvReader in, int[] table, OutputStream out) throws IOException {
@@ -202,7 +202,7 @@ public final class CsvMasking {
   /** For each column of the table that of the service; without a header they have its order. */
   private int[] tableOf(CsvReader in) throws IOException {
     return format.header()
-        ? CsvHeader.match(in.names(), service.running())
+        ? CsvHeader.match(in.names(), service)
         : IntStream.range(0, service.running().size()).toArray();
   }
 
