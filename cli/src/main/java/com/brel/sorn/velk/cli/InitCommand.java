@@ -13,6 +13,7 @@ import java.util.List;
 import java.util.Set;
 import java.util.concurrent.Callable;
 import java.util.regex.Pattern;
+import java.util.stream.IntStream;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Mixin;
 import picocli.CommandLine.Option;
@@ -59,8 +60,8 @@ final class InitCommand implements Callable<Integer> {
     input.requireOtherThan(out, "the rules file");
     try (Engine engine = Engine.open();
         CsvInput source = csv.open(engine, input, velk.streams())) {
-      Header header = Header.read(source.reader());
-      write(rules(header, sample(source.reader(), header)));
+      List<String> names = source.reader().names();
+      write(rules(names, sample(source.reader(), names)));
       return ExitCode.DONE;
     } catch (CsvException e) {
       throw csv.refusal(e);
@@ -83,9 +84,10 @@ final class InitCommand implements Callable<Integer> {
   }
 
   /** The values of each column in the first rows. */
-  private static List<List<String>> sample(CsvReader reader, Header header) throws IOException {
+  private static List<List<String>> sample(CsvReader reader, List<String> names)
+      throws IOException {
     List<List<String>> columns = new ArrayList<>();
-    header.names().forEach(name -> columns.add(new ArrayList<>()));
+    names.forEach(name -> columns.add(new ArrayList<>()));
     for (int count = 0; count < ROWS_LOOKED_AT; count++) {
       CsvReader.Row row = reader.next();
       if (row == null) {
@@ -101,21 +103,29 @@ final class InitCommand implements Callable<Integer> {
     return columns;
   }
 
-  private String rules(Header header, List<List<String>> values) {
+  private String rules(List<String> names, List<List<String>> values) {
     StringBuilder rules = new StringBuilder();
     rules.append("# Every column becomes null until its rule says otherwise.\n");
     rules.append("# The key has at least 16 bytes; this names where it stands.\n");
     rules.append("service = ").append(serviceId()).append('\n');
     rules.append("key = env:MASK_KEY\n\n");
-    List<String> keys = header.names().stream().map(InitCommand::key).toList();
+    List<String> keys = keys(names);
     int width = keys.stream().mapToInt(String::length).filter(w -> w <= 40).max().orElse(0);
     for (int i = 0; i < keys.size(); i++) {
       String key = keys.get(i);
       String rule = key + " ".repeat(Math.max(0, width - key.length())) + " = null";
-      String suggestion = Suggestion.of(header.names().get(i), values.get(i)).text(key);
+      String suggestion = Suggestion.of(names.get(i), values.get(i)).text(key);
       rules.append(rule).append("  # ").append(suggestion).append('\n');
     }
     return rules.toString();
+  }
+
+  /** What a masking string calls the columns: by their names, or by their positions. */
+  private static List<String> keys(List<String> names) {
+    ColumnNames columns = new ColumnNames(names);
+    return IntStream.range(0, names.size())
+        .mapToObj(i -> columns.finding(i).isEmpty() ? key(names.get(i)) : ColumnNames.position(i))
+        .toList();
   }
 
   /** Up to nine of the letters and digits of the file's name. */

@@ -131,9 +131,8 @@ final class MaskCommand implements Callable<Integer> {
   private Report mask(Masking masking, ErrorPolicy policy, Input input, OutputStream output)
       throws IOException {
     try (CsvInput source = csv.open(masking.engine(), input, velk.streams());
-        MaskingService service = masking.open();
+        MaskingService service = masking.rulesOf(source).open();
         Progress progress = quiet ? Progress.none() : Progress.to(velk.streams(), input.size())) {
-      Header.read(source.reader()).match(masking.rules());
       CsvReport counts =
           service
               .csv()

@@ -1,12 +1,13 @@
 package com.brel.sorn.velk.cli;
 
 import com.brel.sorn.velk.VELKException;
-import com.brel.sorn.velk.masking.ColumnRule;
 import com.brel.sorn.velk.masking.Engine;
 import com.brel.sorn.velk.masking.MaskingService;
 import com.brel.sorn.velk.masking.ParsedService;
 import com.brel.sorn.velk.masking.Rule;
+import com.brel.sorn.velk.masking.TableException;
 import com.brel.sorn.velk.masking.Type;
+import java.io.IOException;
 import java.util.List;
 import java.util.Optional;
 
@@ -46,18 +47,20 @@ final class Masking implements AutoCloseable {
     return engine;
   }
 
-  List<ColumnRule> rules() {
-    return parsed.columns();
-  }
-
   /** What the masking string says of errors. */
   ErrorPolicy errorPolicy(long most) {
     return ErrorPolicy.of(parsed.onError(), most);
   }
 
-  /** The service, which tells errors and puts nothing in the place of a value. */
-  MaskingService open() {
-    return parsed.tellErrors().open();
+  /**
+   * The rules of a table's columns, in their order; an error is told, and nothing takes the place
+   * of its value.
+   *
+   * @throws TableException if rules and columns do not fit
+   */
+  ParsedService rulesOf(CsvInput table) throws IOException {
+    table.requireNames(parsed.columns());
+    return parsed.forTable(table.reader().names()).tellErrors();
   }
 
   String engineName() {

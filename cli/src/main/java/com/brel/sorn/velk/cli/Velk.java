@@ -2,6 +2,7 @@ package com.brel.sorn.velk.cli;
 
 import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.masking.EngineLoadException;
+import com.brel.sorn.velk.masking.TableException;
 import java.io.IOException;
 import java.io.UncheckedIOException;
 import java.nio.file.InvalidPathException;
@@ -95,6 +96,9 @@ public final class Velk {
     }
     if (e instanceof VELKException || e instanceof EngineLoadException) {
       return new Failure(ExitCode.ENGINE, e.getMessage());
+    }
+    if (e instanceof TableException) {
+      return Failure.usage(e.getMessage());
     }
     if (e instanceof InvalidPathException path) {
       return Failure.usage(Show.quoted(path.getInput()) + " cannot be the name of a file");

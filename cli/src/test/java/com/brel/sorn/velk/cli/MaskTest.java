@@ -30,7 +30,10 @@ class MaskTest {
   @Test
   void aRuleWithoutItsColumnAndAColumnWithoutARuleAreRefused() {
     Run rule = Run.mask("service=s a=keep A=keep", "a\n1\n").expect(ExitCode.USAGE);
-    assertTrue(rule.err().contains("there is a rule for column \"A\", and no such column"));
+    assertTrue(
+        rule.err()
+            .contains("there is a rule for column \"A\" (line 1, column 18), and no such column"),
+        rule.err());
     Run column = Run.mask("service=s a=keep", "a,\"a \"\n1,2\n").expect(ExitCode.USAGE);
     assertTrue(column.err().contains("there is no rule for column \"a \""), column.err());
     assertEquals("", rule.out() + column.out());
