@@ -15,7 +15,10 @@ import picocli.CommandLine.ParentCommand;
 
 @Command(
     name = "check",
-    description = "Checks a masking string against the header of a CSV file.",
+    description = {
+      "Checks a masking string against the header of a CSV file, and tells which rule each column"
+          + " gets."
+    },
     footer = {"", "The masking key need not be there, and no value is masked."})
 final class CheckCommand implements Callable<Integer> {
   private static final int WIDEST_NAME = 40;

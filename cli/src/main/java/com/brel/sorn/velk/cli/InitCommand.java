@@ -26,6 +26,7 @@ import picocli.CommandLine.ParentCommand;
     footer = {
       "",
       "Every column's rule is null; a comment suggests a function by the column's name and values."
+          + " A column without a name of its own is called by its position."
     })
 final class InitCommand implements Callable<Integer> {
   private static final int ROWS_LOOKED_AT = 200;

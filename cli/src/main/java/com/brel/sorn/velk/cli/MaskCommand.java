@@ -20,7 +20,8 @@ import picocli.CommandLine.ParentCommand;
     description = "Masks a CSV file.",
     footer = {
       "",
-      "The columns of the header are matched to the rules by their exact names. An unquoted empty"
+      "A column gets the rule of its exact name, or of its position ($3), or else of the pattern"
+          + " (addr_*) with the most characters; one without a rule is refused. An unquoted empty"
           + " value is null, a quoted one (\"\") is empty. The output appears under its name when"
           + " it is complete; a run that fails leaves none. Only on standard output, what was"
           + " written before a failure stays written."
