@@ -7,6 +7,7 @@ import com.brel.sorn.velk.masking.Engine;
 import java.io.IOException;
 import java.util.List;
 import java.util.Locale;
+import picocli.CommandLine.ArgGroup;
 import picocli.CommandLine.Option;
 
 /** Options about how the file is written. */
@@ -38,14 +39,24 @@ final class CsvOptions {
       })
   private String delimiter;
 
-  @Option(
-      names = "--header",
-      negatable = true,
-      description = {
-        "Whether the first row names the columns; without one they are c1, c2 and so on. Where"
-            + " neither is said it does, and one that looks like the rows below it is refused."
-      })
-  private Boolean header;
+  @ArgGroup(exclusive = true)
+  private FirstRowOptions firstRow;
+
+  /** What the first row is; where nothing is said it is a header that must not look like data. */
+  private static final class FirstRowOptions {
+    @Option(
+        names = "--header",
+        description = {
+          "The first row names the columns. Where nothing is said it does, too, but one that looks"
+              + " like the rows below it is refused."
+        })
+    private boolean header;
+
+    @Option(
+        names = "--no-header",
+        description = "The first row is one like the others; the columns are c1, c2 and so on.")
+    private boolean noHeader;
+  }
 
   @Option(
       names = "--blank-lines",
@@ -54,7 +65,7 @@ final class CsvOptions {
       description = {
         "Whether lines without a character end the run, or are left out of the output; where there"
             + " is one column, such a line is a null unless it is left out (default:"
-            + " $${DEFAULT-VALUE})."
+            + " ${DEFAULT-VALUE})."
       })
   private BlankLines blankLines;
 
@@ -95,12 +106,12 @@ final class CsvOptions {
   }
 
   boolean hasHeader() {
-    return header == null || header;
+    return firstRow == null || firstRow.header;
   }
 
   /** The first row of a table without a header would go out as it is. */
   private void requireHeader(CsvReader reader) throws IOException {
-    if (header == null && FirstRow.isData(reader.names(), reader.firstRows(ROWS_LOOKED_AT))) {
+    if (firstRow == null && FirstRow.isData(reader.names(), reader.firstRows(ROWS_LOOKED_AT))) {
       throw Failure.usage(
           "the first row looks like the rows below it: say --header if it names the columns,"
               + " --no-header if it does not");

@@ -161,6 +161,25 @@ class CsvOptionsTest {
   }
 
   @Test
+  void aFirstRowIsNotBoth() {
+    for (Run run : all("service=s * = keep", "a\n1\n", "--header", "--no-header")) {
+      run.expect(ExitCode.USAGE);
+      assertEquals("", run.out());
+    }
+  }
+
+  @Test
+  void theHelpOfEachSubcommandTellsTheseOptions() {
+    for (String command : List.of("mask", "check", "preview", "init")) {
+      String help = Run.velk("help", command).expect(ExitCode.DONE).out();
+      for (String option : List.of("-d, --delimiter", "--header", "--no-header", "--blank-lines")) {
+        assertTrue(help.contains("  " + option), help);
+      }
+      assertTrue(help.replaceAll("\\s+", " ").contains("left out (default: refuse)."), help);
+    }
+  }
+
+  @Test
   void blankLinesAreRefusedOrSkippedOrNulls() {
     String csv = "a,b\n\n1,2\n\n";
     for (Run run : all("service=s a=keep b=keep", csv, "--blank-lines", "skip")) {
