@@ -107,17 +107,28 @@ final class CsvRun implements AutoCloseable {
 
   /** Nothing is written before. */
   private void openLanes(int[] table) throws IOException {
-    for (int i = 0; i < count; i++) {
-      Lane lane = settings.service().openLane(table, settings.onError());
-      CsvWorker worker = new CsvWorker(lane, format.number(), stopped);
-      workers.add(worker);
-      idle.push(worker);
-    }
     List<Column> columns = settings.service().running();
-    total = new CsvCounts(Arrays.stream(table).mapToObj(columns::get).toList());
+    List<Column> all = Arrays.stream(table).mapToObj(columns::get).toList();
+    CsvFingerprints fingerprints = CsvFingerprints.of(all, format.number());
+    startWorkers(table, fingerprints);
+    total =
+        new CsvCounts(
+            all,
+            fingerprints == null
+                ? null
+                : new RepeatCounter(fingerprints.columns(), settings.mostFingerprints));
     start.first().hasHeader = format.header();
     if (bytes > 0) {
       write(start.first().text.room(0).slice(0, (int) bytes));
+    }
+  }
+
+  private void startWorkers(int[] table, @Nullable CsvFingerprints fingerprints) {
+    for (int i = 0; i < count; i++) {
+      Lane lane = settings.service().openLane(table, settings.onError());
+      CsvWorker worker = new CsvWorker(lane, format.number(), fingerprints, stopped);
+      workers.add(worker);
+      idle.push(worker);
     }
   }
 
