@@ -48,11 +48,7 @@ final class CheckCommand implements Callable<Integer> {
     try (Masking masking = new Masking(maskingString.read());
         CsvInput source = csv.open(masking.engine(), input, velk.streams())) {
       List<ColumnRule> rules = masking.rulesOf(source).columns();
-      List<String> warnings =
-          rules.stream()
-              .filter(rule -> rule.unique() && rule.rule().isLossy())
-              .map(CheckCommand::warning)
-              .toList();
+      List<String> warnings = Masking.warnings(rules);
       warnings.forEach(text -> velk.streams().say((strict ? "error: " : "warning: ") + text));
       if (strict && !warnings.isEmpty()) {
         return ExitCode.USAGE;
@@ -78,13 +74,5 @@ final class CheckCommand implements Callable<Integer> {
               Show.clipped(rule.rule().toString(), WIDEST_RULE)));
     }
     return table;
-  }
-
-  private static String warning(ColumnRule rule) {
-    return "column "
-        + Show.quoted(rule.name())
-        + " is to stay unique, and "
-        + rule.rule().function()
-        + " may give two values the same result";
   }
 }

@@ -3,11 +3,13 @@ package com.brel.sorn.velk.cli;
 import com.brel.sorn.velk.masking.CsvException;
 import com.brel.sorn.velk.masking.CsvReport;
 import com.brel.sorn.velk.masking.MaskingService;
+import com.brel.sorn.velk.masking.ParsedService;
 import java.io.IOException;
 import java.io.OutputStream;
 import java.nio.charset.Charset;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
+import java.util.List;
 import java.util.concurrent.Callable;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Mixin;
@@ -48,8 +50,16 @@ final class MaskCommand implements Callable<Integer> {
   private Integer jobs;
 
   @Option(
+      names = "--fail-on-unchanged",
+      description = {
+        "End with exit code 3 where a rule other than keep left values as they were; without it,"
+            + " that is a warning. The report counts them by column as left equal."
+      })
+  private boolean failOnUnchanged;
+
+  @Option(
       names = {"-q", "--quiet"},
-      description = "No progress, and no report but that of --report.")
+      description = "No progress, no warnings of the results, and no report but that of --report.")
   private boolean quiet;
 
   @Option(
@@ -89,8 +99,12 @@ final class MaskCommand implements Callable<Integer> {
     try (Masking masking = new Masking(maskingString.read());
         Output output = new Output(out, velk.streams());
         Output told = reportFile == null ? null : new Output(reportFile, velk.streams())) {
-      masking.keyWarning().ifPresent(text -> velk.streams().say("velk: warning: " + text));
+      masking.keyWarning().ifPresent(text -> warn(List.of(text)));
       Report report = mask(masking, onError.policy(masking), input, output.stream());
+      warn(report.unchecked());
+      if (!quiet) {
+        warn(report.unchanged());
+      }
       String text = reportFormat.write(report);
       if (told != null) {
         Charset charset =
@@ -106,8 +120,20 @@ final class MaskCommand implements Callable<Integer> {
         velk.streams().err().print(text);
         velk.streams().err().flush();
       }
-      return report.errorCount() > 0 ? ExitCode.FIELD_ERRORS : ExitCode.DONE;
+      return exitCode(report);
     }
+  }
+
+  private void warn(List<String> warnings) {
+    warnings.forEach(text -> velk.streams().say("velk: warning: " + text));
+  }
+
+  private int exitCode(Report report) {
+    boolean flawed =
+        report.errorCount() > 0
+            || report.repeatCount() > 0
+            || failOnUnchanged && report.unchangedCount() > 0;
+    return flawed ? ExitCode.FIELD_ERRORS : ExitCode.DONE;
   }
 
   private void checkArguments(Input input) throws IOException {
@@ -132,8 +158,10 @@ final class MaskCommand implements Callable<Integer> {
   private Report mask(Masking masking, ErrorPolicy policy, Input input, OutputStream output)
       throws IOException {
     try (CsvInput source = csv.open(masking.engine(), input, velk.streams());
-        MaskingService service = masking.rulesOf(source).open();
+        ParsedService rules = masking.rulesOf(source);
+        MaskingService service = rules.open();
         Progress progress = quiet ? Progress.none() : Progress.to(velk.streams(), input.size())) {
+      warn(Masking.warnings(rules.columns()));
       CsvReport counts =
           service
               .csv()

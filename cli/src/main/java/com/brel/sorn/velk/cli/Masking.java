@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.cli;
 
 import com.brel.sorn.velk.VELKException;
+import com.brel.sorn.velk.masking.ColumnRule;
 import com.brel.sorn.velk.masking.Engine;
 import com.brel.sorn.velk.masking.MaskingService;
 import com.brel.sorn.velk.masking.ParsedService;
@@ -61,6 +62,20 @@ final class Masking implements AutoCloseable {
   ParsedService rulesOf(CsvInput table) throws IOException {
     table.requireNames(parsed.columns());
     return parsed.forTable(table.reader().names()).tellErrors();
+  }
+
+  /** What may make values of columns equal that are to stay unique. */
+  static List<String> warnings(List<ColumnRule> rules) {
+    return rules.stream()
+        .filter(rule -> rule.unique() && rule.rule().isLossy())
+        .map(
+            rule ->
+                "column "
+                    + Show.quoted(rule.name())
+                    + " is to stay unique, and "
+                    + rule.rule().function()
+                    + " may give two values the same result")
+        .toList();
   }
 
   String engineName() {

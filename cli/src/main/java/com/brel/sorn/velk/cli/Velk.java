@@ -34,7 +34,7 @@ import picocli.CommandLine.IVersionProvider;
       "0:done",
       "1:internal error",
       "2:the command line or the masking string is wrong",
-      "3:done, but some values could not be masked",
+      "3:done, but some values could not be masked, or are not as they were to be",
       "4:input or output failed, or --on-error stop or --max-errors ended the run",
       "5:the libraries or the engine failed; the key is missing or cannot be used"
     },
