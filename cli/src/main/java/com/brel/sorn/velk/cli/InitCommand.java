@@ -1,5 +1,8 @@
 package com.brel.sorn.velk.cli;
 
+import com.brel.sorn.velk.masking.CsvException;
+import com.brel.sorn.velk.masking.CsvReader;
+import com.brel.sorn.velk.masking.Engine;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
@@ -10,7 +13,9 @@ import java.util.List;
 import java.util.Set;
 import java.util.concurrent.Callable;
 import java.util.regex.Pattern;
+import java.util.stream.IntStream;
 import picocli.CommandLine.Command;
+import picocli.CommandLine.Mixin;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
 import picocli.CommandLine.ParentCommand;
@@ -21,6 +26,7 @@ import picocli.CommandLine.ParentCommand;
     footer = {
       "",
       "Every column's rule is null; a comment suggests a function by the column's name and values."
+          + " A column without a name of its own is called by its position."
     })
 final class InitCommand implements Callable<Integer> {
   private static final int ROWS_LOOKED_AT = 200;
@@ -30,6 +36,7 @@ final class InitCommand implements Callable<Integer> {
   private static final Set<String> WORDS = Set.of("service", "key", "on_error", "on_null");
 
   @ParentCommand private Velk velk;
+  @Mixin private CsvOptions csv;
 
   @Option(names = "--force", description = "Write over a rules file that exists.")
   private boolean force;
@@ -52,11 +59,14 @@ final class InitCommand implements Callable<Integer> {
   public Integer call() throws IOException {
     Input input = new Input(in, velk.streams());
     input.requireOtherThan(out, "the rules file");
-    try (CsvSource source = new CsvSource(input.open())) {
-      Header header = Header.read(source);
-      write(rules(header, sample(source, header)));
+    try (Engine engine = Engine.open();
+        CsvInput source = csv.open(engine, input, velk.streams())) {
+      List<String> names = source.reader().names();
+      write(rules(names, sample(source.reader(), names)));
+      return ExitCode.DONE;
+    } catch (CsvException e) {
+      throw csv.refusal(e);
     }
-    return ExitCode.DONE;
   }
 
   private void write(String rules) throws IOException {
@@ -75,39 +85,48 @@ final class InitCommand implements Callable<Integer> {
   }
 
   /** The values of each column in the first rows. */
-  private static List<List<String>> sample(CsvSource source, Header header) {
+  private static List<List<String>> sample(CsvReader reader, List<String> names)
+      throws IOException {
     List<List<String>> columns = new ArrayList<>();
-    header.names().forEach(name -> columns.add(new ArrayList<>()));
+    names.forEach(name -> columns.add(new ArrayList<>()));
     for (int count = 0; count < ROWS_LOOKED_AT; count++) {
-      CsvRow row = source.next();
+      CsvReader.Row row = reader.next();
       if (row == null) {
         break;
       }
-      String[] values = header.check(row).values();
-      for (int column = 0; column < values.length; column++) {
-        if (values[column] != null && !values[column].isEmpty()) {
-          columns.get(column).add(values[column]);
+      for (int column = 0; column < row.values().size(); column++) {
+        String value = row.values().get(column);
+        if (value != null && !value.isEmpty()) {
+          columns.get(column).add(value);
         }
       }
     }
     return columns;
   }
 
-  private String rules(Header header, List<List<String>> values) {
+  private String rules(List<String> names, List<List<String>> values) {
     StringBuilder rules = new StringBuilder();
     rules.append("# Every column becomes null until its rule says otherwise.\n");
     rules.append("# The key has at least 16 bytes; this names where it stands.\n");
     rules.append("service = ").append(serviceId()).append('\n');
     rules.append("key = env:MASK_KEY\n\n");
-    List<String> keys = header.names().stream().map(InitCommand::key).toList();
+    List<String> keys = keys(names);
     int width = keys.stream().mapToInt(String::length).filter(w -> w <= 40).max().orElse(0);
     for (int i = 0; i < keys.size(); i++) {
       String key = keys.get(i);
       String rule = key + " ".repeat(Math.max(0, width - key.length())) + " = null";
-      String suggestion = Suggestion.of(header.names().get(i), values.get(i)).text(key);
+      String suggestion = Suggestion.of(names.get(i), values.get(i)).text(key);
       rules.append(rule).append("  # ").append(suggestion).append('\n');
     }
     return rules.toString();
+  }
+
+  /** What a masking string calls the columns: by their names, or by their positions. */
+  private static List<String> keys(List<String> names) {
+    ColumnNames columns = new ColumnNames(names);
+    return IntStream.range(0, names.size())
+        .mapToObj(i -> columns.finding(i).isEmpty() ? key(names.get(i)) : ColumnNames.position(i))
+        .toList();
   }
 
   /** Up to nine of the letters and digits of the file's name. */

@@ -6,7 +6,9 @@ import com.brel.sorn.velk.masking.Engine;
 import com.brel.sorn.velk.masking.MaskingService;
 import com.brel.sorn.velk.masking.ParsedService;
 import com.brel.sorn.velk.masking.Rule;
+import com.brel.sorn.velk.masking.TableException;
 import com.brel.sorn.velk.masking.Type;
+import java.io.IOException;
 import java.util.List;
 import java.util.Optional;
 
@@ -16,12 +18,10 @@ final class Masking implements AutoCloseable {
   private static final String FINGERPRINT_TEXT = "velk";
   private static final int FINGERPRINT_LENGTH = 16;
 
-  private final String text;
   private final Engine engine;
   private final ParsedService parsed;
 
   Masking(String maskingString) {
-    text = maskingString;
     engine = Engine.open();
     try {
       parsed = parse(maskingString);
@@ -44,13 +44,8 @@ final class Masking implements AutoCloseable {
     }
   }
 
-  /** The masking string, which may have come from a pipe and cannot be read again. */
-  String text() {
-    return text;
-  }
-
-  List<ColumnRule> rules() {
-    return parsed.columns();
+  Engine engine() {
+    return engine;
   }
 
   /** What the masking string says of errors. */
@@ -58,9 +53,29 @@ final class Masking implements AutoCloseable {
     return ErrorPolicy.of(parsed.onError(), most);
   }
 
-  /** The service, which tells errors and puts nothing in the place of a value. */
-  MaskingService open() {
-    return parsed.tellErrors().open();
+  /**
+   * The rules of a table's columns, in their order; an error is told, and nothing takes the place
+   * of its value.
+   *
+   * @throws TableException if rules and columns do not fit
+   */
+  ParsedService rulesOf(CsvInput table) throws IOException {
+    table.requireNames(parsed.columns());
+    return parsed.forTable(table.reader().names()).tellErrors();
+  }
+
+  /** What may make values of columns equal that are to stay unique. */
+  static List<String> warnings(List<ColumnRule> rules) {
+    return rules.stream()
+        .filter(rule -> rule.unique() && rule.rule().isLossy())
+        .map(
+            rule ->
+                "column "
+                    + Show.quoted(rule.name())
+                    + " is to stay unique, and "
+                    + rule.rule().function()
+                    + " may give two values the same result")
+        .toList();
   }
 
   String engineName() {

@@ -24,6 +24,7 @@ enum ReportFormat {
       }
       text.append('\n').append(Table.of(table(report)));
       report.columns.forEach(column -> appendErrors(text, column));
+      report.columns.forEach(column -> appendRepeats(text, column));
       return text.toString();
     }
   },
@@ -75,5 +76,19 @@ enum ReportFormat {
           text.append(errors.count == 1 ? " (row " : " (rows ").append(rows);
           text.append(more ? ", ...)" : ")").append('\n');
         });
+  }
+
+  private static void appendRepeats(StringBuilder text, Report.Column column) {
+    if (column.repeats == null) {
+      return;
+    }
+    String values = Show.counted(column.repeats.count(), "value");
+    text.append("column ").append(Show.quoted(column.name)).append(" is to stay unique: ");
+    text.append(values).append(" repeated");
+    if (!column.repeats.complete()) {
+      String rows = Show.counted(column.repeats.rows(), "row");
+      text.append(" in the first ").append(rows).append("; the others were not checked");
+    }
+    text.append('\n');
   }
 }

@@ -2,6 +2,7 @@ package com.brel.sorn.velk.cli;
 
 import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.masking.EngineLoadException;
+import com.brel.sorn.velk.masking.TableException;
 import java.io.IOException;
 import java.io.UncheckedIOException;
 import java.nio.file.InvalidPathException;
@@ -25,7 +26,6 @@ import picocli.CommandLine.IVersionProvider;
       PreviewCommand.class,
       InitCommand.class,
       KeyCommand.class,
-      SliceCommand.class,
       HelpCommand.class,
       GenerateCompletion.class
     },
@@ -34,7 +34,7 @@ import picocli.CommandLine.IVersionProvider;
       "0:done",
       "1:internal error",
       "2:the command line or the masking string is wrong",
-      "3:done, but some values could not be masked",
+      "3:done, but some values could not be masked, or are not as they were to be",
       "4:input or output failed, or --on-error stop or --max-errors ended the run",
       "5:the libraries or the engine failed; the key is missing or cannot be used"
     },
@@ -96,6 +96,9 @@ public final class Velk {
     }
     if (e instanceof VELKException || e instanceof EngineLoadException) {
       return new Failure(ExitCode.ENGINE, e.getMessage());
+    }
+    if (e instanceof TableException) {
+      return Failure.usage(e.getMessage());
     }
     if (e instanceof InvalidPathException path) {
       return Failure.usage(Show.quoted(path.getInput()) + " cannot be the name of a file");

@@ -30,7 +30,10 @@ class MaskTest {
   @Test
   void aRuleWithoutItsColumnAndAColumnWithoutARuleAreRefused() {
     Run rule = Run.mask("service=s a=keep A=keep", "a\n1\n").expect(ExitCode.USAGE);
-    assertTrue(rule.err().contains("there is a rule for column \"A\", and no such column"));
+    assertTrue(
+        rule.err()
+            .contains("there is a rule for column \"A\" (line 1, column 18), and no such column"),
+        rule.err());
     Run column = Run.mask("service=s a=keep", "a,\"a \"\n1,2\n").expect(ExitCode.USAGE);
     assertTrue(column.err().contains("there is no rule for column \"a \""), column.err());
     assertEquals("", rule.out() + column.out());
@@ -54,9 +57,7 @@ class MaskTest {
     Run.velk("mask", in, "-").expect(ExitCode.USAGE);
     Run.velk("mask", "-s", SHORT, "-r", in, in, "-").expect(ExitCode.USAGE);
     Run.velk("mask", "-s", SHORT, "-j", "0", in, "out").expect(ExitCode.USAGE);
-    Run.velk("mask", "-s", SHORT, "-j", "2", in, "-").expect(ExitCode.USAGE);
-    Run.velk("mask", "-s", SHORT, "-j", "2", "-", "out").expect(ExitCode.USAGE);
-    Run.velk("mask", "-s", SHORT, "-j", "2", folder.toString(), "out").expect(ExitCode.USAGE);
+    Run.velk("mask", "-s", SHORT, "-j", "257", in, "-").expect(ExitCode.USAGE);
     Run.velk("mask", "-s", SHORT, "--on-error", "keep", in, "-").expect(ExitCode.USAGE);
     Run.velk("mask", "-s", SHORT, "--max-errors", "-1", in, "-").expect(ExitCode.USAGE);
     Run same = Run.velk("mask", "-s", SHORT, in, in).expect(ExitCode.USAGE);
@@ -152,7 +153,9 @@ class MaskTest {
     Path out = folder.resolve("out.csv");
     String[] command = {"mask", "-s", SHORT, in.toString(), out.toString(), "--max-errors", "1"};
     Run run = Run.velk(command).expect(ExitCode.INPUT_OUTPUT);
-    assertTrue(run.err().contains("more than 1 value could not be masked"), run.err());
+    String told =
+        "more than 1 value could not be masked; the first: row 1, column \"a\": error 7502: ";
+    assertTrue(run.err().startsWith("velk: " + told), run.err());
     assertFalse(Files.exists(out));
     command[command.length - 1] = "2";
     Run.velk(command).expect(ExitCode.FIELD_ERRORS);
@@ -269,7 +272,7 @@ class MaskTest {
           0   done
           1   internal error
           2   the command line or the masking string is wrong
-          3   done, but some values could not be masked
+          3   done, but some values could not be masked, or are not as they were to be
           4   input or output failed, or --on-error stop or --max-errors ended the run
           5   the libraries or the engine failed; the key is missing or cannot be used
         """,

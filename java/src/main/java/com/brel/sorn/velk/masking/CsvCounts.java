@@ -108,8 +108,9 @@ final class CsvCounts {
   CsvReport report() {
     List<CsvReport.Column> told = new ArrayList<>();
     for (int i = 0; i < columns.size(); i++) {
+      SortedMap<Integer, CsvReport.Errors> known = errors.get(i);
       Map<Integer, CsvReport.Errors> copy =
-          Collections.unmodifiableMap(new TreeMap<>(errors.getOrDefault(i, new TreeMap<>())));
+          known == null ? Map.of() : Collections.unmodifiableMap(new TreeMap<>(known));
       told.add(
           new CsvReport.Column(
               columns.get(i).rule(),

@@ -8,11 +8,10 @@ import java.nio.channels.WritableByteChannel;
 import java.util.ArrayDeque;
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.Deque;
 import java.util.List;
 import java.util.Queue;
-import java.util.concurrent.ArrayBlockingQueue;
-import java.util.concurrent.BlockingQueue;
-import java.util.concurrent.CompletableFuture;
+import java.util.concurrent.ConcurrentLinkedDeque;
 import java.util.concurrent.ExecutionException;
 import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
@@ -24,11 +23,15 @@ import org.jspecify.annotations.Nullable;
 /** One table on its way: blocks are read in order, masked by whoever is free, written in order. */
 final class CsvRun implements AutoCloseable {
   private final CsvMasking settings;
-  private final CsvSource source;
+  private final CsvFormat format;
+  private final CsvReader.Start start;
   private final WritableByteChannel out;
   private final AtomicBoolean stopped = new AtomicBoolean();
   private final List<CsvWorker> workers = new ArrayList<>();
-  private final BlockingQueue<CsvWorker> idle;
+
+  /** The one that worked last is the next: what a large row took, one of them has. */
+  private final Deque<CsvWorker> idle = new ConcurrentLinkedDeque<>();
+
   private final List<CsvSlot> slots = new ArrayList<>();
   private final @Nullable ExecutorService threads;
 
@@ -36,21 +39,25 @@ final class CsvRun implements AutoCloseable {
   private final Queue<Pending> pending = new ArrayDeque<>();
 
   private final int ahead;
+  private final int count;
   private CsvCounts total;
   private long bytes;
   private long lines;
 
   private record Pending(CsvSlot slot, Future<?> end) {}
 
-  CsvRun(CsvMasking settings, CsvSource source, WritableByteChannel out) {
+  CsvRun(CsvMasking settings, CsvFormat format, CsvReader.Start start, WritableByteChannel out) {
     this.settings = settings;
-    this.source = source;
+    this.format = format;
+    this.start = start;
     this.out = out;
-    int count = settings.threads();
-    idle = new ArrayBlockingQueue<>(count);
+    this.bytes = start.bytes();
+    // A single block has nothing to share.
+    count = start.isWhole() ? 1 : settings.threads();
     // While all are masked there is one to be written next, and one that is being read.
     ahead = count == 1 ? 1 : count + 1;
-    for (int i = 0; i <= ahead; i++) {
+    slots.add(start.first());
+    for (int i = 1; i <= ahead; i++) {
       slots.add(new CsvSlot());
     }
     threads = count == 1 ? null : Executors.newFixedThreadPool(count, CsvRun::newThread);
@@ -62,18 +69,27 @@ final class CsvRun implements AutoCloseable {
     return thread;
   }
 
-  CsvReport run() throws IOException {
-    CsvSlot slot = slots.get(0);
-    boolean any = read(slot, new CsvSlot());
-    start(slot, any);
+  /**
+   * Masks the table.
+   *
+   * @param table for each of its columns that of the service
+   */
+  CsvReport run(int[] table) throws IOException {
+    openLanes(table);
+    CsvSlot slot = start.first();
+    boolean any = start.any();
     for (int next = 1; any; next++) {
-      submit(slot);
-      if (pending.size() == ahead) {
-        write(pending.remove());
+      if (threads == null || slot.isLarge()) {
+        maskAlone(slot);
+      } else {
+        submit(threads, slot);
       }
       CsvSlot before = slot;
       slot = slots.get(next % slots.size());
       any = read(slot, before);
+      if (before.isLarge()) {
+        before.close();
+      }
     }
     writeAll();
     return total.report();
@@ -82,28 +98,18 @@ final class CsvRun implements AutoCloseable {
   /** What was read before leaves first, however many threads there are. */
   private boolean read(CsvSlot slot, CsvSlot before) throws IOException {
     try {
-      return source.read(slot, before);
+      return start.source().read(slot, before);
     } catch (IOException | RuntimeException e) {
       writeAll();
       throw e;
     }
   }
 
-  /** Opens the lanes once the table's columns are known; nothing is written before. */
-  private void start(CsvSlot first, boolean any) throws IOException {
-    bytes = source.hasByteOrderMark() ? first.from : 0;
+  /** Nothing is written before. */
+  private void openLanes(int[] table) throws IOException {
     List<Column> columns = settings.service().running();
-    int[] table = settings.inOrder();
-    if (settings.hasHeader()) {
-      if (!any) {
-        throw CsvException.ofHeader(
-            CsvException.Fault.EMPTY, "the input is empty: it has no header");
-      }
-      table = CsvHeader.match(first, settings.format(), settings.service(), bytes);
-      first.hasHeader = true;
-    }
     List<Column> all = Arrays.stream(table).mapToObj(columns::get).toList();
-    CsvFingerprints fingerprints = CsvFingerprints.of(all, settings.format());
+    CsvFingerprints fingerprints = CsvFingerprints.of(all, format.number());
     startWorkers(table, fingerprints);
     total =
         new CsvCounts(
@@ -111,50 +117,61 @@ final class CsvRun implements AutoCloseable {
             fingerprints == null
                 ? null
                 : new RepeatCounter(fingerprints.columns(), settings.mostFingerprints));
+    start.first().hasHeader = format.header();
     if (bytes > 0) {
-      write(first.text.room(0).slice(0, (int) bytes));
+      write(start.first().text.room(0).slice(0, (int) bytes));
     }
   }
 
   private void startWorkers(int[] table, @Nullable CsvFingerprints fingerprints) {
-    for (int i = 0; i < settings.threads(); i++) {
+    for (int i = 0; i < count; i++) {
       Lane lane = settings.service().openLane(table, settings.onError());
-      CsvWorker worker = new CsvWorker(lane, settings.format(), fingerprints, stopped);
+      CsvWorker worker = new CsvWorker(lane, format.number(), fingerprints, stopped);
       workers.add(worker);
-      idle.add(worker);
+      idle.push(worker);
     }
   }
 
-  private void submit(CsvSlot slot) {
-    Runnable task = () -> mask(slot);
-    if (threads != null) {
-      pending.add(new Pending(slot, threads.submit(task)));
-      return;
+  private void submit(ExecutorService executor, CsvSlot slot) throws IOException {
+    pending.add(new Pending(slot, executor.submit(() -> mask(slot))));
+    if (pending.size() == ahead) {
+      writeNext();
     }
-    // Nobody waits for the caller: a failure is its own.
-    task.run();
-    pending.add(new Pending(slot, CompletableFuture.completedFuture(null)));
+  }
+
+  /**
+   * Masks a block on the caller's thread, once all before it were written: so a failure is the
+   * caller's own, and of large rows there is one at a time, in the memory of one thread.
+   */
+  private void maskAlone(CsvSlot slot) throws IOException {
+    writeAll();
+    mask(slot);
+    write(slot);
   }
 
   private void mask(CsvSlot slot) {
-    CsvWorker worker = idle.remove();
+    CsvWorker worker = idle.pop();
     try {
       worker.mask(slot);
     } finally {
-      idle.add(worker);
+      idle.push(worker);
     }
   }
 
   private void writeAll() throws IOException {
     while (!pending.isEmpty()) {
-      write(pending.remove());
+      writeNext();
     }
   }
 
-  /** Writes a block that was masked, unless anything is wrong in it. */
-  private void write(Pending block) throws IOException {
+  private void writeNext() throws IOException {
+    Pending block = pending.remove();
     await(block.end());
-    CsvSlot slot = block.slot();
+    write(block.slot());
+  }
+
+  /** Writes a block that was masked, unless anything is wrong in it. */
+  private void write(CsvSlot slot) throws IOException {
     FieldError first = slot.counts.first;
     if (first != null && settings.onError().way() != OnError.Way.REPLACEMENT) {
       throw stop(first);
