@@ -1,6 +1,6 @@
-"""What several processes gain: jobs.py [JOBS [ROWS]]
+"""What several threads gain: jobs.py [JOBS [ROWS]]
 
-Masks a file of ROWS rows (3 million, about 270 MB) with one process and with JOBS (2) in turn, three times each, and
+Masks a file of ROWS rows (3 million, about 270 MB) with one thread and with JOBS (2) in turn, three times each, and
 prints the ratio of the median times. The command has to be built; the machine should have nothing else to do.
 """
 
@@ -37,7 +37,7 @@ def main(jobs=2, rows=3_000_000):
     write(folder / "jobs.csv", rows)
     pairs = [(seconds(folder, 1), seconds(folder, jobs)) for _ in range(3)]
     one, several = map(statistics.median, zip(*pairs))
-    print(f"{rows} rows: {one:.1f} s with 1 process, {several:.1f} s with {jobs}, ratio {several / one:.2f}")
+    print(f"{rows} rows: {one:.1f} s with 1 thread, {several:.1f} s with {jobs}, ratio {several / one:.2f}")
 
 
 if __name__ == "__main__":

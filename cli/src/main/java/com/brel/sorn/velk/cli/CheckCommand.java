@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.cli;
 
 import com.brel.sorn.velk.masking.ColumnRule;
+import com.brel.sorn.velk.masking.CsvException;
 import java.io.IOException;
 import java.util.List;
 import java.util.concurrent.Callable;
@@ -17,6 +18,7 @@ import picocli.CommandLine.ParentCommand;
 final class CheckCommand implements Callable<Integer> {
   @ParentCommand private Velk velk;
   @Mixin private MaskingStringSource maskingString;
+  @Mixin private CsvOptions csv;
 
   @Option(names = "--strict", description = "Take warnings for errors.")
   private boolean strict;
@@ -26,9 +28,18 @@ final class CheckCommand implements Callable<Integer> {
 
   @Override
   public Integer call() throws IOException {
+    try {
+      return check();
+    } catch (CsvException e) {
+      throw csv.refusal(e);
+    }
+  }
+
+  private int check() throws IOException {
+    Input input = new Input(in, velk.streams());
     try (Masking masking = new Masking(maskingString.read());
-        CsvSource source = new CsvSource(new Input(in, velk.streams()).open())) {
-      List<String> errors = Header.read(source).findings(masking.rules());
+        CsvInput source = csv.open(masking.engine(), input, velk.streams())) {
+      List<String> errors = Header.read(source.reader()).findings(masking.rules());
       List<String> warnings =
           masking.rules().stream()
               .filter(rule -> rule.unique() && rule.rule().isLossy())

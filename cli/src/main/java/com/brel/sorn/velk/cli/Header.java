@@ -1,24 +1,25 @@
 package com.brel.sorn.velk.cli;
 
 import com.brel.sorn.velk.masking.ColumnRule;
+import com.brel.sorn.velk.masking.CsvReader;
+import java.io.IOException;
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.HashMap;
 import java.util.HashSet;
 import java.util.List;
+import java.util.Map;
 import java.util.Set;
 
-/** The first row of a CSV file: the names of its columns, all of them different. */
-record Header(CsvRow row, List<String> names) {
+/** The names of a CSV file's columns, all of them different. */
+record Header(List<String> names) {
 
-  static Header read(CsvSource source) {
-    CsvRow row = source.next();
-    if (row == null) {
-      throw Failure.inputOutput("the input is empty: it has no header");
-    }
+  static Header read(CsvReader reader) throws IOException {
+    List<String> names = reader.names();
     Set<String> known = new HashSet<>();
-    for (int i = 0; i < row.values().length; i++) {
-      String name = row.values()[i];
-      if (name == null || name.isEmpty()) {
+    for (int i = 0; i < names.size(); i++) {
+      String name = names.get(i);
+      if (name.isEmpty()) {
         throw Failure.inputOutput("column " + (i + 1) + " of the header has no name");
       }
       if (name.indexOf('\0') >= 0) {
@@ -28,30 +29,19 @@ record Header(CsvRow row, List<String> names) {
         throw Failure.inputOutput("the header names column " + Show.quoted(name) + " twice");
       }
     }
-    return new Header(row, List.copyOf(Arrays.asList(row.values())));
-  }
-
-  /** Refuses a row of another width than the header's. */
-  CsvRow check(CsvRow row) {
-    if (row.values().length != names.size()) {
-      throw Failure.inputOutput(
-          "line "
-              + row.line()
-              + ": the row has "
-              + Show.counted(row.values().length, "value")
-              + ", the header "
-              + names.size());
-    }
-    return row;
+    return new Header(names);
   }
 
   /** What is wrong between a header and the rules: nothing may be passed through unseen. */
   List<String> findings(List<ColumnRule> rules) {
     List<String> findings = new ArrayList<>();
-    List<String> ruled = rules.stream().map(ColumnRule::name).toList();
-    for (String name : ruled) {
-      if (!names.contains(name)) {
-        findings.add("there is a rule for column " + Show.quoted(name) + ", and no such column");
+    Set<String> there = new HashSet<>(names);
+    Set<String> ruled = new HashSet<>();
+    for (ColumnRule rule : rules) {
+      ruled.add(rule.name());
+      if (!there.contains(rule.name())) {
+        findings.add(
+            "there is a rule for column " + Show.quoted(rule.name()) + ", and no such column");
       }
     }
     for (String name : names) {
@@ -68,7 +58,19 @@ record Header(CsvRow row, List<String> names) {
     if (!findings.isEmpty()) {
       throw Failure.usage(String.join("\n", findings));
     }
-    List<String> ruled = rules.stream().map(ColumnRule::name).toList();
-    return names.stream().mapToInt(ruled::indexOf).toArray();
+    Map<String, Integer> places = new HashMap<>();
+    for (int i = 0; i < rules.size(); i++) {
+      places.put(rules.get(i).name(), i);
+    }
+    return names.stream().mapToInt(places::get).toArray();
+  }
+
+  /** The values of a row in the order of the rules. */
+  static List<String> inOrder(int[] ruleOf, List<String> row) {
+    String[] values = new String[ruleOf.length];
+    for (int column = 0; column < ruleOf.length; column++) {
+      values[ruleOf[column]] = row.get(column);
+    }
+    return Arrays.asList(values);
   }
 }

@@ -1,5 +1,8 @@
 package com.brel.sorn.velk.cli;
 
+import com.brel.sorn.velk.masking.CsvException;
+import com.brel.sorn.velk.masking.CsvReader;
+import com.brel.sorn.velk.masking.Engine;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
@@ -11,6 +14,7 @@ import java.util.Set;
 import java.util.concurrent.Callable;
 import java.util.regex.Pattern;
 import picocli.CommandLine.Command;
+import picocli.CommandLine.Mixin;
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
 import picocli.CommandLine.ParentCommand;
@@ -30,6 +34,7 @@ final class InitCommand implements Callable<Integer> {
   private static final Set<String> WORDS = Set.of("service", "key", "on_error", "on_null");
 
   @ParentCommand private Velk velk;
+  @Mixin private CsvOptions csv;
 
   @Option(names = "--force", description = "Write over a rules file that exists.")
   private boolean force;
@@ -52,11 +57,14 @@ final class InitCommand implements Callable<Integer> {
   public Integer call() throws IOException {
     Input input = new Input(in, velk.streams());
     input.requireOtherThan(out, "the rules file");
-    try (CsvSource source = new CsvSource(input.open())) {
-      Header header = Header.read(source);
-      write(rules(header, sample(source, header)));
+    try (Engine engine = Engine.open();
+        CsvInput source = csv.open(engine, input, velk.streams())) {
+      Header header = Header.read(source.reader());
+      write(rules(header, sample(source.reader(), header)));
+      return ExitCode.DONE;
+    } catch (CsvException e) {
+      throw csv.refusal(e);
     }
-    return ExitCode.DONE;
   }
 
   private void write(String rules) throws IOException {
@@ -75,18 +83,18 @@ final class InitCommand implements Callable<Integer> {
   }
 
   /** The values of each column in the first rows. */
-  private static List<List<String>> sample(CsvSource source, Header header) {
+  private static List<List<String>> sample(CsvReader reader, Header header) throws IOException {
     List<List<String>> columns = new ArrayList<>();
     header.names().forEach(name -> columns.add(new ArrayList<>()));
     for (int count = 0; count < ROWS_LOOKED_AT; count++) {
-      CsvRow row = source.next();
+      CsvReader.Row row = reader.next();
       if (row == null) {
         break;
       }
-      String[] values = header.check(row).values();
-      for (int column = 0; column < values.length; column++) {
-        if (values[column] != null && !values[column].isEmpty()) {
-          columns.get(column).add(values[column]);
+      for (int column = 0; column < row.values().size(); column++) {
+        String value = row.values().get(column);
+        if (value != null && !value.isEmpty()) {
+          columns.get(column).add(value);
         }
       }
     }

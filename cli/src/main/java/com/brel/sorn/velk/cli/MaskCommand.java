@@ -1,12 +1,13 @@
 package com.brel.sorn.velk.cli;
 
+import com.brel.sorn.velk.masking.CsvException;
+import com.brel.sorn.velk.masking.CsvReport;
 import com.brel.sorn.velk.masking.MaskingService;
 import java.io.IOException;
 import java.io.OutputStream;
 import java.nio.charset.Charset;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
-import java.util.Arrays;
 import java.util.concurrent.Callable;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Mixin;
@@ -25,16 +26,25 @@ import picocli.CommandLine.ParentCommand;
           + " written before a failure stays written."
     })
 final class MaskCommand implements Callable<Integer> {
+  private static final int MOST_JOBS = 256;
+  private static final int MOST_JOBS_UNASKED = 4;
+
+  /** Bytes of a file that is worth several threads. */
+  private static final long LARGE = 8_000_000;
+
   @ParentCommand private Velk velk;
   @Mixin private MaskingStringSource maskingString;
+  @Mixin private CsvOptions csv;
   @Mixin private OnErrorOptions onError;
 
   @Option(
       names = {"-j", "--jobs"},
       paramLabel = "N",
-      defaultValue = "1",
-      description = "Mask with N processes; the output is the same (default: ${DEFAULT-VALUE}).")
-  private int jobs;
+      description = {
+        "Mask with N threads; the output is the same. Without it, a file of more than 8 MB is masked"
+            + " with as many as there are processors, up to 4."
+      })
+  private Integer jobs;
 
   @Option(
       names = {"-q", "--quiet"},
@@ -65,6 +75,14 @@ final class MaskCommand implements Callable<Integer> {
 
   @Override
   public Integer call() throws IOException {
+    try {
+      return run();
+    } catch (CsvException e) {
+      throw csv.refusal(e);
+    }
+  }
+
+  private int run() throws IOException {
     Input input = new Input(in, velk.streams());
     checkArguments(input);
     try (Masking masking = new Masking(maskingString.read());
@@ -92,11 +110,8 @@ final class MaskCommand implements Callable<Integer> {
   }
 
   private void checkArguments(Input input) throws IOException {
-    if (jobs < 1) {
-      throw Failure.usage("--jobs " + jobs + ": at least 1");
-    }
-    if (jobs > 1 && (input.isStream() || Input.isStandard(out))) {
-      throw Failure.usage("--jobs needs files: it works on several places of them at a time");
+    if (jobs != null && (jobs < 1 || jobs > MOST_JOBS)) {
+      throw Failure.usage("--jobs " + jobs + ": 1 to " + MOST_JOBS);
     }
     input.requireOtherThan(out, "the output");
     if (reportFile != null) {
@@ -115,28 +130,35 @@ final class MaskCommand implements Callable<Integer> {
 
   private Report mask(Masking masking, ErrorPolicy policy, Input input, OutputStream output)
       throws IOException {
-    try (CsvSource source = new CsvSource(input.open());
+    try (CsvInput source = csv.open(masking.engine(), input, velk.streams());
         MaskingService service = masking.open();
         Progress progress = quiet ? Progress.none() : Progress.to(velk.streams(), input.size())) {
-      Header header = Header.read(source);
-      int[] ruleOf = header.match(masking.rules());
-      Report report = report(masking, input, ruleOf);
-      if (jobs > 1) {
-        SliceTask task = new SliceTask(masking.text(), in, policy, header.row().end());
-        new ParallelMasker(task, SlicedFile.slices(Path.of(in), jobs), Path.of(out))
-            .run(report, progress, output);
-      } else {
-        CsvSink sink = new CsvSink(output, header.row().end());
-        sink.writeHeader(source, header);
-        new RowMasker(header, ruleOf, service, policy, report, 1)
-            .run(source, sink, done -> progress.update(done.rows, source.offset()));
-      }
-      return report;
+      Header.read(source.reader()).match(masking.rules());
+      CsvReport counts =
+          service
+              .csv()
+              .onError(policy.replacement())
+              .threads(threads(input))
+              .onBlock(
+                  sofar -> {
+                    policy.check(sofar);
+                    progress.update(sofar.rows(), source.bytesRead());
+                  })
+              .mask(source.reader(), output);
+      return report(masking, input, counts);
     }
   }
 
-  private Report report(Masking masking, Input input, int[] ruleOf) {
-    Report report = new Report(Arrays.stream(ruleOf).mapToObj(masking.rules()::get).toList());
+  private int threads(Input input) throws IOException {
+    if (jobs != null) {
+      return jobs;
+    }
+    int processors = Runtime.getRuntime().availableProcessors();
+    return input.size() > LARGE ? Math.min(processors, MOST_JOBS_UNASKED) : 1;
+  }
+
+  private Report report(Masking masking, Input input, CsvReport counts) {
+    Report report = new Report(counts);
     report.input = input.name();
     report.output = Input.isStandard(out) ? "standard output" : out;
     report.engine = masking.engineName();

@@ -16,12 +16,10 @@ final class Masking implements AutoCloseable {
   private static final String FINGERPRINT_TEXT = "velk";
   private static final int FINGERPRINT_LENGTH = 16;
 
-  private final String text;
   private final Engine engine;
   private final ParsedService parsed;
 
   Masking(String maskingString) {
-    text = maskingString;
     engine = Engine.open();
     try {
       parsed = parse(maskingString);
@@ -44,9 +42,8 @@ final class Masking implements AutoCloseable {
     }
   }
 
-  /** The masking string, which may have come from a pipe and cannot be read again. */
-  String text() {
-    return text;
+  Engine engine() {
+    return engine;
   }
 
   List<ColumnRule> rules() {

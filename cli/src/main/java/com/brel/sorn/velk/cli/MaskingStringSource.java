@@ -1,9 +1,7 @@
 package com.brel.sorn.velk.cli;
 
-import java.io.ByteArrayInputStream;
 import java.io.IOException;
 import java.io.InputStream;
-import java.io.StringWriter;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import picocli.CommandLine.ArgGroup;
@@ -43,9 +41,7 @@ final class MaskingStringSource {
       if (bytes.length > LARGEST_FILE) {
         throw Failure.usage("far too long for a masking string");
       }
-      StringWriter text = new StringWriter();
-      new Utf8Reader(new ByteArrayInputStream(bytes), 0, 1).transferTo(text);
-      return text.toString();
+      return Utf8.decode(bytes);
     } catch (Failure e) {
       throw Failure.usage(file + ": " + e.getMessage());
     } catch (IOException e) {

@@ -1,11 +1,12 @@
 package com.brel.sorn.velk.cli;
 
+import com.brel.sorn.velk.masking.CsvException;
+import com.brel.sorn.velk.masking.CsvReader;
 import com.brel.sorn.velk.masking.FieldError;
 import com.brel.sorn.velk.masking.MaskedRows;
 import com.brel.sorn.velk.masking.MaskingService;
 import java.io.IOException;
 import java.util.ArrayList;
-import java.util.Arrays;
 import java.util.List;
 import java.util.Optional;
 import java.util.concurrent.Callable;
@@ -24,6 +25,7 @@ final class PreviewCommand implements Callable<Integer> {
 
   @ParentCommand private Velk velk;
   @Mixin private MaskingStringSource maskingString;
+  @Mixin private CsvOptions csv;
 
   @Option(
       names = {"-n", "--rows"},
@@ -45,19 +47,28 @@ final class PreviewCommand implements Callable<Integer> {
     if (count < 1 || count > MOST_ROWS) {
       throw Failure.usage("-n " + count + ": 1 to " + MOST_ROWS + " rows");
     }
+    try {
+      return preview();
+    } catch (CsvException e) {
+      throw csv.refusal(e);
+    }
+  }
+
+  private int preview() throws IOException {
+    Input input = new Input(in, velk.streams());
     try (Masking masking = new Masking(maskingString.read());
-        CsvSource source = new CsvSource(new Input(in, velk.streams()).open())) {
+        CsvInput source = csv.open(masking.engine(), input, velk.streams())) {
       masking.keyWarning().ifPresent(text -> velk.streams().say("velk: warning: " + text));
-      Header header = Header.read(source);
+      Header header = Header.read(source.reader());
       int[] ruleOf = header.match(masking.rules());
-      List<CsvRow> rows = read(source, header);
+      List<List<String>> rows = read(source.reader());
       List<List<String>> table = new ArrayList<>();
       table.add(cells("", header.names()));
       boolean errors = false;
       if (!rows.isEmpty()) {
         try (MaskingService service = masking.open()) {
           MaskedRows masked =
-              service.mask(rows.stream().map(row -> RowMasker.inOrder(ruleOf, row)).toList());
+              service.mask(rows.stream().map(row -> Header.inOrder(ruleOf, row)).toList());
           addRows(table, ruleOf, rows, masked);
           errors = !masked.errors().isEmpty();
         }
@@ -67,23 +78,23 @@ final class PreviewCommand implements Callable<Integer> {
     }
   }
 
-  private List<CsvRow> read(CsvSource source, Header header) {
-    List<CsvRow> rows = new ArrayList<>();
+  private List<List<String>> read(CsvReader reader) throws IOException {
+    List<List<String>> rows = new ArrayList<>();
     while (rows.size() < count) {
-      CsvRow row = source.next();
+      CsvReader.Row row = reader.next();
       if (row == null) {
         break;
       }
-      rows.add(header.check(row));
+      rows.add(row.values());
     }
     return rows;
   }
 
   private void addRows(
-      List<List<String>> table, int[] ruleOf, List<CsvRow> rows, MaskedRows masked) {
+      List<List<String>> table, int[] ruleOf, List<List<String>> rows, MaskedRows masked) {
     for (int row = 0; row < rows.size(); row++) {
       if (showOriginal) {
-        List<String> values = Arrays.stream(rows.get(row).values()).map(this::show).toList();
+        List<String> values = rows.get(row).stream().map(this::show).toList();
         table.add(cells("original", values));
       }
       List<String> values = new ArrayList<>();

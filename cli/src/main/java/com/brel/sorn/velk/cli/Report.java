@@ -1,21 +1,16 @@
 package com.brel.sorn.velk.cli;
 
-import com.brel.sorn.velk.masking.ColumnRule;
-import com.brel.sorn.velk.masking.FieldError;
+import com.brel.sorn.velk.masking.CsvReport;
 import com.fasterxml.jackson.annotation.JsonAutoDetect;
 import com.fasterxml.jackson.annotation.JsonAutoDetect.Visibility;
 import java.util.ArrayList;
-import java.util.Collection;
 import java.util.List;
-import java.util.Objects;
 import java.util.SortedMap;
 import java.util.TreeMap;
 
 /** What a run did, counted value by value; it never holds a value. */
 @JsonAutoDetect(fieldVisibility = Visibility.ANY, getterVisibility = Visibility.NONE)
 final class Report {
-  private static final int ROWS_TOLD = 10;
-
   String input;
   String output;
   long rows;
@@ -54,68 +49,33 @@ final class Report {
     List<Long> firstRows = new ArrayList<>();
   }
 
-  /** For Jackson. */
-  Report() {}
-
-  /** An empty report of a file's columns, in its order. */
-  Report(Collection<ColumnRule> rules) {
-    for (ColumnRule rule : rules) {
-      Column column = new Column();
-      column.name = rule.name();
-      column.rule = rule.rule().toString();
-      columns.add(column);
-    }
+  /** The counts of a run; what it was is still to be said. */
+  Report(CsvReport counts) {
+    rows = counts.rows();
+    counts.columns().forEach(column -> columns.add(column(column, rows)));
   }
 
-  /** Counts a value that was masked, or left as it was. */
-  void count(int index, String before, String after) {
-    Column column = columns.get(index);
-    column.rows++;
-    if (!Objects.equals(before, after)) {
-      column.masked++;
-    } else if (before == null) {
-      column.nullsKept++;
-    } else {
-      column.leftEqual++;
-    }
+  private static Column column(CsvReport.Column counts, long rows) {
+    Column column = new Column();
+    column.name = counts.rule().name();
+    column.rule = counts.rule().rule().toString();
+    column.rows = rows;
+    column.masked = counts.masked();
+    column.nullsKept = counts.nullsKept();
+    column.leftEqual = counts.leftEqual();
+    counts.errors().forEach((code, errors) -> column.errors.put(code, errors(code, errors)));
+    return column;
   }
 
-  /** Counts a value that could not be masked. */
-  void count(int index, FieldError error, long row) {
-    Column column = columns.get(index);
-    column.rows++;
-    Errors errors = column.errors.computeIfAbsent(error.code(), code -> new Errors());
-    errors.text = Show.message(error);
-    errors.count++;
-    if (errors.firstRows.size() < ROWS_TOLD) {
-      errors.firstRows.add(row);
-    }
+  private static Errors errors(int code, CsvReport.Errors counts) {
+    Errors errors = new Errors();
+    errors.text = Show.message(code, counts.text());
+    errors.count = counts.count();
+    counts.firstRows().forEach(row -> errors.firstRows.add(row + 1));
+    return errors;
   }
 
   long errorCount() {
     return columns.stream().mapToLong(Column::errorCount).sum();
-  }
-
-  /** Adds the counts of the rows that follow. */
-  void add(Report next) {
-    rows += next.rows;
-    for (int i = 0; i < columns.size(); i++) {
-      add(columns.get(i), next.columns.get(i));
-    }
-  }
-
-  private static void add(Column column, Column next) {
-    column.rows += next.rows;
-    column.masked += next.masked;
-    column.nullsKept += next.nullsKept;
-    column.leftEqual += next.leftEqual;
-    next.errors.forEach(
-        (code, more) -> {
-          Errors errors = column.errors.computeIfAbsent(code, unused -> new Errors());
-          errors.text = more.text;
-          errors.count += more.count;
-          int room = ROWS_TOLD - errors.firstRows.size();
-          errors.firstRows.addAll(more.firstRows.subList(0, Math.min(room, more.firstRows.size())));
-        });
   }
 }

@@ -1,6 +1,5 @@
 package com.brel.sorn.velk.cli;
 
-import com.brel.sorn.velk.masking.FieldError;
 import java.util.Locale;
 
 /** Text made fit for a terminal. */
@@ -52,10 +51,10 @@ final class Show {
   }
 
   /** The text of an error in one line, without the code that the engine begins it with. */
-  static String message(FieldError error) {
-    String text = error.message() == null ? "" : error.message().strip();
-    String code = error.code() + " ";
-    String rest = text.startsWith(code) ? text.substring(code.length()) : text;
+  static String message(int code, String text) {
+    String begin = code + " ";
+    String whole = text == null ? "" : text.strip();
+    String rest = whole.startsWith(begin) ? whole.substring(begin.length()) : whole;
     return rest.replaceAll("\\s*\\R\\s*", " ");
   }
 }

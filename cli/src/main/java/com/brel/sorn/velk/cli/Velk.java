@@ -25,7 +25,6 @@ import picocli.CommandLine.IVersionProvider;
       PreviewCommand.class,
       InitCommand.class,
       KeyCommand.class,
-      SliceCommand.class,
       HelpCommand.class,
       GenerateCompletion.class
     },

@@ -19,6 +19,9 @@ import org.junit.jupiter.params.provider.ValueSource;
 class InputRefusalTest {
   private static final String RULES = "service=s a=keep b=keep";
 
+  /** UTF-16 units. */
+  private static final int LONGEST_VALUE = 1 << 22;
+
   @TempDir Path folder;
 
   @Test
@@ -44,37 +47,41 @@ class InputRefusalTest {
 
   @Test
   void anEmptyLineIsARowThatIsTooShort() throws IOException {
-    assertRefused("a,b\n1,2\n\n", "line 3: the row has 1 value, the header 2");
+    assertRefused(
+        "a,b\n1,2\n\n",
+        "line 3: the row has 1 value, the header 2: the line is blank; --blank-lines skip");
   }
 
   @Test
   void aQuoteThatIsNeverClosedIsTold() throws IOException {
-    String place = "the row behind that in line 2: a quote is opened and never closed";
+    String place = "line 3: a quote is opened and never closed";
     assertRefused("a,b\n1,2\n3,\"4\n5,6\n", place);
     assertRefused("a,b\n1,2\n3,\"4", place);
     assertRefused("a,b\n1,2\n3,\"", place);
     assertRefused("a,b\n1,2\n3,\"x\"\"", place);
-    assertRefused("a,\"b", "a quote is opened and never closed");
+    assertRefused("a,\"b", "line 1: a quote is opened and never closed");
   }
 
   @Test
   void aValueOfMoreCharactersThanFitIsTold() throws IOException {
-    String value = "x".repeat(com.brel.sorn.velk.cli.CsvSource.LONGEST_VALUE + 1);
-    assertRefused("a,b\n1," + value + "\n", "a value has more than 4194304 characters");
+    String value = "x".repeat(LONGEST_VALUE + 1);
+    assertRefused(
+        "a,b\n1," + value + "\n",
+        "line 2: a value has more than 4194304 characters; perhaps a quote is not closed");
   }
 
   @Test
   void aRowOfMoreCharactersThanFitIsTold() throws IOException {
-    String value = "x".repeat(com.brel.sorn.velk.cli.CsvSource.LONGEST_VALUE - 9);
+    String value = "x".repeat(LONGEST_VALUE - 9);
     String rest = "x".repeat(9);
     assertRefused(
         "a,b\n1,2\n" + value + "," + value + "," + rest + "," + rest + ",1\n",
-        "the row behind that in line 2: it has more than 8388608 characters");
+        "line 3: the row has more than 8388608 characters; perhaps a quote is not closed");
   }
 
   @Test
   void aCharacterBehindAClosingQuoteIsTold() throws IOException {
-    assertRefused("a,b\n\"1\"x,2\n", "a character stands behind a closing quote");
+    assertRefused("a,b\n\"1\"x,2\n", "line 2: a character stands behind a closing quote");
   }
 
   @Test

@@ -1,21 +1,26 @@
 package com.brel.sorn.velk.cli;
 
+import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
+import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.Random;
+import java.util.Set;
+import java.util.concurrent.ConcurrentHashMap;
 import java.util.stream.Stream;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.ValueSource;
 
-/** Several processes do what one does. */
+/** Several threads do what one does. */
 class JobsTest {
   private static final String RULES =
       "service=s key=env:MASK_KEY a=classes a.type=varchar(30) b=hash";
@@ -61,8 +66,8 @@ class JobsTest {
 
   @ParameterizedTest
   @ValueSource(strings = {"\n", ""})
-  void severalProcessesGiveTheSameBytesAndTheSameReport(String lastEnd) throws IOException {
-    Path in = Files.writeString(folder.resolve("in.csv"), awkward(2000, lastEnd));
+  void severalThreadsGiveTheSameBytesAndTheSameReport(String lastEnd) throws IOException {
+    Path in = Files.writeString(folder.resolve("in.csv"), awkward(60_000, lastEnd));
     Path one = folder.resolve("one.csv");
     Path many = folder.resolve("many.csv");
     String report = run(in, one).expect(ExitCode.FIELD_ERRORS).report().toString();
@@ -73,7 +78,7 @@ class JobsTest {
   }
 
   @Test
-  void moreProcessesThanRowsDoNoHarm() throws IOException {
+  void moreThreadsThanRowsDoNoHarm() throws IOException {
     for (String csv : new String[] {"a,b\n", "a,b\n1,2\n\"3\n3\",4"}) {
       Path in = Files.writeString(folder.resolve("in.csv"), csv);
       Path one = folder.resolve("one.csv");
@@ -85,47 +90,65 @@ class JobsTest {
   }
 
   @Test
-  void slicesMeetBetweenRowsAndCoverTheFile() throws IOException {
-    Path in = Files.writeString(folder.resolve("in.csv"), awkward(500, "\n"));
-    for (int count : new int[] {1, 2, 7, 1000}) {
-      long end = 0;
-      for (Slice slice : SlicedFile.slices(in, count)) {
-        assertEquals(end, slice.from());
-        end = slice.to();
-      }
-      assertEquals(Files.size(in), end);
-    }
-    assertEquals(7, SlicedFile.slices(in, 7).size());
+  void standardInputAndOutputAreMaskedBySeveralThreads() {
+    byte[] csv = awkward(60_000, "\n").getBytes(StandardCharsets.UTF_8);
+    Run one = Run.mask(RULES, csv, "-q").expect(ExitCode.FIELD_ERRORS);
+    Run several = Run.mask(RULES, csv, "-q", "-j", "3").expect(ExitCode.FIELD_ERRORS);
+    assertArrayEquals(one.bytes(), several.bytes());
   }
 
   @Test
-  void theFirstFailureInTheFileIsToldWhicheverProcessFails() throws IOException {
-    String csv = "a,b\n" + "1,2\n".repeat(100) + "3\n" + "1,2\n".repeat(100) + "1,2,3\n";
+  void aLargeFileIsMaskedBySeveralThreadsUnasked() throws Exception {
+    Path in =
+        Files.writeString(folder.resolve("in.csv"), "a,b\n" + "some text,2\n".repeat(700_000));
+    Set<String> seen = ConcurrentHashMap.newKeySet();
+    Thread watch =
+        new Thread(
+            () -> {
+              while (!Thread.currentThread().isInterrupted()) {
+                Thread.getAllStackTraces().keySet().forEach(thread -> seen.add(thread.getName()));
+              }
+            });
+    watch.start();
+    run(in, folder.resolve("one.csv"), "-j", "1").expect(ExitCode.DONE);
+    assertFalse(seen.contains("velk-csv"));
+    run(in, folder.resolve("many.csv")).expect(ExitCode.DONE);
+    watch.interrupt();
+    watch.join();
+    assertEquals(Runtime.getRuntime().availableProcessors() > 1, seen.contains("velk-csv"));
+    assertEquals(-1, Files.mismatch(folder.resolve("one.csv"), folder.resolve("many.csv")));
+  }
+
+  @Test
+  void theFirstFailureInTheFileIsToldWhicheverThreadMeetsOne() throws IOException {
+    String csv = "a,b\n" + "1,2\n".repeat(100_000) + "3\n" + "1,2\n".repeat(100_000) + "1,2,3\n";
     Path in = Files.writeString(folder.resolve("in.csv"), csv);
     Run run = run(in, folder.resolve("out.csv"), "-j", "3").expect(ExitCode.INPUT_OUTPUT);
-    assertTrue(run.err().contains("line 102: the row has 1 value, the header 2"), run.err());
+    assertTrue(run.err().contains("line 100002: the row has 1 value, the header 2"), run.err());
     assertEquals(List.of("in.csv"), left());
   }
 
   @Test
-  void illFormedTextInALaterSliceIsToldWithItsPlaceInTheFile() throws IOException {
-    byte[] csv = ("a,b\n" + "1,2\n".repeat(300) + "3,?\n").getBytes();
+  void illFormedTextInALaterBlockIsToldWithItsPlaceInTheFile() throws IOException {
+    byte[] csv = ("a,b\n" + "1,2\n".repeat(300_000) + "3,?\n").getBytes();
     csv[csv.length - 2] = (byte) 0xFF;
     Path in = Files.write(folder.resolve("in.csv"), csv);
     Run run = run(in, folder.resolve("out.csv"), "-j", "3").expect(ExitCode.INPUT_OUTPUT);
-    assertTrue(run.err().contains("byte 1206, line 302"), run.err());
+    assertTrue(run.err().contains("byte 1200006, line 300002"), run.err());
   }
 
   @Test
-  void aStoppingErrorAndTheMostErrorsHoldForAllProcessesTogether() throws IOException {
+  void aStoppingErrorAndTheMostErrorsHoldForAllThreadsTogether() throws IOException {
     String bad = "this value is longer than its column,2\n";
-    String csv = "a,b\n" + ("1,2\n".repeat(99) + bad).repeat(3);
+    String csv = "a,b\n" + ("1,2\n".repeat(99_999) + bad).repeat(3);
     Path in = Files.writeString(folder.resolve("in.csv"), csv);
     Path out = folder.resolve("out.csv");
     Run stop = run(in, out, "-j", "2", "--on-error", "stop").expect(ExitCode.INPUT_OUTPUT);
-    assertTrue(stop.err().contains("row 100, column \"a\": error 7502"), stop.err());
+    assertTrue(stop.err().contains("row 100000, column \"a\": error 7502"), stop.err());
     Run most = run(in, out, "-j", "2", "--max-errors", "2").expect(ExitCode.INPUT_OUTPUT);
-    assertTrue(most.err().contains("more than 2 values"), most.err());
+    String told =
+        "more than 2 values could not be masked; the first: row 100000, column \"a\": error 7502";
+    assertTrue(most.err().contains(told), most.err());
     assertEquals(List.of("in.csv"), left());
   }
 

@@ -84,7 +84,7 @@ class LauncherIT {
   }
 
   @Test
-  void theLauncherMasksWithSeveralProcesses() throws Exception {
+  void theLauncherMasksWithSeveralThreads() throws Exception {
     Path in = Files.writeString(folder.resolve("in"), "a\n" + "x\ny\n".repeat(50));
     Path out = folder.resolve("ä.csv");
     String rules = "service=s a=fixed('ä')";
@@ -298,8 +298,8 @@ class LauncherIT {
     List<String> found = new ArrayList<>();
     try (CsvSource before = open("examples/people.csv");
         CsvSource after = open("masked.csv")) {
-      List<String> names = Header.read(before).names();
-      assertEquals(names, Header.read(after).names());
+      List<String> names = List.of(before.next().values());
+      assertEquals(names, List.of(after.next().values()));
       for (int row = 1; row <= 50; row++) {
         String[] was = before.next().values();
         String[] is = after.next().values();
@@ -320,18 +320,14 @@ class LauncherIT {
 
   @Test
   @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
-  void aPipeIsMaskedByOneProcessAlone() throws Exception {
+  void aPipeIsMaskedWithSeveralThreadsToo() throws Exception {
     Files.writeString(folder.resolve("in"), "a\nx\n");
     String rules = "service=s a=fixed('y')";
     String pipe = "exec \"$0\" mask -q \"$@\" <(printf 'a\\nx\\n') ";
-    Ended one = start(Map.of(), "bash", "-c", pipe + "-", LAUNCHER.toString(), "-s", rules);
-    assertEquals("a\ny\n", one.out(), one.err());
-    String out = folder.resolve("out.csv").toString();
-    Ended two =
-        start(Map.of(), "bash", "-c", pipe + out, LAUNCHER.toString(), "-s", rules, "-j", "2");
-    assertEquals(ExitCode.USAGE, two.exitCode(), two.err());
-    assertTrue(two.err().startsWith("velk: --jobs needs files"), two.err());
-    assertFalse(Files.exists(Path.of(out)));
+    for (String jobs : List.of("1", "2")) {
+      String[] arguments = {"-c", pipe + "-", LAUNCHER.toString(), "-s", rules, "-j", jobs};
+      assertEquals(new Ended(ExitCode.DONE, "a\ny\n", ""), start(Map.of(), "bash", arguments));
+    }
   }
 
   @Test
@@ -380,7 +376,7 @@ class LauncherIT {
   }
 
   @Test
-  void eachProcessHasATraceOfItsOwn() throws Exception {
+  void thereIsOneTraceOfSeveralThreads() throws Exception {
     Path in = Files.writeString(folder.resolve("in"), "a\n" + "x\n".repeat(10));
     String trace = folder.resolve("trace.json").toString();
     Ended run =
@@ -395,10 +391,9 @@ class LauncherIT {
             in.toString(),
             folder.resolve("out.csv").toString());
     assertEquals(ExitCode.DONE, run.exitCode(), run.err());
-    for (String name : List.of(trace, trace + ".1", trace + ".2")) {
-      JsonNode events = new ObjectMapper().readTree(Path.of(name).toFile());
-      assertTrue(events.findValuesAsText("name").contains("VELK.terminateFramework0"), name);
-    }
+    JsonNode events = new ObjectMapper().readTree(Path.of(trace).toFile());
+    assertTrue(events.findValuesAsText("name").contains("VELK.terminateFramework0"));
+    assertFalse(Files.exists(Path.of(trace + ".1")));
   }
 
   @Test

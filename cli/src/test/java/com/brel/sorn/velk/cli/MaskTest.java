@@ -54,9 +54,7 @@ class MaskTest {
     Run.velk("mask", in, "-").expect(ExitCode.USAGE);
     Run.velk("mask", "-s", SHORT, "-r", in, in, "-").expect(ExitCode.USAGE);
     Run.velk("mask", "-s", SHORT, "-j", "0", in, "out").expect(ExitCode.USAGE);
-    Run.velk("mask", "-s", SHORT, "-j", "2", in, "-").expect(ExitCode.USAGE);
-    Run.velk("mask", "-s", SHORT, "-j", "2", "-", "out").expect(ExitCode.USAGE);
-    Run.velk("mask", "-s", SHORT, "-j", "2", folder.toString(), "out").expect(ExitCode.USAGE);
+    Run.velk("mask", "-s", SHORT, "-j", "257", in, "-").expect(ExitCode.USAGE);
     Run.velk("mask", "-s", SHORT, "--on-error", "keep", in, "-").expect(ExitCode.USAGE);
     Run.velk("mask", "-s", SHORT, "--max-errors", "-1", in, "-").expect(ExitCode.USAGE);
     Run same = Run.velk("mask", "-s", SHORT, in, in).expect(ExitCode.USAGE);
@@ -152,7 +150,9 @@ class MaskTest {
     Path out = folder.resolve("out.csv");
     String[] command = {"mask", "-s", SHORT, in.toString(), out.toString(), "--max-errors", "1"};
     Run run = Run.velk(command).expect(ExitCode.INPUT_OUTPUT);
-    assertTrue(run.err().contains("more than 1 value could not be masked"), run.err());
+    String told =
+        "more than 1 value could not be masked; the first: row 1, column \"a\": error 7502: ";
+    assertTrue(run.err().startsWith("velk: " + told), run.err());
     assertFalse(Files.exists(out));
     command[command.length - 1] = "2";
     Run.velk(command).expect(ExitCode.FIELD_ERRORS);

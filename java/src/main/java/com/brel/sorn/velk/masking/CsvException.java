@@ -42,17 +42,32 @@ public final class CsvException extends IOException {
   /** Where its row starts, counted from 1. */
   private final long rowLine;
 
-  CsvException(Fault fault, long offset, long line, long rowLine, String message) {
+  /** Of the row, where it has a wrong number of them. */
+  private final long values;
+
+  /** Of the table. */
+  private final long columns;
+
+  CsvException(
+      Fault fault,
+      long offset,
+      long line,
+      long rowLine,
+      long values,
+      long columns,
+      String message) {
     super(message);
     this.fault = fault;
     this.offset = offset;
     this.line = line;
     this.rowLine = rowLine;
+    this.values = values;
+    this.columns = columns;
   }
 
   /** What is wrong with the header, or that there is none. */
   static CsvException ofHeader(Fault fault, String message) {
-    return new CsvException(fault, 0, 1, 1, message);
+    return new CsvException(fault, 0, 1, 1, 0, 0, message);
   }
 
   /**
@@ -90,5 +105,25 @@ public final class CsvException extends IOException {
    */
   public long rowLine() {
     return rowLine;
+  }
+
+  /**
+   * Counts the values of a row that has too few or too many.
+   *
+   * @return their number; of no meaning unless the fault is {@link Fault#WIDTH} or {@link
+   *     Fault#BLANK_LINE}
+   */
+  public long values() {
+    return values;
+  }
+
+  /**
+   * Counts the values that a row of the table has.
+   *
+   * @return their number; of no meaning unless the fault is {@link Fault#WIDTH} or {@link
+   *     Fault#BLANK_LINE}
+   */
+  public long columns() {
+    return columns;
   }
 }

@@ -29,7 +29,13 @@ record CsvFault(int number, long offset, long line, long rowLine, long values) {
     Fault fault = Fault.values()[number];
     String place = "byte " + (bytes + offset) + ", line " + (lines + line) + ": ";
     return new CsvException(
-        fault, bytes + offset, lines + line, lines + rowLine, place + message(fault, width));
+        fault,
+        bytes + offset,
+        lines + line,
+        lines + rowLine,
+        values,
+        width,
+        place + message(fault, width));
   }
 
   private String message(Fault fault, int width) {

@@ -1,8 +1,6 @@
 package com.brel.sorn.velk.masking;
 
 import com.brel.sorn.velk.masking.CsvException.Fault;
-import java.nio.ByteBuffer;
-import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
 import java.util.HashMap;
 import java.util.HashSet;
@@ -10,64 +8,12 @@ import java.util.List;
 import java.util.Map;
 import java.util.Set;
 
-/** The first row of a table: which column of the service each of its columns is. */
+/** The names of a table's columns: which column of the service each of them is. */
 final class CsvHeader {
-  private static final int QUOTES_DOUBLED = 2;
-  private static final int ROW_INTS = 3;
-  private static final int CELL_INTS = 3;
-
   private CsvHeader() {}
 
-  /**
-   * Reads the header that the first block starts with.
-   *
-   * @param bytes in front of the block
-   * @return for each column of the table that of the service
-   */
-  static int[] match(CsvSlot slot, int format, List<Column> columns, long bytes)
-      throws CsvException {
-    return match(names(slot, format, cells(slot, format, bytes)), columns);
-  }
-
-  /** The first row's cells: three ints of the row, then three of each cell. */
-  private static int[] cells(CsvSlot slot, int format, long bytes) throws CsvException {
-    long[] state = new long[8];
-    for (int room = 64; ; room *= 2) {
-      int[] cells = new int[ROW_INTS + CELL_INTS * room];
-      int read =
-          NativeBulk.csvCells(format, slot.text.handle(), slot.from, slot.bytes, cells, state);
-      if (read < 0) {
-        throw Lane.failure(read, "csvCells");
-      }
-      if (read > 0) {
-        return cells;
-      }
-      CsvFault fault = CsvFault.read(state, 2);
-      if (fault.number() != 0) {
-        throw fault.in(bytes, 0, 0);
-      }
-      if (state[0] >= slot.bytes) {
-        throw CsvException.ofHeader(Fault.EMPTY, "the input is empty: it has no header");
-      }
-    }
-  }
-
-  private static List<String> names(CsvSlot slot, int format, int[] cells) {
-    ByteBuffer text = slot.text.room(0);
-    String quote = String.valueOf((char) (format >> 8 & 0xFF));
-    List<String> names = new ArrayList<>();
-    for (int i = 0; i < cells[2]; i++) {
-      int cell = ROW_INTS + CELL_INTS * i;
-      byte[] utf8 = new byte[cells[cell + 1]];
-      text.get(slot.from + cells[cell], utf8);
-      String name = new String(utf8, StandardCharsets.UTF_8);
-      boolean doubled = (cells[cell + 2] & QUOTES_DOUBLED) != 0;
-      names.add(doubled ? name.replace(quote + quote, quote) : name);
-    }
-    return names;
-  }
-
-  private static int[] match(List<String> names, List<Column> columns) throws CsvException {
+  /** For each column of the table that of the service. */
+  static int[] match(List<String> names, List<Column> columns) throws CsvException {
     requireSound(names);
     Map<String, Integer> places = new HashMap<>();
     for (int i = 0; i < columns.size(); i++) {

@@ -31,10 +31,7 @@ public final class CsvMasking {
   private static final int MOST_THREADS = 256;
 
   private final MaskingService service;
-  private char delimiter = ',';
-  private char quote = '"';
-  private boolean header = true;
-  private boolean skipsBlankLines;
+  private CsvFormat format = CsvFormat.STANDARD;
   private OnError onError;
   private int threads = 1;
   private @Nullable Consumer<CsvReport> listener;
@@ -52,7 +49,7 @@ public final class CsvMasking {
    * @throws IllegalArgumentException if it is none
    */
   public CsvMasking delimiter(char character) {
-    delimiter = requirePlain(character, quote);
+    format = format.withDelimiter(character);
     return this;
   }
 
@@ -64,16 +61,8 @@ public final class CsvMasking {
    * @throws IllegalArgumentException if it is none
    */
   public CsvMasking quote(char character) {
-    quote = requirePlain(character, delimiter);
+    format = format.withQuote(character);
     return this;
-  }
-
-  private static char requirePlain(char character, char other) {
-    boolean plain = character > 0 && character < 0x80 && character != '\n' && character != '\r';
-    if (!plain || character == other) {
-      throw new IllegalArgumentException("a character of ASCII that nothing else stands for");
-    }
-    return character;
   }
 
   /**
@@ -85,7 +74,7 @@ public final class CsvMasking {
    * @return this
    */
   public CsvMasking header(boolean present) {
-    header = present;
+    format = format.withHeader(present);
     return this;
   }
 
@@ -97,7 +86,7 @@ public final class CsvMasking {
    * @return this
    */
   public CsvMasking skipBlankLines(boolean skipped) {
-    skipsBlankLines = skipped;
+    format = format.withBlankLinesSkipped(skipped);
     return this;
   }
 
@@ -157,10 +146,8 @@ public final class CsvMasking {
   public CsvReport mask(InputStream in, OutputStream out) throws IOException {
     Objects.requireNonNull(in, "in");
     Objects.requireNonNull(out, "out");
-    try (StreamChannels streams = new StreamChannels(in, out)) {
-      CsvReport report = run(streams, streams);
-      out.flush();
-      return report;
+    try (CsvReader reader = CsvReader.of(in, format)) {
+      return mask(reader, tableOf(reader), out);
     }
   }
 
@@ -180,31 +167,59 @@ public final class CsvMasking {
   public CsvReport mask(ReadableByteChannel in, WritableByteChannel out) throws IOException {
     requireBlocking(Objects.requireNonNull(in, "in"));
     requireBlocking(Objects.requireNonNull(out, "out"));
-    return run(in, out);
+    try (CsvReader reader = CsvReader.of(in, format)) {
+      return run(reader, tableOf(reader), out);
+    }
   }
 
-  private static void requireBlocking(Object channel) {
+  /**
+   * Masks a table of which no more than its columns and first rows were looked at. It is read in
+   * the reader's format, and its columns are matched by the names that the reader has for them,
+   * with a header or without.
+   *
+   * @param in the table, read to its end
+   * @param out gets the masked table; it is flushed at the end, and not closed
+   * @return what became of the values
+   * @throws CsvException if the table is no such one, with the place
+   * @throws InterruptedIOException if the thread is interrupted while it waits for others
+   * @throws IOException if reading or writing fails
+   * @throws VELKException if the engine fails, or a value has an error that ends the run
+   * @throws IllegalStateException if rows were read already, the reader or the service is closed
+   */
+  public CsvReport mask(CsvReader in, OutputStream out) throws IOException {
+    Objects.requireNonNull(out, "out");
+    return mask(in, CsvHeader.match(in.names(), service.running()), out);
+  }
+
+  private CsvReport mask(CsvReader in, int[] table, OutputStream out) throws IOException {
+    try (StreamChannels stream = new StreamChannels(InputStream.nullInputStream(), out)) {
+      CsvReport report = run(in, table, stream);
+      out.flush();
+      return report;
+    }
+  }
+
+  /** For each column of the table that of the service; without a header they have its order. */
+  private int[] tableOf(CsvReader in) throws IOException {
+    return format.header()
+        ? CsvHeader.match(in.names(), service.running())
+        : IntStream.range(0, service.running().size()).toArray();
+  }
+
+  static void requireBlocking(Object channel) {
     if (channel instanceof SelectableChannel selectable && !selectable.isBlocking()) {
       throw new IllegalBlockingModeException();
     }
   }
 
-  private CsvReport run(ReadableByteChannel in, WritableByteChannel out) throws IOException {
-    try (CsvRun run = new CsvRun(this, new CsvSource(in, format()), out)) {
-      return run.run();
+  private CsvReport run(CsvReader in, int[] table, WritableByteChannel out) throws IOException {
+    try (CsvRun run = new CsvRun(this, in.format(), in.handOver(), out)) {
+      return run.run(table);
     }
   }
 
   MaskingService service() {
     return service;
-  }
-
-  int format() {
-    return delimiter | quote << 8 | (skipsBlankLines ? 1 << 16 : 0);
-  }
-
-  boolean hasHeader() {
-    return header;
   }
 
   OnError onError() {
@@ -217,10 +232,5 @@ public final class CsvMasking {
 
   @Nullable Consumer<CsvReport> listener() {
     return listener;
-  }
-
-  /** The columns of a table without a header. */
-  int[] inOrder() {
-    return IntStream.range(0, service.running().size()).toArray();
   }
 }

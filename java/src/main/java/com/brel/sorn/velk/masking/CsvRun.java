@@ -24,7 +24,8 @@ import org.jspecify.annotations.Nullable;
 /** One table on its way: blocks are read in order, masked by whoever is free, written in order. */
 final class CsvRun implements AutoCloseable {
   private final CsvMasking settings;
-  private final CsvSource source;
+  private final CsvFormat format;
+  private final CsvReader.Start start;
   private final WritableByteChannel out;
   private final AtomicBoolean stopped = new AtomicBoolean();
   private final List<CsvWorker> workers = new ArrayList<>();
@@ -36,21 +37,26 @@ final class CsvRun implements AutoCloseable {
   private final Queue<Pending> pending = new ArrayDeque<>();
 
   private final int ahead;
+  private final int count;
   private CsvCounts total;
   private long bytes;
   private long lines;
 
   private record Pending(CsvSlot slot, Future<?> end) {}
 
-  CsvRun(CsvMasking settings, CsvSource source, WritableByteChannel out) {
+  CsvRun(CsvMasking settings, CsvFormat format, CsvReader.Start start, WritableByteChannel out) {
     this.settings = settings;
-    this.source = source;
+    this.format = format;
+    this.start = start;
     this.out = out;
-    int count = settings.threads();
+    this.bytes = start.bytes();
+    // A single block has nothing to share.
+    count = start.isWhole() ? 1 : settings.threads();
     idle = new ArrayBlockingQueue<>(count);
     // While all are masked there is one to be written next, and one that is being read.
     ahead = count == 1 ? 1 : count + 1;
-    for (int i = 0; i <= ahead; i++) {
+    slots.add(start.first());
+    for (int i = 1; i <= ahead; i++) {
       slots.add(new CsvSlot());
     }
     threads = count == 1 ? null : Executors.newFixedThreadPool(count, CsvRun::newThread);
@@ -62,10 +68,15 @@ final class CsvRun implements AutoCloseable {
     return thread;
   }
 
-  CsvReport run() throws IOException {
-    CsvSlot slot = slots.get(0);
-    boolean any = read(slot, new CsvSlot());
-    start(slot, any);
+  /**
+   * Masks the table.
+   *
+   * @param table for each of its columns that of the service
+   */
+  CsvReport run(int[] table) throws IOException {
+    openLanes(table);
+    CsvSlot slot = start.first();
+    boolean any = start.any();
     for (int next = 1; any; next++) {
       submit(slot);
       if (pending.size() == ahead) {
@@ -82,35 +93,26 @@ final class CsvRun implements AutoCloseable {
   /** What was read before leaves first, however many threads there are. */
   private boolean read(CsvSlot slot, CsvSlot before) throws IOException {
     try {
-      return source.read(slot, before);
+      return start.source().read(slot, before);
     } catch (IOException | RuntimeException e) {
       writeAll();
       throw e;
     }
   }
 
-  /** Opens the lanes once the table's columns are known; nothing is written before. */
-  private void start(CsvSlot first, boolean any) throws IOException {
-    bytes = source.hasByteOrderMark() ? first.from : 0;
-    List<Column> columns = settings.service().running();
-    int[] table = settings.inOrder();
-    if (settings.hasHeader()) {
-      if (!any) {
-        throw CsvException.ofHeader(
-            CsvException.Fault.EMPTY, "the input is empty: it has no header");
-      }
-      table = CsvHeader.match(first, settings.format(), columns, bytes);
-      first.hasHeader = true;
-    }
-    for (int i = 0; i < settings.threads(); i++) {
+  /** Nothing is written before. */
+  private void openLanes(int[] table) throws IOException {
+    for (int i = 0; i < count; i++) {
       Lane lane = settings.service().openLane(table, settings.onError());
-      CsvWorker worker = new CsvWorker(lane, settings.format(), stopped);
+      CsvWorker worker = new CsvWorker(lane, format.number(), stopped);
       workers.add(worker);
       idle.add(worker);
     }
+    List<Column> columns = settings.service().running();
     total = new CsvCounts(Arrays.stream(table).mapToObj(columns::get).toList());
+    start.first().hasHeader = format.header();
     if (bytes > 0) {
-      write(first.text.room(0).slice(0, (int) bytes));
+      write(start.first().text.room(0).slice(0, (int) bytes));
     }
   }
 

@@ -24,6 +24,11 @@ final class CsvSource {
     return marked;
   }
 
+  /** Whether nothing is left to be read, but for what stands behind the last block. */
+  boolean isExhausted() {
+    return exhausted;
+  }
+
   /** Reads the next block; false behind the last one. */
   boolean read(CsvSlot slot, CsvSlot before) throws IOException {
     slot.begin(before);

@@ -2,6 +2,9 @@ package com.brel.sorn.velk.masking;
 
 import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.internal.FrameworkDefinition;
+import java.io.InputStream;
+import java.nio.channels.IllegalBlockingModeException;
+import java.nio.channels.ReadableByteChannel;
 import java.util.ArrayList;
 import java.util.Collections;
 import java.util.HashMap;
@@ -131,6 +134,31 @@ public final class Engine implements AutoCloseable {
    */
   public ServiceBuilder service(String id) {
     return new ServiceBuilder(this, id);
+  }
+
+  /**
+   * Reads CSV, as it is masked. The engine itself has no part in that, but for the libraries that
+   * it has loaded.
+   *
+   * @param in the input, which is not closed
+   * @param format how it is written
+   * @return its reader
+   */
+  public CsvReader csvReader(InputStream in, CsvFormat format) {
+    return CsvReader.of(Objects.requireNonNull(in, "in"), Objects.requireNonNull(format, "format"));
+  }
+
+  /**
+   * Reads CSV, as it is masked.
+   *
+   * @param in the input in blocking mode, which is not closed
+   * @param format how it is written
+   * @return its reader
+   * @throws IllegalBlockingModeException if the channel is not in blocking mode
+   */
+  public CsvReader csvReader(ReadableByteChannel in, CsvFormat format) {
+    CsvMasking.requireBlocking(Objects.requireNonNull(in, "in"));
+    return CsvReader.of(in, Objects.requireNonNull(format, "format"));
   }
 
   /**

@@ -8,13 +8,4 @@ package com.brel.sorn.velk.cli;
  * @param quoted which of them stand in quotes
  * @param end what ends it
  */
-record CsvRow(long line, String[] values, boolean[] quoted, LineEnd end) {
-  /** UTF-16 units of all values together. */
-  long size() {
-    long size = 0;
-    for (String value : values) {
-      size += value == null ? 0 : value.length();
-    }
-    return size;
-  }
-}
+record CsvRow(long line, String[] values, boolean[] quoted, LineEnd end) {}

@@ -9,7 +9,10 @@ import java.io.IOException;
 import java.io.InputStream;
 import java.io.UncheckedIOException;
 
-/** The rows of a CSV file, one after the other. */
+/**
+ * The rows of a CSV file, one after the other, as a library reads them that the command does not
+ * use.
+ */
 final class CsvSource implements Closeable {
   /** UTF-16 units of the longest value: a few of these fit into the smallest heap. */
   static final int LONGEST_VALUE = 1 << 22;
@@ -19,17 +22,10 @@ final class CsvSource implements Closeable {
 
   private final Utf8Reader reader;
   private final CloseableIterator<CsvRow> rows;
-  private final long lineOffset;
   private CsvRow ahead;
 
   CsvSource(InputStream in) throws IOException {
-    this(in, 0, 1);
-  }
-
-  /** Reads from a place inside of a file, where a row starts. */
-  CsvSource(InputStream in, long offset, long line) throws IOException {
-    lineOffset = line - 1;
-    reader = new Utf8Reader(in, offset, line);
+    reader = new Utf8Reader(in);
     rows =
         CsvReader.builder()
             .skipEmptyLines(false)
@@ -53,11 +49,6 @@ final class CsvSource implements Closeable {
     return reader.hasByteOrderMark();
   }
 
-  /** Bytes of the file up to the end of what was read; some of that is still to come as rows. */
-  long offset() {
-    return reader.offset();
-  }
-
   /** The next row, null behind the last. */
   CsvRow next() {
     CsvRow row = ahead;
@@ -67,7 +58,7 @@ final class CsvSource implements Closeable {
     ahead = read();
     // A row ends with the line before the next row.
     LineEnd end = reader.endOf(ahead == null ? reader.lastLine() : ahead.line() - 1);
-    return new CsvRow(row.line() + lineOffset, row.values(), row.quoted(), end);
+    return new CsvRow(row.line(), row.values(), row.quoted(), end);
   }
 
   private CsvRow read() {
@@ -75,9 +66,6 @@ final class CsvSource implements Closeable {
       return rows.hasNext() ? rows.next() : null;
     } catch (CsvParseException e) {
       for (Throwable cause = e; cause != null; cause = cause.getCause()) {
-        if (cause instanceof Failure failure) {
-          throw failure;
-        }
         if (cause instanceof IOException failure) {
           throw new UncheckedIOException(failure);
         }
@@ -85,28 +73,8 @@ final class CsvSource implements Closeable {
           throw error;
         }
       }
-      long line = ahead == null ? 1 : ahead.line();
-      throw Failure.inputOutput("the row behind that in line " + (line + lineOffset) + reason(e));
+      throw e;
     }
-  }
-
-  /** In our own words: the library's may show what stands in the file. */
-  private static String reason(CsvParseException e) {
-    for (Throwable cause = e; cause != null; cause = cause.getCause()) {
-      if (cause instanceof CsvRowHandler.RowTooLong) {
-        return ": it has more than " + LONGEST_ROW + " characters; perhaps a quote is not closed";
-      }
-      String message = String.valueOf(cause.getMessage());
-      if (message.startsWith("Unclosed")) {
-        return ": a quote is opened and never closed";
-      }
-      if (message.startsWith("Unexpected character")) {
-        return ": a character stands behind a closing quote";
-      }
-    }
-    return ": a value has more than "
-        + LONGEST_VALUE
-        + " characters; perhaps a quote is not closed";
   }
 
   @Override

@@ -8,25 +8,14 @@ import java.util.List;
 final class CsvRowHandler extends AbstractBaseCsvCallbackHandler<CsvRow> {
   private final List<String> values = new ArrayList<>();
   private boolean[] quoted = new boolean[16];
-  private long size;
-
-  /** A row has more characters than fit. */
-  static final class RowTooLong extends RuntimeException {
-    private static final long serialVersionUID = 1L;
-  }
 
   @Override
   protected void handleBegin(long line) {
     values.clear();
-    size = 0;
   }
 
   @Override
   protected void handleField(int index, char[] buffer, int offset, int length, boolean isQuoted) {
-    size += length;
-    if (size > CsvSource.LONGEST_ROW) {
-      throw new RowTooLong();
-    }
     if (index == quoted.length) {
       quoted = java.util.Arrays.copyOf(quoted, 2 * index);
     }

@@ -11,7 +11,10 @@ import java.io.StringWriter;
 import java.io.Writer;
 import java.nio.charset.StandardCharsets;
 
-/** Writes rows: quoted where they were, null as nothing and empty as a pair of quotes. */
+/**
+ * Writes rows by the same library: quoted where they were, null as nothing and empty as a pair of
+ * quotes.
+ */
 final class CsvSink {
   /** Nothing that stands in a file, so that no value is taken for a comment and quoted. */
   private static final char NO_COMMENT = '\uFFFF';
@@ -53,11 +56,11 @@ final class CsvSink {
   }
 
   /** Writes what stands before the rows. */
-  void writeHeader(CsvSource source, Header header) throws IOException {
+  void writeHeader(CsvSource source, CsvRow header) throws IOException {
     if (source.hasByteOrderMark()) {
       out.write('\uFEFF');
     }
-    write(header.row().values(), header.row().quoted(), header.row().end());
+    write(header.values(), header.quoted(), header.end());
   }
 
   void write(String[] values, boolean[] quotes, LineEnd end) throws IOException {

@@ -7,13 +7,11 @@ import java.nio.ByteBuffer;
 import java.nio.CharBuffer;
 import java.nio.charset.CharsetDecoder;
 import java.nio.charset.CoderResult;
+import java.nio.charset.MalformedInputException;
 import java.nio.charset.StandardCharsets;
 import java.util.ArrayDeque;
 
-/**
- * Reads UTF-8 and nothing else: ill-formed input is told with its byte and line. It remembers how
- * each line ends.
- */
+/** Reads UTF-8 and nothing else. It remembers how each line ends. */
 final class Utf8Reader extends Reader {
   private static final byte[] BYTE_ORDER_MARK = {(byte) 0xEF, (byte) 0xBB, (byte) 0xBF};
 
@@ -27,32 +25,17 @@ final class Utf8Reader extends Reader {
   private long firstEnd = 1;
   private long lines;
   private char last = '\n';
-  private long offset;
   private boolean exhausted;
   private final boolean byteOrderMark;
-  private final long lineOffset;
 
-  /**
-   * Starts at a place in a file.
-   *
-   * @param offset the place in bytes, for messages; at 0 a byte-order mark may stand
-   * @param line the line there, counted from 1, for messages
-   */
-  Utf8Reader(InputStream in, long offset, long line) throws IOException {
+  Utf8Reader(InputStream in) throws IOException {
     this.in = in;
-    this.offset = offset;
-    this.lineOffset = line;
-    byteOrderMark = offset == 0 && skipByteOrderMark();
+    byteOrderMark = skipByteOrderMark();
   }
 
   /** Tells whether the file starts with a byte-order mark, which is not part of the text. */
   boolean hasByteOrderMark() {
     return byteOrderMark;
-  }
-
-  /** The place behind the bytes that were read. */
-  long offset() {
-    return offset + bytes.position();
   }
 
   /** How a line of this text ends, counted from 1; lines are asked for in order, once. */
@@ -84,7 +67,6 @@ final class Utf8Reader extends Reader {
   }
 
   private void fill() throws IOException {
-    offset += bytes.position();
     bytes.compact();
     int count = in.read(bytes.array(), bytes.position(), bytes.remaining());
     exhausted = count < 0;
@@ -98,7 +80,7 @@ final class Utf8Reader extends Reader {
       CoderResult result = decoder.decode(bytes, target, exhausted);
       note(buffer, start, target.position());
       if (result.isError()) {
-        throw illFormed();
+        throw new MalformedInputException(result.length());
       }
       if (result.isUnderflow() && exhausted) {
         return target.position() > start ? target.position() - start : -1;
@@ -108,11 +90,6 @@ final class Utf8Reader extends Reader {
       }
     }
     return target.position() - start;
-  }
-
-  private Failure illFormed() {
-    return Failure.inputOutput(
-        "byte " + offset() + ", line " + (lines + lineOffset) + ": the text is not UTF-8");
   }
 
   private void note(char[] buffer, int start, int end) {

@@ -1,0 +1,41 @@
+package com.brel.sorn.velk.cli;
+
+import com.brel.sorn.velk.masking.CsvReader;
+import java.util.List;
+import java.util.Objects;
+import java.util.regex.Pattern;
+
+/** Tells a first row that is one of the table's rows from one that names its columns. */
+final class FirstRow {
+  /** Forms of values that no name of a column has. */
+  private static final List<Pattern> FORMS =
+      List.of(
+          Pattern.compile("\\d{4}-\\d\\d-\\d\\d([T ].*)?|\\d{1,4}([./-])\\d{1,2}\\2\\d{1,4}"),
+          Pattern.compile("(?=.*[0-9])[+-]?[0-9(.][0-9 .,'()/-]*(?:[eE][+-]?[0-9]+)?%?"),
+          Pattern.compile("[^@\\s]+@[^@\\s]+"));
+
+  private FirstRow() {}
+
+  /**
+   * Whether numbers, dates or addresses stand in the first row where they stand in those below it.
+   * One such column is enough: a name that is taken for data costs an option, data that is taken
+   * for names goes out as it is.
+   */
+  static boolean isData(List<String> first, List<CsvReader.Row> rows) {
+    for (int column = 0; column < first.size(); column++) {
+      int place = column;
+      List<String> below =
+          rows.stream().map(row -> row.values().get(place)).filter(Objects::nonNull).toList();
+      if (!below.isEmpty() && haveOneForm(first.get(column), below)) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+  private static boolean haveOneForm(String first, List<String> below) {
+    return FORMS.stream()
+        .filter(form -> form.matcher(first).matches())
+        .anyMatch(form -> below.stream().allMatch(value -> form.matcher(value).matches()));
+  }
+}
