@@ -6,6 +6,7 @@ import com.brel.sorn.velk.masking.TableException;
 import java.io.IOException;
 import java.io.UncheckedIOException;
 import java.nio.file.InvalidPathException;
+import java.util.Map;
 import picocli.AutoComplete.GenerateCompletion;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
@@ -20,15 +21,6 @@ import picocli.CommandLine.IVersionProvider;
     description = "Masks CSV files by masking strings.",
     mixinStandardHelpOptions = true,
     versionProvider = Velk.Version.class,
-    subcommands = {
-      MaskCommand.class,
-      CheckCommand.class,
-      PreviewCommand.class,
-      InitCommand.class,
-      KeyCommand.class,
-      HelpCommand.class,
-      GenerateCompletion.class
-    },
     exitCodeListHeading = "%nExit codes:%n",
     exitCodeList = {
       "0:done",
@@ -44,16 +36,42 @@ import picocli.CommandLine.IVersionProvider;
           + " one with a blank stands in quotes.",
       "A console of Windows shows every character after chcp 65001. Files are UTF-8 in any case."
     })
-public final class Velk {
+public sealed class Velk {
+  /** The subcommands that do their work without a look at the others. */
+  static final Map<String, Class<?>> ALONE =
+      Map.of(
+          "mask", MaskCommand.class,
+          "check", CheckCommand.class,
+          "preview", PreviewCommand.class,
+          "init", InitCommand.class,
+          "key", KeyCommand.class);
+
   private final Streams streams;
 
   private Velk(Streams streams) {
     this.streams = streams;
   }
 
-  /** Makes a command on the standard streams of the process. */
-  public Velk() {
-    this(Streams.standard());
+  /** The command with all its subcommands, for those who ask what there is. */
+  @Command(
+      subcommands = {
+        MaskCommand.class,
+        CheckCommand.class,
+        PreviewCommand.class,
+        InitCommand.class,
+        KeyCommand.class,
+        HelpCommand.class,
+        GenerateCompletion.class
+      })
+  public static final class Whole extends Velk {
+    /** Makes a command on the standard streams of the process. */
+    public Whole() {
+      this(Streams.standard());
+    }
+
+    private Whole(Streams streams) {
+      super(streams);
+    }
   }
 
   /**
@@ -69,7 +87,7 @@ public final class Velk {
     // By itself it takes a variable of the environment for a terminal.
     Ansi colours = streams.terminalWidth() > 0 ? Ansi.AUTO : Ansi.OFF;
     CommandLine command =
-        new CommandLine(new Velk(streams))
+        commandLine(streams, arguments)
             .setOut(streams.outWriter())
             .setErr(streams.errWriter())
             .setColorScheme(Help.defaultColorScheme(colours))
@@ -81,6 +99,14 @@ public final class Velk {
       streams.say("velk: out of memory; -Xmx among VELK_JAVA_OPTIONS gives it more");
       return ExitCode.INTERNAL;
     }
+  }
+
+  /** Reading what all the subcommands are takes longer than masking a small file. */
+  static CommandLine commandLine(Streams streams, String[] arguments) {
+    Class<?> alone = arguments.length == 0 ? null : ALONE.get(arguments[0]);
+    return alone == null
+        ? new CommandLine(new Whole(streams))
+        : new CommandLine(new Velk(streams)).addSubcommand(alone);
   }
 
   private static int tell(Exception e, Streams streams) {
