@@ -4,6 +4,7 @@ import java.io.ByteArrayInputStream;
 import java.io.IOException;
 import java.io.InputStream;
 import java.io.StringWriter;
+import java.nio.file.AccessDeniedException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import picocli.CommandLine.ArgGroup;
@@ -33,8 +34,18 @@ final class MaskingStringSource {
     private String text;
   }
 
+  /** The rules file's name, null where there is none. */
+  String file() {
+    return choice.rules == null ? null : choice.rules.toString();
+  }
+
   String read() {
     return choice.text != null ? choice.text : read(choice.rules);
+  }
+
+  /** The folder where it is that which lets nobody in. */
+  private static String unreadable(Path file, IOException e) {
+    return (e instanceof AccessDeniedException ? Reason.denied(file) : file).toString();
   }
 
   private static String read(Path file) {
@@ -47,9 +58,10 @@ final class MaskingStringSource {
       new Utf8Reader(new ByteArrayInputStream(bytes), 0, 1).transferTo(text);
       return text.toString();
     } catch (Failure e) {
-      throw Failure.usage(file + ": " + e.getMessage());
+      throw Failure.usage(Show.text(file.toString()) + ": " + e.getMessage());
     } catch (IOException e) {
-      throw Failure.inputOutput("cannot read " + file + ": " + Reason.of(e));
+      throw Failure.inputOutput(
+          "cannot read " + Show.text(unreadable(file, e)) + ": " + Reason.of(e));
     }
   }
 }
