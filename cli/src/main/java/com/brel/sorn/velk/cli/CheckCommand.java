@@ -16,6 +16,7 @@ import picocli.CommandLine.ParentCommand;
     footer = {"", "The masking key need not be there, and no value is masked."})
 final class CheckCommand implements Callable<Integer> {
   @ParentCommand private Velk velk;
+  @Mixin private HelpOption help;
   @Mixin private MaskingStringSource maskingString;
 
   @Option(names = "--strict", description = "Take warnings for errors.")
@@ -26,7 +27,9 @@ final class CheckCommand implements Callable<Integer> {
 
   @Override
   public Integer call() throws IOException {
-    try (Masking masking = new Masking(maskingString.read());
+    RunFiles files =
+        new RunFiles().reads("the input", in).reads("the rules file", maskingString.file());
+    try (Masking masking = files.masking(maskingString.read());
         CsvSource source = new CsvSource(new Input(in, velk.streams()).open())) {
       List<String> errors = Header.read(source).findings(masking.rules());
       List<String> warnings =

@@ -26,6 +26,7 @@ import picocli.CommandLine.ParentCommand;
     })
 final class MaskCommand implements Callable<Integer> {
   @ParentCommand private Velk velk;
+  @Mixin private HelpOption help;
   @Mixin private MaskingStringSource maskingString;
   @Mixin private OnErrorOptions onError;
 
@@ -67,12 +68,15 @@ final class MaskCommand implements Callable<Integer> {
   public Integer call() throws IOException {
     Input input = new Input(in, velk.streams());
     checkArguments(input);
-    try (Masking masking = new Masking(maskingString.read());
+    try (Masking masking = files().masking(maskingString.read());
         Output output = new Output(out, velk.streams());
         Output told = reportFile == null ? null : new Output(reportFile, velk.streams())) {
+      output.tellWhenStopped();
       masking.keyWarning().ifPresent(text -> velk.streams().say("velk: warning: " + text));
       Report report = mask(masking, onError.policy(masking), input, output.stream());
-      String text = reportFormat.write(report);
+      // A file is read by something else than this terminal.
+      int width = told == null ? velk.streams().terminalWidth() : 0;
+      String text = reportFormat.write(report, width);
       if (told != null) {
         Charset charset =
             Input.isStandard(reportFile) ? velk.streams().outCharset() : StandardCharsets.UTF_8;
@@ -91,26 +95,21 @@ final class MaskCommand implements Callable<Integer> {
     }
   }
 
-  private void checkArguments(Input input) throws IOException {
+  private void checkArguments(Input input) {
     if (jobs < 1) {
       throw Failure.usage("--jobs " + jobs + ": at least 1");
     }
     if (jobs > 1 && (input.isStream() || Input.isStandard(out))) {
       throw Failure.usage("--jobs needs files: it works on several places of them at a time");
     }
-    input.requireOtherThan(out, "the output");
-    if (reportFile != null) {
-      input.requireOtherThan(reportFile, "the report");
-      if (isSame(out, reportFile)) {
-        throw Failure.usage("the output and the report would go to the same place");
-      }
-    }
   }
 
-  private static boolean isSame(String a, String b) {
-    return Input.isStandard(a) || Input.isStandard(b)
-        ? a.equals(b)
-        : Path.of(a).toAbsolutePath().normalize().equals(Path.of(b).toAbsolutePath().normalize());
+  private RunFiles files() {
+    return new RunFiles()
+        .reads("the input", in)
+        .reads("the rules file", maskingString.file())
+        .writes("the output", out)
+        .writes("the report", reportFile);
   }
 
   private Report mask(Masking masking, ErrorPolicy policy, Input input, OutputStream output)

@@ -6,7 +6,9 @@ import com.brel.sorn.velk.masking.Engine;
 import com.brel.sorn.velk.masking.MaskingService;
 import com.brel.sorn.velk.masking.ParsedService;
 import com.brel.sorn.velk.masking.Rule;
+import com.brel.sorn.velk.masking.Trace;
 import com.brel.sorn.velk.masking.Type;
+import java.nio.file.Path;
 import java.util.List;
 import java.util.Optional;
 
@@ -21,8 +23,17 @@ final class Masking implements AutoCloseable {
   private final ParsedService parsed;
 
   Masking(String maskingString) {
+    this(maskingString, Engine.open());
+  }
+
+  /** With an engine that traces nothing, whatever the environment says. */
+  static Masking untraced(String maskingString) {
+    return new Masking(maskingString, Engine.open(new Trace("0", Path.of("-"))));
+  }
+
+  private Masking(String maskingString, Engine opened) {
     text = maskingString;
-    engine = Engine.open();
+    engine = opened;
     try {
       parsed = parse(maskingString);
     } catch (RuntimeException e) {
@@ -65,6 +76,11 @@ final class Masking implements AutoCloseable {
 
   String engineName() {
     return engine.library().identification();
+  }
+
+  /** Where the key is, as the masking string says it. */
+  Optional<String> keyPlace() {
+    return parsed.key();
   }
 
   /** What should be said of the key before it is used, if anything. */

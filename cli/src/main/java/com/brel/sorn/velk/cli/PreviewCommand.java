@@ -23,6 +23,7 @@ final class PreviewCommand implements Callable<Integer> {
   private static final int MOST_ROWS = 1000;
 
   @ParentCommand private Velk velk;
+  @Mixin private HelpOption help;
   @Mixin private MaskingStringSource maskingString;
 
   @Option(
@@ -45,7 +46,9 @@ final class PreviewCommand implements Callable<Integer> {
     if (count < 1 || count > MOST_ROWS) {
       throw Failure.usage("-n " + count + ": 1 to " + MOST_ROWS + " rows");
     }
-    try (Masking masking = new Masking(maskingString.read());
+    RunFiles files =
+        new RunFiles().reads("the input", in).reads("the rules file", maskingString.file());
+    try (Masking masking = files.masking(maskingString.read());
         CsvSource source = new CsvSource(new Input(in, velk.streams()).open())) {
       masking.keyWarning().ifPresent(text -> velk.streams().say("velk: warning: " + text));
       Header header = Header.read(source);
