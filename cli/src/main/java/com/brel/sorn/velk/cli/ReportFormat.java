@@ -13,16 +13,17 @@ import java.util.stream.Collectors;
 enum ReportFormat {
   TEXT {
     @Override
-    String write(Report report) {
+    String write(Report report, int width) {
       StringBuilder text = new StringBuilder();
-      text.append(report.input).append(" -> ").append(report.output).append(": ");
+      text.append(Show.text(report.input)).append(" -> ");
+      text.append(Show.text(report.output)).append(": ");
       text.append(Show.counted(report.rows, "row")).append(", ");
       text.append(Show.counted(report.errorCount(), "value")).append(" could not be masked\n");
       text.append("engine: ").append(report.engine).append('\n');
       if (report.keyFingerprint != null) {
         text.append("key fingerprint: ").append(report.keyFingerprint).append('\n');
       }
-      text.append('\n').append(Table.of(table(report)));
+      text.append('\n').append(Table.of(table(report), width));
       report.columns.forEach(column -> appendErrors(text, column));
       return text.toString();
     }
@@ -30,7 +31,7 @@ enum ReportFormat {
 
   JSON {
     @Override
-    String write(Report report) {
+    String write(Report report, int width) {
       try {
         return new ObjectMapper().writer(inLines()).writeValueAsString(report) + "\n";
       } catch (JsonProcessingException e) {
@@ -39,7 +40,12 @@ enum ReportFormat {
     }
   };
 
-  abstract String write(Report report);
+  /**
+   * Writes a report.
+   *
+   * @param width cells of the terminal that it is for, 0 where it is for none
+   */
+  abstract String write(Report report, int width);
 
   /** Its lines end alike on every platform. */
   private static PrettyPrinter inLines() {
