@@ -79,6 +79,11 @@ record Streams(
     }
   }
 
+  /** Whether standard output is a pipe that its reader has closed, so that nothing is said. */
+  boolean hasNoReader() {
+    return out instanceof StandardOutput standard && standard.failure() instanceof ClosedPipe;
+  }
+
   PrintWriter outWriter() {
     return new PrintWriter(out, true, outCharset);
   }

@@ -29,7 +29,7 @@ final class Table {
       return aligned(rows);
     }
     List<List<String>> narrower = clipped(rows, excess);
-    return total(widths(narrower)) <= width ? aligned(narrower) : listed(rows);
+    return total(widths(narrower)) <= width ? aligned(narrower) : listed(rows, width);
   }
 
   /** Takes so many cells off the first two columns, off the wider one first. */
@@ -64,14 +64,15 @@ final class Table {
     return new String(codePoints, 0, length) + "…";
   }
 
-  private static String listed(List<List<String>> rows) {
+  private static String listed(List<List<String>> rows, int width) {
     List<String> names = rows.get(0);
     return rows.stream()
         .skip(1)
         .map(
             row ->
                 IntStream.range(0, row.size())
-                    .mapToObj(i -> (i == 0 ? "" : GAP) + names.get(i) + ": " + row.get(i) + "\n")
+                    .mapToObj(i -> (i == 0 ? "" : GAP) + names.get(i) + ": " + row.get(i))
+                    .map(line -> clip(line, Math.max(width, NARROWEST)) + "\n")
                     .collect(Collectors.joining()))
         .collect(Collectors.joining());
   }
