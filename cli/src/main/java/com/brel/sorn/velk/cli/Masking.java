@@ -106,6 +106,10 @@ final class Masking implements AutoCloseable {
 
   @Override
   public void close() {
-    engine.close();
+    try {
+      engine.close();
+    } catch (VELKException e) {
+      throw Tracing.told(e);
+    }
   }
 }

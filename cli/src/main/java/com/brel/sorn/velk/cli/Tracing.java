@@ -1,5 +1,6 @@
 package com.brel.sorn.velk.cli;
 
+import com.brel.sorn.velk.VELKException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.Map;
@@ -57,6 +58,17 @@ final class Tracing {
     if (!Files.isWritable(Files.exists(file) ? file : folder)) {
       throw refused(Files.exists(file) ? file : folder, "permission denied");
     }
+  }
+
+  /** What the end of an engine failed by: with a trace, what could not be written of it. */
+  static RuntimeException told(VELKException e) {
+    return file(System.getenv())
+        .<RuntimeException>map(
+            file ->
+                new Failure(
+                    ExitCode.ENGINE,
+                    Show.text(file.toString()) + ": the trace could not be written to its end"))
+        .orElse(e);
   }
 
   private static Failure refused(Path place, String why) {
