@@ -34,6 +34,9 @@ enum FileKind {
   /** Bytes at a file's start that tell; a workbook's archive names its parts in them. */
   static final int BYTES = 512;
 
+  /** As many as tell all kinds but a workbook from an archive. */
+  static final int FEWEST_BYTES = 10;
+
   private static final List<String> PARTS_OF_A_WORKBOOK =
       List.of("[Content_Types].xml", "_rels/.rels", "docProps/", "xl/");
 

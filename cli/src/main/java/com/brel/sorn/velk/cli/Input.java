@@ -58,9 +58,12 @@ final class Input {
 
   private InputStream checked(InputStream in) throws IOException {
     PushbackInputStream whole = new PushbackInputStream(in, FileKind.BYTES);
-    // One read alone: of a pipe the rest may be long in coming, and nothing shall wait for it here.
+    // Of a pipe the rest may be long in coming, and nothing shall wait for it here.
     byte[] start = new byte[FileKind.BYTES];
-    int length = Math.max(0, whole.read(start));
+    int length = whole.readNBytes(start, 0, FileKind.FEWEST_BYTES);
+    if (length == FileKind.FEWEST_BYTES && whole.available() > 0) {
+      length += Math.max(0, whole.read(start, length, start.length - length));
+    }
     byte[] read = Arrays.copyOf(start, length);
     FileKind.of(read)
         .ifPresent(

@@ -80,9 +80,8 @@ final class MaskCommand implements Callable<Integer> {
       if (told != null) {
         Charset charset =
             Input.isStandard(reportFile) ? velk.streams().outCharset() : StandardCharsets.UTF_8;
-        told.stream().write(text.getBytes(charset));
         // What can fail does so before the output appears.
-        told.stream().flush();
+        told.write(text.getBytes(charset));
       }
       output.commit();
       if (told != null) {

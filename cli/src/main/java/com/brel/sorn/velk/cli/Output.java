@@ -116,6 +116,18 @@ final class Output implements Closeable {
     return stream;
   }
 
+  /**
+   * Writes a text that goes with another output: nobody's end of a pipe keeps that back in silence.
+   */
+  void write(byte[] text) throws IOException {
+    try {
+      stream.write(text);
+      stream.flush();
+    } catch (ClosedPipe e) {
+      throw Failure.inputOutput("standard output: " + Reason.of(e) + "; no output was written");
+    }
+  }
+
   /** Says what became of it when the process is stopped. */
   void tellWhenStopped() {
     interruption = new Interruption(streams, this);

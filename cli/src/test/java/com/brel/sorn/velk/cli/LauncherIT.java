@@ -5,6 +5,7 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
 import com.fasterxml.jackson.databind.JsonNode;
 import com.fasterxml.jackson.databind.ObjectMapper;
@@ -480,6 +481,47 @@ class LauncherIT {
     String preview = "\"$0\" \"$@\" | true; echo ${PIPESTATUS[0]}";
     Ended texts = start(Map.of(), "bash", "-c", preview, LAUNCHER.toString(), "mask", "--help");
     assertEquals(new Ended(ExitCode.DONE, "141\n", ""), texts);
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
+  void aReportThatNobodyReadsDoesNotKeepTheOutputBackInSilence() throws Exception {
+    Files.writeString(folder.resolve("in"), "a\nx\n");
+    Path out = folder.resolve("out.csv");
+    String mask = "\"$0\" mask -s 'service=s a=keep' --report - - \"$1\" | true; ";
+    Ended run = inShell(mask + "echo ${PIPESTATUS[0]}", out.toString());
+    String told = "velk: standard output: closed by its reader; no output was written\n";
+    assertEquals("4\n", run.out());
+    assertTrue(run.err().endsWith(told), run.err());
+    assertFalse(Files.exists(out));
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
+  void anArchiveIsKnownHoweverSlowlyItComes() throws Exception {
+    String slowly = "(printf '\\x28'; sleep 0.3; printf '\\xb5\\x2f\\xfd') | ";
+    Ended run = inShell(slowly + "\"$0\" mask -s 'service=s a=keep' - -");
+    assertEquals("", run.out());
+    assertTrue(run.err().contains("standard input: it is compressed by zstd"), run.err());
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
+  void aGroupThatCannotBeKeptIsNotExchangedForAnother() throws Exception {
+    assumeTrue("root".equals(System.getProperty("user.name")), "root alone can hand files over");
+    Files.writeString(folder.resolve("in"), "a\nx\n");
+    Path out = Files.writeString(folder.resolve("out.csv"), "former");
+    mode(folder, "rwxrwxrwx");
+    for (String[] modes : new String[][] {{"rw-r-----", "rw-------"}, {"rwxrwxr--", "rwxr--r--"}}) {
+      Files.setAttribute(out, "unix:uid", 0);
+      Files.setAttribute(out, "unix:gid", 0);
+      mode(out, modes[0]);
+      Ended run =
+          inShell(asNobody() + " \"$0\" mask -q -s 'service=s a=keep' - \"$1\"", out.toString());
+      assertEquals(new Ended(ExitCode.DONE, "", ""), run);
+      assertEquals(modes[1], PosixFilePermissions.toString(Files.getPosixFilePermissions(out)));
+      assertEquals(65534, Files.getAttribute(out, "unix:gid"));
+    }
   }
 
   private Ended inShell(String script, String... arguments) throws Exception {
