@@ -2,10 +2,12 @@ package com.brel.sorn.velk.cli;
 
 import java.io.BufferedOutputStream;
 import java.io.Closeable;
+import java.io.FilterOutputStream;
 import java.io.IOException;
 import java.io.OutputStream;
 import java.nio.channels.Channels;
 import java.nio.file.AccessDeniedException;
+import java.nio.file.FileSystemException;
 import java.nio.file.Files;
 import java.nio.file.LinkOption;
 import java.nio.file.Path;
@@ -57,7 +59,7 @@ final class Output implements Closeable {
       return streams.out();
     }
     if (descriptor.equals("2")) {
-      return streams.err();
+      return standardError();
     }
     boolean isThere = Files.exists(file);
     if (isThere && !Files.isRegularFile(file)) {
@@ -68,6 +70,18 @@ final class Output implements Closeable {
           shown() + " is a file that is open already; \"-\" is standard output");
     }
     return beside(file, Ownership.of(file));
+  }
+
+  /** By itself it says nothing of what it could not write. */
+  private OutputStream standardError() {
+    return new FilterOutputStream(streams.err()) {
+      @Override
+      public void flush() throws IOException {
+        if (streams.err().checkError()) {
+          throw new FileSystemException(name, null, "it could not be written");
+        }
+      }
+    };
   }
 
   private OutputStream intoWhatIsNoFile(Path file) throws IOException {

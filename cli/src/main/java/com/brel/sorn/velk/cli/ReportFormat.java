@@ -33,7 +33,7 @@ enum ReportFormat {
     @Override
     String write(Report report, int width) {
       try {
-        return new ObjectMapper().writer(inLines()).writeValueAsString(report) + "\n";
+        return plain(new ObjectMapper().writer(inLines()).writeValueAsString(report)) + "\n";
       } catch (JsonProcessingException e) {
         throw new IllegalStateException(e);
       }
@@ -46,6 +46,24 @@ enum ReportFormat {
    * @param width cells of the terminal that it is for, 0 where it is for none
    */
   abstract String write(Report report, int width);
+
+  /**
+   * With what is no plain character escaped: it stands in texts alone, and a terminal may show it.
+   */
+  private static String plain(String json) {
+    StringBuilder plain = new StringBuilder();
+    json.codePoints()
+        .forEach(
+            codePoint -> {
+              String text = Character.toString(codePoint);
+              if (codePoint == '\n' || Show.isPlain(codePoint)) {
+                plain.append(text);
+              } else {
+                text.chars().forEach(unit -> plain.append(String.format("\\u%04x", unit)));
+              }
+            });
+    return plain.toString();
+  }
 
   /** Its lines end alike on every platform. */
   private static PrettyPrinter inLines() {
@@ -77,7 +95,9 @@ enum ReportFormat {
           boolean more = errors.count > errors.firstRows.size();
           text.append("column ").append(Show.quoted(column.name));
           text.append(", error ").append(code).append(", ");
-          text.append(Show.counted(errors.count, "value")).append(": ").append(errors.text);
+          text.append(Show.counted(errors.count, "value"))
+              .append(": ")
+              .append(Show.text(errors.text));
           text.append(errors.count == 1 ? " (row " : " (rows ").append(rows);
           text.append(more ? ", ...)" : ")").append('\n');
         });

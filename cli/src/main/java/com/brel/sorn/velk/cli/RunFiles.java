@@ -2,6 +2,7 @@ package com.brel.sorn.velk.cli;
 
 import com.brel.sorn.velk.masking.ColumnRule;
 import java.io.IOException;
+import java.nio.file.FileSystems;
 import java.nio.file.Files;
 import java.nio.file.InvalidPathException;
 import java.nio.file.LinkOption;
@@ -25,6 +26,9 @@ final class RunFiles {
 
   private static final Pattern ESCAPE = Pattern.compile("\\\\(?:u\\{([0-9A-Fa-f]+)}|(.))");
   private static final String KEY_FILE = "file:";
+
+  private static final boolean HAS_DEVICES =
+      FileSystems.getDefault().supportedFileAttributeViews().contains("unix");
 
   private record Named(String what, Path path) {}
 
@@ -50,7 +54,9 @@ final class RunFiles {
 
   private static void add(List<Named> files, String what, String name, String standard) {
     if (name != null && !name.isEmpty()) {
-      files.add(new Named(what, Path.of(Input.isStandard(name) ? standard : name)));
+      // Windows has no such names: two streams are the same there, and no file is one.
+      boolean isDevice = Input.isStandard(name) && HAS_DEVICES;
+      files.add(new Named(what, Path.of(isDevice ? standard : name)));
     }
   }
 
@@ -143,14 +149,21 @@ final class RunFiles {
         }
       }
       for (Named other : written.subList(0, i)) {
-        if (isSame(file.path, other.path) && !isSame(file.path, Path.of("/dev/null"))) {
+        if (isSame(file.path, other.path) && !isNowhere(file.path)) {
           throw Failure.usage(other.what + " and " + file.what + " would go to the same place");
         }
       }
     }
   }
 
+  private static boolean isNowhere(Path file) throws IOException {
+    return HAS_DEVICES && isSame(file, Path.of("/dev/null"));
+  }
+
   private static boolean isSame(Path a, Path b) throws IOException {
+    if (a.equals(b)) {
+      return true;
+    }
     boolean bothAreThere = Files.exists(a) && Files.exists(b);
     return bothAreThere ? Files.isSameFile(a, b) : place(a).equals(place(b));
   }

@@ -81,7 +81,12 @@ record Streams(
 
   /** Whether standard output is a pipe that its reader has closed, so that nothing is said. */
   boolean hasNoReader() {
-    return out instanceof StandardOutput standard && standard.failure() instanceof ClosedPipe;
+    return failure() instanceof ClosedPipe;
+  }
+
+  /** Why some of standard output was not written, null where all was. */
+  IOException failure() {
+    return out instanceof StandardOutput standard ? standard.failure() : null;
   }
 
   PrintWriter outWriter() {

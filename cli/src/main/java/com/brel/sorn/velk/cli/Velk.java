@@ -94,10 +94,9 @@ public final class Velk {
             .setExecutionExceptionHandler((e, unused, result) -> tell(e, streams));
     try {
       int exitCode = command.execute(arguments);
-      boolean isWritten = !(streams.out() instanceof StandardOutput out) || out.failure() == null;
-      return exitCode != ExitCode.DONE || isWritten
-          ? exitCode
-          : tell(((StandardOutput) streams.out()).failure(), streams);
+      IOException unwritten = streams.failure();
+      // The library that prints help keeps to itself that nobody gets it.
+      return exitCode == ExitCode.DONE && unwritten != null ? tell(unwritten, streams) : exitCode;
     } catch (OutOfMemoryError e) {
       streams.say("velk: out of memory; -Xmx among VELK_JAVA_OPTIONS gives it more");
       return ExitCode.INTERNAL;

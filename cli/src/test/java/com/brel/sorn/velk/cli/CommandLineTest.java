@@ -136,6 +136,11 @@ class CommandLineTest {
     String output = folder.resolve("out" + SHOWN).toString();
     assertTrue(report.contains(shown + " -> " + output + ": 1 row, "), report);
     assertTrue(report.chars().noneMatch(c -> c == 0x1B || c == 0x202E), report);
+    String[] json = java.util.Arrays.copyOf(mask, mask.length + 1);
+    json[mask.length] = "--report-format=json";
+    Run machine = Run.velk(json).expect(ExitCode.DONE);
+    assertEquals(in.toString(), machine.report().get("input").asText());
+    assertTrue(machine.err().chars().noneMatch(c -> c == 0x1B || c == 0x202E), machine.err());
     Run full = Run.velk("key", "new", in.toString()).expect(ExitCode.INPUT_OUTPUT);
     assertEquals("velk: " + shown + ": it exists already\n", full.err());
   }

@@ -553,6 +553,12 @@ class LauncherIT {
   @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
   void aFullDeviceBehindStandardOutputIsTold() throws Exception {
     String full = "velk: standard output: No space left on device\n";
+    Files.writeString(folder.resolve("in"), "a\nx\n");
+    Path file = folder.resolve("out.csv");
+    String report = " --report /dev/stderr - \"$1\" 2>/dev/full";
+    Ended lost = inShell("\"$0\" mask -q -s 'service=s a=keep'" + report, file.toString());
+    assertEquals(ExitCode.INPUT_OUTPUT, lost.exitCode());
+    assertFalse(Files.exists(file));
     for (String word : List.of("--help", "generate-completion")) {
       Ended run = inShell("exec \"$0\" \"$@\" >/dev/full", word);
       assertEquals(new Ended(ExitCode.INPUT_OUTPUT, "", full), run);
