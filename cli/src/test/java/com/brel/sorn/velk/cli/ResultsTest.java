@@ -59,8 +59,8 @@ class ResultsTest {
     String told =
         "column \"a\" is to stay unique: 0 values repeated in the first 7 rows; the others"
             + " were not checked\n";
-    assertTrue(ReportFormat.TEXT.write(report).endsWith(told));
-    assertTrue(ReportFormat.JSON.write(report).contains("\"complete\" : false"));
+    assertTrue(ReportFormat.TEXT.write(report, 0).endsWith(told));
+    assertTrue(ReportFormat.JSON.write(report, 0).contains("\"complete\" : false"));
     assertEquals(
         List.of("column \"a\": whether it is unique was checked in the first 7 rows only"),
         report.unchecked());
