@@ -25,6 +25,7 @@ final class CheckCommand implements Callable<Integer> {
   private static final int WIDEST_RULE = 60;
 
   @ParentCommand private Velk velk;
+  @Mixin private HelpOption help;
   @Mixin private MaskingStringSource maskingString;
   @Mixin private CsvOptions csv;
 
@@ -45,7 +46,9 @@ final class CheckCommand implements Callable<Integer> {
 
   private int check() throws IOException {
     Input input = new Input(in, velk.streams());
-    try (Masking masking = new Masking(maskingString.read());
+    RunFiles files =
+        new RunFiles().reads("the input", in).reads("the rules file", maskingString.file());
+    try (Masking masking = files.masking(maskingString.read());
         CsvInput source = csv.open(masking.engine(), input, velk.streams())) {
       List<ColumnRule> rules = masking.rulesOf(source).columns();
       List<String> warnings = Masking.warnings(rules);

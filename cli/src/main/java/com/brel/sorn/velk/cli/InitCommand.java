@@ -7,7 +7,6 @@ import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.nio.file.StandardOpenOption;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.Set;
@@ -36,6 +35,7 @@ final class InitCommand implements Callable<Integer> {
   private static final Set<String> WORDS = Set.of("service", "key", "on_error", "on_null");
 
   @ParentCommand private Velk velk;
+  @Mixin private HelpOption help;
   @Mixin private CsvOptions csv;
 
   @Option(names = "--force", description = "Write over a rules file that exists.")
@@ -58,8 +58,11 @@ final class InitCommand implements Callable<Integer> {
   @Override
   public Integer call() throws IOException {
     Input input = new Input(in, velk.streams());
-    input.requireOtherThan(out, "the rules file");
-    try (Engine engine = Engine.open();
+    new RunFiles().reads("the input", in).writes("the rules file", out).check();
+    if (!force && !writesIntoPipe()) {
+      Output.requireNew(out);
+    }
+    try (Engine engine = Masking.untracedEngine();
         CsvInput source = csv.open(engine, input, velk.streams())) {
       List<String> names = source.reader().names();
       write(rules(names, sample(source.reader(), names)));
@@ -74,14 +77,16 @@ final class InitCommand implements Callable<Integer> {
       velk.print(rules);
       return;
     }
-    StandardOpenOption how = force ? StandardOpenOption.CREATE : StandardOpenOption.CREATE_NEW;
-    Files.writeString(
-        Path.of(out),
-        rules,
-        StandardCharsets.UTF_8,
-        how,
-        StandardOpenOption.WRITE,
-        StandardOpenOption.TRUNCATE_EXISTING);
+    try (Output output = new Output(out, velk.streams())) {
+      output.stream().write(rules.getBytes(StandardCharsets.UTF_8));
+      output.commit();
+    }
+  }
+
+  /** What is no file has nothing that could be written over. */
+  private boolean writesIntoPipe() throws IOException {
+    Path file = Path.of(out);
+    return Files.exists(file) && !Files.isRegularFile(file) && !Files.isDirectory(file);
   }
 
   /** The values of each column in the first rows. */
@@ -150,8 +155,9 @@ final class InitCommand implements Callable<Integer> {
     if (codePoint == '"' || codePoint == '\\') {
       return "\\" + (char) codePoint;
     }
-    return Character.isISOControl(codePoint)
-        ? "\\u{" + Integer.toHexString(codePoint) + "}"
-        : Character.toString(codePoint);
+    // Who reads the file shall see what it says, and in its order.
+    return Show.isPlain(codePoint)
+        ? Character.toString(codePoint)
+        : "\\u{" + Integer.toHexString(codePoint) + "}";
   }
 }

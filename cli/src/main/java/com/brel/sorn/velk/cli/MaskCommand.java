@@ -8,7 +8,6 @@ import java.io.IOException;
 import java.io.OutputStream;
 import java.nio.charset.Charset;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.Path;
 import java.util.List;
 import java.util.concurrent.Callable;
 import picocli.CommandLine.Command;
@@ -36,6 +35,7 @@ final class MaskCommand implements Callable<Integer> {
   private static final long LARGE = 8_000_000;
 
   @ParentCommand private Velk velk;
+  @Mixin private HelpOption help;
   @Mixin private MaskingStringSource maskingString;
   @Mixin private CsvOptions csv;
   @Mixin private OnErrorOptions onError;
@@ -95,23 +95,25 @@ final class MaskCommand implements Callable<Integer> {
 
   private int run() throws IOException {
     Input input = new Input(in, velk.streams());
-    checkArguments(input);
-    try (Masking masking = new Masking(maskingString.read());
+    checkArguments();
+    try (Masking masking = files().masking(maskingString.read());
         Output output = new Output(out, velk.streams());
         Output told = reportFile == null ? null : new Output(reportFile, velk.streams())) {
+      output.tellWhenStopped();
       masking.keyWarning().ifPresent(text -> warn(List.of(text)));
       Report report = mask(masking, onError.policy(masking), input, output.stream());
       warn(report.unchecked());
       if (!quiet) {
         warn(report.unchanged());
       }
-      String text = reportFormat.write(report);
+      // A file is read by something else than this terminal.
+      int width = told == null ? velk.streams().terminalWidth() : 0;
+      String text = reportFormat.write(report, width);
       if (told != null) {
         Charset charset =
             Input.isStandard(reportFile) ? velk.streams().outCharset() : StandardCharsets.UTF_8;
-        told.stream().write(text.getBytes(charset));
         // What can fail does so before the output appears.
-        told.stream().flush();
+        told.write(text.getBytes(charset));
       }
       output.commit();
       if (told != null) {
@@ -136,23 +138,18 @@ final class MaskCommand implements Callable<Integer> {
     return flawed ? ExitCode.FIELD_ERRORS : ExitCode.DONE;
   }
 
-  private void checkArguments(Input input) throws IOException {
+  private void checkArguments() {
     if (jobs != null && (jobs < 1 || jobs > MOST_JOBS)) {
       throw Failure.usage("--jobs " + jobs + ": 1 to " + MOST_JOBS);
     }
-    input.requireOtherThan(out, "the output");
-    if (reportFile != null) {
-      input.requireOtherThan(reportFile, "the report");
-      if (isSame(out, reportFile)) {
-        throw Failure.usage("the output and the report would go to the same place");
-      }
-    }
   }
 
-  private static boolean isSame(String a, String b) {
-    return Input.isStandard(a) || Input.isStandard(b)
-        ? a.equals(b)
-        : Path.of(a).toAbsolutePath().normalize().equals(Path.of(b).toAbsolutePath().normalize());
+  private RunFiles files() {
+    return new RunFiles()
+        .reads("the input", in)
+        .reads("the rules file", maskingString.file())
+        .writes("the output", out)
+        .writes("the report", reportFile);
   }
 
   private Report mask(Masking masking, ErrorPolicy policy, Input input, OutputStream output)

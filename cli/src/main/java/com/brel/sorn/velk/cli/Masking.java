@@ -7,8 +7,10 @@ import com.brel.sorn.velk.masking.MaskingService;
 import com.brel.sorn.velk.masking.ParsedService;
 import com.brel.sorn.velk.masking.Rule;
 import com.brel.sorn.velk.masking.TableException;
+import com.brel.sorn.velk.masking.Trace;
 import com.brel.sorn.velk.masking.Type;
 import java.io.IOException;
+import java.nio.file.Path;
 import java.util.List;
 import java.util.Optional;
 
@@ -22,7 +24,21 @@ final class Masking implements AutoCloseable {
   private final ParsedService parsed;
 
   Masking(String maskingString) {
-    engine = Engine.open();
+    this(maskingString, Engine.open());
+  }
+
+  /** With an engine that traces nothing. */
+  static Masking untraced(String maskingString) {
+    return new Masking(maskingString, untracedEngine());
+  }
+
+  /** An engine that traces nothing, whatever the environment says. */
+  static Engine untracedEngine() {
+    return Engine.open(new Trace("0", Path.of("-")));
+  }
+
+  private Masking(String maskingString, Engine opened) {
+    engine = opened;
     try {
       parsed = parse(maskingString);
     } catch (RuntimeException e) {
@@ -46,6 +62,11 @@ final class Masking implements AutoCloseable {
 
   Engine engine() {
     return engine;
+  }
+
+  /** The rules as the masking string has them. */
+  List<ColumnRule> rules() {
+    return parsed.columns();
   }
 
   /** What the masking string says of errors. */
@@ -82,6 +103,11 @@ final class Masking implements AutoCloseable {
     return engine.library().identification();
   }
 
+  /** Where the key is, as the masking string says it. */
+  Optional<String> keyPlace() {
+    return parsed.key();
+  }
+
   /** What should be said of the key before it is used, if anything. */
   Optional<String> keyWarning() {
     return parsed.key().flatMap(KeyFile::warning);
@@ -105,6 +131,10 @@ final class Masking implements AutoCloseable {
 
   @Override
   public void close() {
-    engine.close();
+    try {
+      engine.close();
+    } catch (VELKException e) {
+      throw Tracing.told(e);
+    }
   }
 }

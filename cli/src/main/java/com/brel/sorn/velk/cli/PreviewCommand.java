@@ -25,6 +25,7 @@ final class PreviewCommand implements Callable<Integer> {
   private static final int MOST_ROWS = 1000;
 
   @ParentCommand private Velk velk;
+  @Mixin private HelpOption help;
   @Mixin private MaskingStringSource maskingString;
   @Mixin private CsvOptions csv;
 
@@ -57,7 +58,9 @@ final class PreviewCommand implements Callable<Integer> {
 
   private int preview() throws IOException {
     Input input = new Input(in, velk.streams());
-    try (Masking masking = new Masking(maskingString.read());
+    RunFiles files =
+        new RunFiles().reads("the input", in).reads("the rules file", maskingString.file());
+    try (Masking masking = files.masking(maskingString.read());
         CsvInput source = csv.open(masking.engine(), input, velk.streams())) {
       masking.keyWarning().ifPresent(text -> velk.streams().say("velk: warning: " + text));
       ParsedService rules = masking.rulesOf(source);

@@ -56,11 +56,13 @@ class ResultsTest {
             Map.of(),
             new CsvReport.Repeats(0, 7, false));
     Report report = new Report(new CsvReport(9, List.of(column)));
+    report.input = "in";
+    report.output = "out";
     String told =
         "column \"a\" is to stay unique: 0 values repeated in the first 7 rows; the others"
             + " were not checked\n";
-    assertTrue(ReportFormat.TEXT.write(report).endsWith(told));
-    assertTrue(ReportFormat.JSON.write(report).contains("\"complete\" : false"));
+    assertTrue(ReportFormat.TEXT.write(report, 0).endsWith(told));
+    assertTrue(ReportFormat.JSON.write(report, 0).contains("\"complete\" : false"));
     assertEquals(
         List.of("column \"a\": whether it is unique was checked in the first 7 rows only"),
         report.unchecked());
