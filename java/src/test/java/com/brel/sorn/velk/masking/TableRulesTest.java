@@ -373,14 +373,14 @@ class TableRulesTest {
     String rules = Arrays.stream(names).map(name -> name + "=keep\n").collect(Collectors.joining());
     String csv =
         String.join(",", names) + "\n" + String.join(",", Collections.nCopies(width, "v")) + "\n";
-    assertTimeout(Duration.ofSeconds(20), () -> assertEquals(csv, mask(table(rules, names), csv)));
+    assertTimeout(Duration.ofSeconds(60), () -> assertEquals(csv, mask(table(rules, names), csv)));
     String patterns =
         Arrays.stream(names)
             .map(name -> name + "*=keep\n" + (name.endsWith("9") ? "" : name + "*.unique=true\n"))
             .limit(width - 1)
             .collect(Collectors.joining());
     assertTimeout(
-        Duration.ofSeconds(20),
+        Duration.ofSeconds(60),
         () -> assertEquals(width, table(patterns + "*=keep", names).columns().size()));
   }
 }
