@@ -43,7 +43,8 @@ void throw_any(Findings& findings)
     Failure first = std::move(findings.told.front());
     first.others.assign(std::make_move_iterator(findings.told.begin() + 1),
                         std::make_move_iterator(findings.told.end()));
-    std::ranges::stable_sort(first.others, {}, start_of);
+    const auto place = [](const Failure& other) { return std::pair(start_of(other), other.code); };
+    std::ranges::sort(first.others, {}, place);
     first.untold = findings.untold;
     throw first;
 }

@@ -4,6 +4,7 @@ import java.io.IOException;
 import java.nio.file.Path;
 import java.util.List;
 import java.util.Set;
+import java.util.concurrent.Callable;
 import picocli.AutoComplete;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
@@ -18,7 +19,7 @@ import picocli.CommandLine.ParentCommand;
     name = "generate-completion",
     description = "Writes a script by which bash or zsh completes what is typed.",
     footer = {"", "A shell learns it by: source <(velk generate-completion)"})
-final class Completion implements java.util.concurrent.Callable<Integer> {
+final class Completion implements Callable<Integer> {
   /** The labels of what is the name of a file. */
   private static final Set<String> FILES = Set.of("FILE", "IN", "OUT", "RULES");
 

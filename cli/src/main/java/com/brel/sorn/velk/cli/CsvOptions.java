@@ -13,6 +13,10 @@ import picocli.CommandLine.Option;
 /** Options about how the file is written. */
 final class CsvOptions {
   private static final String TAB = "tab";
+  private static final String ADVICE_ON_BLANK_LINES = "--blank-lines skip leaves such lines out";
+
+  /** Bytes. */
+  private static final long LONG_IN_READING = 8_000_000;
 
   /** Rows that a first row is compared to. */
   private static final int ROWS_LOOKED_AT = 50;
@@ -79,6 +83,16 @@ final class CsvOptions {
     } catch (IOException | RuntimeException e) {
       csv.close();
       throw e;
+    }
+  }
+
+  /** A blank last line would end a run at its very end; what takes a moment tells it by itself. */
+  void requireNoBlankEnd(Input input, CsvInput csv) throws IOException {
+    if (blankLines == BlankLines.REFUSE
+        && csv.reader().names().size() > 1
+        && input.size() > LONG_IN_READING
+        && input.endsWithBlankLine()) {
+      throw Failure.inputOutput("the last line is blank; " + ADVICE_ON_BLANK_LINES);
     }
   }
 
@@ -152,7 +166,7 @@ final class CsvOptions {
     return Failure.inputOutput(
         switch (e.fault()) {
           case WIDTH -> row;
-          case BLANK_LINE -> row + ": the line is blank; --blank-lines skip leaves such lines out";
+          case BLANK_LINE -> row + ": the line is blank; " + ADVICE_ON_BLANK_LINES;
           case VALUE_TOO_LONG, ROW_TOO_LONG -> e.getMessage() + "; perhaps a quote is not closed";
           default -> e.getMessage();
         });

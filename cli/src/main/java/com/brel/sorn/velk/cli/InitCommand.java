@@ -62,7 +62,7 @@ final class InitCommand implements Callable<Integer> {
     if (!force && !writesIntoPipe()) {
       Output.requireNew(out);
     }
-    try (Engine engine = Engine.open();
+    try (Engine engine = Masking.untracedEngine();
         CsvInput source = csv.open(engine, input, velk.streams())) {
       List<String> names = source.reader().names();
       write(rules(names, sample(source.reader(), names)));

@@ -4,14 +4,19 @@ import java.io.FilterInputStream;
 import java.io.IOException;
 import java.io.InputStream;
 import java.io.PushbackInputStream;
+import java.nio.ByteBuffer;
+import java.nio.channels.FileChannel;
+import java.nio.charset.StandardCharsets;
 import java.nio.file.FileSystemException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.Arrays;
+import java.util.regex.Pattern;
 
 /** The CSV file to be read: a path, or {@code -} for standard input. */
 final class Input {
   private static final String STANDARD = "-";
+  private static final Pattern BLANK_END = Pattern.compile("(\r\n|\n|\r(?!\n))(\r\n|\n|\r)\\z");
 
   private final String name;
   private final Streams streams;
@@ -72,6 +77,19 @@ final class Input {
             });
     whole.unread(read);
     return whole;
+  }
+
+  /** Whether a file's last line has no character; of a stream nobody knows. */
+  boolean endsWithBlankLine() throws IOException {
+    if (isStream()) {
+      return false;
+    }
+    try (FileChannel file = FileChannel.open(Path.of(name))) {
+      ByteBuffer end = ByteBuffer.allocate(2 * "\r\n".length());
+      file.read(end, Math.max(0, file.size() - end.capacity()));
+      String text = new String(end.array(), 0, end.position(), StandardCharsets.ISO_8859_1);
+      return BLANK_END.matcher(text).find();
+    }
   }
 
   /** Whether it can be read but once, and from its start. */

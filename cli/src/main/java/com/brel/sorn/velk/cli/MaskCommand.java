@@ -158,6 +158,7 @@ final class MaskCommand implements Callable<Integer> {
         ParsedService rules = masking.rulesOf(source);
         MaskingService service = rules.open();
         Progress progress = quiet ? Progress.none() : Progress.to(velk.streams(), input.size())) {
+      csv.requireNoBlankEnd(input, source);
       warn(Masking.warnings(rules.columns()));
       CsvReport counts =
           service

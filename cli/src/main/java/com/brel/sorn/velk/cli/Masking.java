@@ -27,9 +27,14 @@ final class Masking implements AutoCloseable {
     this(maskingString, Engine.open());
   }
 
-  /** With an engine that traces nothing, whatever the environment says. */
+  /** With an engine that traces nothing. */
   static Masking untraced(String maskingString) {
-    return new Masking(maskingString, Engine.open(new Trace("0", Path.of("-"))));
+    return new Masking(maskingString, untracedEngine());
+  }
+
+  /** An engine that traces nothing, whatever the environment says. */
+  static Engine untracedEngine() {
+    return Engine.open(new Trace("0", Path.of("-")));
   }
 
   private Masking(String maskingString, Engine opened) {
@@ -59,7 +64,7 @@ final class Masking implements AutoCloseable {
     return engine;
   }
 
-  /** The rules as the masking string writes them, patterns and positions among them. */
+  /** The rules as the masking string has them. */
   List<ColumnRule> rules() {
     return parsed.columns();
   }

@@ -8,6 +8,7 @@ import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.util.Arrays;
 import java.util.List;
 import java.util.stream.Stream;
 import org.junit.jupiter.api.Test;
@@ -107,7 +108,7 @@ class CommandLineTest {
     String refused = "velk: --error-text is the text of --on-error fixed, which is not given\n";
     String rules = "service=s a=keep a.type=integer";
     for (String[] policy : new String[][] {{}, {"--on-error", "null"}, {"--on-error", "stop"}}) {
-      String[] options = java.util.Arrays.copyOf(policy, policy.length + 2);
+      String[] options = Arrays.copyOf(policy, policy.length + 2);
       options[policy.length] = "--error-text";
       options[policy.length + 1] = "x";
       Run run = Run.mask(rules, "a\nz\n", options).expect(ExitCode.USAGE);
@@ -136,7 +137,7 @@ class CommandLineTest {
     String output = folder.resolve("out" + SHOWN).toString();
     assertTrue(report.contains(shown + " -> " + output + ": 1 row, "), report);
     assertTrue(report.chars().noneMatch(c -> c == 0x1B || c == 0x202E), report);
-    String[] json = java.util.Arrays.copyOf(mask, mask.length + 1);
+    String[] json = Arrays.copyOf(mask, mask.length + 1);
     json[mask.length] = "--report-format=json";
     Run machine = Run.velk(json).expect(ExitCode.DONE);
     assertEquals(in.toString(), machine.report().get("input").asText());

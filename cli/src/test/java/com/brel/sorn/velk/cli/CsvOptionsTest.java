@@ -196,6 +196,28 @@ class CsvOptionsTest {
     assertEquals(one, Run.mask("service=s a=keep", one, "-q").expect(ExitCode.DONE).out());
   }
 
+  @ParameterizedTest
+  @ValueSource(strings = {"\n", "\r\n", "\r"})
+  void aBlankLineAtTheEndOfALargeFileIsToldInTheBeginning(String end) throws IOException {
+    String rows = ("0123456789," + "x".repeat(80) + end).repeat(90_000);
+    Path in = Files.writeString(folder.resolve("in.csv"), "a,b" + end + rows + end);
+    Path out = folder.resolve("out.csv");
+    String[] command = {"mask", "-s", "service=s * = keep", in.toString(), out.toString()};
+    Run refused = Run.velk(command).expect(ExitCode.INPUT_OUTPUT);
+    assertEquals(
+        "velk: the last line is blank; --blank-lines skip leaves such lines out\n", refused.err());
+    assertFalse(Files.exists(out));
+    Run skipped =
+        Run.velk("mask", "-q", "--blank-lines", "skip", "-s", command[2], command[3], "-");
+    assertEquals("a,b" + end + rows, skipped.expect(ExitCode.DONE).out());
+    // A line end is no line, and in one column a blank line is a null.
+    Files.writeString(in, "a,b" + end + rows);
+    Run.velk(command).expect(ExitCode.DONE);
+    Files.writeString(in, "a" + end + rows.replace(",", ";") + end);
+    Run.velk(command).expect(ExitCode.DONE);
+    assertEquals(-1, Files.mismatch(in, out));
+  }
+
   @Test
   void columnsWithoutANameOfTheirOwnAreKnownByTheirPositions() {
     String csv = "id,,id,\0,$1\n1,2,3,4,x\n";

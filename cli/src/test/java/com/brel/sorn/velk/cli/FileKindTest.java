@@ -9,6 +9,7 @@ import java.io.OutputStream;
 import java.nio.charset.Charset;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.util.Arrays;
 import java.util.HexFormat;
 import java.util.zip.GZIPOutputStream;
 import java.util.zip.ZipEntry;
@@ -34,7 +35,7 @@ class FileKindTest {
     assertEquals("velk: standard input" + told, stream.expect(ExitCode.INPUT_OUTPUT).err());
     assertEquals("", stream.out());
     for (String[] other : new String[][] {{"check", "-s", "service=s a=keep"}, {"init"}}) {
-      String[] arguments = java.util.Arrays.copyOf(other, other.length + 1);
+      String[] arguments = Arrays.copyOf(other, other.length + 1);
       arguments[other.length] = in.toString();
       Run run = Run.velk(arguments).expect(ExitCode.INPUT_OUTPUT);
       assertEquals("velk: " + in + told, run.err());

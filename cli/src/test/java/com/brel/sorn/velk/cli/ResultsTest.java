@@ -56,6 +56,8 @@ class ResultsTest {
             Map.of(),
             new CsvReport.Repeats(0, 7, false));
     Report report = new Report(new CsvReport(9, List.of(column)));
+    report.input = "in";
+    report.output = "out";
     String told =
         "column \"a\" is to stay unique: 0 values repeated in the first 7 rows; the others"
             + " were not checked\n";
