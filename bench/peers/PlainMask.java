@@ -56,11 +56,23 @@ final class PlainMask {
   }
 
   private String phone(String text) {
-    return "+" + digits(text, 11, 100_000_000_000L);
+    String number = digits(text, 11, 100_000_000_000L);
+    return "+" + number.substring(0, 2) + " " + number.substring(2, 4) + " " + number.substring(4);
+  }
+
+  private static int luhnDigit(String number) {
+    int sum = 0;
+    boolean doubled = true;
+    for (int i = number.length() - 1; i >= 0; i--, doubled = !doubled) {
+      int digit = number.charAt(i) - '0';
+      sum += doubled ? 2 * digit - (digit > 4 ? 9 : 0) : digit;
+    }
+    return (10 - sum % 10) % 10;
   }
 
   private String card(String text) {
-    return text.substring(0, 6) + digits(text, 10, 10_000_000_000L);
+    String number = text.substring(0, 6) + digits(text, 9, 1_000_000_000L);
+    return number + luhnDigit(number);
   }
 
   private static UnaryOperator<String> partial(int kept) {

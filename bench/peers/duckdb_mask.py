@@ -14,11 +14,16 @@ BLOCK = 64  # bytes of a block of SHA-256
 HMAC = "sha256(unhex('{outer}') || unhex(sha256(unhex('{inner}') || encode(x))))"
 PREFIX = "sha256('{key}' || x)"
 NUMBER = "('0x' || substr(keyed(x), 1, 15))::ubigint"
+PLACES = [f"(x // {10**place} % 10)" for place in range(15)]
+DOUBLED = [f"({digit} * 2 - 9 * ({digit} > 4)::int)" for digit in PLACES[::2]]
 MACROS = {
     "number(x)": NUMBER,
     "digits(x, count)": f"lpad(({NUMBER} % (10 ** count)::ubigint)::varchar, count, '0')",
     "hashed(x)": "substr(keyed(x), 1, 32)",
     "address(x)": "hashed(x) || '@example.com'",
+    "phone(x)": "regexp_replace(digits(x, 11), '(..)(..)(.*)', '+\\1 \\2 \\3')",
+    # Of a number of 15 digits, behind which it goes.
+    "with_luhn_digit(x)": f"(x * 10 + (10 - ({' + '.join(DOUBLED + PLACES[1::2])}) % 10) % 10)::varchar",
     "masked(x, kept)": "repeat('*', length(x) - kept) || right(x, kept)",
     "days(x)": f"({NUMBER} % 60)::integer - 30",
     "shifted(x)": "(x::date + days(x) + (days(x) >= 0)::integer)::varchar",
@@ -27,8 +32,8 @@ COLUMNS = {
     "keep": "*",
     "a": "id, hashed(name) AS name, address(email) AS email, masked(phone, 2) AS phone, masked(card, 4) AS card, "
          "shifted(born) AS born, city, NULL AS note",
-    "b": "id, hashed(name) AS name, address(email) AS email, '+' || digits(phone, 11) AS phone, "
-         "substr(card, 1, 6) || digits(card, 10) AS card, shifted(born) AS born, city, hashed(note) AS note",
+    "b": "id, hashed(name) AS name, address(email) AS email, phone(phone) AS phone, "
+         "with_luhn_digit((substr(card, 1, 6) || digits(card, 9))::bigint) AS card, shifted(born) AS born, city, hashed(note) AS note",
 }
 
 

@@ -7,6 +7,8 @@ import hmac
 import itertools
 import sys
 
+from data import luhn_digit
+
 LOOKED_AT = 10_000  # rows that are compared value by value
 
 
@@ -52,9 +54,10 @@ class Plain:
         if profile == "a":
             return {**row, **hashed, "phone": "*" * (len(row["phone"]) - 2) + row["phone"][-2:],
                     "card": "*" * (len(row["card"]) - 4) + row["card"][-4:], "note": ""}
-        return {**row, **hashed, "phone": f"+{self.number(row['phone']) % 10**11:011}",
-                "card": f"{row['card'][:6]}{self.number(row['card']) % 10**10:010}",
-                "note": row["note"] and self.keyed(row["note"])[:32]}
+        digits = f"{self.number(row['phone']) % 10**11:011}"
+        card = f"{row['card'][:6]}{self.number(row['card']) % 10**9:09}"
+        return {**row, **hashed, "phone": f"+{digits[:2]} {digits[2:4]} {digits[4:]}",
+                "card": f"{card}{luhn_digit(card)}", "note": row["note"] and self.keyed(row["note"])[:32]}
 
 
 def check_plain(source, output, profile, key):

@@ -118,14 +118,32 @@ void add_padded(std::string& out, std::uint64_t number, std::size_t width)
 
 void add_phone(std::string& out, const Key& key, std::string_view text)
 {
+    const std::uint64_t number = key.number(text) % 100'000'000'000;
     out += '+';
-    add_padded(out, key.number(text), 11);
+    add_padded(out, number / 1'000'000'000, 2);
+    out += ' ';
+    add_padded(out, number / 10'000'000 % 100, 2);
+    out += ' ';
+    add_padded(out, number % 10'000'000, 7);
+}
+
+char luhn_digit(std::string_view number)
+{
+    int sum = 0;
+    bool doubled = true;
+    for (std::size_t i = number.size(); i-- > 0; doubled = !doubled) {
+        const int digit = number[i] - '0';
+        sum += doubled ? 2 * digit - (digit > 4 ? 9 : 0) : digit;
+    }
+    return static_cast<char>('0' + (10 - sum % 10) % 10);
 }
 
 void add_card(std::string& out, const Key& key, std::string_view text)
 {
+    const std::size_t start = out.size();
     out += text.substr(0, 6);
-    add_padded(out, key.number(text), 10);
+    add_padded(out, key.number(text), 9);
+    out += luhn_digit(std::string_view(out).substr(start));
 }
 
 template <std::size_t Kept> void add_partial(std::string& out, const Key&, std::string_view text)

@@ -24,7 +24,7 @@ VELK = measure.PACKAGE / "bin" / "velk"
 SOURCE, TEN = measure.WORK / "rows.csv", measure.WORK / "ten.csv"
 KEY = measure.ENVIRONMENT["MASK_KEY"].encode()
 
-COPY, PLAIN_CPP, PLAIN_JAVA = "C++, only reads and writes", "C++, this table alone", "plain Java"
+COPY, PLAIN_CPP, PLAIN_JAVA = "C++, bytes alone", "C++, this table alone", "plain Java"
 POLARS, DUCKDB, PREFIX = "polars with polars-hash", "DuckDB", "DuckDB, key hashed in front"
 ONE, TWO, BARE = "velk, 1 thread", "velk, 2 threads", "velk, no class archive"
 SAME = [PLAIN_CPP, PLAIN_JAVA, POLARS, DUCKDB]  # these write the same bytes
@@ -123,7 +123,8 @@ def goals(found):
             ("A, CPU, as a ratio to DuckDB with the key in front", 1, ratio(a, ONE, PREFIX)),
             ("A, wall, 2 threads as a ratio to 1", 0.6, ratio(a, TWO, ONE, "wall")),
             ("B, CPU, as a ratio to polars", 0.6, ratio(b, ONE, POLARS)),
-            ("all kept, CPU, as a ratio to reading and writing alone", 3, ratio(keep, ONE, COPY)),
+            ("all kept, CPU, as a ratio to C++ that reads and writes rows", 3, ratio(keep, ONE, PLAIN_CPP)),
+            ("all kept, CPU, as a ratio to C++ that reads and writes bytes", 3, ratio(keep, ONE, COPY)),
             ("ten rows, CPU s", 0.35, ten[ONE]["cpu"]),
             ("memory, resident MB", 300, resident)]
 
