@@ -104,6 +104,30 @@ TEST(Hmac, runs_give_the_digests_of_the_key_whatever_the_length)
     }
 }
 
+// By its definition, from whole hashes.
+std::string hmac_of(std::string key, const std::string& message)
+{
+    key.resize(64);
+    std::string inner;
+    std::string outer;
+    for (const char byte : key) {
+        inner += static_cast<char>(byte ^ 0x36);
+        outer += static_cast<char>(byte ^ 0x5C);
+    }
+    return hex(sha256(view(outer + bytes(hex(sha256(view(inner + message)))))));
+}
+
+TEST(Hmac, is_what_its_definition_says_whatever_the_length)
+{
+    const std::string text = "0123456789abcdef";
+    const HmacKey key(view(text));
+    std::string message;
+    for (int size = 0; size < 200; ++size) {
+        EXPECT_EQ(hex(key.digest(view(message))), hmac_of(text, message)) << size;
+        message += static_cast<char>(7 * size);
+    }
+}
+
 TEST(Hmac, any_number_of_threads_use_one_key)
 {
     const HmacKey key(view("0123456789abcdef"));
