@@ -39,5 +39,6 @@ if not exist "%java%" (
 rem A package has the libraries beside the command, where nothing need be unpacked.
 set "packaged="
 if exist "%root%\command\" set packaged="-Dvelk.library.packaged=%root%\lib"
-"%java%" -Xmx256m --enable-native-access=ALL-UNNAMED %packaged% %VELK_JAVA_OPTIONS% -jar "%folder%\%jar%" %*
+rem The second compiler of Java takes longer than it saves: values are masked by native code.
+"%java%" -Xmx256m --enable-native-access=ALL-UNNAMED -XX:TieredStopAtLevel=1 %packaged% %VELK_JAVA_OPTIONS% -jar "%folder%\%jar%" %*
 exit /b %errorlevel%

@@ -99,6 +99,7 @@ def native_lane():
     yield Layer("Linux", "format", formatted(["include", "src", "bulk", "reference-engine", "tests"]), one_check)
     yield Layer("Linux", "sources", [PYTHON, "tests/library/sources_test.py"], unittest_count)
     yield Layer("Linux", "known results", [PYTHON, "tests/library/known_results_test.py"], unittest_count)
+    yield Layer("Linux", "measurements", [PYTHON, "tests/library/bench_test.py"], unittest_count)
     yield Layer("Linux", "libraries (linux)", [PYTHON, "tests/library/linux_libraries_test.py"], unittest_count)
     yield build("windows")
     yield Layer("Windows", "libraries (windows)", [PYTHON, "tests/library/windows_libraries_test.py"], unittest_count)

@@ -1233,10 +1233,13 @@ TEST(MaskingStringSecrets, never_appear_behind_a_key_whose_sign_is_wrong_or_miss
           "key.x\n", "a b\nkey\n", "=\nkey=\n(\n"}) {
         for (const std::string end :
              {" service=p name=keep", "\nservice=p name=keep", ")\nservice=p a b c=kep"}) {
-            const std::string text = start + secret + end;
-            const std::string message = message_of(text);
-            EXPECT_NE(message, "") << text;
-            EXPECT_EQ(message.find(secret), std::string::npos) << text << "\n" << message;
+            for (const std::string& text :
+                 {start + secret + end, "a b\n" + start + secret + end, "x=f(=\n)\n" + start + secret + end,
+                  "y=1(\n" + start + secret + end}) {
+                const std::string message = message_of(text);
+                EXPECT_NE(message, "") << text;
+                EXPECT_EQ(message.find(secret), std::string::npos) << text << "\n" << message;
+            }
         }
     }
 }

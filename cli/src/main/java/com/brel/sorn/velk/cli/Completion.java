@@ -28,7 +28,7 @@ final class Completion implements Callable<Integer> {
 
   @Override
   public Integer call() throws IOException {
-    CommandLine command = new CommandLine(new Velk());
+    CommandLine command = new CommandLine(new Velk.Whole());
     completeFiles(command);
     velk.print(AutoComplete.bash("velk", command));
     return ExitCode.DONE;

@@ -8,6 +8,7 @@ import java.io.PrintWriter;
 import java.io.StringWriter;
 import java.io.UncheckedIOException;
 import java.nio.file.InvalidPathException;
+import java.util.Map;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Help;
@@ -24,15 +25,6 @@ import picocli.CommandLine.UnmatchedArgumentException;
     name = "velk",
     description = "Masks CSV files by masking strings.",
     versionProvider = Velk.Version.class,
-    subcommands = {
-      MaskCommand.class,
-      CheckCommand.class,
-      PreviewCommand.class,
-      InitCommand.class,
-      KeyCommand.class,
-      HelpCommand.class,
-      Completion.class
-    },
     exitCodeListHeading = "%nExit codes:%n",
     exitCodeList = {
       "0:done",
@@ -49,7 +41,16 @@ import picocli.CommandLine.UnmatchedArgumentException;
           + " one with a blank stands in quotes.",
       "A console of Windows shows every character after chcp 65001. Files are UTF-8 in any case."
     })
-public final class Velk {
+public sealed class Velk {
+  /** The subcommands that do their work without a look at the others. */
+  static final Map<String, Class<?>> ALONE =
+      Map.of(
+          "mask", MaskCommand.class,
+          "check", CheckCommand.class,
+          "preview", PreviewCommand.class,
+          "init", InitCommand.class,
+          "key", KeyCommand.class);
+
   /** Characters of a message about the arguments, which may hold whatever was typed. */
   private static final int LONGEST_REFUSAL = 300;
 
@@ -67,9 +68,26 @@ public final class Velk {
     this.streams = streams;
   }
 
-  /** Makes a command on the standard streams of the process. */
-  public Velk() {
-    this(Streams.standard());
+  /** The command with all its subcommands, for those who ask what there is. */
+  @Command(
+      subcommands = {
+        MaskCommand.class,
+        CheckCommand.class,
+        PreviewCommand.class,
+        InitCommand.class,
+        KeyCommand.class,
+        HelpCommand.class,
+        Completion.class
+      })
+  public static final class Whole extends Velk {
+    /** Makes a command on the standard streams of the process. */
+    public Whole() {
+      this(Streams.standard());
+    }
+
+    private Whole(Streams streams) {
+      super(streams);
+    }
   }
 
   /**
@@ -85,7 +103,7 @@ public final class Velk {
     // By itself it takes a variable of the environment for a terminal.
     Ansi colours = streams.terminalWidth() > 0 ? Ansi.AUTO : Ansi.OFF;
     CommandLine command =
-        new CommandLine(new Velk(streams))
+        commandLine(streams, arguments)
             .setOut(streams.outWriter())
             .setErr(streams.errWriter())
             .setColorScheme(Help.defaultColorScheme(colours))
@@ -101,6 +119,14 @@ public final class Velk {
       streams.say("velk: out of memory; -Xmx among VELK_JAVA_OPTIONS gives it more");
       return ExitCode.INTERNAL;
     }
+  }
+
+  /** Reading what all the subcommands are takes longer than masking a small file. */
+  static CommandLine commandLine(Streams streams, String[] arguments) {
+    Class<?> alone = arguments.length == 0 ? null : ALONE.get(arguments[0]);
+    return alone == null
+        ? new CommandLine(new Whole(streams))
+        : new CommandLine(new Velk(streams)).addSubcommand(alone);
   }
 
   private static int tell(Exception e, Streams streams) {

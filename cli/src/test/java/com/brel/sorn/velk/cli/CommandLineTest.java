@@ -29,7 +29,7 @@ class CommandLineTest {
 
   /** The words of every command, that of a command within another behind it. */
   static Stream<List<String>> commands() {
-    return words(new CommandLine(new Velk()), List.of());
+    return words(new CommandLine(new Velk.Whole()), List.of());
   }
 
   private static Stream<List<String>> words(CommandLine command, List<String> before) {

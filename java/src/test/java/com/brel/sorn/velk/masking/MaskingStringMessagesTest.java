@@ -149,6 +149,8 @@ class MaskingStringMessagesTest {
     String message = refusal.getMessage();
     assertTrue(message.startsWith("7319 not a list \""), message);
     assertTrue(message.endsWith("~\nline 2 is empty\nCorrect the file."), message);
+    Files.writeString(list, "one\ntwo\n");
+    engine.parse("service=p key=env:K a=dict(file='" + list + "')").close();
   }
 
   @Test

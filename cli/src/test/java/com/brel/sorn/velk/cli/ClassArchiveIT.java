@@ -1,0 +1,279 @@
+package com.brel.sorn.velk.cli;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertNotEquals;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assumptions.assumeTrue;
+
+import java.io.IOException;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.nio.file.StandardCopyOption;
+import java.nio.file.attribute.PosixFilePermission;
+import java.nio.file.attribute.PosixFilePermissions;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.EnumSet;
+import java.util.HashMap;
+import java.util.List;
+import java.util.Map;
+import java.util.stream.Stream;
+import org.junit.jupiter.api.BeforeEach;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.condition.DisabledOnOs;
+import org.junit.jupiter.api.condition.OS;
+import org.junit.jupiter.api.io.TempDir;
+
+/**
+ * The launcher's archive of classes: whatever became of it, a run does what it does without one.
+ */
+@DisabledOnOs(value = OS.WINDOWS, disabledReason = "the launcher for Linux alone keeps one")
+class ClassArchiveIT {
+  private static final Path LAUNCHER = Path.of(System.getProperty("velk.launcher"));
+  private static final String RULES = "service=s a=partial(keep_last=2) b=keep";
+
+  @TempDir Path folder;
+  private Path home;
+  private Path archives;
+
+  @BeforeEach
+  void anEmptyHome() throws IOException {
+    home = Files.createDirectory(folder.resolve("home"));
+    archives = home.resolve(".cache/velk");
+  }
+
+  private Process start(Path launcher, Map<String, String> variables) throws IOException {
+    ProcessBuilder builder = new ProcessBuilder(launcher + "", "mask", "-qs", RULES, "-", "-");
+    Map<String, String> environment = builder.environment();
+    environment.remove("XDG_CACHE_HOME");
+    environment.remove("VELK_CLASS_ARCHIVES");
+    environment.put("HOME", home.toString());
+    environment.putAll(variables);
+    Process process = builder.redirectErrorStream(true).start();
+    process.getOutputStream().write("a,b\nabcdefgh,1\n".getBytes(StandardCharsets.UTF_8));
+    process.getOutputStream().close();
+    return process;
+  }
+
+  /** Nothing but the masked rows stands on either standard stream. */
+  private static void expectMasked(Process process) throws Exception {
+    String told = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
+    assertEquals("a,b\n******gh,1\n", told);
+    assertEquals(ExitCode.DONE, process.waitFor());
+  }
+
+  private void run(Path launcher, Map<String, String> variables) throws Exception {
+    expectMasked(start(launcher, variables));
+  }
+
+  private void run() throws Exception {
+    run(LAUNCHER, Map.of());
+  }
+
+  /** Whether a run has the command's classes from an archive. */
+  private boolean usesArchive(Path launcher, Map<String, String> variables) throws Exception {
+    Path log = folder.resolve("classes.log");
+    String others = System.getenv().getOrDefault("VELK_JAVA_OPTIONS", "");
+    String option = " '-Xlog:class+load:file=" + log + "'";
+    Map<String, String> all = new HashMap<>(variables);
+    all.put("VELK_JAVA_OPTIONS", others + option);
+    run(launcher, all);
+    return Files.readString(log).contains(Velk.class.getName() + " source: shared objects file");
+  }
+
+  private boolean usesArchive() throws Exception {
+    return usesArchive(LAUNCHER, Map.of());
+  }
+
+  private static List<Path> filesOf(Path directory) throws IOException {
+    try (Stream<Path> files = Files.list(directory)) {
+      return files.sorted().toList();
+    }
+  }
+
+  /** The archive that the second run makes. */
+  private Path make(Path launcher) throws Exception {
+    run(launcher, Map.of());
+    run(launcher, Map.of());
+    List<Path> made = filesOf(archives);
+    assumeTrue(made.stream().noneMatch(file -> file.toString().endsWith("-none")), "no such Java");
+    return made.get(made.size() - 1);
+  }
+
+  private static void overwrite(Path archive, byte[] bytes) throws IOException {
+    Files.setPosixFilePermissions(archive, PosixFilePermissions.fromString("rw-------"));
+    Files.write(archive, bytes);
+  }
+
+  /** The name that an archive of these bytes would have in the place of another. */
+  private static Path named(Path other, byte[] bytes) throws Exception {
+    Process process = new ProcessBuilder("cksum").start();
+    process.getOutputStream().write(bytes);
+    process.getOutputStream().close();
+    String sum = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
+    String id = other.getFileName().toString().replaceFirst("-[0-9]+-[0-9]+[.]jsa$", "");
+    return other.resolveSibling(id + "-" + sum.trim().replace(' ', '-') + ".jsa");
+  }
+
+  @Test
+  void isMadeByTheSecondRunAndUsedByTheThird() throws Exception {
+    run();
+    assertEquals(List.of(), filesOf(archives));
+    EnumSet<PosixFilePermission> owner =
+        EnumSet.of(
+            PosixFilePermission.OWNER_READ,
+            PosixFilePermission.OWNER_WRITE,
+            PosixFilePermission.OWNER_EXECUTE);
+    assertEquals(owner, Files.getPosixFilePermissions(archives));
+    Path archive = make(LAUNCHER);
+    assertEquals(1, filesOf(archives).size());
+    assertEquals(named(archive, Files.readAllBytes(archive)), archive);
+    assertTrue(usesArchive());
+  }
+
+  @Test
+  void isMadeAnewWhereItIsDamaged() throws Exception {
+    byte[] whole = Files.readAllBytes(make(LAUNCHER));
+    byte[] flipped = whole.clone();
+    flipped[whole.length / 2] ^= 1;
+    List<byte[]> damages = new ArrayList<>(List.of(flipped, new byte[0]));
+    for (int length : new int[] {5000, whole.length - 1}) {
+      damages.add(Arrays.copyOf(whole, length));
+    }
+    for (byte[] damage : damages) {
+      overwrite(filesOf(archives).get(0), damage);
+      assertFalse(usesArchive());
+      assertEquals(1, filesOf(archives).size());
+      assertTrue(usesArchive());
+    }
+  }
+
+  @Test
+  void ofAnotherJavaIsLeftToIt() throws Exception {
+    Path archive = make(LAUNCHER);
+    Map<String, String> recent = Map.of("VELK_JAVA_HOME", System.getProperty("velk.recent.java"));
+    run(LAUNCHER, recent);
+    run(LAUNCHER, recent);
+    assertTrue(filesOf(archives).contains(archive));
+    assertTrue(usesArchive());
+  }
+
+  @Test
+  void ofOtherJarsIsNotUsedUnderTheNameOfTheirsEither() throws Exception {
+    byte[] other = Files.readAllBytes(make(LAUNCHER));
+    Path launcher = unpack(folder.resolve("package")).resolve("bin/velk");
+    Files.list(archives).forEach(file -> assertTrue(file.toFile().delete()));
+    Path own = make(launcher);
+    Files.delete(own);
+    Files.write(named(own, other), other);
+    assertFalse(usesArchive(launcher, Map.of()));
+  }
+
+  private static Path unpack(Path target) throws IOException {
+    Path built = LAUNCHER.resolveSibling("../cli/target").normalize();
+    copy(LAUNCHER, target.resolve("bin"));
+    for (Path from : List.of(built, built.resolve("lib"))) {
+      for (Path jar : filesOf(from)) {
+        if (jar.toString().endsWith(".jar")) {
+          copy(jar, target.resolve("command").resolve(built.relativize(from)));
+        }
+      }
+    }
+    return target;
+  }
+
+  private static void copy(Path file, Path folder) throws IOException {
+    Path copy = Files.createDirectories(folder).resolve(file.getFileName());
+    Files.copy(file, copy, StandardCopyOption.COPY_ATTRIBUTES);
+  }
+
+  @Test
+  void liesBesideTheCommandForAll() throws Exception {
+    Path unpacked = unpack(folder.resolve("package"));
+    Path launcher = unpacked.resolve("bin/velk");
+    Path command = unpacked.resolve("command");
+    run(launcher, Map.of("VELK_CLASS_ARCHIVES", command.toString()));
+    assumeTrue(filesOf(command).stream().noneMatch(file -> file.toString().endsWith("-none")));
+    assertTrue(usesArchive(launcher, Map.of()));
+    assertTrue(usesArchive(launcher, Map.of("VELK_CLASS_ARCHIVES", "")));
+    assertFalse(Files.exists(archives));
+  }
+
+  @Test
+  void isNotMadeWhereNobodyWantsIt() throws Exception {
+    for (int i = 0; i < 2; i++) {
+      run(LAUNCHER, Map.of("VELK_CLASS_ARCHIVES", ""));
+    }
+    assertEquals(List.of(), filesOf(home));
+  }
+
+  @Test
+  void isNotMadeWhereItCannotBe() throws Exception {
+    Path file = Files.createFile(folder.resolve("file"));
+    for (String place : List.of("/proc", file.toString(), file + "/folder", "/dev/null")) {
+      run(LAUNCHER, Map.of("VELK_CLASS_ARCHIVES", place));
+      run(LAUNCHER, Map.of("VELK_CLASS_ARCHIVES", place));
+    }
+    for (String nowhere : List.of("", folder.resolve("nowhere").toString(), "/proc")) {
+      run(LAUNCHER, Map.of("HOME", nowhere));
+      run(LAUNCHER, Map.of("HOME", nowhere));
+    }
+    assertFalse(Files.exists(folder.resolve("nowhere")));
+  }
+
+  @Test
+  void isNotTriedAgainWhereThisJavaMakesNone() throws Exception {
+    Path archive = make(LAUNCHER);
+    Path none = Path.of(archive.toString().replaceFirst("-[0-9]+-[0-9]+[.]jsa$", "-none"));
+    Files.move(archive, none);
+    run();
+    assertEquals(List.of(none), filesOf(archives));
+  }
+
+  @Test
+  void ofSomebodyElseIsNotUsed() throws Exception {
+    Path archive = make(LAUNCHER);
+    assumeTrue(Files.getAttribute(folder, "unix:uid").equals(0), "root alone gives files away");
+    Files.setAttribute(archive, "unix:uid", 65534);
+    assertFalse(usesArchive());
+    assertTrue(usesArchive());
+    Files.setAttribute(archives, "unix:uid", 65534);
+    List<Path> before = filesOf(archives);
+    assertFalse(usesArchive());
+    assertEquals(before, filesOf(archives));
+  }
+
+  @Test
+  void isWholeHoweverManyRunsMakeIt() throws Exception {
+    make(LAUNCHER);
+    Files.list(archives).forEach(file -> assertTrue(file.toFile().delete()));
+    List<Process> runs = new ArrayList<>();
+    for (int i = 0; i < 4; i++) {
+      runs.add(start(LAUNCHER, Map.of()));
+    }
+    for (Process run : runs) {
+      expectMasked(run);
+    }
+    List<Path> made = filesOf(archives);
+    assertNotEquals(List.of(), made);
+    for (Path archive : made) {
+      assertEquals(named(archive, Files.readAllBytes(archive)), archive);
+    }
+    assertTrue(usesArchive());
+  }
+
+  @Test
+  void leavesTheOptionsOfJavaToTheUser() throws Exception {
+    make(LAUNCHER);
+    for (String options :
+        List.of(
+            "-XX:+UseSerialGC",
+            "-XX:+UseParallelGC -XX:TieredStopAtLevel=4 -Xmx128m",
+            "-Xshare:off",
+            "-XX:SharedArchiveFile=/nowhere.jsa")) {
+      run(LAUNCHER, Map.of("VELK_JAVA_OPTIONS", options));
+    }
+  }
+}
