@@ -21,9 +21,17 @@ if not defined jar (
     exit /b 5
 )
 for %%f in (java.exe) do set "java=%%~$PATH:f"
-if defined JAVA_HOME set "java=%JAVA_HOME%\bin\java.exe"
-if defined VELK_JAVA_HOME set "java=%VELK_JAVA_HOME%\bin\java.exe"
+set "name="
+if defined JAVA_HOME set "name=JAVA_HOME"
+if defined JAVA_HOME set "home=%JAVA_HOME%"
+if defined VELK_JAVA_HOME set "name=VELK_JAVA_HOME"
+if defined VELK_JAVA_HOME set "home=%VELK_JAVA_HOME%"
+if defined name set "java=%home%\bin\java.exe"
 rem Checked first: the exit codes of a missing program would be taken for those of the command.
+if not exist "%java%" if defined name (
+    echo velk: %name% names "%home%", and there is no bin\java.exe in it; name a Java of version 17 or later>&2
+    exit /b 5
+)
 if not exist "%java%" (
     echo velk: there is no Java; install one of version 17 or later, or name it with VELK_JAVA_HOME>&2
     exit /b 5

@@ -34,8 +34,8 @@ public:
     bool is_open() const { return is_open_; }
     std::uint64_t size() const { return size_; }
 
-    // Whether anyone but its owner may, as its mode says. Windows has no mode; its access lists are not
-    // asked.
+    // Whether anyone but its owner may, as its mode says, or on Windows its access list: besides the owner,
+    // whoever runs this process, the system and its administrators.
     bool others_may_write() const { return others_may_write_; }
     bool others_may_read() const { return others_may_read_; }
 

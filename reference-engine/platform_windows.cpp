@@ -8,6 +8,8 @@
 
 #include <windows.h>
 
+#include <aclapi.h>
+
 namespace velk::engine {
 
 namespace {
@@ -78,6 +80,63 @@ std::optional<std::size_t> environment_variable(const std::string& name, std::sp
     }
 }
 
+namespace {
+
+constexpr DWORD to_write =
+    FILE_WRITE_DATA | FILE_APPEND_DATA | WRITE_DAC | WRITE_OWNER | GENERIC_WRITE | GENERIC_ALL;
+constexpr DWORD to_read = FILE_READ_DATA | GENERIC_READ | GENERIC_ALL;
+
+// Whoever runs this process.
+bool is_user(PSID id)
+{
+    HANDLE token = nullptr;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) return false;
+    alignas(TOKEN_USER) std::uint8_t user[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
+    DWORD size = 0;
+    const bool known = GetTokenInformation(token, TokenUser, user, sizeof user, &size);
+    CloseHandle(token);
+    return known && EqualSid(id, reinterpret_cast<const TOKEN_USER*>(user)->User.Sid);
+}
+
+// Whom a file cannot be kept from, or need not.
+bool is_trusted(PSID id, PSID owner)
+{
+    return EqualSid(id, owner) || IsWellKnownSid(id, WinLocalSystemSid) ||
+           IsWellKnownSid(id, WinBuiltinAdministratorsSid) || IsWellKnownSid(id, WinCreatorOwnerRightsSid) ||
+           is_user(id);
+}
+
+// What an entry of an access list allows to others. What another entry may deny them is not taken off.
+DWORD allowed_to_others(const ACE_HEADER& entry, PSID owner)
+{
+    const bool allows =
+        entry.AceType == ACCESS_ALLOWED_ACE_TYPE || entry.AceType == ACCESS_ALLOWED_CALLBACK_ACE_TYPE;
+    if (!allows || (entry.AceFlags & INHERIT_ONLY_ACE) != 0) return 0;
+    const auto& allowed = reinterpret_cast<const ACCESS_ALLOWED_ACE&>(entry);
+    return is_trusted(const_cast<DWORD*>(&allowed.SidStart), owner) ? 0 : allowed.Mask;
+}
+
+// A file system without access lists keeps a file from nobody; that it may be written is not held against it.
+DWORD allowed_to_others(HANDLE file)
+{
+    PSID owner = nullptr;
+    PACL list = nullptr;
+    PSECURITY_DESCRIPTOR all = nullptr;
+    if (GetSecurityInfo(file, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &owner,
+                        nullptr, &list, nullptr, &all) != ERROR_SUCCESS)
+        return GENERIC_READ;
+    DWORD allowed = list == nullptr ? GENERIC_ALL : 0; // without a list everybody may do everything
+    for (DWORD i = 0; list != nullptr && i < list->AceCount; ++i) {
+        void* entry = nullptr;
+        if (GetAce(list, i, &entry))
+            allowed |= allowed_to_others(*static_cast<const ACE_HEADER*>(entry), owner);
+    }
+    LocalFree(all);
+    return allowed;
+}
+
+} // namespace
+
 std::FILE* create_file(const std::string& path)
 {
     return _wfopen(wide(path).c_str(), L"wb");
@@ -94,6 +153,9 @@ InputFile::InputFile(const std::string& path)
         return;
     is_open_ = true;
     size_ = static_cast<std::uint64_t>(size.QuadPart);
+    const DWORD allowed = allowed_to_others(file);
+    others_may_write_ = (allowed & to_write) != 0;
+    others_may_read_ = (allowed & to_read) != 0;
 }
 
 InputFile::~InputFile()

@@ -182,37 +182,67 @@ ColumnDefinition define_column(const ColumnEntries& entries, const Common& commo
 }
 
 // The operands of the service as a whole, and what the columns need to know of them.
-Common define_operands(const ServiceEntries& entries, ServiceDefinition& definition)
+Common define_operands(const ServiceEntries& entries, ServiceDefinition& definition, Findings& findings)
 {
     Common common{entries, {}, entries.key != nullptr};
     for (const ColumnEntries& column : entries.columns) common.columns.insert(column.name);
-    if (entries.key != nullptr) definition.operands.push_back({"key", read_key_source(*entries.key)});
+    if (const Entry* entry = entries.key)
+        check(findings, [&] { definition.operands.push_back({"key", read_key_source(*entry)}); });
     if (const Entry* entry = entries.on_error) {
         definition.operands.push_back({"on_error", text_of(*entry)});
-        common.on_error =
-            at(entry->value_place, [&] { return parse_on_error(definition.operands.back().text); });
+        check(findings, [&] {
+            common.on_error =
+                at(entry->value_place, [&] { return parse_on_error(definition.operands.back().text); });
+        });
     }
     if (const Entry* entry = entries.on_null) {
         definition.operands.push_back({"on_null", text_of(*entry)});
-        at(entry->value_place, [&] { return masks_null(definition.operands.back().text); });
+        check(findings,
+              [&] { at(entry->value_place, [&] { return masks_null(definition.operands.back().text); }); });
     }
     return common;
+}
+
+void define_columns(const Common& common, ServiceDefinition& definition, Findings& findings)
+{
+    for (const ColumnEntries& column : common.service.columns)
+        if (column.rule != nullptr)
+            check(findings, [&] { definition.columns.push_back(define_column(column, common)); });
+}
+
+// What is missing may be what a misspelt key was meant as.
+void define_id(const ServiceEntries& entries, ServiceDefinition& definition, Findings& findings)
+{
+    if (entries.id == nullptr) {
+        if (!has_code(findings, key_unknown) && !has_code(findings, reserved_word_with_attribute))
+            add(findings, Failure{service_missing, {}, {}, {}, Place{}});
+        return;
+    }
+    check(findings, [&] { definition.id = read_id(*entries.id); });
+    if (definition.columns.empty() && findings.told.empty())
+        add(findings,
+            Failure{no_columns, {}, {}, "Give each column a rule: name = function.", entries.id->key_place});
+}
+
+// Where a key is misspelt, the want of one is told by that.
+void drop_consequences(Findings& findings)
+{
+    if (has_code(findings, key_unknown) && findings.told.front().code != key_missing)
+        std::erase_if(findings.told, [](const Failure& told) { return told.code == key_missing; });
 }
 
 } // namespace
 
 ServiceDefinition define_service(const std::vector<Entry>& entries, std::string_view source)
 {
-    const ServiceEntries sorted = sort_entries(entries, source);
+    Findings findings;
+    const ServiceEntries sorted = sort_entries(entries, source, findings);
     ServiceDefinition definition;
-    const Common common = define_operands(sorted, definition);
-    for (const ColumnEntries& column : sorted.columns)
-        definition.columns.push_back(define_column(column, common));
-    // What is missing comes last: a misspelt key may be the reason.
-    if (sorted.id == nullptr) throw Failure{service_missing, {}, {}, {}, Place{}};
-    definition.id = read_id(*sorted.id);
-    if (definition.columns.empty())
-        throw Failure{no_columns, {}, {}, "Give each column a rule: name = function.", sorted.id->key_place};
+    const Common common = define_operands(sorted, definition, findings);
+    define_columns(common, definition, findings);
+    define_id(sorted, definition, findings);
+    drop_consequences(findings);
+    throw_any(findings);
     return definition;
 }
 

@@ -129,8 +129,21 @@ std::string shown_key(const Entry& entry)
 void require_rule(const ColumnEntries& column)
 {
     if (column.rule != nullptr) return;
-    const Entry& attribute = column.type != nullptr ? *column.type : *column.unique;
-    throw Failure{column_without_rule, shown(column.name), {}, {}, attribute.key_place};
+    // Without any entry it has one that was refused.
+    if (const Entry* attribute = column.type != nullptr ? column.type : column.unique)
+        throw Failure{column_without_rule, shown(column.name), {}, {}, attribute->key_place};
+}
+
+void sort_entry(Columns& columns, const Entry& entry, std::string_view source)
+{
+    const Entry*& slot = slot_of(columns, entry);
+    if (slot != nullptr)
+        throw Failure{key_repeated,
+                      shown_key(entry),
+                      "first given at " + position_text(source, slot->key_place.start),
+                      {},
+                      entry.key_place};
+    slot = &entry;
 }
 
 } // namespace
@@ -152,23 +165,16 @@ std::string text_of(const Entry& entry)
     return entry.kind == ValueKind::call ? entry.value : value_of(entry.value);
 }
 
-ServiceEntries sort_entries(const std::vector<Entry>& entries, std::string_view source)
+ServiceEntries sort_entries(const std::vector<Entry>& entries, std::string_view source, Findings& findings)
 {
     ServiceEntries service;
     Columns columns{service};
-    for (const Entry& entry : entries) {
-        const Entry*& slot = slot_of(columns, entry);
-        if (slot != nullptr)
-            throw Failure{key_repeated,
-                          shown_key(entry),
-                          "first given at " + position_text(source, slot->key_place.start),
-                          {},
-                          entry.key_place};
-        slot = &entry;
-    }
-    for (const ColumnEntries& column : service.columns) require_rule(column);
-    std::sort(service.columns.begin(), service.columns.end(),
-              [](const ColumnEntries& a, const ColumnEntries& b) { return a.rule < b.rule; });
+    for (const Entry& entry : entries) check(findings, [&] { sort_entry(columns, entry, source); });
+    for (const ColumnEntries& column : service.columns) check(findings, [&] { require_rule(column); });
+    const auto is_before = [](const ColumnEntries& a, const ColumnEntries& b) {
+        return b.rule == nullptr ? a.rule != nullptr : a.rule != nullptr && a.rule < b.rule;
+    };
+    std::sort(service.columns.begin(), service.columns.end(), is_before);
     return service;
 }
 

@@ -2,6 +2,7 @@
 
 // The parsed pairs as the adapter reads them, and which of them says what.
 
+#include "parser/findings.h"
 #include "parser/pairs.h"
 #include "records/requests.h"
 
@@ -42,9 +43,9 @@ struct ServiceEntries {
     bool is_open = false;               // some columns are patterns or positions: a table may have others
 };
 
-// Throws a Failure where a key is not known, stands twice, or belongs to a column without a rule. The source
-// is there to name the place of the first one.
-ServiceEntries sort_entries(const std::vector<Entry>& entries, std::string_view source);
+// Finds where a key is not known, stands twice, or belongs to a column without a rule; such a column stays,
+// the last ones of all. The source is there to name the place of the first one.
+ServiceEntries sort_entries(const std::vector<Entry>& entries, std::string_view source, Findings& findings);
 
 // The reserved word that was probably meant by this key, of those that are not given; empty if there is none.
 std::string_view probable_word(const Entry& entry, const ServiceEntries& service);

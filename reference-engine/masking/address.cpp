@@ -32,13 +32,14 @@ bool is_dotted(std::u16string_view text, std::size_t longest)
 {
     std::size_t code_points = 0;
     bool part_begins = true;
+    unsigned wrong = 0; // and no branch on each dot: where they stand cannot be foreseen
     for (const char16_t unit : text) {
         const bool dot = unit == u'.';
-        if (dot ? part_begins : !is_address_character(unit)) return false;
+        wrong |= static_cast<unsigned>(!is_address_character(unit)) | (unsigned{dot} & unsigned{part_begins});
         part_begins = dot;
-        if (!is_low_surrogate(unit)) ++code_points;
+        code_points += is_low_surrogate(unit) ? 0 : 1;
     }
-    return !part_begins && code_points <= longest;
+    return wrong == 0 && !part_begins && code_points <= longest;
 }
 
 } // namespace

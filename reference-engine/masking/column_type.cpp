@@ -66,8 +66,9 @@ struct Reader {
 
     std::u16string_view take_digits()
     {
-        const auto end = std::find_if_not(text.begin(), text.end(), is_digit);
-        const auto digits = text.substr(0, static_cast<std::size_t>(end - text.begin()));
+        std::size_t count = 0;
+        while (count < text.size() && is_digit(text[count])) ++count;
+        const auto digits = text.substr(0, count);
         text.remove_prefix(digits.size());
         return digits;
     }

@@ -6,6 +6,9 @@
 #include "masking/masks.h"
 #include "text/unicode.h"
 
+#include <algorithm>
+#include <array>
+
 namespace velk::engine {
 
 namespace {
@@ -21,12 +24,23 @@ constexpr std::uint32_t first_halves = letter_count * ends_of_a_half;
 constexpr std::uint32_t second_halves = character_count * ends_of_a_half;
 static_assert(half_length == 6 && character_count == 36);
 
+using Pair = std::array<char16_t, 2>;
+
+// Each division waits for the one before: two characters take one.
+constexpr auto pairs = [] {
+    std::array<Pair, character_count * character_count> all{};
+    for (std::size_t i = 0; i < all.size(); ++i)
+        all[i] = {name_characters[i % character_count], name_characters[i / character_count]};
+    return all;
+}();
+
 void write_half(std::uint32_t drawn, std::uint32_t first_count, char16_t* half)
 {
     half[0] = name_characters[drawn % first_count];
     drawn /= first_count;
-    for (std::size_t i = 1; i < half_length; ++i, drawn /= character_count)
-        half[i] = name_characters[drawn % character_count];
+    for (std::size_t i = 1; i + 1 < half_length; i += 2, drawn /= pairs.size())
+        std::copy_n(pairs[drawn % pairs.size()].begin(), 2, half + i);
+    half[half_length - 1] = name_characters[drawn % character_count];
 }
 
 // It begins with a letter.

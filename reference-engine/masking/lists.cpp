@@ -1,6 +1,6 @@
 #include "masking/lists.h"
 
-#include "masking/file.h"
+#include "masking/list_file.h"
 #include "text/characters.h"
 #include "text/excerpt.h"
 #include "text/failure.h"
@@ -100,6 +100,14 @@ std::vector<std::u16string_view> List::few() const
     return {different.begin(), different.end()};
 }
 
+bool is_list(std::string_view text)
+try {
+    parse_list({}, text);
+    return true;
+} catch (const Failure&) {
+    return false;
+}
+
 std::shared_ptr<const List> built_in_list(std::string_view name)
 {
     for (const auto& [known, text] : built_in_lists)
@@ -114,9 +122,10 @@ std::shared_ptr<const List> built_in_list(std::string_view name)
 std::shared_ptr<const List> list_file(std::string_view path)
 {
     return kept_list("file:" + std::string(path), [path] {
-        const std::optional<std::string> text = read_file(path);
-        if (!text) throw Failure{list_file_unreadable, shown(path)};
-        return parse_list(path, *text);
+        std::size_t size = 0;
+        const char* text = Provider_ListFile(std::string(path).c_str(), &size);
+        if (text == nullptr) throw Failure{list_file_unreadable, shown(path)};
+        return parse_list(path, {text, size});
     });
 }
 

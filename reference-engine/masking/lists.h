@@ -33,6 +33,9 @@ private:
     std::size_t longest_ = 0;
 };
 
+// Whether a file with that text is a list.
+bool is_list(std::string_view text);
+
 // Both give the same list again whenever they are asked for it, by any thread: a process reads it once.
 
 // A list that is built in. Throws a Failure if there is none of that name.

@@ -49,14 +49,13 @@ std::size_t leading_zeros(std::u16string_view digits)
     return std::min(digits.find_first_not_of(u'0'), digits.size());
 }
 
-// The number without what its spelling adds: zeros in front and behind, the sign of zero. What has to be put
-// together is kept in the store.
+// The number without what its spelling adds: zeros in front and behind. Zero keeps its sign: there is only
+// one number that it can become. What has to be put together is kept in the store.
 std::u16string_view plain(std::u16string_view text, const Written& number, std::deque<SecretUnits>& store)
 {
     if (text.empty()) return text;
     const std::size_t kept = number.fraction.find_last_not_of(u'0') + 1; // digits; 0 where all are zeros
     const std::size_t zeros = std::min(leading_zeros(number.whole), number.whole.size() - 1);
-    if (kept == 0 && number.whole.substr(zeros) == u"0") return u"0";
     text.remove_suffix(number.fraction.size() - kept);
     if (text.ends_with(u'.')) text.remove_suffix(1);
     if (zeros == 0) return text;

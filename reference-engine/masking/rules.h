@@ -100,6 +100,9 @@ bool needs_key(const Rule& rule);
 // text is declared with.
 std::size_t longest_result(const Rule& rule);
 
+// Whether of a value of its column's type it may make one that is none.
+bool may_leave_type(const Rule& rule);
+
 // The column by whose value a rule decides; empty: none.
 std::string_view other_column(const Rule& rule);
 

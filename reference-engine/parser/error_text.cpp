@@ -1,5 +1,6 @@
 #include "parser/error_text.h"
 
+#include "parser/findings.h"
 #include "parser/place_text.h"
 #include "text/excerpt.h"
 
@@ -46,15 +47,50 @@ std::string_view showable(const Failure& failure, std::string_view source)
     return meant ? source.substr(0, end) : source;
 }
 
+const Message& message_of(const Failure& failure)
+{
+    static const Message unknown{internal_error, "internal error", "", ""};
+    const Message* found = find_message(static_cast<std::uint32_t>(failure.code));
+    return found != nullptr ? *found : unknown;
+}
+
+std::string heading_text(const Failure& failure, std::string_view source)
+{
+    const bool quotes = !failure.subject.empty() && may_be_quoted(failure, source);
+    return heading_of(message_of(failure), quotes ? std::string_view(failure.subject) : std::string_view());
+}
+
+// In one line: its place and its heading, and where else to look.
+std::string line_text(const Failure& failure, std::string_view source)
+{
+    std::string line = failure.place ? position_text(source, failure.place->start) + ": " : "";
+    line += heading_text(failure, source);
+    return failure.detail.empty() ? line : line + ", " + failure.detail;
+}
+
+// Adds what else was found, a line each, as far as there is room for whole lines and for how many are left.
+void add_others(const Failure& failure, std::string_view source, std::string& text)
+{
+    constexpr std::size_t room =
+        trailing_bytes - std::string_view("\nand 100 more, or more than these").size();
+    std::size_t left = failure.others.size() + failure.untold;
+    if (left > 0) text += text.empty() ? "Also:" : "\nAlso:";
+    for (const Failure& other : failure.others) {
+        const std::string line = "\n" + line_text(other, source);
+        if (text.size() + line.size() > room) break;
+        text += line;
+        --left;
+    }
+    if (left > 0) text += "\nand " + std::to_string(left) + " more";
+    if (failure.untold == most_found - most_told) text += ", or more than these";
+}
+
 } // namespace
 
 MessageText error_text(const Failure& failure, std::string_view source)
 {
-    static const Message unknown{internal_error, "internal error", "", ""};
-    const Message* found = find_message(static_cast<std::uint32_t>(failure.code));
-    const Message& message = found != nullptr ? *found : unknown;
-    MessageText text{heading_of(message, failure.subject), failure.detail, failure.advice};
-    if (!failure.subject.empty() && !may_be_quoted(failure, source)) text.heading = heading_of(message, {});
+    const Message& message = message_of(failure);
+    MessageText text{heading_text(failure, source), failure.detail, failure.advice};
     if (failure.place) {
         text.detail = position_text(source, failure.place->start) + "\n" +
                       excerpt_text(showable(failure, source), *failure.place);
@@ -62,6 +98,7 @@ MessageText error_text(const Failure& failure, std::string_view source)
     }
     if (text.detail.empty()) text.detail = message.detail;
     if (text.trailing.empty()) text.trailing = message.trailing;
+    add_others(failure, source, text.trailing);
     return text;
 }
 

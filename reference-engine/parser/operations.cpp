@@ -99,6 +99,13 @@ void parse(std::string_view source, PRMA& request)
         measure(pairs, request);
 }
 
+// They speak of a rule on its own.
+void clear_details(Failure& failure)
+{
+    failure.detail.clear();
+    for (Failure& other : failure.others) other.detail.clear();
+}
+
 // Keeps what is known of a failure for whoever asks for it.
 void tell(const Failure& failure, std::string_view source)
 {
@@ -123,7 +130,7 @@ std::int32_t Parser_ParseParameters(PRMA* request)
         parse(source, *request);
     });
     if (is_told(failure)) {
-        if (failure->place) failure->detail.clear(); // which speaks of a rule on its own
+        if (failure->place) clear_details(*failure);
         if (std::optional<Failure> untold = failure_of([&] { tell(*failure, source); })) failure = untold;
     }
     const bool extraction =

@@ -1,5 +1,6 @@
 #include "parser/pairs.h"
 
+#include "parser/findings.h"
 #include "text/characters.h"
 #include "text/excerpt.h"
 #include "text/unicode.h"
@@ -92,6 +93,44 @@ Pair scan_pair(Scanner& scanner)
     return pair;
 }
 
+// A pair, up to the next one.
+void read_pair(Scanner& scanner, std::vector<Pair>& pairs)
+{
+    const Pair pair = scan_pair(scanner);
+    if (pairs.size() == pair_limit) throw Failure{too_many_pairs, {}, {}, {}, pair.key};
+    pairs.push_back(pair);
+    if (scan_separator(scanner) || at_end(scanner)) return;
+    if (next_is(scanner, '='))
+        fail(scanner, character_unexpected, "=",
+             "Quote the value. If it is the next key, the value before it is missing: an empty one is "
+             "written ''.");
+    fail_at_character(scanner);
+}
+
+// Whether nobody can tell what is meant by the text behind a failure, or it may be a key.
+bool ends_reading(const Failure& failure, std::string_view before)
+{
+    return failure.code == number_sign_unquoted || failure.code == quote_not_closed ||
+           failure.code == escape_unknown || failure.code == call_not_closed ||
+           failure.code == too_many_pairs || ends_with_key(before);
+}
+
+// Goes on behind the line of a failure in the pair that starts there, and behind the call that it is in.
+void skip_failure(Scanner& scanner, std::size_t start, const Failure& failure)
+{
+    const std::string_view text = scanner.text;
+    const std::size_t place = failure.place->start;
+    const std::string_view before = text.substr(start, place - start);
+    std::size_t position = std::max(scanner.position, place + failure.place->length);
+    // The place is where the sign was looked for, which may be lines away.
+    if (failure.code == equals_sign_missing && text[start] != '"') position = start;
+    if (before.find('(') != std::string_view::npos && before.find(')') == std::string_view::npos)
+        position = text.find(')', position);
+    position = text.find_first_of("\r\n", position);
+    scanner.position = ends_reading(failure, before) ? text.size() : std::min(position, text.size());
+    scan_separator(scanner);
+}
+
 // The free bytes of an entry: of its key in front, of its value behind.
 struct Kept {
     std::uint32_t start;
@@ -142,20 +181,21 @@ std::vector<KeyPart> scan_key(Scanner& scanner)
 std::vector<Pair> parse_pairs(std::string_view source)
 {
     require_text(source);
+    Findings findings;
     std::vector<Pair> pairs;
     Scanner scanner{source, text_start(source)};
     scan_separator(scanner);
-    while (!at_end(scanner)) {
-        const Pair pair = scan_pair(scanner);
-        if (pairs.size() == pair_limit) throw Failure{too_many_pairs, {}, {}, {}, pair.key};
-        pairs.push_back(pair);
-        if (scan_separator(scanner) || at_end(scanner)) continue;
-        if (next_is(scanner, '='))
-            fail(scanner, character_unexpected, "=",
-                 "Quote the value. If it is the next key, the value before it is missing: an empty one is "
-                 "written ''.");
-        fail_at_character(scanner);
+    while (!at_end(scanner) && !is_full(findings)) {
+        const std::size_t start = scanner.position;
+        try {
+            read_pair(scanner, pairs);
+        } catch (Failure& failure) {
+            if (!failure.place) throw;
+            skip_failure(scanner, start, failure);
+            add(findings, std::move(failure));
+        }
     }
+    throw_any(findings);
     return pairs;
 }
 

@@ -164,6 +164,7 @@ void compile_column(Provider& provider, Column& column, const std::vector<Operan
         require_fit(said, column.limits);
         column.by = find_other_column(said, column, provider.columns);
         provider.has_named_columns |= column.by.has_value();
+        column.may_leave_type = may_leave_type(said);
         column.mask = make_mask(said, key);
     } catch (Failure& failure) {
         add_place(failure, column);

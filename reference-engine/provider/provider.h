@@ -20,6 +20,7 @@ struct Column {
     ColumnLimits limits;
     Mask mask;
     std::optional<std::size_t> by{}; // the column by whose values the rule decides
+    bool may_leave_type = true;      // results are tried against the column's type
 };
 
 struct Provider {

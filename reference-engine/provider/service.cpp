@@ -159,12 +159,13 @@ void read_cells(const Provider& provider, std::size_t index, Scratch& scratch)
     }
 }
 
-// Of all functions only an exchange of digits can leave its type: an integer's range. A number can also
-// become longer than a column that was declared shorter than its type.
-bool result_fits(const ColumnLimits& limits, std::u16string_view text)
+// Only of numbers: one can also become longer than a column that was declared shorter than its type.
+bool result_fits(const Column& column, std::u16string_view text)
 {
+    const ColumnLimits& limits = column.limits;
     if (text.empty() || !is_number_type(limits.type)) return true;
-    return is_value_of(limits.type, text) && (limits.length == 0 || text.size() <= limits.length);
+    if (column.may_leave_type && !is_value_of(limits.type, text)) return false;
+    return limits.length == 0 || text.size() <= limits.length;
 }
 
 void write_result(const Provider& provider, const Column& column, Cell& cell, const Results& results,
@@ -174,7 +175,7 @@ void write_result(const Provider& provider, const Column& column, Cell& cell, co
     const std::u16string_view text = text_of(results, result);
     // What is nothing stays null where the rule makes nothing of it.
     if (result.is_null || (cell.was_null && text.empty())) return write_null(*cell.field);
-    if (!result_fits(column.limits, text) || !write_text(*cell.field, text))
+    if (!result_fits(column, text) || !write_text(*cell.field, text))
         return write_error(provider, column, cell, result_does_not_fit);
     cell.field->isNull = 0;
     cell.field->errorCode = 0;
@@ -273,12 +274,11 @@ void copy_named_columns(const Provider& provider, Scratch& scratch)
             copy_column(provider, *column.by, scratch);
 }
 
-// The fields of a row go to the end of the set. A row of another width is in error as a whole.
+// The fields of a row take its place in the set. A row of another width is in error as a whole.
 void read_fields(ROWD& row, std::size_t column_count, Scratch& set)
 {
     std::size_t count = 0;
-    const std::size_t start = set.fields.size();
-    set.fields.resize(start + column_count);
+    const std::size_t start = set.errors.size() * column_count;
     const bool ends = visit_chain(row.firstField, [&](DATA& field) {
         if (!has_header(field, "DATA")) throw Failure{field_damaged};
         if (count < column_count) set.fields[start + count] = &field;
@@ -295,7 +295,8 @@ void read_rows(const RWST& rows, std::size_t column_count, Scratch& set)
         throw Failure{row_count_differs, std::to_string(rows.rowCount) + " and " + shown_length(length)};
     const std::size_t count = *length;
     set.rows.reserve(count);
-    set.fields.reserve(count * column_count);
+    set.errors.reserve(count);
+    set.fields.resize(count * column_count);
     for (ROWD* row = rows.firstRow; row != nullptr; row = row->next) {
         if (!has_header(*row, "ROWD")) throw Failure{row_damaged};
         set.rows.push_back(row);

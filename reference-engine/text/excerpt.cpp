@@ -314,7 +314,10 @@ bool ends_with_key(std::string_view text)
         end = position;
     }
     std::size_t start = end;
-    while (start > 0 && (is_key_character(text[start - 1]) || is_quote(text, start - 1))) --start;
+    const auto belongs = [&](std::size_t position) {
+        return is_key_character(text[position]) || text[position] == '.' || is_quote(text, position);
+    };
+    while (start > 0 && belongs(start - 1)) --start;
     const std::size_t before = text.find_last_not_of(blanks, start == 0 ? std::string_view::npos : start - 1);
     const bool is_value = start > 0 && before < start && (text[before] == '=' || text[before] == ':');
     return !is_value && looks_like_key(text.substr(start, end - start));

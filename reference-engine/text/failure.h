@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace velk::engine {
 
@@ -20,10 +21,12 @@ struct Place {
 
 struct Failure {
     ErrorCode code;
-    std::string subject{};        // what the heading quotes: a name, a number, a file
-    std::string detail{};         // where it happened: lines of text
-    std::string advice{};         // what may help in this very case
-    std::optional<Place> place{}; // in the text that was read, where it is known
+    std::string subject{};         // what the heading quotes: a name, a number, a file
+    std::string detail{};          // where it happened: lines of text
+    std::string advice{};          // what may help in this very case
+    std::optional<Place> place{};  // in the text that was read, where it is known
+    std::vector<Failure> others{}; // found in the same text, in the order of their places
+    std::size_t untold = 0;        // found beside those
 };
 
 inline void add_detail(Failure& failure, std::string_view line)

@@ -142,7 +142,7 @@ constexpr Message table[] = {
      "Name one of the other columns."},
     {key_file_writable, "others may write the key file",
      "Whoever can exchange the key decides what every value is masked with.",
-     "Take the right from them: chmod 600 FILE."},
+     "Take the right from them: chmod 600 FILE, or icacls on Windows."},
     {key_of_one_byte, "the key repeats a single byte", "It is no key but a place where one should stand.",
      "Use 32 bytes made by chance."},
     {key_with_byte_order_mark, "the key starts with a byte-order mark",

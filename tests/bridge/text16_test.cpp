@@ -11,7 +11,7 @@ namespace velk::text16 {
 
 namespace {
 
-constexpr std::size_t longest = 70; // several blocks of any scan and a rest
+constexpr std::size_t longest = 150; // two steps of any scan, some blocks and a rest
 
 // Calls the test with units at each alignment within a 32-byte block, and with nothing behind them.
 template <class Test> void at_each_alignment(const std::u16string& units, Test test)

@@ -170,9 +170,10 @@ class WindowsLibraries(unittest.TestCase):
         for library in contract.ENGINE:
             with self.subTest(library):
                 needed = {line.split()[0] for line in imports(dll(library))}
-                own = {"VELKParser.dll"} if library == "VELKAdapter" else set()
-                self.assertLessEqual(needed, {"KERNEL32.dll", C_RUNTIME, "bcrypt.dll"} | own)
-        self.assertEqual(engine_imports(dll("VELKAdapter")), {"VELKParser.dll Parser_ReportError"})
+                own = {"VELKParser.dll", "VELKProvider.dll"} if library == "VELKAdapter" else set()
+                self.assertLessEqual(needed, {"KERNEL32.dll", "ADVAPI32.dll", C_RUNTIME, "bcrypt.dll"} | own)
+        self.assertEqual(engine_imports(dll("VELKAdapter")), 
+                         {"VELKParser.dll Parser_ReportError", "VELKProvider.dll Provider_ListFile"})
 
     def test_what_one_side_allocates_the_other_may_free(self):
         for library in contract.ALL:

@@ -13,6 +13,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#if defined(_WIN32)
+#include <windows.h>
+
+#include <sddl.h>
+#endif
 
 namespace velk::test {
 namespace {
@@ -146,7 +151,38 @@ TEST_F(Keys, stand_in_a_regular_file_or_behind_a_link_to_one)
 #endif
 }
 
-#if !defined(_WIN32)
+#if defined(_WIN32)
+
+// The entries of the access list, in the system's own notation.
+void allow(const std::filesystem::path& path, const wchar_t* entries)
+{
+    PSECURITY_DESCRIPTOR rights = nullptr;
+    ASSERT_TRUE(
+        ConvertStringSecurityDescriptorToSecurityDescriptorW(entries, SDDL_REVISION_1, &rights, nullptr));
+    EXPECT_TRUE(SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, rights));
+    LocalFree(rights);
+}
+
+TEST_F(Keys, of_a_file_whose_access_list_lets_others_write_are_refused)
+{
+    write(test_key);
+    allow(path_, L"D:P(A;;FA;;;BA)(A;;FA;;;WD)");
+    expect_code(start_with(source()), key_file_writable);
+    EXPECT_TRUE(contains(texts_of(key_file_writable).trailing, u"icacls"));
+}
+
+TEST_F(Keys, of_a_file_whose_access_list_lets_others_read_are_told)
+{
+    write(test_key);
+    allow(path_, L"D:P(A;;FA;;;BA)(A;;FR;;;WD)");
+    EXPECT_EQ(start_with(source()), 0);
+    EXPECT_TRUE(others_may_read_key(source()));
+    allow(path_, L"D:P(A;;FA;;;BA)(A;;FA;;;SY)");
+    EXPECT_EQ(start_with(source()), 0);
+    EXPECT_FALSE(others_may_read_key(source()));
+}
+
+#else
 
 TEST_F(Keys, of_a_file_that_others_may_write_are_refused)
 {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 
@@ -442,6 +443,133 @@ service=p key=env:A key=env:B
 first given at line 1, column 11 (byte 11)
 Remove one of the two.)~"},
     });
+}
+
+TEST(MaskingStringErrors, of_a_definition_are_told_at_once_the_first_one_in_full)
+{
+    expect_messages({
+        {"service=p key=env:K\nname=kep\ncity=hash(lenth=12)\nname=null\nborn.type=date\ncity.typ=text zip=keep\n",
+         R"~(
+7327 key given twice "name"
+line 4, column 1 (byte 50)
+name=null
+^~~~
+first given at line 2, column 1 (byte 21)
+Remove one of the two.
+Also:
+line 2, column 6 (byte 26): 7301 unknown function "kep"
+line 3, column 11 (byte 40): 7302 unknown argument "lenth"
+line 5, column 1 (byte 60): 7212 no rule for a column "born"
+line 6, column 6 (byte 80): 7329 unknown attribute of a column "typ")~"},
+        {"service=much_too_long on_error=never on_null=no a=keep a.unique=yes", R"~(
+7224 unknown way to treat an error "never"
+line 1, column 32 (byte 32)
+...=much_too_long on_error=never on_null=no a=keep a.unique=yes
+                           ^~~~~
+Ways: null, fixed('...'), stop.
+Also:
+line 1, column 9 (byte 9): 7223 the service id is not valid "much_too_long"
+line 1, column 46 (byte 46): 7225 unknown way to treat a null "no"
+line 1, column 65 (byte 65): 7218 unknown value of unique "yes")~"},
+    });
+}
+
+TEST(MaskingStringErrors, of_the_grammar_are_told_line_by_line)
+{
+    expect_messages({
+        {"service=p\n1st=keep\nname\ncity=keep\nzip=partial(keep_first==2,\n  keep_last=3)\na=keep b=c=d x='\nlast=f(1",
+         R"~(
+7322 unexpected character where a key stands "1"
+line 2, column 1 (byte 11)
+1st=keep
+^
+A name has ASCII letters, digits, _ and - and starts with a letter. Put any other key between double quotes.
+Also:
+line 4, column 1 (byte 25): 7325 no = behind a key "name"
+line 5, column 24 (byte 58): 7307 unexpected character "="
+line 7, column 11 (byte 87): 7307 unexpected character "="
+line 8, column 7 (byte 100): 7326 a parenthesis is not closed)~"},
+    });
+}
+
+TEST(MaskingStringErrors, that_follow_from_another_one_are_not_told)
+{
+    expect_messages({
+        {"servcie=people kee=env:K name=hash city=hash", R"~(
+7328 unknown key "servcie"
+line 1, column 1 (byte 1)
+servcie=people kee=env:K name=hash city=hash
+^~~~~~~
+Did you mean "service"?
+Also:
+line 1, column 16 (byte 16): 7328 unknown key "kee")~"},
+        {"service=p name=hash city=hash zip=email(domain=x.example)", R"~(
+7226 no key for a function that needs one "hash"
+line 1, column 16 (byte 16)
+service=p name=hash city=hash zip=email(domain=x.example)
+               ^~~~
+Add the operand key=env:NAME or key=file:PATH.)~"},
+        {"service=p on_error=fixed('12') a=keep a.type=varchar(1) b=keep b.type=varchar(1)", R"~(
+7315 the rule's result is longer than the column "2 > 1"
+line 1, column 20 (byte 20)
+service=p on_error=fixed('12') a=keep a.type=varchar(1) b=ke...
+                   ^~~~~~~~~~~
+column "a"
+Shorten the result or declare a longer column.)~"},
+    });
+}
+
+TEST(MaskingStringErrors, of_a_column_do_not_hide_that_others_decide_by_it)
+{
+    EXPECT_EQ(message_of("service=p key=env:K a=kep born=dateshift(days=3, by=a) born.type=date").find("Also"),
+              std::string::npos);
+    EXPECT_EQ(message_of("service=p key=env:K a.type=date born=dateshift(days=3, by=a) born.type=date").find("Also"),
+              std::string::npos);
+}
+
+TEST(MaskingStringErrors, are_ten_and_how_many_more_there_are)
+{
+    for (const std::size_t count : {10u, 11u, 99u}) {
+        std::string rules = "service=p";
+        for (std::size_t i = 0; i < count; ++i) rules += "\nc" + std::to_string(i) + "=kep";
+        const std::string message = message_of(rules);
+        EXPECT_NE(message.find("\nline 11, column 4 (byte "), std::string::npos) << message;
+        EXPECT_EQ(message.find("\nline 12, column 4 (byte "), std::string::npos) << message;
+        const std::string more = "\nand " + std::to_string(count - 10) + " more";
+        EXPECT_EQ(message.ends_with(more), count > 10) << message;
+        EXPECT_EQ(message.find("\nand ") == std::string::npos, count == 10) << message;
+    }
+}
+
+// Each of these takes as long as its string, or as the list of columns, to be told.
+TEST(MaskingStringErrors, are_sought_up_to_a_hundred_so_that_it_takes_no_longer_for_more)
+{
+    std::string grammar = "service=p\n";
+    std::string repeated = "service=p\n";
+    std::string unknown = "service=p key=env:K\n";
+    for (int i = 0; i < 9000; ++i) {
+        const std::string name = "column_" + std::to_string(i);
+        grammar += "=\n";
+        repeated += name + "=keep " + name + "=keep # of which there is one too many\n";
+        unknown += name + "=dateshift(days=3, by=colum_" + std::to_string(i) + ") " + name + ".type=date\n";
+    }
+    const auto start = std::chrono::steady_clock::now();
+    for (const std::string& text : {grammar, repeated, unknown})
+        EXPECT_TRUE(message_of(text).ends_with("\nand 90 more, or more than these")) << message_of(text);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+}
+
+TEST(MaskingStringErrors, are_cut_between_two_of_them)
+{
+    std::string long_name;
+    for (int i = 0; i < 40; ++i) long_name += "\u65E5";
+    std::string rules = "service=p";
+    for (int i = 0; i < 12; ++i) rules += "\nc" + std::to_string(i) + "." + '"' + long_name + "\"=keep";
+    const std::string message = message_of(rules);
+    EXPECT_LT(message.size(), 3000u);
+    EXPECT_EQ(message.substr(message.rfind("\nline ")),
+              "\nline 9, column 4 (byte 931): 7329 unknown attribute of a column \"" + long_name +
+                  "\"\nand 4 more");
 }
 
 TEST(MaskingStringColumns, that_a_rule_decides_by_are_there)
@@ -916,7 +1044,9 @@ Did you mean "key"?)~"},
 line 1, column 15 (byte 15)
 service=p key=***
               ^~~
-Write key=env:NAME or key=file:PATH.)~"},
+Write key=env:NAME or key=file:PATH.
+Also:
+line 2, column 13 (byte 32): 7301 unknown function "kep")~"},
     });
 }
 
@@ -1096,12 +1226,21 @@ TEST(MaskingStringSecrets, never_appear_in_any_message_about_a_string_that_holds
 TEST(MaskingStringSecrets, never_appear_behind_a_key_whose_sign_is_wrong_or_missing)
 {
     const std::string secret = "TOPSECRET";
-    for (const std::string start : {"key ", "key: ", "key:", "key\u00A0=", "key \u2003= ", "key/", "key('",
-                                    "key\n", "key,", "key#", "key'", "kye=", "KEY = ", "\xEF\xBB\xBFkey "}) {
-        const std::string text = start + secret + " service=p name=keep";
-        const std::string message = message_of(text);
-        EXPECT_NE(message, "") << text;
-        EXPECT_EQ(message.find(secret), std::string::npos) << text << "\n" << message;
+    for (const std::string start :
+         {"key ",    "key: ",      "key:",        "key\u00A0=", "key \u2003= ", "key/",   "key('",
+          "key\n",   "key,",       "key#",        "key'",       "kye=",         "KEY = ", "\xEF\xBB\xBFkey ",
+          "key=\n",  "key=(\n",    "key=x(\n",    "key = =\n",  "key=#\n",      "key:\n", "key=\"\\q\n",
+          "key.x\n", "a b\nkey\n", "=\nkey=\n(\n"}) {
+        for (const std::string end :
+             {" service=p name=keep", "\nservice=p name=keep", ")\nservice=p a b c=kep"}) {
+            for (const std::string& text :
+                 {start + secret + end, "a b\n" + start + secret + end, "x=f(=\n)\n" + start + secret + end,
+                  "y=1(\n" + start + secret + end}) {
+                const std::string message = message_of(text);
+                EXPECT_NE(message, "") << text;
+                EXPECT_EQ(message.find(secret), std::string::npos) << text << "\n" << message;
+            }
+        }
     }
 }
 

@@ -7,11 +7,16 @@ import com.brel.sorn.velk.masking.Engine;
 import java.io.IOException;
 import java.util.List;
 import java.util.Locale;
+import picocli.CommandLine.ArgGroup;
 import picocli.CommandLine.Option;
 
 /** Options about how the file is written. */
 final class CsvOptions {
   private static final String TAB = "tab";
+  private static final String ADVICE_ON_BLANK_LINES = "--blank-lines skip leaves such lines out";
+
+  /** Bytes. */
+  private static final long LONG_IN_READING = 8_000_000;
 
   /** Rows that a first row is compared to. */
   private static final int ROWS_LOOKED_AT = 50;
@@ -38,14 +43,24 @@ final class CsvOptions {
       })
   private String delimiter;
 
-  @Option(
-      names = "--header",
-      negatable = true,
-      description = {
-        "Whether the first row names the columns; without one they are c1, c2 and so on. Where"
-            + " neither is said it does, and one that looks like the rows below it is refused."
-      })
-  private Boolean header;
+  @ArgGroup(exclusive = true)
+  private FirstRowOptions firstRow;
+
+  /** What the first row is; where nothing is said it is a header that must not look like data. */
+  private static final class FirstRowOptions {
+    @Option(
+        names = "--header",
+        description = {
+          "The first row names the columns. Where nothing is said it does, too, but one that looks"
+              + " like the rows below it is refused."
+        })
+    private boolean header;
+
+    @Option(
+        names = "--no-header",
+        description = "The first row is one like the others; the columns are c1, c2 and so on.")
+    private boolean noHeader;
+  }
 
   @Option(
       names = "--blank-lines",
@@ -54,7 +69,7 @@ final class CsvOptions {
       description = {
         "Whether lines without a character end the run, or are left out of the output; where there"
             + " is one column, such a line is a null unless it is left out (default:"
-            + " $${DEFAULT-VALUE})."
+            + " ${DEFAULT-VALUE})."
       })
   private BlankLines blankLines;
 
@@ -68,6 +83,16 @@ final class CsvOptions {
     } catch (IOException | RuntimeException e) {
       csv.close();
       throw e;
+    }
+  }
+
+  /** A blank last line would end a run at its very end; what takes a moment tells it by itself. */
+  void requireNoBlankEnd(Input input, CsvInput csv) throws IOException {
+    if (blankLines == BlankLines.REFUSE
+        && csv.reader().names().size() > 1
+        && input.size() > LONG_IN_READING
+        && input.endsWithBlankLine()) {
+      throw Failure.inputOutput("the last line is blank; " + ADVICE_ON_BLANK_LINES);
     }
   }
 
@@ -95,12 +120,12 @@ final class CsvOptions {
   }
 
   boolean hasHeader() {
-    return header == null || header;
+    return firstRow == null || firstRow.header;
   }
 
   /** The first row of a table without a header would go out as it is. */
   private void requireHeader(CsvReader reader) throws IOException {
-    if (header == null && FirstRow.isData(reader.names(), reader.firstRows(ROWS_LOOKED_AT))) {
+    if (firstRow == null && FirstRow.isData(reader.names(), reader.firstRows(ROWS_LOOKED_AT))) {
       throw Failure.usage(
           "the first row looks like the rows below it: say --header if it names the columns,"
               + " --no-header if it does not");
@@ -141,7 +166,7 @@ final class CsvOptions {
     return Failure.inputOutput(
         switch (e.fault()) {
           case WIDTH -> row;
-          case BLANK_LINE -> row + ": the line is blank; --blank-lines skip leaves such lines out";
+          case BLANK_LINE -> row + ": the line is blank; " + ADVICE_ON_BLANK_LINES;
           case VALUE_TOO_LONG, ROW_TOO_LONG -> e.getMessage() + "; perhaps a quote is not closed";
           default -> e.getMessage();
         });

@@ -9,5 +9,8 @@ final class ExitCode {
   static final int INPUT_OUTPUT = 4;
   static final int ENGINE = 5;
 
+  /** As of a program that a closed pipe ends: 128 and the number of the signal. */
+  static final int CLOSED_PIPE = 141;
+
   private ExitCode() {}
 }

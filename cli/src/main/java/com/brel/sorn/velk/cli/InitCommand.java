@@ -7,12 +7,12 @@ import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.nio.file.StandardOpenOption;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.Set;
 import java.util.concurrent.Callable;
 import java.util.regex.Pattern;
+import java.util.stream.IntStream;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Mixin;
 import picocli.CommandLine.Option;
@@ -25,6 +25,7 @@ import picocli.CommandLine.ParentCommand;
     footer = {
       "",
       "Every column's rule is null; a comment suggests a function by the column's name and values."
+          + " A column without a name of its own is called by its position."
     })
 final class InitCommand implements Callable<Integer> {
   private static final int ROWS_LOOKED_AT = 200;
@@ -34,6 +35,7 @@ final class InitCommand implements Callable<Integer> {
   private static final Set<String> WORDS = Set.of("service", "key", "on_error", "on_null");
 
   @ParentCommand private Velk velk;
+  @Mixin private HelpOption help;
   @Mixin private CsvOptions csv;
 
   @Option(names = "--force", description = "Write over a rules file that exists.")
@@ -56,11 +58,14 @@ final class InitCommand implements Callable<Integer> {
   @Override
   public Integer call() throws IOException {
     Input input = new Input(in, velk.streams());
-    input.requireOtherThan(out, "the rules file");
-    try (Engine engine = Engine.open();
+    new RunFiles().reads("the input", in).writes("the rules file", out).check();
+    if (!force && !writesIntoPipe()) {
+      Output.requireNew(out);
+    }
+    try (Engine engine = Masking.untracedEngine();
         CsvInput source = csv.open(engine, input, velk.streams())) {
-      Header header = Header.read(source.reader());
-      write(rules(header, sample(source.reader(), header)));
+      List<String> names = source.reader().names();
+      write(rules(names, sample(source.reader(), names)));
       return ExitCode.DONE;
     } catch (CsvException e) {
       throw csv.refusal(e);
@@ -72,20 +77,23 @@ final class InitCommand implements Callable<Integer> {
       velk.print(rules);
       return;
     }
-    StandardOpenOption how = force ? StandardOpenOption.CREATE : StandardOpenOption.CREATE_NEW;
-    Files.writeString(
-        Path.of(out),
-        rules,
-        StandardCharsets.UTF_8,
-        how,
-        StandardOpenOption.WRITE,
-        StandardOpenOption.TRUNCATE_EXISTING);
+    try (Output output = new Output(out, velk.streams())) {
+      output.stream().write(rules.getBytes(StandardCharsets.UTF_8));
+      output.commit();
+    }
+  }
+
+  /** What is no file has nothing that could be written over. */
+  private boolean writesIntoPipe() throws IOException {
+    Path file = Path.of(out);
+    return Files.exists(file) && !Files.isRegularFile(file) && !Files.isDirectory(file);
   }
 
   /** The values of each column in the first rows. */
-  private static List<List<String>> sample(CsvReader reader, Header header) throws IOException {
+  private static List<List<String>> sample(CsvReader reader, List<String> names)
+      throws IOException {
     List<List<String>> columns = new ArrayList<>();
-    header.names().forEach(name -> columns.add(new ArrayList<>()));
+    names.forEach(name -> columns.add(new ArrayList<>()));
     for (int count = 0; count < ROWS_LOOKED_AT; count++) {
       CsvReader.Row row = reader.next();
       if (row == null) {
@@ -101,21 +109,29 @@ final class InitCommand implements Callable<Integer> {
     return columns;
   }
 
-  private String rules(Header header, List<List<String>> values) {
+  private String rules(List<String> names, List<List<String>> values) {
     StringBuilder rules = new StringBuilder();
     rules.append("# Every column becomes null until its rule says otherwise.\n");
     rules.append("# The key has at least 16 bytes; this names where it stands.\n");
     rules.append("service = ").append(serviceId()).append('\n');
     rules.append("key = env:MASK_KEY\n\n");
-    List<String> keys = header.names().stream().map(InitCommand::key).toList();
+    List<String> keys = keys(names);
     int width = keys.stream().mapToInt(String::length).filter(w -> w <= 40).max().orElse(0);
     for (int i = 0; i < keys.size(); i++) {
       String key = keys.get(i);
       String rule = key + " ".repeat(Math.max(0, width - key.length())) + " = null";
-      String suggestion = Suggestion.of(header.names().get(i), values.get(i)).text(key);
+      String suggestion = Suggestion.of(names.get(i), values.get(i)).text(key);
       rules.append(rule).append("  # ").append(suggestion).append('\n');
     }
     return rules.toString();
+  }
+
+  /** What a masking string calls the columns: by their names, or by their positions. */
+  private static List<String> keys(List<String> names) {
+    ColumnNames columns = new ColumnNames(names);
+    return IntStream.range(0, names.size())
+        .mapToObj(i -> columns.finding(i).isEmpty() ? key(names.get(i)) : ColumnNames.position(i))
+        .toList();
   }
 
   /** Up to nine of the letters and digits of the file's name. */
@@ -139,8 +155,9 @@ final class InitCommand implements Callable<Integer> {
     if (codePoint == '"' || codePoint == '\\') {
       return "\\" + (char) codePoint;
     }
-    return Character.isISOControl(codePoint)
-        ? "\\u{" + Integer.toHexString(codePoint) + "}"
-        : Character.toString(codePoint);
+    // Who reads the file shall see what it says, and in its order.
+    return Show.isPlain(codePoint)
+        ? Character.toString(codePoint)
+        : "\\u{" + Integer.toHexString(codePoint) + "}";
   }
 }

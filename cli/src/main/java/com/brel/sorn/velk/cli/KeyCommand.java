@@ -22,6 +22,7 @@ import java.util.List;
 import java.util.Set;
 import java.util.concurrent.Callable;
 import picocli.CommandLine.Command;
+import picocli.CommandLine.Mixin;
 import picocli.CommandLine.Parameters;
 import picocli.CommandLine.ParentCommand;
 
@@ -32,6 +33,7 @@ import picocli.CommandLine.ParentCommand;
     synopsisSubcommandLabel = "COMMAND")
 final class KeyCommand {
   @ParentCommand private Velk velk;
+  @Mixin private HelpOption help;
 
   @Command(
       name = "new",
@@ -46,6 +48,7 @@ final class KeyCommand {
     private static final int KEY_BYTES = 32;
 
     @ParentCommand private KeyCommand key;
+    @Mixin private HelpOption help;
 
     @Parameters(paramLabel = "FILE", description = "A file that does not exist yet.")
     private String file;
@@ -60,11 +63,12 @@ final class KeyCommand {
       try {
         write(target, text);
       } catch (IOException e) {
-        throw Failure.inputOutput(file + ": " + Reason.of(e));
+        throw Failure.inputOutput(Show.text(file) + ": " + Reason.of(e));
       } finally {
         Arrays.fill(text, (byte) 0);
       }
-      key.velk.streams().say("velk: a new key is in " + file + "; name it as key=file:" + file);
+      String name = Show.text(file);
+      key.velk.streams().say("velk: a new key is in " + name + "; name it as key=file:" + name);
       return ExitCode.DONE;
     }
 

@@ -3,11 +3,12 @@ package com.brel.sorn.velk.cli;
 import com.brel.sorn.velk.masking.CsvException;
 import com.brel.sorn.velk.masking.CsvReport;
 import com.brel.sorn.velk.masking.MaskingService;
+import com.brel.sorn.velk.masking.ParsedService;
 import java.io.IOException;
 import java.io.OutputStream;
 import java.nio.charset.Charset;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.Path;
+import java.util.List;
 import java.util.concurrent.Callable;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Mixin;
@@ -20,7 +21,8 @@ import picocli.CommandLine.ParentCommand;
     description = "Masks a CSV file.",
     footer = {
       "",
-      "The columns of the header are matched to the rules by their exact names. An unquoted empty"
+      "A column gets the rule of its exact name, or of its position ($3), or else of the pattern"
+          + " (addr_*) with the most characters; one without a rule is refused. An unquoted empty"
           + " value is null, a quoted one (\"\") is empty. The output appears under its name when"
           + " it is complete; a run that fails leaves none. Only on standard output, what was"
           + " written before a failure stays written."
@@ -33,6 +35,7 @@ final class MaskCommand implements Callable<Integer> {
   private static final long LARGE = 8_000_000;
 
   @ParentCommand private Velk velk;
+  @Mixin private HelpOption help;
   @Mixin private MaskingStringSource maskingString;
   @Mixin private CsvOptions csv;
   @Mixin private OnErrorOptions onError;
@@ -47,8 +50,16 @@ final class MaskCommand implements Callable<Integer> {
   private Integer jobs;
 
   @Option(
+      names = "--fail-on-unchanged",
+      description = {
+        "End with exit code 3 where a rule other than keep left values as they were; without it,"
+            + " that is a warning. The report counts them by column as left equal."
+      })
+  private boolean failOnUnchanged;
+
+  @Option(
       names = {"-q", "--quiet"},
-      description = "No progress, and no report but that of --report.")
+      description = "No progress, no warnings of the results, and no report but that of --report.")
   private boolean quiet;
 
   @Option(
@@ -84,19 +95,25 @@ final class MaskCommand implements Callable<Integer> {
 
   private int run() throws IOException {
     Input input = new Input(in, velk.streams());
-    checkArguments(input);
-    try (Masking masking = new Masking(maskingString.read());
+    checkArguments();
+    try (Masking masking = files().masking(maskingString.read());
         Output output = new Output(out, velk.streams());
         Output told = reportFile == null ? null : new Output(reportFile, velk.streams())) {
-      masking.keyWarning().ifPresent(text -> velk.streams().say("velk: warning: " + text));
+      output.tellWhenStopped();
+      masking.keyWarning().ifPresent(text -> warn(List.of(text)));
       Report report = mask(masking, onError.policy(masking), input, output.stream());
-      String text = reportFormat.write(report);
+      warn(report.unchecked());
+      if (!quiet) {
+        warn(report.unchanged());
+      }
+      // A file is read by something else than this terminal.
+      int width = told == null ? velk.streams().terminalWidth() : 0;
+      String text = reportFormat.write(report, width);
       if (told != null) {
         Charset charset =
             Input.isStandard(reportFile) ? velk.streams().outCharset() : StandardCharsets.UTF_8;
-        told.stream().write(text.getBytes(charset));
         // What can fail does so before the output appears.
-        told.stream().flush();
+        told.write(text.getBytes(charset));
       }
       output.commit();
       if (told != null) {
@@ -105,35 +122,44 @@ final class MaskCommand implements Callable<Integer> {
         velk.streams().err().print(text);
         velk.streams().err().flush();
       }
-      return report.errorCount() > 0 ? ExitCode.FIELD_ERRORS : ExitCode.DONE;
+      return exitCode(report);
     }
   }
 
-  private void checkArguments(Input input) throws IOException {
+  private void warn(List<String> warnings) {
+    warnings.forEach(text -> velk.streams().say("velk: warning: " + text));
+  }
+
+  private int exitCode(Report report) {
+    boolean flawed =
+        report.errorCount() > 0
+            || report.repeatCount() > 0
+            || failOnUnchanged && report.unchangedCount() > 0;
+    return flawed ? ExitCode.FIELD_ERRORS : ExitCode.DONE;
+  }
+
+  private void checkArguments() {
     if (jobs != null && (jobs < 1 || jobs > MOST_JOBS)) {
       throw Failure.usage("--jobs " + jobs + ": 1 to " + MOST_JOBS);
     }
-    input.requireOtherThan(out, "the output");
-    if (reportFile != null) {
-      input.requireOtherThan(reportFile, "the report");
-      if (isSame(out, reportFile)) {
-        throw Failure.usage("the output and the report would go to the same place");
-      }
-    }
   }
 
-  private static boolean isSame(String a, String b) {
-    return Input.isStandard(a) || Input.isStandard(b)
-        ? a.equals(b)
-        : Path.of(a).toAbsolutePath().normalize().equals(Path.of(b).toAbsolutePath().normalize());
+  private RunFiles files() {
+    return new RunFiles()
+        .reads("the input", in)
+        .reads("the rules file", maskingString.file())
+        .writes("the output", out)
+        .writes("the report", reportFile);
   }
 
   private Report mask(Masking masking, ErrorPolicy policy, Input input, OutputStream output)
       throws IOException {
     try (CsvInput source = csv.open(masking.engine(), input, velk.streams());
-        MaskingService service = masking.open();
+        ParsedService rules = masking.rulesOf(source);
+        MaskingService service = rules.open();
         Progress progress = quiet ? Progress.none() : Progress.to(velk.streams(), input.size())) {
-      Header.read(source.reader()).match(masking.rules());
+      csv.requireNoBlankEnd(input, source);
+      warn(Masking.warnings(rules.columns()));
       CsvReport counts =
           service
               .csv()

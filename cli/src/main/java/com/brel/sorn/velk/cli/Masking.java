@@ -6,7 +6,11 @@ import com.brel.sorn.velk.masking.Engine;
 import com.brel.sorn.velk.masking.MaskingService;
 import com.brel.sorn.velk.masking.ParsedService;
 import com.brel.sorn.velk.masking.Rule;
+import com.brel.sorn.velk.masking.TableException;
+import com.brel.sorn.velk.masking.Trace;
 import com.brel.sorn.velk.masking.Type;
+import java.io.IOException;
+import java.nio.file.Path;
 import java.util.List;
 import java.util.Optional;
 
@@ -20,7 +24,21 @@ final class Masking implements AutoCloseable {
   private final ParsedService parsed;
 
   Masking(String maskingString) {
-    engine = Engine.open();
+    this(maskingString, Engine.open());
+  }
+
+  /** With an engine that traces nothing. */
+  static Masking untraced(String maskingString) {
+    return new Masking(maskingString, untracedEngine());
+  }
+
+  /** An engine that traces nothing, whatever the environment says. */
+  static Engine untracedEngine() {
+    return Engine.open(new Trace("0", Path.of("-")));
+  }
+
+  private Masking(String maskingString, Engine opened) {
+    engine = opened;
     try {
       parsed = parse(maskingString);
     } catch (RuntimeException e) {
@@ -46,6 +64,7 @@ final class Masking implements AutoCloseable {
     return engine;
   }
 
+  /** The rules as the masking string has them. */
   List<ColumnRule> rules() {
     return parsed.columns();
   }
@@ -55,13 +74,38 @@ final class Masking implements AutoCloseable {
     return ErrorPolicy.of(parsed.onError(), most);
   }
 
-  /** The service, which tells errors and puts nothing in the place of a value. */
-  MaskingService open() {
-    return parsed.tellErrors().open();
+  /**
+   * The rules of a table's columns, in their order; an error is told, and nothing takes the place
+   * of its value.
+   *
+   * @throws TableException if rules and columns do not fit
+   */
+  ParsedService rulesOf(CsvInput table) throws IOException {
+    table.requireNames(parsed.columns());
+    return parsed.forTable(table.reader().names()).tellErrors();
+  }
+
+  /** What may make values of columns equal that are to stay unique. */
+  static List<String> warnings(List<ColumnRule> rules) {
+    return rules.stream()
+        .filter(rule -> rule.unique() && rule.rule().isLossy())
+        .map(
+            rule ->
+                "column "
+                    + Show.quoted(rule.name())
+                    + " is to stay unique, and "
+                    + rule.rule().function()
+                    + " may give two values the same result")
+        .toList();
   }
 
   String engineName() {
     return engine.library().identification();
+  }
+
+  /** Where the key is, as the masking string says it. */
+  Optional<String> keyPlace() {
+    return parsed.key();
   }
 
   /** What should be said of the key before it is used, if anything. */
@@ -87,6 +131,10 @@ final class Masking implements AutoCloseable {
 
   @Override
   public void close() {
-    engine.close();
+    try {
+      engine.close();
+    } catch (VELKException e) {
+      throw Tracing.told(e);
+    }
   }
 }

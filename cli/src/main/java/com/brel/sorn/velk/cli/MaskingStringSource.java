@@ -2,6 +2,7 @@ package com.brel.sorn.velk.cli;
 
 import java.io.IOException;
 import java.io.InputStream;
+import java.nio.file.AccessDeniedException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import picocli.CommandLine.ArgGroup;
@@ -31,8 +32,18 @@ final class MaskingStringSource {
     private String text;
   }
 
+  /** The rules file's name, null where there is none. */
+  String file() {
+    return choice.rules == null ? null : choice.rules.toString();
+  }
+
   String read() {
     return choice.text != null ? choice.text : read(choice.rules);
+  }
+
+  /** The folder where it is that which lets nobody in. */
+  private static String unreadable(Path file, IOException e) {
+    return (e instanceof AccessDeniedException ? Reason.denied(file) : file).toString();
   }
 
   private static String read(Path file) {
@@ -43,9 +54,10 @@ final class MaskingStringSource {
       }
       return Utf8.decode(bytes);
     } catch (Failure e) {
-      throw Failure.usage(file + ": " + e.getMessage());
+      throw Failure.usage(Show.text(file.toString()) + ": " + e.getMessage());
     } catch (IOException e) {
-      throw Failure.inputOutput("cannot read " + file + ": " + Reason.of(e));
+      throw Failure.inputOutput(
+          "cannot read " + Show.text(unreadable(file, e)) + ": " + Reason.of(e));
     }
   }
 }

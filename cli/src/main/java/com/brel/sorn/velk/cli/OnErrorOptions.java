@@ -4,6 +4,8 @@ import picocli.CommandLine.Option;
 
 /** Options about values that cannot be masked. */
 final class OnErrorOptions {
+  private static final String UNSAID_TEXT = "***";
+
   /** The words of the option. */
   enum Choice {
     /** Nothing takes the value's place. */
@@ -32,9 +34,8 @@ final class OnErrorOptions {
   @Option(
       names = "--error-text",
       paramLabel = "TEXT",
-      defaultValue = "***",
       description =
-          "The text of --on-error fixed, in columns of every type (default: ${DEFAULT-VALUE}).")
+          "The text of --on-error fixed, in columns of every type (default: " + UNSAID_TEXT + ").")
   private String text;
 
   @Option(
@@ -50,8 +51,12 @@ final class OnErrorOptions {
     if (most < 0) {
       throw Failure.usage("--max-errors " + most + ": less than none");
     }
+    if (text != null && choice != Choice.FIXED) {
+      throw Failure.usage("--error-text is the text of --on-error fixed, which is not given");
+    }
+    String replacement = text == null ? UNSAID_TEXT : text;
     return choice == null
         ? masking.errorPolicy(most)
-        : new ErrorPolicy(ErrorPolicy.Way.valueOf(choice.name()), text, most);
+        : new ErrorPolicy(ErrorPolicy.Way.valueOf(choice.name()), replacement, most);
   }
 }

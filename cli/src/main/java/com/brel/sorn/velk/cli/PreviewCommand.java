@@ -5,6 +5,7 @@ import com.brel.sorn.velk.masking.CsvReader;
 import com.brel.sorn.velk.masking.FieldError;
 import com.brel.sorn.velk.masking.MaskedRows;
 import com.brel.sorn.velk.masking.MaskingService;
+import com.brel.sorn.velk.masking.ParsedService;
 import java.io.IOException;
 import java.util.ArrayList;
 import java.util.List;
@@ -24,6 +25,7 @@ final class PreviewCommand implements Callable<Integer> {
   private static final int MOST_ROWS = 1000;
 
   @ParentCommand private Velk velk;
+  @Mixin private HelpOption help;
   @Mixin private MaskingStringSource maskingString;
   @Mixin private CsvOptions csv;
 
@@ -56,20 +58,20 @@ final class PreviewCommand implements Callable<Integer> {
 
   private int preview() throws IOException {
     Input input = new Input(in, velk.streams());
-    try (Masking masking = new Masking(maskingString.read());
+    RunFiles files =
+        new RunFiles().reads("the input", in).reads("the rules file", maskingString.file());
+    try (Masking masking = files.masking(maskingString.read());
         CsvInput source = csv.open(masking.engine(), input, velk.streams())) {
       masking.keyWarning().ifPresent(text -> velk.streams().say("velk: warning: " + text));
-      Header header = Header.read(source.reader());
-      int[] ruleOf = header.match(masking.rules());
+      ParsedService rules = masking.rulesOf(source);
       List<List<String>> rows = read(source.reader());
       List<List<String>> table = new ArrayList<>();
-      table.add(cells("", header.names()));
+      table.add(cells("", source.reader().names()));
       boolean errors = false;
       if (!rows.isEmpty()) {
-        try (MaskingService service = masking.open()) {
-          MaskedRows masked =
-              service.mask(rows.stream().map(row -> Header.inOrder(ruleOf, row)).toList());
-          addRows(table, ruleOf, rows, masked);
+        try (MaskingService service = rules.open()) {
+          MaskedRows masked = service.mask(rows);
+          addRows(table, rows, masked);
           errors = !masked.errors().isEmpty();
         }
       }
@@ -90,20 +92,19 @@ final class PreviewCommand implements Callable<Integer> {
     return rows;
   }
 
-  private void addRows(
-      List<List<String>> table, int[] ruleOf, List<List<String>> rows, MaskedRows masked) {
+  private void addRows(List<List<String>> table, List<List<String>> rows, MaskedRows masked) {
     for (int row = 0; row < rows.size(); row++) {
       if (showOriginal) {
         List<String> values = rows.get(row).stream().map(this::show).toList();
         table.add(cells("original", values));
       }
       List<String> values = new ArrayList<>();
-      for (int rule : ruleOf) {
-        Optional<FieldError> error = masked.error(row, rule);
+      for (int column = 0; column < rows.get(row).size(); column++) {
+        Optional<FieldError> error = masked.error(row, column);
         values.add(
             error.isPresent()
                 ? "(error " + error.get().code() + ")"
-                : show(masked.value(row, rule)));
+                : show(masked.value(row, column)));
       }
       table.add(cells("masked", values));
     }

@@ -32,7 +32,14 @@ abstract class Progress implements AutoCloseable {
   static Progress to(Streams streams, long size) {
     return streams.terminalWidth() > 0
         ? new Bar(streams, size)
-        : new Lines(streams.err(), size, TimeUnit.SECONDS.toNanos(10));
+        : new Lines(streams.err(), size, TimeUnit.SECONDS.toNanos(10)) {
+          @Override
+          public void close() {
+            if (!streams.hasNoReader()) {
+              super.close();
+            }
+          }
+        };
   }
 
   /** So many rows are done in all, and so many bytes are read. */
@@ -88,7 +95,7 @@ abstract class Progress implements AutoCloseable {
   }
 
   /** For a log. */
-  static final class Lines extends Progress {
+  static class Lines extends Progress {
     private final PrintStream out;
     private final long size;
     private final long interval;

@@ -1,8 +1,11 @@
 package com.brel.sorn.velk.cli;
 
 import com.brel.sorn.velk.masking.CsvReport;
+import com.brel.sorn.velk.masking.Rule;
 import com.fasterxml.jackson.annotation.JsonAutoDetect;
 import com.fasterxml.jackson.annotation.JsonAutoDetect.Visibility;
+import com.fasterxml.jackson.annotation.JsonIgnore;
+import com.fasterxml.jackson.annotation.JsonInclude;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.SortedMap;
@@ -34,6 +37,18 @@ final class Report {
     long leftEqual;
     SortedMap<Integer, Errors> errors = new TreeMap<>();
 
+    /** Of a column that is to stay unique, null of another one. */
+    @JsonInclude(JsonInclude.Include.NON_NULL)
+    CsvReport.Repeats repeats;
+
+    /** Whether its rule is one that changes values. */
+    @JsonIgnore boolean isMasked;
+
+    /** Values that a rule left as they were which is there to change them. */
+    long unchanged() {
+      return isMasked ? leftEqual : 0;
+    }
+
     long errorCount() {
       return errors.values().stream().mapToLong(error -> error.count).sum();
     }
@@ -63,6 +78,8 @@ final class Report {
     column.masked = counts.masked();
     column.nullsKept = counts.nullsKept();
     column.leftEqual = counts.leftEqual();
+    column.repeats = counts.repeats();
+    column.isMasked = !counts.rule().rule().equals(Rule.keep());
     counts.errors().forEach((code, errors) -> column.errors.put(code, errors(code, errors)));
     return column;
   }
@@ -77,5 +94,44 @@ final class Report {
 
   long errorCount() {
     return columns.stream().mapToLong(Column::errorCount).sum();
+  }
+
+  long repeatCount() {
+    return columns.stream()
+        .filter(column -> column.repeats != null)
+        .mapToLong(column -> column.repeats.count())
+        .sum();
+  }
+
+  long unchangedCount() {
+    return columns.stream().mapToLong(Column::unchanged).sum();
+  }
+
+  /** The columns with values that a rule left as they were, in words. */
+  List<String> unchanged() {
+    return columns.stream()
+        .filter(column -> column.unchanged() > 0)
+        .map(
+            column ->
+                "column "
+                    + Show.quoted(column.name)
+                    + ": "
+                    + Show.counted(column.unchanged(), "value")
+                    + " came out as they went in")
+        .toList();
+  }
+
+  /** The columns that nobody knows to be unique, in words. */
+  List<String> unchecked() {
+    return columns.stream()
+        .filter(column -> column.repeats != null && !column.repeats.complete())
+        .map(
+            column ->
+                "column "
+                    + Show.quoted(column.name)
+                    + ": whether it is unique was checked in the first "
+                    + Show.counted(column.repeats.rows(), "row")
+                    + " only")
+        .toList();
   }
 }

@@ -1,6 +1,8 @@
 package com.brel.sorn.velk.cli;
 
+import java.util.Arrays;
 import java.util.Locale;
+import java.util.stream.Collectors;
 
 /** Text made fit for a terminal. */
 final class Show {
@@ -16,6 +18,16 @@ final class Show {
   /** A name in quotes, clipped. */
   static String quoted(String name) {
     return '"' + clipped(name, LONGEST_NAME) + '"';
+  }
+
+  /** All of a text, controls escaped. */
+  static String text(String text) {
+    return clipped(text, Integer.MAX_VALUE - 1);
+  }
+
+  /** Lines whose other controls are escaped: a text may have come from anywhere. */
+  static String lines(String text) {
+    return Arrays.stream(text.split("\n", -1)).map(Show::text).collect(Collectors.joining("\n"));
   }
 
   /** At most so many code points, controls escaped. */
@@ -41,13 +53,14 @@ final class Show {
   }
 
   /** Neither a control nor a character that turns the direction of writing. */
-  private static boolean isPlain(int codePoint) {
+  static boolean isPlain(int codePoint) {
     int type = Character.getType(codePoint);
     return type != Character.CONTROL
         && type != Character.FORMAT
         && type != Character.LINE_SEPARATOR
         && type != Character.PARAGRAPH_SEPARATOR
-        && type != Character.UNASSIGNED;
+        && type != Character.UNASSIGNED
+        && type != Character.SURROGATE;
   }
 
   /** The text of an error in one line, without the code that the engine begins it with. */

@@ -2,12 +2,14 @@ package com.brel.sorn.velk.cli;
 
 import java.io.FileDescriptor;
 import java.io.FileOutputStream;
+import java.io.IOException;
 import java.io.InputStream;
 import java.io.OutputStream;
 import java.io.PrintStream;
 import java.io.PrintWriter;
 import java.nio.charset.Charset;
 import java.nio.charset.StandardCharsets;
+import java.util.List;
 
 /**
  * The command's standard streams.
@@ -31,8 +33,9 @@ record Streams(
   static Streams standard() {
     Charset errors = charset("stderr");
     return new Streams(
-        System.in,
-        new FileOutputStream(FileDescriptor.out),
+        isClosed("in") ? new ClosedInput() : System.in,
+        new StandardOutput(
+            isClosed("out") ? new ClosedOutput() : new FileOutputStream(FileDescriptor.out)),
         charset("stdout"),
         new PrintStream(new FileOutputStream(FileDescriptor.err), true, errors),
         errors,
@@ -54,6 +57,38 @@ record Streams(
         : Charset.forName(name);
   }
 
+  /**
+   * What the launcher found closed: Java itself takes its number for the next file that it opens,
+   * and would read and write that.
+   */
+  private static boolean isClosed(String stream) {
+    return List.of(System.getProperty("velk.closed", "").split(",")).contains(stream);
+  }
+
+  private static final class ClosedInput extends InputStream {
+    @Override
+    public int read() throws IOException {
+      throw new IOException("it is closed");
+    }
+  }
+
+  private static final class ClosedOutput extends OutputStream {
+    @Override
+    public void write(int value) throws IOException {
+      throw new IOException("it is closed");
+    }
+  }
+
+  /** Whether standard output is a pipe that its reader has closed, so that nothing is said. */
+  boolean hasNoReader() {
+    return failure() instanceof ClosedPipe;
+  }
+
+  /** Why some of standard output was not written, null where all was. */
+  IOException failure() {
+    return out instanceof StandardOutput standard ? standard.failure() : null;
+  }
+
   PrintWriter outWriter() {
     return new PrintWriter(out, true, outCharset);
   }
@@ -62,9 +97,12 @@ record Streams(
     return new PrintWriter(err, true, errCharset);
   }
 
-  /** Prints a line to standard error; it ends alike on every platform. */
+  /**
+   * Prints a line to standard error; it ends alike on every platform. What it tells of, be it the
+   * name of a file, never works on a terminal as more than text.
+   */
   void say(String line) {
-    err.print(line + "\n");
+    err.print(Show.lines(line) + "\n");
     err.flush();
   }
 }

@@ -2,32 +2,38 @@ package com.brel.sorn.velk.cli;
 
 import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.masking.EngineLoadException;
+import com.brel.sorn.velk.masking.TableException;
 import java.io.IOException;
+import java.io.PrintWriter;
+import java.io.StringWriter;
 import java.io.UncheckedIOException;
 import java.nio.file.InvalidPathException;
 import java.util.Map;
-import picocli.AutoComplete.GenerateCompletion;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Help;
 import picocli.CommandLine.Help.Ansi;
 import picocli.CommandLine.HelpCommand;
 import picocli.CommandLine.IVersionProvider;
+import picocli.CommandLine.Mixin;
+import picocli.CommandLine.Option;
+import picocli.CommandLine.ParameterException;
+import picocli.CommandLine.UnmatchedArgumentException;
 
 /** The {@code velk} command. */
 @Command(
     name = "velk",
     description = "Masks CSV files by masking strings.",
-    mixinStandardHelpOptions = true,
     versionProvider = Velk.Version.class,
     exitCodeListHeading = "%nExit codes:%n",
     exitCodeList = {
       "0:done",
       "1:internal error",
       "2:the command line or the masking string is wrong",
-      "3:done, but some values could not be masked",
+      "3:done, but some values could not be masked, or are not as they were to be",
       "4:input or output failed, or --on-error stop or --max-errors ended the run",
-      "5:the libraries or the engine failed; the key is missing or cannot be used"
+      "5:the libraries or the engine failed; the key is missing or cannot be used",
+      "141:standard output was a pipe, and its reader closed it"
     },
     footer = {
       "",
@@ -45,7 +51,18 @@ public sealed class Velk {
           "init", InitCommand.class,
           "key", KeyCommand.class);
 
+  /** Characters of a message about the arguments, which may hold whatever was typed. */
+  private static final int LONGEST_REFUSAL = 300;
+
   private final Streams streams;
+
+  @Mixin private HelpOption help;
+
+  @Option(
+      names = {"-V", "--version"},
+      versionHelp = true,
+      description = "Print version information and exit.")
+  private boolean version;
 
   private Velk(Streams streams) {
     this.streams = streams;
@@ -60,7 +77,7 @@ public sealed class Velk {
         InitCommand.class,
         KeyCommand.class,
         HelpCommand.class,
-        GenerateCompletion.class
+        Completion.class
       })
   public static final class Whole extends Velk {
     /** Makes a command on the standard streams of the process. */
@@ -91,9 +108,13 @@ public sealed class Velk {
             .setErr(streams.errWriter())
             .setColorScheme(Help.defaultColorScheme(colours))
             .setCaseInsensitiveEnumValuesAllowed(true)
+            .setParameterExceptionHandler((e, unused) -> refuse(e, streams))
             .setExecutionExceptionHandler((e, unused, result) -> tell(e, streams));
     try {
-      return command.execute(arguments);
+      int exitCode = command.execute(arguments);
+      IOException unwritten = streams.failure();
+      // The library that prints help keeps to itself that nobody gets it.
+      return exitCode == ExitCode.DONE && unwritten != null ? tell(unwritten, streams) : exitCode;
     } catch (OutOfMemoryError e) {
       streams.say("velk: out of memory; -Xmx among VELK_JAVA_OPTIONS gives it more");
       return ExitCode.INTERNAL;
@@ -109,9 +130,28 @@ public sealed class Velk {
   }
 
   private static int tell(Exception e, Streams streams) {
+    if (isClosedPipe(e)) {
+      return ExitCode.CLOSED_PIPE;
+    }
     Failure failure = failure(e);
     streams.say("velk: " + failure.getMessage());
     return failure.exitCode();
+  }
+
+  private static boolean isClosedPipe(Throwable e) {
+    return e != null && (e instanceof ClosedPipe || isClosedPipe(e.getCause()));
+  }
+
+  /** What is wrong with the arguments, what may have been meant, and where more is said. */
+  private static int refuse(ParameterException e, Streams streams) {
+    CommandLine command = e.getCommandLine();
+    streams.say("velk: " + Show.clipped(e.getMessage(), LONGEST_REFUSAL));
+    StringWriter suggestions = new StringWriter();
+    if (UnmatchedArgumentException.printSuggestions(e, new PrintWriter(suggestions))) {
+      suggestions.toString().lines().limit(1).forEach(streams::say);
+    }
+    streams.say("Try: " + command.getCommandSpec().qualifiedName() + " --help");
+    return ExitCode.USAGE;
   }
 
   /** What an exception means to the user. */
@@ -122,6 +162,9 @@ public sealed class Velk {
     if (e instanceof VELKException || e instanceof EngineLoadException) {
       return new Failure(ExitCode.ENGINE, e.getMessage());
     }
+    if (e instanceof TableException) {
+      return Failure.usage(e.getMessage());
+    }
     if (e instanceof InvalidPathException path) {
       return Failure.usage(Show.quoted(path.getInput()) + " cannot be the name of a file");
     }
@@ -129,16 +172,12 @@ public sealed class Velk {
       return failure(unchecked.getCause());
     }
     if (e instanceof IOException failure) {
-      return Failure.inputOutput(file(failure) + Reason.of(failure));
+      return Failure.inputOutput(Reason.told(failure));
     }
     // The message of an exception that nobody foresaw may hold a value.
     StackTraceElement[] trace = e.getStackTrace();
     String place = trace.length > 0 ? " at " + trace[0] : "";
     return new Failure(ExitCode.INTERNAL, "internal error: " + e.getClass().getName() + place);
-  }
-
-  private static String file(IOException failure) {
-    return failure instanceof java.nio.file.FileSystemException e ? e.getFile() + ": " : "";
   }
 
   Streams streams() {

@@ -1,9 +1,11 @@
 package com.brel.sorn.velk.cli;
 
+import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
 import com.fasterxml.jackson.databind.JsonNode;
 import com.fasterxml.jackson.databind.ObjectMapper;
@@ -12,6 +14,7 @@ import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.StandardCopyOption;
+import java.nio.file.attribute.PosixFilePermissions;
 import java.util.ArrayList;
 import java.util.Collections;
 import java.util.HashMap;
@@ -415,17 +418,284 @@ class LauncherIT {
   @Test
   void onlyATerminalIsToldInColours() throws Exception {
     Ended run = velk("nonsense");
-    String told = "Unmatched argument at index 0: 'nonsense'";
+    String told = "velk: Unmatched argument at index 0: 'nonsense'";
     assertEquals(told, run.err().lines().findFirst().orElse(""));
   }
 
   @Test
-  void aLauncherWithoutJavaAsksForIt() throws Exception {
+  void aPlaceWithoutJavaIsToldByWhatNamesIt() throws Exception {
     String nowhere = folder.resolve("no Java (x86)").toString();
-    Ended run = start(Map.of("VELK_JAVA_HOME", nowhere), LAUNCHER.toString(), "--version");
-    assertEquals(ExitCode.ENGINE, run.exitCode());
-    assertTrue(run.err().startsWith("velk: there is no Java; install one of "), run.err());
-    assertEquals(1, run.err().lines().count());
+    String ours = "VELK_JAVA_HOME";
+    for (String name : ON_WINDOWS ? List.of(ours) : List.of(ours, "JAVA_HOME")) {
+      Map<String, String> variables = new HashMap<>(Map.of(ours, ""));
+      variables.put(name, nowhere);
+      Ended run = start(variables, LAUNCHER.toString(), "--version");
+      assertEquals(ExitCode.ENGINE, run.exitCode());
+      assertTrue(run.err().startsWith("velk: " + name + " names "), run.err());
+      assertTrue(run.err().contains("no"), run.err());
+      assertTrue(run.err().strip().endsWith("; name a Java of version 17 or later"), run.err());
+      assertEquals(1, run.err().lines().count());
+    }
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
+  void aJavaThatIsTooOldIsTold() throws Exception {
+    Path old = Files.createDirectories(folder.resolve("old/bin")).getParent();
+    Path java = Files.writeString(old.resolve("bin/java"), "#!/bin/sh\nexit 0\n");
+    assertTrue(java.toFile().setExecutable(true));
+    for (String[] version : new String[][] {{"1.8.0_402", "8"}, {"11.0.2", "11"}}) {
+      Files.writeString(
+          old.resolve("release"), "IMPLEMENTOR=\"x\"\nJAVA_VERSION=\"" + version[0] + "\"\n");
+      Map<String, String> variables = Map.of("VELK_JAVA_HOME", old.toString());
+      Ended run = start(variables, LAUNCHER.toString(), "--version");
+      String told = " is Java " + version[1] + ", and version 17 or later is needed; ";
+      assertTrue(run.err().contains(told), run.err());
+      assertEquals(ExitCode.ENGINE, run.exitCode());
+    }
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
+  void aReaderThatHasEnoughEndsTheRunInSilence() throws Exception {
+    Files.writeString(folder.resolve("in"), "a\n" + "x\n".repeat(200_000));
+    String rules = "service=s a=keep";
+    for (String language : List.of("C", "C.UTF-8")) {
+      Ended run =
+          start(
+              Map.of("LC_ALL", language),
+              "bash",
+              "-c",
+              "exec 3<&0 </dev/null; \"$0\" \"$@\" <&3 | head -n 1; echo ${PIPESTATUS[0]}",
+              LAUNCHER.toString(),
+              "mask",
+              "-s",
+              rules,
+              "-",
+              "-");
+      assertEquals(new Ended(ExitCode.DONE, "a\n141\n", ""), run);
+    }
+    String preview = "\"$0\" \"$@\" | true; echo ${PIPESTATUS[0]}";
+    Ended texts = start(Map.of(), "bash", "-c", preview, LAUNCHER.toString(), "mask", "--help");
+    assertEquals(new Ended(ExitCode.DONE, "141\n", ""), texts);
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
+  void aReportThatNobodyReadsDoesNotKeepTheOutputBackInSilence() throws Exception {
+    Files.writeString(folder.resolve("in"), "a\nx\n");
+    Path out = folder.resolve("out.csv");
+    String mask = "\"$0\" mask -s 'service=s a=keep' --report - - \"$1\" | true; ";
+    Ended run = inShell(mask + "echo ${PIPESTATUS[0]}", out.toString());
+    String told = "velk: standard output: closed by its reader; no output was written\n";
+    assertEquals("4\n", run.out());
+    assertTrue(run.err().endsWith(told), run.err());
+    assertFalse(Files.exists(out));
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
+  void anArchiveIsKnownHoweverSlowlyItComes() throws Exception {
+    String slowly = "(printf '\\x28'; sleep 0.3; printf '\\xb5\\x2f\\xfd') | ";
+    Ended run = inShell(slowly + "\"$0\" mask -s 'service=s a=keep' - -");
+    assertEquals("", run.out());
+    assertTrue(run.err().contains("standard input: it is compressed by zstd"), run.err());
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
+  void aGroupThatCannotBeKeptIsNotExchangedForAnother() throws Exception {
+    assumeTrue("root".equals(System.getProperty("user.name")), "root alone can hand files over");
+    Files.writeString(folder.resolve("in"), "a\nx\n");
+    Path out = Files.writeString(folder.resolve("out.csv"), "former");
+    mode(folder, "rwxrwxrwx");
+    for (String[] modes : new String[][] {{"rw-r-----", "rw-------"}, {"rwxrwxr--", "rwxr--r--"}}) {
+      Files.setAttribute(out, "unix:uid", 0);
+      Files.setAttribute(out, "unix:gid", 0);
+      mode(out, modes[0]);
+      Ended run =
+          inShell(asNobody() + " \"$0\" mask -q -s 'service=s a=keep' - \"$1\"", out.toString());
+      assertEquals(new Ended(ExitCode.DONE, "", ""), run);
+      assertEquals(modes[1], PosixFilePermissions.toString(Files.getPosixFilePermissions(out)));
+      assertEquals(65534, Files.getAttribute(out, "unix:gid"));
+    }
+  }
+
+  private Ended inShell(String script, String... arguments) throws Exception {
+    List<String> all = new ArrayList<>(List.of("-c", script, LAUNCHER.toString()));
+    all.addAll(List.of(arguments));
+    return start(Map.of(), "bash", all.toArray(String[]::new));
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
+  void standardStreamsThatAreClosedAreTold() throws Exception {
+    String[] arguments = {"mask", "-q", "-s", "service=s a=keep", "-", "-"};
+    Ended in = inShell("exec \"$0\" \"$@\" <&-", arguments);
+    assertEquals(new Ended(ExitCode.INPUT_OUTPUT, "", "velk: standard input: it is closed\n"), in);
+    Files.writeString(folder.resolve("in"), "a\nx\n");
+    Ended out = inShell("exec \"$0\" \"$@\" >&-", arguments);
+    assertEquals(
+        new Ended(ExitCode.INPUT_OUTPUT, "", "velk: standard output: it is closed\n"), out);
+    Ended err = inShell("exec \"$0\" \"$@\" 2>&-", arguments);
+    assertEquals(new Ended(ExitCode.DONE, "a\nx\n", ""), err);
+    Path file = folder.resolve("out.csv");
+    arguments[5] = file.toString();
+    Ended all = inShell("exec \"$0\" \"$@\" >&- 2>&-", arguments);
+    assertEquals(new Ended(ExitCode.DONE, "", ""), all);
+    assertEquals("a\nx\n", Files.readString(file));
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
+  void aFullDeviceBehindStandardOutputIsTold() throws Exception {
+    String full = "velk: standard output: No space left on device\n";
+    Files.writeString(folder.resolve("in"), "a\nx\n");
+    Path file = folder.resolve("out.csv");
+    String report = " --report /dev/stderr - \"$1\" 2>/dev/full";
+    Ended lost = inShell("\"$0\" mask -q -s 'service=s a=keep'" + report, file.toString());
+    assertEquals(ExitCode.INPUT_OUTPUT, lost.exitCode());
+    assertFalse(Files.exists(file));
+    for (String word : List.of("--help", "generate-completion")) {
+      Ended run = inShell("exec \"$0\" \"$@\" >/dev/full", word);
+      assertEquals(new Ended(ExitCode.INPUT_OUTPUT, "", full), run);
+    }
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
+  void aFileThatStandardInputComesFromIsNotWrittenOver() throws Exception {
+    Path in = Files.writeString(folder.resolve("data.csv"), "a\nx\n");
+    String over = "exec \"$0\" mask -s 'service=s a=null' - \"$1\" <\"$1\"";
+    Ended run = inShell(over, in.toString());
+    assertEquals(ExitCode.USAGE, run.exitCode(), run.err());
+    assertEquals("velk: the output would take the place of the input\n", run.err());
+    assertEquals("a\nx\n", Files.readString(in));
+    String growing = "exec \"$0\" mask -s 'service=s a=null' \"$1\" - >>\"$1\"";
+    run = inShell(growing, in.toString());
+    assertEquals("velk: the output would take the place of the input\n", run.err());
+    assertEquals("a\nx\n", Files.readString(in));
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
+  void anOpenFileIsWrittenToOnlyWhereItIsAStandardStreamOrAPipe() throws Exception {
+    Path log = Files.writeString(folder.resolve("log"), "former\n");
+    Files.writeString(folder.resolve("in"), "a\nx\n");
+    String mask = "\"$0\" mask -q -s 'service=s a=keep' - ";
+    Ended appended = inShell("exec " + mask + "/dev/stdout >>\"$1\"", log.toString());
+    assertEquals(new Ended(ExitCode.DONE, "", ""), appended);
+    assertEquals("former\na\nx\n", Files.readString(log));
+    Ended other = inShell("exec " + mask + "/dev/fd/7 7>>\"$1\"", log.toString());
+    String told = "velk: /dev/fd/7 is a file that is open already; \"-\" is standard output\n";
+    assertEquals(new Ended(ExitCode.INPUT_OUTPUT, "", told), other);
+    assertEquals("former\na\nx\n", Files.readString(log));
+    Ended substituted = inShell(mask + ">(sed s/^/piped-/) | cat");
+    assertEquals(new Ended(ExitCode.DONE, "piped-a\npiped-x\n", ""), substituted);
+  }
+
+  @Test
+  void aTraceIsNotWrittenOverWhatIsRead() throws Exception {
+    Path in = Files.writeString(folder.resolve("data.csv"), "a\nx\n");
+    String names = "Anna\nBert\nCarl\nDora\nEmil\nFranz\nGina\nHans\n";
+    Path list = Files.writeString(folder.resolve("list"), names);
+    Path rules =
+        Files.writeString(
+            folder.resolve("rules"),
+            "service=s key=env:MASK_KEY a=dict(file='" + list + "', scope=x)");
+    String out = folder.resolve("out.csv").toString();
+    Map<String, Path> files =
+        Map.of("the input", in, "the rules file", rules, "a dictionary", list);
+    for (Map.Entry<String, Path> file : files.entrySet()) {
+      byte[] before = Files.readAllBytes(file.getValue());
+      Map<String, String> trace =
+          Map.of("VELK_TRACE", "all", "VELK_TRACE_FILE", file.getValue().toString());
+      String[] arguments = {"mask", "-r", rules.toString(), in.toString(), out};
+      Ended run = start(trace, LAUNCHER.toString(), arguments);
+      String told = "velk: the trace would take the place of " + file.getKey();
+      assertEquals(told, run.err().strip());
+      assertEquals(ExitCode.USAGE, run.exitCode());
+      assertArrayEquals(before, Files.readAllBytes(file.getValue()));
+      assertFalse(Files.exists(Path.of(out)));
+    }
+    Map<String, String> same = Map.of("VELK_TRACE", "all", "VELK_TRACE_FILE", out);
+    Ended run =
+        start(same, LAUNCHER.toString(), "mask", "-r", rules.toString(), in.toString(), out);
+    assertEquals("velk: the output and the trace would go to the same place", run.err().strip());
+  }
+
+  @Test
+  void aTraceThatCannotBeWrittenIsTold() throws Exception {
+    Files.writeString(folder.resolve("in"), "a\nx\n");
+    String[] arguments = {"mask", "-q", "-s", "service=s a=keep", "-", "-"};
+    Ended word = start(Map.of("VELK_TRACE", "al"), LAUNCHER.toString(), arguments);
+    String words = "they are all, data, entry and message, or a number";
+    assertEquals("velk: VELK_TRACE: \"al\" is no word of it; " + words, word.err().strip());
+    assertEquals(ExitCode.USAGE, word.exitCode());
+    Path missing = folder.resolve("missing");
+    Map<String, String> nowhere =
+        Map.of("VELK_TRACE", "all", "VELK_TRACE_FILE", missing.resolve("t.json").toString());
+    Ended place = start(nowhere, LAUNCHER.toString(), arguments);
+    String told = "velk: VELK_TRACE_FILE: " + missing + ": there is no such directory";
+    assertEquals(told, place.err().strip());
+    assertEquals(ExitCode.INPUT_OUTPUT, place.exitCode());
+    Map<String, String> directory =
+        Map.of("VELK_TRACE", "all", "VELK_TRACE_FILE", folder.toString());
+    Ended run = start(directory, LAUNCHER.toString(), arguments);
+    assertEquals("velk: VELK_TRACE_FILE: " + folder + ": it is a directory", run.err().strip());
+    if (!ON_WINDOWS) {
+      Map<String, String> device = Map.of("VELK_TRACE", "all", "VELK_TRACE_FILE", "/dev/full");
+      Ended full = start(device, LAUNCHER.toString(), arguments);
+      String end = "velk: /dev/full: the trace could not be written to its end\n";
+      assertEquals(new Ended(ExitCode.ENGINE, "a\nx\n", end), full);
+      Path link = Files.createSymbolicLink(folder.resolve("link"), folder.resolve("t.json"));
+      Map<String, String> linked = Map.of("VELK_TRACE", "all", "VELK_TRACE_FILE", link.toString());
+      Ended refused = start(linked, LAUNCHER.toString(), arguments);
+      String why = ": a trace is not written through a link; name the file itself\n";
+      assertEquals("velk: VELK_TRACE_FILE: " + link + why, refused.err());
+    }
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
+  void aFolderThatLetsNobodyInIsTold() throws Exception {
+    String nobody = asNobody();
+    Path secret = Files.createDirectories(folder.resolve("secret/inner")).getParent();
+    Files.writeString(secret.resolve("in.csv"), "a\nx\n");
+    Path open = Files.writeString(folder.resolve("open.csv"), "a\nx\n");
+    Path closed = Files.writeString(folder.resolve("closed.csv"), "a\nx\n");
+    mode(folder, "rwxr-xr-x");
+    mode(closed, "rw-------");
+    mode(secret, "rwx------");
+    String mask = "exec " + nobody + " \"$0\" mask -s 'service=s a=keep' \"$@\"";
+    String out = secret.resolve("inner/out.csv").toString();
+    Ended shut = inShell(mask, open.toString(), out);
+    assertEquals("velk: " + secret + ": permission denied in this directory\n", shut.err());
+    assertEquals(ExitCode.INPUT_OUTPUT, shut.exitCode());
+    Ended noFiles = inShell(mask, open.toString(), folder.resolve("out.csv").toString());
+    assertEquals("velk: " + folder + ": permission denied in this directory\n", noFiles.err());
+    Ended in = inShell(mask, secret.resolve("in.csv").toString(), "-");
+    assertEquals("velk: " + secret + ": permission denied\n", in.err());
+    Ended file = inShell(mask, closed.toString(), "-");
+    assertEquals("velk: " + closed + ": permission denied\n", file.err());
+    mode(secret, "rwxr-xr-x");
+  }
+
+  /** What starts a command as a user without rights: nothing where that is who runs the tests. */
+  private static String asNobody() throws Exception {
+    if (!"root".equals(System.getProperty("user.name"))) {
+      return "";
+    }
+    String nobody = "setpriv --reuid 65534 --regid 65534 --clear-groups";
+    List<String> looks = new ArrayList<>(List.of(nobody.split(" ")));
+    looks.addAll(List.of("test", "-r", LAUNCHER.toString()));
+    assumeTrue(
+        new ProcessBuilder(looks).start().waitFor() == 0, "the launcher is closed to others");
+    return nobody;
+  }
+
+  private static void mode(Path file, String mode) throws IOException {
+    Files.setPosixFilePermissions(file, PosixFilePermissions.fromString(mode));
   }
 
   @Test
@@ -454,19 +724,49 @@ class LauncherIT {
 
   @Test
   @DisabledOnOs(value = OS.WINDOWS, disabledReason = "there it ends without a word to it")
-  void aRunThatIsKilledLeavesNothingUnderTheNameOfTheOutput() throws Exception {
+  void aRunThatIsStoppedSaysThatThereIsNoOutputAndLeavesNone() throws Exception {
     Path out = folder.resolve("out.csv");
+    String untaken = "velk: stopped; what was written is not complete\n";
+    for (Map.Entry<String, Integer> signal : Map.of("TERM", 143, "INT", 130).entrySet()) {
+      Ended file = stopped(signal.getKey(), out.toString());
+      String told = "velk: stopped; no output was written\n";
+      assertEquals(new Ended(signal.getValue(), "", told), file);
+      assertFalse(Files.exists(out));
+      assertEquals(List.of(), parts());
+      assertEquals(untaken, stopped(signal.getKey(), "-").err());
+      assertEquals(List.of(), parts());
+    }
+  }
+
+  /** A run that gets a signal while it waits for more to read. */
+  private Ended stopped(String signal, String out) throws Exception {
+    Path err = folder.resolve("err");
+    Path report = folder.resolve("report");
     Process process =
         new ProcessBuilder(
-                LAUNCHER.toString(), "mask", "-q", "-s", "service=s a=keep", "-", out.toString())
+                LAUNCHER.toString(),
+                "mask",
+                "-q",
+                "-s",
+                "service=s a=keep",
+                "--report",
+                report.toString(),
+                "-",
+                out)
+            .redirectError(err.toFile())
             .start();
     process.getOutputStream().write("a\n1\n".getBytes(StandardCharsets.UTF_8));
     process.getOutputStream().flush();
     awaitPart();
-    process.destroy();
-    process.waitFor();
-    assertFalse(Files.exists(out));
-    assertEquals(List.of(), parts());
+    // What is to be said is known a little later than a file is seen.
+    Thread.sleep(800);
+    assertEquals(
+        0,
+        new ProcessBuilder("kill", "-" + signal, Long.toString(process.pid())).start().waitFor());
+    String written = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
+    Ended run = new Ended(process.waitFor(), written, Files.readString(err));
+    assertFalse(Files.exists(report));
+    return run;
   }
 
   private List<Path> parts() throws IOException {
@@ -478,9 +778,79 @@ class LauncherIT {
   @Test
   @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
   void aShellLearnsToComplete() throws Exception {
-    String learn = "source <(\"$0\" generate-completion) && complete -p velk";
-    Ended run = start(Map.of(), "bash", "-c", learn, LAUNCHER.toString());
-    assertTrue(run.out().startsWith("complete "), run.err());
+    Path files = Files.createDirectory(folder.resolve("files"));
+    Files.createFile(files.resolve("people.csv"));
+    Files.createDirectory(files.resolve("people"));
+    // As the shell calls it: the words typed so far, the last of them to be completed.
+    String complete =
+        """
+        source <("$0" generate-completion) && cd "$1" || exit
+        function_name=$(complete -p velk | sed 's/.*-F \\([^ ]*\\).*/\\1/')
+        tried() {
+          COMP_WORDS=(velk "$@") COMP_CWORD=$# COMP_LINE="velk $*" COMPREPLY=()
+          COMP_POINT=${#COMP_LINE}
+          "$function_name" 2>/dev/null
+          echo "$*: $(printf '%s\\n' "${COMPREPLY[@]}" | sort | paste -sd " ")"
+        }
+        tried mask peo
+        tried mask people.csv peo
+        tried mask -r peo
+        tried mask --rules peo
+        tried mask --report peo
+        tried mask --rules people.csv peo
+        tried check peo
+        tried check -r peo
+        tried preview peo
+        tried init peo
+        tried init people.csv peo
+        tried key new peo
+        tried mask --report-fo
+        tried mask --hel
+        tried mas
+        """;
+    Ended run = inShell(complete, files.toString());
+    String both = ": people people.csv";
+    List<String> expected = new ArrayList<>();
+    for (String typed :
+        List.of(
+            "mask peo",
+            "mask people.csv peo",
+            "mask -r peo",
+            "mask --rules peo",
+            "mask --report peo",
+            "mask --rules people.csv peo",
+            "check peo",
+            "check -r peo",
+            "preview peo",
+            "init peo",
+            "init people.csv peo",
+            "key new peo")) {
+      expected.add(typed + both);
+    }
+    expected.add("mask --report-fo: --report-format");
+    expected.add("mask --hel: --help");
+    expected.add("mas: mask");
+    assertEquals(expected, run.out().lines().toList(), run.err());
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
+  void coloursAreForTerminalsThatShowThem() throws Exception {
+    String escape = "\u001B[";
+    Map<String, String> plain = new HashMap<>(Map.of("TERM", "dumb"));
+    assertFalse(onTerminal(plain, "mask", "--help").contains(escape));
+    assertTrue(onTerminal(Map.of("TERM", "xterm"), "mask", "--help").contains(escape));
+    Map<String, String> refused = Map.of("TERM", "xterm", "NO_COLOR", "1");
+    assertFalse(onTerminal(refused, "mask", "--help").contains(escape));
+  }
+
+  /** What a terminal gets that all streams of a run are. */
+  private String onTerminal(Map<String, String> variables, String... arguments) throws Exception {
+    String command = "'" + LAUNCHER + "' " + String.join(" ", arguments);
+    Ended run = start(variables, "script", "-qec", command, "/dev/null");
+    assertEquals(ExitCode.DONE, run.exitCode(), run.out());
+    assertTrue(run.out().contains("velk mask"), run.out());
+    return run.out();
   }
 
   @Test

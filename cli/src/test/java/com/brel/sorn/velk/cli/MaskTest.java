@@ -30,7 +30,10 @@ class MaskTest {
   @Test
   void aRuleWithoutItsColumnAndAColumnWithoutARuleAreRefused() {
     Run rule = Run.mask("service=s a=keep A=keep", "a\n1\n").expect(ExitCode.USAGE);
-    assertTrue(rule.err().contains("there is a rule for column \"A\", and no such column"));
+    assertTrue(
+        rule.err()
+            .contains("there is a rule for column \"A\" (line 1, column 18), and no such column"),
+        rule.err());
     Run column = Run.mask("service=s a=keep", "a,\"a \"\n1,2\n").expect(ExitCode.USAGE);
     assertTrue(column.err().contains("there is no rule for column \"a \""), column.err());
     assertEquals("", rule.out() + column.out());
@@ -266,12 +269,13 @@ class MaskTest {
     assertEquals(
         """
         Exit codes:
-          0   done
-          1   internal error
-          2   the command line or the masking string is wrong
-          3   done, but some values could not be masked
-          4   input or output failed, or --on-error stop or --max-errors ended the run
-          5   the libraries or the engine failed; the key is missing or cannot be used
+          0     done
+          1     internal error
+          2     the command line or the masking string is wrong
+          3     done, but some values could not be masked, or are not as they were to be
+          4     input or output failed, or --on-error stop or --max-errors ended the run
+          5     the libraries or the engine failed; the key is missing or cannot be used
+          141   standard output was a pipe, and its reader closed it
         """,
         codes);
   }

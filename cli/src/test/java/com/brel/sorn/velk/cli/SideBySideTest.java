@@ -6,6 +6,7 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import com.brel.sorn.velk.masking.Engine;
 import com.brel.sorn.velk.masking.MaskedRows;
 import com.brel.sorn.velk.masking.MaskingService;
+import com.brel.sorn.velk.masking.ParsedService;
 import java.io.ByteArrayInputStream;
 import java.io.ByteArrayOutputStream;
 import java.io.IOException;
@@ -14,6 +15,7 @@ import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Random;
+import java.util.stream.IntStream;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.ValueSource;
 
@@ -66,34 +68,36 @@ class SideBySideTest {
   private static byte[] masked(byte[] csv) throws IOException {
     ByteArrayOutputStream out = new ByteArrayOutputStream();
     try (Engine engine = Engine.open();
-        MaskingService service = engine.parse(RULES).open();
         CsvSource source = new CsvSource(new ByteArrayInputStream(csv))) {
       CsvRow header = source.next();
+      ParsedService rules = engine.parse(RULES).forTable(List.of(header.values()));
       CsvSink sink = new CsvSink(out, header.end());
       sink.writeHeader(source, header);
-      int[] ruleOf = new Header(List.of(header.values())).match(service.columns());
       List<CsvRow> rows = new ArrayList<>();
       for (CsvRow row = source.next(); row != null; row = source.next()) {
         rows.add(row);
       }
-      write(rows, ruleOf, service, sink);
+      try (MaskingService service = rules.open()) {
+        write(rows, service, sink);
+      }
       sink.flush();
     }
     return out.toByteArray();
   }
 
-  private static void write(List<CsvRow> rows, int[] ruleOf, MaskingService service, CsvSink sink)
+  private static void write(List<CsvRow> rows, MaskingService service, CsvSink sink)
       throws IOException {
     if (rows.isEmpty()) {
       return;
     }
     MaskedRows masked =
-        service.mask(
-            rows.stream().map(row -> Header.inOrder(ruleOf, Arrays.asList(row.values()))).toList());
+        service.mask(rows.stream().map(row -> Arrays.asList(row.values())).toList());
     for (int i = 0; i < rows.size(); i++) {
       int index = i;
       String[] values =
-          Arrays.stream(ruleOf).mapToObj(rule -> masked.value(index, rule)).toArray(String[]::new);
+          IntStream.range(0, 5)
+              .mapToObj(column -> masked.value(index, column))
+              .toArray(String[]::new);
       sink.write(values, rows.get(i).quoted(), rows.get(i).end());
     }
   }

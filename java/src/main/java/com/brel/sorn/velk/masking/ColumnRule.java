@@ -5,7 +5,7 @@ import java.util.Objects;
 /**
  * A column of a service: what it is called, what it holds and how it is masked.
  *
- * @param name the column's name
+ * @param name the column's name; of a masking string it may be a pattern or a position
  * @param type its declared type
  * @param rule how it is masked
  * @param unique whether its values were declared to stay different from each other
@@ -27,9 +27,14 @@ public record ColumnRule(String name, Type type, Rule rule, boolean unique) {
     Objects.requireNonNull(rule, "rule");
   }
 
+  /** The same rule for a column of another name. */
+  ColumnRule named(String other) {
+    return new ColumnRule(other, type, rule, unique);
+  }
+
   /** The column as a masking string writes it. */
   @Override
   public String toString() {
-    return MaskingString.of(this);
+    return MaskingString.entry(this);
   }
 }

@@ -22,11 +22,22 @@ final class CsvCounts {
 
   long rows;
 
+  /** Of a block, what tells the values of columns apart that are to stay unique. */
+  long @Nullable [] fingerprints;
+
+  /** Of all blocks so far: null where no column is to stay unique. */
+  private final @Nullable RepeatCounter repeats;
+
   /** The first value with an error; its row is one of the block. */
   @Nullable FieldError first;
 
   CsvCounts(List<Column> columns) {
+    this(columns, null);
+  }
+
+  CsvCounts(List<Column> columns, @Nullable RepeatCounter repeats) {
     this.columns = columns;
+    this.repeats = repeats;
     this.counts = new long[3 * columns.size()];
   }
 
@@ -75,6 +86,9 @@ final class CsvCounts {
     next.errors.forEach(
         (column, codes) ->
             codes.forEach((code, more) -> of(column).merge(code, moved(more), CsvCounts::join)));
+    if (repeats != null) {
+      repeats.add(next.fingerprints, next.rows);
+    }
     rows += next.rows;
   }
 
@@ -94,11 +108,17 @@ final class CsvCounts {
   CsvReport report() {
     List<CsvReport.Column> told = new ArrayList<>();
     for (int i = 0; i < columns.size(); i++) {
+      SortedMap<Integer, CsvReport.Errors> known = errors.get(i);
       Map<Integer, CsvReport.Errors> copy =
-          Collections.unmodifiableMap(new TreeMap<>(errors.getOrDefault(i, new TreeMap<>())));
+          known == null ? Map.of() : Collections.unmodifiableMap(new TreeMap<>(known));
       told.add(
           new CsvReport.Column(
-              columns.get(i).rule(), counts[3 * i], counts[3 * i + 1], counts[3 * i + 2], copy));
+              columns.get(i).rule(),
+              counts[3 * i],
+              counts[3 * i + 1],
+              counts[3 * i + 2],
+              copy,
+              repeats == null ? null : repeats.of(i)));
     }
     return new CsvReport(rows, List.copyOf(told));
   }

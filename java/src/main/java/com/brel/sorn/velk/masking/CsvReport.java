@@ -2,6 +2,7 @@ package com.brel.sorn.velk.masking;
 
 import java.util.List;
 import java.util.Map;
+import org.jspecify.annotations.Nullable;
 
 /**
  * What became of a table, counted value by value; it holds no value.
@@ -21,9 +22,15 @@ public record CsvReport(long rows, List<Column> columns) {
    * @param nullsKept nulls that came out as null
    * @param leftEqual values that came out as they were
    * @param errors by their code; the map cannot be changed
+   * @param repeats of a column that is to stay unique, null of another one
    */
   public record Column(
-      ColumnRule rule, long masked, long nullsKept, long leftEqual, Map<Integer, Errors> errors) {
+      ColumnRule rule,
+      long masked,
+      long nullsKept,
+      long leftEqual,
+      Map<Integer, Errors> errors,
+      @Nullable Repeats repeats) {
     /**
      * Counts the values that could not be masked.
      *
@@ -33,6 +40,21 @@ public record CsvReport(long rows, List<Column> columns) {
       return errors.values().stream().mapToLong(Errors::count).sum();
     }
   }
+
+  /**
+   * How often a value was written that had been written in its column before, whether it was masked
+   * or takes the place of one that could not be. A null repeats nothing. Values are told apart by
+   * keyed numbers of 64 bits, which take different ones for equal once in a million tables.
+   *
+   * <p>No more than 6,000,000 different values of all such columns together are kept: with the next
+   * one the count ends, and so it does at a row that cannot be read again.
+   *
+   * @param count the values that repeat an earlier one, of the rows that were checked
+   * @param rows the rows that were checked, from the first one on
+   * @param complete whether these were all; where they were not, the others are not known to be
+   *     different
+   */
+  public record Repeats(long count, long rows, boolean complete) {}
 
   /**
    * The errors of one code in a column.

@@ -8,11 +8,10 @@ import java.nio.channels.WritableByteChannel;
 import java.util.ArrayDeque;
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.Deque;
 import java.util.List;
 import java.util.Queue;
-import java.util.concurrent.ArrayBlockingQueue;
-import java.util.concurrent.BlockingQueue;
-import java.util.concurrent.CompletableFuture;
+import java.util.concurrent.ConcurrentLinkedDeque;
 import java.util.concurrent.ExecutionException;
 import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
@@ -29,7 +28,10 @@ final class CsvRun implements AutoCloseable {
   private final WritableByteChannel out;
   private final AtomicBoolean stopped = new AtomicBoolean();
   private final List<CsvWorker> workers = new ArrayList<>();
-  private final BlockingQueue<CsvWorker> idle;
+
+  /** The one that worked last is the next: what a large row took, one of them has. */
+  private final Deque<CsvWorker> idle = new ConcurrentLinkedDeque<>();
+
   private final List<CsvSlot> slots = new ArrayList<>();
   private final @Nullable ExecutorService threads;
 
@@ -52,7 +54,6 @@ final class CsvRun implements AutoCloseable {
     this.bytes = start.bytes();
     // A single block has nothing to share.
     count = start.isWhole() ? 1 : settings.threads();
-    idle = new ArrayBlockingQueue<>(count);
     // While all are masked there is one to be written next, and one that is being read.
     ahead = count == 1 ? 1 : count + 1;
     slots.add(start.first());
@@ -78,13 +79,17 @@ final class CsvRun implements AutoCloseable {
     CsvSlot slot = start.first();
     boolean any = start.any();
     for (int next = 1; any; next++) {
-      submit(slot);
-      if (pending.size() == ahead) {
-        write(pending.remove());
+      if (threads == null || slot.isLarge()) {
+        maskAlone(slot);
+      } else {
+        submit(threads, slot);
       }
       CsvSlot before = slot;
       slot = slots.get(next % slots.size());
       any = read(slot, before);
+      if (before.isLarge()) {
+        before.close();
+      }
     }
     writeAll();
     return total.report();
@@ -102,50 +107,71 @@ final class CsvRun implements AutoCloseable {
 
   /** Nothing is written before. */
   private void openLanes(int[] table) throws IOException {
-    for (int i = 0; i < count; i++) {
-      Lane lane = settings.service().openLane(table, settings.onError());
-      CsvWorker worker = new CsvWorker(lane, format.number(), stopped);
-      workers.add(worker);
-      idle.add(worker);
-    }
     List<Column> columns = settings.service().running();
-    total = new CsvCounts(Arrays.stream(table).mapToObj(columns::get).toList());
+    List<Column> all = Arrays.stream(table).mapToObj(columns::get).toList();
+    CsvFingerprints fingerprints = CsvFingerprints.of(all, format.number());
+    startWorkers(table, fingerprints);
+    total =
+        new CsvCounts(
+            all,
+            fingerprints == null
+                ? null
+                : new RepeatCounter(fingerprints.columns(), settings.mostFingerprints));
     start.first().hasHeader = format.header();
     if (bytes > 0) {
       write(start.first().text.room(0).slice(0, (int) bytes));
     }
   }
 
-  private void submit(CsvSlot slot) {
-    Runnable task = () -> mask(slot);
-    if (threads != null) {
-      pending.add(new Pending(slot, threads.submit(task)));
-      return;
+  private void startWorkers(int[] table, @Nullable CsvFingerprints fingerprints) {
+    for (int i = 0; i < count; i++) {
+      Lane lane = settings.service().openLane(table, settings.onError());
+      CsvWorker worker = new CsvWorker(lane, format.number(), fingerprints, stopped);
+      workers.add(worker);
+      idle.push(worker);
     }
-    // Nobody waits for the caller: a failure is its own.
-    task.run();
-    pending.add(new Pending(slot, CompletableFuture.completedFuture(null)));
+  }
+
+  private void submit(ExecutorService executor, CsvSlot slot) throws IOException {
+    pending.add(new Pending(slot, executor.submit(() -> mask(slot))));
+    if (pending.size() == ahead) {
+      writeNext();
+    }
+  }
+
+  /**
+   * Masks a block on the caller's thread, once all before it were written: so a failure is the
+   * caller's own, and of large rows there is one at a time, in the memory of one thread.
+   */
+  private void maskAlone(CsvSlot slot) throws IOException {
+    writeAll();
+    mask(slot);
+    write(slot);
   }
 
   private void mask(CsvSlot slot) {
-    CsvWorker worker = idle.remove();
+    CsvWorker worker = idle.pop();
     try {
       worker.mask(slot);
     } finally {
-      idle.add(worker);
+      idle.push(worker);
     }
   }
 
   private void writeAll() throws IOException {
     while (!pending.isEmpty()) {
-      write(pending.remove());
+      writeNext();
     }
   }
 
-  /** Writes a block that was masked, unless anything is wrong in it. */
-  private void write(Pending block) throws IOException {
+  private void writeNext() throws IOException {
+    Pending block = pending.remove();
     await(block.end());
-    CsvSlot slot = block.slot();
+    write(block.slot());
+  }
+
+  /** Writes a block that was masked, unless anything is wrong in it. */
+  private void write(CsvSlot slot) throws IOException {
     FieldError first = slot.counts.first;
     if (first != null && settings.onError().way() != OnError.Way.REPLACEMENT) {
       throw stop(first);

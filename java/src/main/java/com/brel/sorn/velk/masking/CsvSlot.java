@@ -33,9 +33,14 @@ final class CsvSlot implements AutoCloseable {
   /** Line ends in the block. */
   long lines;
 
+  /** Whether it has more memory than is kept. */
+  boolean isLarge() {
+    return text.room(0).capacity() > MOST_KEPT;
+  }
+
   /** Starts anew with what the slot before left over. */
   void begin(CsvSlot before) {
-    if (text.room(0).capacity() > MOST_KEPT) {
+    if (isLarge()) {
       text.close();
     }
     int start = before.from + before.bytes;

@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.masking;
 
 import java.util.concurrent.atomic.AtomicBoolean;
+import org.jspecify.annotations.Nullable;
 
 /** Masks block after block with a lane of its own, on one thread at a time. */
 final class CsvWorker implements AutoCloseable {
@@ -9,12 +10,14 @@ final class CsvWorker implements AutoCloseable {
 
   private final Lane lane;
   private final int format;
+  private final @Nullable CsvFingerprints fingerprints;
   private final AtomicBoolean stopped;
   private long block;
 
-  CsvWorker(Lane lane, int format, AtomicBoolean stopped) {
+  CsvWorker(Lane lane, int format, @Nullable CsvFingerprints fingerprints, AtomicBoolean stopped) {
     this.lane = lane;
     this.format = format;
+    this.fingerprints = fingerprints;
     this.stopped = stopped;
   }
 
@@ -30,6 +33,9 @@ final class CsvWorker implements AutoCloseable {
       slot.counts.rows = state[0];
       slot.lines = state[1];
       slot.fault = CsvFault.read(state, 4);
+      if (fingerprints != null) {
+        slot.counts.fingerprints = fingerprints.read(slot, slot.counts.rows);
+      }
     } catch (RuntimeException | Error e) {
       slot.discard();
       throw e;

@@ -4,10 +4,10 @@ import com.brel.sorn.velk.internal.FieldDefinition;
 import com.brel.sorn.velk.internal.FrameworkDefinition;
 import com.brel.sorn.velk.internal.InitializationOperand;
 import com.brel.sorn.velk.internal.ServiceDefinition;
-import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
 import java.util.Optional;
+import java.util.stream.Collectors;
 import org.jspecify.annotations.Nullable;
 
 /** Definitions in the form that crosses into native code, their records, and the end of those. */
@@ -55,26 +55,36 @@ final class Definitions {
     }
   }
 
+  /** The operands of the whole and of each column, in their order. */
+  static Map<Integer, List<InitializationOperand>> byId(ServiceDefinition definition) {
+    return definition.initializationOperands.stream()
+        .collect(Collectors.groupingBy(operand -> operand.parameterId));
+  }
+
   /**
    * Copies a definition without its records.
    *
-   * @param columns the columns that the copy has, in their order; column k of the copy has id k
+   * @param columns the column that each of the copy's is one of; one may be there several times
    */
   static ServiceDefinition copy(ServiceDefinition definition, List<Integer> columns) {
+    Map<Integer, List<InitializationOperand>> operands = byId(definition);
     ServiceDefinition copy = new ServiceDefinition();
     copy.serviceId = definition.serviceId;
-    Map<Integer, Integer> ids = new HashMap<>(Map.of(WHOLE, WHOLE));
+    copyOperands(operands, WHOLE, copy);
     for (int column : columns) {
-      ids.put(column + 1, ids.size());
       copy.fieldDefinitions.add(copy(definition.fieldDefinitions.get(column)));
-    }
-    for (InitializationOperand operand : definition.initializationOperands) {
-      Integer id = ids.get(operand.parameterId);
-      if (id != null) {
-        copy.initializationOperands.add(copy(operand, id));
-      }
+      copyOperands(operands, column + 1, copy);
     }
     return copy;
+  }
+
+  /** Copies the operands of the whole, or of the column whose copy was added last. */
+  private static void copyOperands(
+      Map<Integer, List<InitializationOperand>> operands, int id, ServiceDefinition copy) {
+    int newId = copy.fieldDefinitions.size();
+    for (InitializationOperand operand : operands.getOrDefault(id, List.of())) {
+      copy.initializationOperands.add(copy(operand, newId));
+    }
   }
 
   private static FieldDefinition copy(FieldDefinition field) {
@@ -126,13 +136,15 @@ final class Definitions {
     }
   }
 
-  /** Takes an operand of the whole out of a definition with records, and frees its record. */
+  /** Takes an operand of the whole out of a definition, and frees its record where it has one. */
   static void remove(ServiceDefinition definition, String name) {
     for (InitializationOperand operand : List.copyOf(definition.initializationOperands)) {
       if (operand.parameterId == WHOLE && name.equals(operand.parameterName)) {
         definition.initializationOperands.remove(operand);
-        // Links the records that are left, so that none leads to the one that goes.
-        Bridge.check(definition.toC(), "ServiceDefinition.toC");
+        if (definition.pointer() != 0) {
+          // Links the records that are left, so that none leads to the one that goes.
+          Bridge.check(definition.toC(), "ServiceDefinition.toC");
+        }
         operand.free();
       }
     }

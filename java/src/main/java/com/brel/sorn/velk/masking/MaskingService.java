@@ -28,7 +28,9 @@ public final class MaskingService implements Masker {
   private final ServiceDefinition definition;
   private final RowPool pool;
   private final OnError onError;
-  private final boolean parsed;
+
+  /** What the header of its tables is; null where that only has to have its columns. */
+  private final @Nullable List<String> header;
 
   /** Those that are open; guarded by {@link Bridge#LOCK}. */
   private final Set<Lane> lanes = new LinkedHashSet<>();
@@ -41,14 +43,14 @@ public final class MaskingService implements Masker {
       List<Column> columns,
       ServiceDefinition definition,
       OnError onError,
-      boolean parsed) {
+      @Nullable List<String> header) {
     this.engine = engine;
     this.id = definition.serviceId;
     this.columns = columns;
     this.definition = definition;
     this.pool = new RowPool(columns, onError);
     this.onError = onError;
-    this.parsed = parsed;
+    this.header = header;
   }
 
   @Override
@@ -282,6 +284,10 @@ public final class MaskingService implements Masker {
     return columns;
   }
 
+  @Nullable List<String> header() {
+    return header;
+  }
+
   RowPool pool() {
     return pool;
   }
@@ -293,8 +299,8 @@ public final class MaskingService implements Masker {
    */
   void start() {
     try {
-      // A parsed definition came with its records.
-      if (!parsed) {
+      // The definition of a masking string came with its records.
+      if (definition.pointer() == 0) {
         Definitions.toC(definition);
       }
       handle = requireStarted(id, Bridge.PROVIDER.initializeProvider0(id, definition, false));

@@ -35,8 +35,18 @@ final class MaskingString {
     return text.toString();
   }
 
-  static String of(ColumnRule column) {
-    String name = name(column.name());
+  /** A column of a service; quoted, a pattern or a position is no more than a name. */
+  private static String of(ColumnRule column) {
+    return of(name(column.name()), column);
+  }
+
+  /** A column as a masking string has it, where it may be a pattern or a position. */
+  static String entry(ColumnRule column) {
+    String name = column.name();
+    return of(ColumnPattern.standsForColumns(name) ? name : name(name), column);
+  }
+
+  private static String of(String name, ColumnRule column) {
     StringBuilder text = new StringBuilder(name + "=" + column.rule());
     if (!column.type().equals(Type.text())) {
       text.append(' ').append(name).append(".type=").append(column.type());

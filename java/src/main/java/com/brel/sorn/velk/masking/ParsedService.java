@@ -5,8 +5,12 @@ import com.brel.sorn.velk.internal.FieldDefinition;
 import com.brel.sorn.velk.internal.InitializationOperand;
 import com.brel.sorn.velk.internal.ServiceDefinition;
 import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.List;
+import java.util.Map;
 import java.util.Optional;
+import java.util.stream.IntStream;
+import org.jspecify.annotations.Nullable;
 
 /**
  * A service as a masking string describes it. It holds native records until it is opened, which
@@ -19,15 +23,27 @@ public final class ParsedService implements AutoCloseable {
   private static final String ON_ERROR = "on_error";
 
   private final Engine engine;
+  private final String maskingString;
   private final ServiceDefinition definition;
   private final List<ColumnRule> rules;
+
+  /** The columns of the table that it is for; null where it is for any that has its columns. */
+  private final @Nullable List<String> table;
+
   private OnError onError;
   private boolean closed;
 
-  private ParsedService(Engine engine, ServiceDefinition definition) {
+  private ParsedService(
+      Engine engine,
+      String maskingString,
+      ServiceDefinition definition,
+      List<ColumnRule> rules,
+      @Nullable List<String> table) {
     this.engine = engine;
+    this.maskingString = maskingString;
     this.definition = definition;
-    this.rules = rules(definition);
+    this.rules = rules;
+    this.table = table;
     this.onError =
         Definitions.find(definition, ON_ERROR).map(OnError::parse).orElse(OnError.UNSAID);
   }
@@ -40,7 +56,7 @@ public final class ParsedService implements AutoCloseable {
       Bridge.check(status, "parseVELKSyntaxString");
       Definitions.toJava(definition);
       requireComplete(definition);
-      return new ParsedService(engine, definition);
+      return new ParsedService(engine, maskingString, definition, rules(definition), null);
     } catch (RuntimeException | Error e) {
       Definitions.free(definition);
       throw e;
@@ -58,21 +74,19 @@ public final class ParsedService implements AutoCloseable {
   }
 
   private static List<ColumnRule> rules(ServiceDefinition definition) {
+    Map<Integer, List<InitializationOperand>> operands = Definitions.byId(definition);
     List<ColumnRule> rules = new ArrayList<>();
-    for (int i = 0; i < definition.fieldDefinitions.size(); i++) {
-      rules.add(rule(definition, i + 1, definition.fieldDefinitions.get(i)));
+    for (FieldDefinition field : definition.fieldDefinitions) {
+      rules.add(rule(field, operands.getOrDefault(rules.size() + 1, List.of())));
     }
     return List.copyOf(rules);
   }
 
-  private static ColumnRule rule(ServiceDefinition definition, int id, FieldDefinition field) {
+  private static ColumnRule rule(FieldDefinition field, List<InitializationOperand> operands) {
     String type = Type.text().toString();
     boolean unique = false;
     InitializationOperand rule = null;
-    for (InitializationOperand operand : definition.initializationOperands) {
-      if (operand.parameterId != id) {
-        continue;
-      }
+    for (InitializationOperand operand : operands) {
       switch (operand.parameterName) {
         case "type" -> type = operand.sValue;
         case "unique" -> unique = "true".equals(operand.sValue);
@@ -125,12 +139,72 @@ public final class ParsedService implements AutoCloseable {
   }
 
   /**
-   * Lists the columns with their rules.
+   * Lists the columns with their rules. A name may be a pattern, such as {@code addr_*}, or a
+   * position, such as {@code $3}, unless this is for a table.
    *
-   * @return the columns in the order of the string
+   * @return the columns in the order of the string, or of the table
    */
   public List<ColumnRule> columns() {
     return rules;
+  }
+
+  /**
+   * Gives each column of a table its rule, with its type and all else that the string says there:
+   * that of its name or its position, else that of the pattern with the most characters beside its
+   * stars, {@code *} alone last. A column without a name, or with one that another has too, is
+   * known by its position only, and so is the result's.
+   *
+   * <p>The result opens a service of the table's columns in their order, for tables with this very
+   * header or none. This service stays as it is.
+   *
+   * @param names what the table calls its columns, in their order; a name may be empty
+   * @return the service for that table, which holds no native records until it is opened
+   * @throws TableException if a column has no rule or two that are equally exact, or a rule has no
+   *     column: with all of them
+   * @throws IllegalArgumentException if there are no columns, or more than 65,535
+   * @throws IllegalStateException if this was opened or closed, or is for a table already
+   */
+  public ParsedService forTable(List<String> names) {
+    List<String> header = List.copyOf(names);
+    if (header.isEmpty() || header.size() > ServiceBuilder.MOST_COLUMNS) {
+      throw new IllegalArgumentException(
+          "a table has 1 to " + ServiceBuilder.MOST_COLUMNS + " columns, not " + header.size());
+    }
+    Bridge.LOCK.lock();
+    try {
+      requireUnused();
+      if (table != null) {
+        throw new IllegalStateException("the rules are those of a table already");
+      }
+      TableColumns columns = new TableColumns(header);
+      int[] entryOf = TableRules.match(rules, columns, maskingString);
+      ParsedService service =
+          new ParsedService(
+              engine, maskingString, definition(entryOf, columns), rules(entryOf, columns), header);
+      service.onError = onError;
+      return service;
+    } finally {
+      Bridge.LOCK.unlock();
+    }
+  }
+
+  private List<ColumnRule> rules(int[] entryOf, TableColumns columns) {
+    return IntStream.range(0, entryOf.length)
+        .mapToObj(column -> rules.get(entryOf[column]).named(columns.label(column)))
+        .toList();
+  }
+
+  private ServiceDefinition definition(int[] entryOf, TableColumns columns) {
+    ServiceDefinition copy = Definitions.copy(definition, Arrays.stream(entryOf).boxed().toList());
+    for (int column = 0; column < entryOf.length; column++) {
+      copy.fieldDefinitions.get(column).columnName = columns.engineNames().get(column);
+    }
+    for (InitializationOperand operand : copy.initializationOperands) {
+      if (operand.parameterId != Definitions.WHOLE && operand.sValue != null) {
+        operand.sValue = TableRules.forEngine(operand.sValue, columns);
+      }
+    }
+    return copy;
   }
 
   /**
@@ -171,7 +245,7 @@ public final class ParsedService implements AutoCloseable {
       }
       closed = true;
       engine.forget(this);
-      return engine.start(new MaskingService(engine, columns, definition, onError, true));
+      return engine.start(new MaskingService(engine, columns, definition, onError, table));
     } finally {
       Bridge.LOCK.unlock();
     }
@@ -194,9 +268,10 @@ public final class ParsedService implements AutoCloseable {
   /** The string told it of a column without a limit; of others the engine is asked if need be. */
   private int longestResult(int index) {
     Type type = rules.get(index).type();
+    FieldDefinition field = definition.fieldDefinitions.get(index);
     return type.limit() > 0 && BufferSize.dependsOnResult(type)
-        ? engine.longestResult(rules.get(index), key().orElse(null))
-        : definition.fieldDefinitions.get(index).length;
+        ? engine.longestResult(rules.get(index).named(field.columnName), key().orElse(null))
+        : field.length;
   }
 
   /** The longest result in code points of the first column, which has no limit. */

@@ -16,7 +16,7 @@ import org.jspecify.annotations.Nullable;
 public final class ServiceBuilder {
   private static final Pattern ID = Pattern.compile("[A-Za-z0-9_-]{1,9}");
   private static final Pattern KEY = Pattern.compile("(env|file):.+", Pattern.DOTALL);
-  private static final int MOST_COLUMNS = 65_535;
+  static final int MOST_COLUMNS = 65_535;
 
   private final Engine engine;
   private final String id;
@@ -128,7 +128,7 @@ public final class ServiceBuilder {
       throw new IllegalStateException("the service \"" + id + "\" has no columns");
     }
     List<Column> all = columns.values().stream().map(this::measured).toList();
-    return engine.start(new MaskingService(engine, all, definition(all), onError, false));
+    return engine.start(new MaskingService(engine, all, definition(all), onError, null));
   }
 
   private Column measured(ColumnRule column) {

@@ -17,6 +17,7 @@ import java.io.InputStream;
 import java.io.InterruptedIOException;
 import java.io.OutputStream;
 import java.io.SequenceInputStream;
+import java.io.UncheckedIOException;
 import java.nio.channels.FileChannel;
 import java.nio.channels.IllegalBlockingModeException;
 import java.nio.channels.Pipe;
@@ -422,6 +423,32 @@ class CsvMaskingTest {
       assertEquals((400L << 20) / row.length(), report.rows());
       long grown = Memory.resident() - before;
       assertTrue(grown < 100 << 20, grown + " bytes");
+    }
+  }
+
+  @Test
+  void severalThreadsHoldOneOfTheLargestRows() throws IOException {
+    assumeTrue(Files.exists(Path.of("/proc/self/statm")));
+    String value = "я".repeat(1 << 22);
+    String row = value + "," + value + "\n";
+    try (MaskingService service = service("a=partial(keep_first=4) b=keep")) {
+      long[] most = new long[1];
+      CsvMasking masking = service.csv().header(false).threads(6);
+      masking.mask(new Endless(row, 50L << 20), OutputStream.nullOutputStream());
+      long before = Memory.resident();
+      masking.onBlock(sofar -> most[0] = Math.max(most[0], resident()));
+      CsvReport report =
+          masking.mask(new Endless(row, 200L << 20), OutputStream.nullOutputStream());
+      assertEquals((200L << 20) / row.getBytes(UTF_8).length, report.rows());
+      assertTrue(most[0] - before < 160 << 20, (most[0] - before) + " bytes");
+    }
+  }
+
+  private static long resident() {
+    try {
+      return Memory.resident();
+    } catch (IOException e) {
+      throw new UncheckedIOException(e);
     }
   }
 

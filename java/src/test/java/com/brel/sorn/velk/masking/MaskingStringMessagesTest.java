@@ -57,6 +57,40 @@ class MaskingStringMessagesTest {
   }
 
   @Test
+  void allMistakesAreToldAtOnceEachWithItsPlace() {
+    VELKException thrown =
+        assertThrows(
+            VELKException.class,
+            () -> engine.parse("service=p\nname = kep\ncity = hash\n$1.type = dat  zürich = keep"));
+    assertEquals(7322, thrown.code());
+    assertEquals(
+        """
+        7322 unexpected character where a key stands "ü":
+        line 4, column 17 (byte 50)
+        $1.type = dat  zürich = keep
+                        ^
+        A name has ASCII letters, digits, _ and - and starts with a letter. Put any other key\
+         between double quotes.""",
+        thrown.getMessage().strip());
+    thrown =
+        assertThrows(
+            VELKException.class,
+            () -> engine.parse("service=p\n\"zürich\" = kep\ncity = hash\n$1.type = dat"));
+    assertEquals(7212, thrown.code());
+    assertEquals(
+        """
+        7212 no rule for a column "$1":
+        line 4, column 1 (byte 39)
+        $1.type = dat
+        ^~~~~~~
+        Give the column a rule; keep leaves it as it is.
+        Also:
+        line 2, column 12 (byte 23): 7301 unknown function "kep"
+        line 3, column 8 (byte 34): 7226 no key for a function that needs one "hash\"""",
+        thrown.getMessage().strip());
+  }
+
+  @Test
   void everyMistakeIsToldWithItsPlace() throws IOException {
     List<Mistake> mistakes = mistakes();
     for (Mistake mistake : mistakes) {
@@ -115,6 +149,8 @@ class MaskingStringMessagesTest {
     String message = refusal.getMessage();
     assertTrue(message.startsWith("7319 not a list \""), message);
     assertTrue(message.endsWith("~\nline 2 is empty\nCorrect the file."), message);
+    Files.writeString(list, "one\ntwo\n");
+    engine.parse("service=p key=env:K a=dict(file='" + list + "')").close();
   }
 
   @Test

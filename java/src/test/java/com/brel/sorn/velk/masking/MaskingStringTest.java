@@ -10,6 +10,8 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.internal.FieldDefinition;
 import com.brel.sorn.velk.internal.ServiceDefinition;
+import java.io.IOException;
+import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.Arrays;
 import java.util.List;
@@ -49,6 +51,20 @@ class MaskingStringTest {
         assertEquals(built.mask(values).value(row, 0), parsed.mask(values).value(row, 0));
       }
       assertNotEquals("Zoë", parsed.mask(values).value(0, 0));
+    }
+  }
+
+  @Test
+  void aListIsReadOnceHoweverOftenItIsAskedForAndWhateverBecomesOfItsFile() throws IOException {
+    Path list = Files.writeString(folder.resolve("list"), "one\ntwo\n");
+    String text = "service=p key=env:MASK_KEY a=dict(file='" + list + "')";
+    try (Engine engine = Engine.open();
+        ParsedService parsed = engine.parse(text)) {
+      Files.writeString(list, "three, which is longer\nfour\n");
+      try (MaskingService service = parsed.open()) {
+        String masked = service.mask(List.of(List.of("x"))).value(0, 0);
+        assertTrue(List.of("one", "two").contains(masked), masked);
+      }
     }
   }
 

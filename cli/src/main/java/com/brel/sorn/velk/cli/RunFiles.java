@@ -1,0 +1,180 @@
+package com.brel.sorn.velk.cli;
+
+import com.brel.sorn.velk.masking.ColumnRule;
+import java.io.IOException;
+import java.nio.file.FileSystems;
+import java.nio.file.Files;
+import java.nio.file.InvalidPathException;
+import java.nio.file.LinkOption;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.Optional;
+import java.util.regex.MatchResult;
+import java.util.regex.Matcher;
+import java.util.regex.Pattern;
+
+/**
+ * The files of a run: none of those that are written may be one that is read, or be written twice.
+ * Files are told apart by what they are, whatever names and links lead to them.
+ */
+final class RunFiles {
+  /** An argument of a rule: its name, if it has one, and its text in quotes or bare. */
+  private static final Pattern ARGUMENT =
+      Pattern.compile(
+          "\\s*(?:(\\w+)\\s*=\\s*)?('(?:[^']|'')*'|\"(?:\\\\.|[^\"\\\\])*\"|[^,]*)\\s*(?:,|$)");
+
+  private static final Pattern ESCAPE = Pattern.compile("\\\\(?:u\\{([0-9A-Fa-f]+)}|(.))");
+  private static final String KEY_FILE = "file:";
+
+  private static final boolean HAS_DEVICES =
+      FileSystems.getDefault().supportedFileAttributeViews().contains("unix");
+
+  private record Named(String what, Path path) {}
+
+  private final List<Named> read = new ArrayList<>();
+  private final List<Named> written = new ArrayList<>();
+
+  /**
+   * Adds a file that is read.
+   *
+   * @param what what it is to the user
+   * @param name its name, {@code -} for standard input, or null where there is none
+   */
+  RunFiles reads(String what, String name) {
+    add(read, what, name, "/dev/stdin");
+    return this;
+  }
+
+  /** Adds a file that is written, as {@link #reads}. */
+  RunFiles writes(String what, String name) {
+    add(written, what, name, "/dev/stdout");
+    return this;
+  }
+
+  private static void add(List<Named> files, String what, String name, String standard) {
+    if (name != null && !name.isEmpty()) {
+      // Windows has no such names: two streams are the same there, and no file is one.
+      boolean isDevice = Input.isStandard(name) && HAS_DEVICES;
+      files.add(new Named(what, Path.of(isDevice ? standard : name)));
+    }
+  }
+
+  /**
+   * Reads a masking string with the files that it names looked at, too. Where the engine traces,
+   * these are found by an engine that does not, because a trace is written from the start.
+   */
+  Masking masking(String text) throws IOException {
+    Optional<Path> trace = Tracing.file(System.getenv());
+    if (trace.isPresent()) {
+      writes("the trace", trace.get().toString());
+      check();
+      Tracing.requireWritable(trace.get());
+      checkWith(Masking.untraced(text)).close();
+      return new Masking(text);
+    }
+    check();
+    return checkWith(new Masking(text));
+  }
+
+  private Masking checkWith(Masking masking) throws IOException {
+    try {
+      masking.keyPlace().filter(place -> place.startsWith(KEY_FILE)).ifPresent(this::addKey);
+      for (ColumnRule rule : masking.rules()) {
+        addFiles(rule.rule().arguments());
+      }
+      check();
+      return masking;
+    } catch (IOException | RuntimeException e) {
+      masking.close();
+      throw e;
+    }
+  }
+
+  private void addKey(String place) {
+    addFile("the key file", place.substring(KEY_FILE.length()));
+  }
+
+  private void addFiles(String arguments) {
+    Matcher argument = ARGUMENT.matcher(arguments);
+    while (argument.lookingAt() && argument.end() > argument.regionStart()) {
+      if ("file".equals(argument.group(1))) {
+        addFile("a dictionary", unquoted(argument.group(2)));
+      }
+      argument.region(argument.end(), arguments.length());
+    }
+  }
+
+  /** What the engine cannot open either is its to tell. */
+  private void addFile(String what, String name) {
+    try {
+      reads(what, name);
+    } catch (InvalidPathException e) {
+      // Nothing has this name.
+    }
+  }
+
+  private static String unquoted(String argument) {
+    if (argument.startsWith("'")) {
+      return argument.substring(1, argument.length() - 1).replace("''", "'");
+    }
+    return argument.startsWith("\"")
+        ? unescaped(argument.substring(1, argument.length() - 1))
+        : argument.strip();
+  }
+
+  private static String unescaped(String text) {
+    return ESCAPE.matcher(text).replaceAll(match -> Matcher.quoteReplacement(character(match)));
+  }
+
+  private static String character(MatchResult escape) {
+    if (escape.group(1) != null) {
+      return Character.toString(Integer.parseInt(escape.group(1), 16));
+    }
+    return switch (escape.group(2)) {
+      case "n" -> "\n";
+      case "r" -> "\r";
+      case "t" -> "\t";
+      default -> escape.group(2);
+    };
+  }
+
+  /** Refuses a file that is written and is another of these. */
+  void check() throws IOException {
+    for (int i = 0; i < written.size(); i++) {
+      Named file = written.get(i);
+      for (Named other : read) {
+        if (isSame(file.path, other.path) && Files.isRegularFile(other.path)) {
+          throw Failure.usage(file.what + " would take the place of " + other.what);
+        }
+      }
+      for (Named other : written.subList(0, i)) {
+        if (isSame(file.path, other.path) && !isNowhere(file.path)) {
+          throw Failure.usage(other.what + " and " + file.what + " would go to the same place");
+        }
+      }
+    }
+  }
+
+  private static boolean isNowhere(Path file) throws IOException {
+    return HAS_DEVICES && isSame(file, Path.of("/dev/null"));
+  }
+
+  private static boolean isSame(Path a, Path b) throws IOException {
+    if (a.equals(b)) {
+      return true;
+    }
+    boolean bothAreThere = Files.exists(a) && Files.exists(b);
+    return bothAreThere ? Files.isSameFile(a, b) : place(a).equals(place(b));
+  }
+
+  /** Where a file is, or is going to be. */
+  private static Path place(Path name) throws IOException {
+    Path file = Target.follow(name).toAbsolutePath();
+    Path folder = file.getParent();
+    boolean isKnown = folder != null && Files.exists(folder);
+    return isKnown && !Files.exists(file, LinkOption.NOFOLLOW_LINKS)
+        ? folder.toRealPath().resolve(file.getFileName())
+        : file.normalize();
+  }
+}
