@@ -56,7 +56,8 @@ final class CheckCommand implements Callable<Integer> {
       if (strict && !warnings.isEmpty()) {
         return ExitCode.USAGE;
       }
-      velk.print(Table.of(table(rules)) + rules.size() + " columns, each with its rule\n");
+      velk.print(
+          Table.of(table(rules)) + Show.counted(rules.size(), "column") + ", each with its rule\n");
       return ExitCode.DONE;
     } catch (TableException e) {
       e.findings().forEach(finding -> velk.streams().say("error: " + finding));

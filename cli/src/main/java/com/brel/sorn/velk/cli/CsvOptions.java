@@ -165,7 +165,8 @@ final class CsvOptions {
             + e.columns();
     return Failure.inputOutput(
         switch (e.fault()) {
-          case WIDTH -> row;
+          case WIDTH ->
+              e.columns() > 1 ? row : row + "; perhaps the first line is no header, or blank";
           case BLANK_LINE -> row + ": the line is blank; " + ADVICE_ON_BLANK_LINES;
           case VALUE_TOO_LONG, ROW_TOO_LONG -> e.getMessage() + "; perhaps a quote is not closed";
           default -> e.getMessage();

@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.cli;
 
 import com.brel.sorn.velk.masking.CsvException;
+import com.brel.sorn.velk.masking.CsvMasking;
 import com.brel.sorn.velk.masking.CsvReport;
 import com.brel.sorn.velk.masking.MaskingService;
 import com.brel.sorn.velk.masking.ParsedService;
@@ -156,22 +157,25 @@ final class MaskCommand implements Callable<Integer> {
       throws IOException {
     try (CsvInput source = csv.open(masking.engine(), input, velk.streams());
         ParsedService rules = masking.rulesOf(source);
-        MaskingService service = rules.open();
-        Progress progress = quiet ? Progress.none() : Progress.to(velk.streams(), input.size())) {
+        MaskingService service = rules.open()) {
       csv.requireNoBlankEnd(input, source);
       warn(Masking.warnings(rules.columns()));
-      CsvReport counts =
-          service
-              .csv()
-              .onError(policy.replacement())
-              .threads(threads(input))
-              .onBlock(
-                  sofar -> {
-                    policy.check(sofar);
-                    progress.update(sofar.rows(), source.bytesRead());
-                  })
-              .mask(source.reader(), output);
-      return report(masking, input, counts);
+      CsvMasking table = service.csv().onError(policy.replacement()).threads(threads(input));
+      return report(masking, input, mask(table, policy, input, source, output));
+    }
+  }
+
+  private CsvReport mask(
+      CsvMasking table, ErrorPolicy policy, Input input, CsvInput source, OutputStream output)
+      throws IOException {
+    try (Progress progress = quiet ? Progress.none() : Progress.to(velk.streams(), input.size())) {
+      return table
+          .onBlock(
+              sofar -> {
+                policy.check(sofar);
+                progress.update(sofar.rows(), source.bytesRead());
+              })
+          .mask(source.reader(), output);
     }
   }
 

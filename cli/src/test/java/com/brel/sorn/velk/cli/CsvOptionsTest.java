@@ -87,9 +87,9 @@ class CsvOptionsTest {
     String semicolon =
         "velk: warning: the header is one value with \";\" in it: with --delimiter \";\" it would"
             + " be several\n";
-    for (Run run : all("service=s * = null", "a;b\n1;2\n")) {
-      assertEquals(semicolon, run.expect(ExitCode.DONE).err());
-    }
+    List<Run> runs = all("service=s * = null", "a;b\n1;2\n");
+    runs.forEach(run -> assertEquals(semicolon, run.expect(ExitCode.DONE).err()));
+    assertTrue(runs.get(1).out().endsWith("\n1 column, each with its rule\n"));
     Run unknown = on("a\tb\n", "check", "-s", "service=s a=keep b=keep", "-");
     String tab = "the header is one value with tab in it: with --delimiter tab it would be several";
     assertTrue(unknown.expect(ExitCode.USAGE).err().contains(tab), unknown.err());
@@ -192,6 +192,11 @@ class CsvOptionsTest {
         "velk: line 2: the row has 1 value, the header 2: the line is blank; --blank-lines skip"
             + " leaves such lines out\n",
         refused.err());
+    Run first = Run.mask("service=s $1=keep", "\na,b\n", "-q").expect(ExitCode.INPUT_OUTPUT);
+    assertEquals(
+        "velk: line 2: the row has 2 values, the header 1; perhaps the first line is no header, or"
+            + " blank\n",
+        first.err());
     String one = "a\nx\n\n";
     assertEquals(one, Run.mask("service=s a=keep", one, "-q").expect(ExitCode.DONE).out());
   }
