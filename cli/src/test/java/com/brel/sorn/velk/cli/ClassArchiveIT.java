@@ -233,6 +233,24 @@ class ClassArchiveIT {
   }
 
   @Test
+  void isMadeWhateverBecomesOfTheRun() throws Exception {
+    run();
+    String closed = "\"$0\" mask -qs \"$1\" - - <&- 2>&1";
+    ProcessBuilder builder =
+        new ProcessBuilder("bash", "-c", closed, LAUNCHER.toString(), "service=s a=nonsense");
+    builder.environment().put("HOME", home.toString());
+    builder.environment().remove("XDG_CACHE_HOME");
+    builder.environment().remove("VELK_CLASS_ARCHIVES");
+    Process process = builder.start();
+    process.getInputStream().readAllBytes();
+    assertNotEquals(ExitCode.DONE, process.waitFor());
+    List<Path> made = filesOf(archives);
+    assertEquals(1, made.size());
+    assumeTrue(made.get(0).toString().endsWith(".jsa"), "no such Java");
+    assertTrue(usesArchive());
+  }
+
+  @Test
   void ofSomebodyElseIsNotUsed() throws Exception {
     Path archive = make(LAUNCHER);
     assumeTrue(Files.getAttribute(folder, "unix:uid").equals(0), "root alone gives files away");
