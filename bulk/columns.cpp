@@ -111,9 +111,12 @@ std::int32_t store_error(const Place& place, std::int32_t code)
 std::int32_t store_kept(const Place& place)
 {
     const Value value = place.before();
-    ++(value.is_null ? place.counts().nulls_kept : place.counts().left_equal);
-    return value.is_null ? store_null(place.out(), place.target())
-                         : store_utf8(place.out(), place.target(), value.text, value.bytes);
+    if (value.is_null) {
+        ++place.counts().nulls_kept;
+        return store_null(place.out(), place.target());
+    }
+    count_equal(place.counts(), value.bytes);
+    return store_utf8(place.out(), place.target(), value.text, value.bytes);
 }
 
 std::int32_t store_null_result(const Place& place)
@@ -131,7 +134,10 @@ std::int32_t store_text(const Place& place, const Result& result)
     const Value before = place.before();
     const bool equal = !before.is_null && before.bytes == done.written &&
                        (done.written == 0 || std::memcmp(before.text, target, done.written) == 0);
-    ++(equal ? place.counts().left_equal : place.counts().masked);
+    if (equal)
+        count_equal(place.counts(), done.written);
+    else
+        ++place.counts().masked;
     return end_value(place.out(), place.target(), done.written, false);
 }
 

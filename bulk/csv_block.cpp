@@ -143,7 +143,7 @@ bool write_masked(const Place& place, Lane& lane, std::size_t row, std::size_t c
         ++counts.masked;
         return true;
     case Masked::equal:
-        ++counts.left_equal;
+        count_equal(counts, place.cell.bytes);
         return true;
     case Masked::no_text:
         return write_error(place, lane, row, column, code::lone_surrogate);
@@ -159,7 +159,10 @@ bool write_cell(const Place& place, Lane& lane, std::size_t row, std::size_t col
         is_kept(lane, column) ? Result{ResultKind::kept, nullptr, 0, 0} : bulk::result(lane, row, column);
     switch (result.kind) {
     case ResultKind::kept:
-        ++(place.cell.is_null() ? counts.nulls_kept : counts.left_equal);
+        if (place.cell.is_null())
+            ++counts.nulls_kept;
+        else
+            count_equal(counts, place.cell.bytes);
         return write_kept(place);
     case ResultKind::null:
         ++(place.cell.is_null() ? counts.nulls_kept : counts.masked);

@@ -27,10 +27,16 @@ struct Error {
 struct Counts {
     std::int64_t masked;
     std::int64_t nulls_kept;
-    std::int64_t left_equal;
+    std::int64_t left_equal; // texts that came out as they were
+    std::int64_t empty_kept; // empty values that stay empty, in which there is nothing to mask
 
     bool operator==(const Counts&) const = default;
 };
+
+inline void count_equal(Counts& counts, std::size_t bytes)
+{
+    ++(bytes == 0 ? counts.empty_kept : counts.left_equal);
+}
 
 struct Lane {
     std::int32_t provider = 0;

@@ -60,7 +60,7 @@ Lane* open_lane(const Arguments& arguments, jint provider, jlong service, bool r
 } // namespace velk::bulk
 
 static_assert(sizeof(BufferSizes) == 2 * sizeof(jint) && sizeof(Error) == 3 * sizeof(jint) &&
-              sizeof(Counts) == 3 * sizeof(jlong));
+              sizeof(Counts) == 4 * sizeof(jlong));
 
 VELK_BULK_NATIVE(jboolean, allowsThreads)(JNIEnv*, jclass)
 {
@@ -121,7 +121,7 @@ VELK_BULK_NATIVE(void, counts)(JNIEnv* env, jclass, jlong handle, jlongArray cou
 {
     const auto* lane = object_of<Lane>(handle);
     if (lane == nullptr) return;
-    env->SetLongArrayRegion(counts, 0, static_cast<jsize>(3 * lane->width),
+    env->SetLongArrayRegion(counts, 0, static_cast<jsize>(4 * lane->width),
                             reinterpret_cast<const jlong*>(lane->counts.memory.start));
 }
 

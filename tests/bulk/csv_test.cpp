@@ -73,7 +73,7 @@ TEST(Csv, a_bare_quote_is_written_so_that_every_reader_knows_it)
 TEST(Csv, kept_values_are_counted)
 {
     const CsvResult result = keep("1,\n\"\",\n,x\n", 2);
-    EXPECT_EQ(result.counts, (std::vector<Counts>{{0, 1, 2}, {0, 2, 1}}));
+    EXPECT_EQ(result.counts, (std::vector<Counts>{{0, 1, 1, 1}, {0, 2, 1, 0}}));
     EXPECT_EQ(result.rows, 3);
 }
 
@@ -82,7 +82,7 @@ TEST(Csv, a_kept_value_with_a_zero_character_is_an_error_as_it_would_be_on_its_w
     const CsvResult result = keep(std::string("1,2\n1\0,\"\0\"\n\0,\n", 15), 2);
     EXPECT_EQ(result.output, "1,2\n,\n,\n");
     EXPECT_EQ(result.errors, (std::vector<Error>{{1, 0, -101}, {1, 1, -101}, {2, 0, -101}}));
-    EXPECT_EQ(result.counts, (std::vector<Counts>{{0, 0, 1}, {0, 1, 1}}));
+    EXPECT_EQ(result.counts, (std::vector<Counts>{{0, 0, 1, 0}, {0, 1, 1, 0}}));
 }
 
 TEST(Csv, masked_values_are_quoted_where_they_were_or_must_be)
@@ -116,7 +116,7 @@ TEST(Csv, null_stays_null_and_empty_stays_empty)
     OpenLane opened(service, {0, -1, 1, 2});
     const CsvResult result = run_csv(opened.lane, ",1,x,\n\"\",2,\"\",3\n");
     EXPECT_EQ(result.output, ",1,x,\n\"\",2,\"\",\n");
-    EXPECT_EQ(result.counts, (std::vector<Counts>{{0, 1, 1}, {0, 0, 2}, {0, 0, 2}, {1, 1, 0}}));
+    EXPECT_EQ(result.counts, (std::vector<Counts>{{0, 1, 0, 1}, {0, 0, 2, 0}, {0, 0, 1, 1}, {1, 1, 0, 0}}));
 }
 
 TEST(Csv, a_last_row_of_one_null_is_not_lost_with_the_missing_line_end)
@@ -138,7 +138,7 @@ TEST(Csv, the_header_is_written_as_it_is_and_not_counted)
     const CsvResult result = run_csv(opened.lane, "\"a\",b\"\r\n1,2\r\n", 4, {}, true);
     EXPECT_EQ(result.output, "\"a\",\"b\"\"\"\r\n,x\r\n");
     EXPECT_EQ(result.rows, 1);
-    EXPECT_EQ(result.counts, (std::vector<Counts>{{1, 0, 0}, {1, 0, 0}}));
+    EXPECT_EQ(result.counts, (std::vector<Counts>{{1, 0, 0, 0}, {1, 0, 0, 0}}));
 }
 
 TEST(Csv, blank_lines_are_skipped_where_that_is_asked)
@@ -179,8 +179,8 @@ TEST(Csv, a_value_with_an_error_has_nothing_but_its_replacement_in_the_output)
         const CsvResult result = run_csv(opened.lane, text);
         EXPECT_EQ(result.output.substr(result.output.find('\n') + 1), written);
         EXPECT_EQ(result.output.find("secret"), std::string::npos);
-        EXPECT_EQ(result.counts[0], (Counts{1, 0, 0}));
-        EXPECT_EQ(result.counts[1], (Counts{0, 0, 3}));
+        EXPECT_EQ(result.counts[0], (Counts{1, 0, 0, 0}));
+        EXPECT_EQ(result.counts[1], (Counts{0, 0, 3, 0}));
         ASSERT_EQ(result.errors.size(), 2U);
         EXPECT_EQ(result.errors[0].row, 1);
         EXPECT_EQ(result.errors[1].row, 2);

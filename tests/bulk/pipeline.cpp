@@ -45,6 +45,7 @@ void add_up(CsvResult& result, const CsvBlock& block, const Lane& lane)
         result.counts[i].masked += lane.counts[i].masked;
         result.counts[i].nulls_kept += lane.counts[i].nulls_kept;
         result.counts[i].left_equal += lane.counts[i].left_equal;
+        result.counts[i].empty_kept += lane.counts[i].empty_kept;
     }
     result.rows += block.row_count;
 }

@@ -185,8 +185,10 @@ TEST(SideBySide, csv_is_masked_as_single_values_are)
                         {static_cast<std::int32_t>(row), static_cast<std::int32_t>(i), outcome.error});
                 else if (outcome.text != rows[row][i])
                     ++counts[i].masked;
+                else if (!outcome.text)
+                    ++counts[i].nulls_kept;
                 else
-                    ++(outcome.text ? counts[i].left_equal : counts[i].nulls_kept);
+                    ++(outcome.text->empty() ? counts[i].empty_kept : counts[i].left_equal);
             }
         }
         ASSERT_EQ(result.errors, errors);

@@ -3,6 +3,7 @@
 import os
 import pathlib
 import pty
+import re
 import subprocess
 import tempfile
 
@@ -48,7 +49,8 @@ class Platform:
             result = subprocess.run(command, cwd=folder, env=environment(variables), stdin=subprocess.DEVNULL, stdout=output,
                                     stderr=subprocess.STDOUT)
             output.seek(0)
-            return output.read().decode("utf-8", errors="replace"), result.returncode
+            text = output.read().decode("utf-8", errors="replace")
+            return re.sub(r"^wine: .*\n", "", text, flags=re.MULTILINE), result.returncode
 
 
 class Linux(Platform):

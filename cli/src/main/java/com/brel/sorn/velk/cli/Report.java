@@ -41,13 +41,8 @@ final class Report {
     @JsonInclude(JsonInclude.Include.NON_NULL)
     CsvReport.Repeats repeats;
 
-    /** Whether its rule is one that changes values. */
-    @JsonIgnore boolean isMasked;
-
-    /** Values that a rule left as they were which is there to change them. */
-    long unchanged() {
-      return isMasked ? leftEqual : 0;
-    }
+    /** Values that a rule left as they were which is there to change them; empty ones are none. */
+    @JsonIgnore long unchanged;
 
     long errorCount() {
       return errors.values().stream().mapToLong(error -> error.count).sum();
@@ -77,9 +72,9 @@ final class Report {
     column.rows = rows;
     column.masked = counts.masked();
     column.nullsKept = counts.nullsKept();
-    column.leftEqual = counts.leftEqual();
+    column.leftEqual = counts.leftEqual() + counts.emptyKept();
+    column.unchanged = counts.rule().rule().equals(Rule.keep()) ? 0 : counts.leftEqual();
     column.repeats = counts.repeats();
-    column.isMasked = !counts.rule().rule().equals(Rule.keep());
     counts.errors().forEach((code, errors) -> column.errors.put(code, errors(code, errors)));
     return column;
   }
@@ -104,20 +99,22 @@ final class Report {
   }
 
   long unchangedCount() {
-    return columns.stream().mapToLong(Column::unchanged).sum();
+    return columns.stream().mapToLong(column -> column.unchanged).sum();
   }
 
   /** The columns with values that a rule left as they were, in words. */
   List<String> unchanged() {
     return columns.stream()
-        .filter(column -> column.unchanged() > 0)
+        .filter(column -> column.unchanged > 0)
         .map(
             column ->
                 "column "
                     + Show.quoted(column.name)
                     + ": "
-                    + Show.counted(column.unchanged(), "value")
-                    + " came out as they went in")
+                    + Show.counted(column.unchanged, "value")
+                    + (column.unchanged == 1
+                        ? " came out as it went in"
+                        : " came out as they went in"))
         .toList();
   }
 

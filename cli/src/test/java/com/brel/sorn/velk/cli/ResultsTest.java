@@ -53,6 +53,7 @@ class ResultsTest {
             9,
             0,
             0,
+            0,
             Map.of(),
             new CsvReport.Repeats(0, 7, false));
     Report report = new Report(new CsvReport(9, List.of(column)));
@@ -84,5 +85,16 @@ class ResultsTest {
     assertEquals("a,b,c\nx,1,\nx,1,\nx,1,\n", failed.out());
     Run.mask("service=s a=fixed('z') b=keep c=null", csv, "--fail-on-unchanged")
         .expect(ExitCode.DONE);
+  }
+
+  @Test
+  void emptyValuesHaveNothingThatCouldHaveBeenMasked() throws IOException {
+    String csv = "a,b\n\"\",\n\"\",\n";
+    Run run =
+        Run.mask(
+            "service=s a=partial b=partial", csv, "--fail-on-unchanged", "--report-format=json");
+    assertFalse(run.expect(ExitCode.DONE).err().contains("warning"), run.err());
+    assertEquals(2, run.report().get("columns").get(0).get("leftEqual").asLong());
+    assertEquals(csv, run.out());
   }
 }

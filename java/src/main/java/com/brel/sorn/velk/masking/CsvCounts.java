@@ -12,12 +12,14 @@ import org.jspecify.annotations.Nullable;
 
 /** What became of the values of a block, or of all blocks so far. */
 final class CsvCounts {
+  private static final int PER_COLUMN = 4;
+
   private final List<Column> columns;
 
   /** By column and code; most columns have none. */
   private final Map<Integer, SortedMap<Integer, CsvReport.Errors>> errors = new HashMap<>();
 
-  /** Masked, nulls kept, left equal of each column. */
+  /** Masked, nulls kept, left equal, empty kept of each column. */
   final long[] counts;
 
   long rows;
@@ -38,7 +40,7 @@ final class CsvCounts {
   CsvCounts(List<Column> columns, @Nullable RepeatCounter repeats) {
     this.columns = columns;
     this.repeats = repeats;
-    this.counts = new long[3 * columns.size()];
+    this.counts = new long[PER_COLUMN * columns.size()];
   }
 
   int width() {
@@ -114,9 +116,10 @@ final class CsvCounts {
       told.add(
           new CsvReport.Column(
               columns.get(i).rule(),
-              counts[3 * i],
-              counts[3 * i + 1],
-              counts[3 * i + 2],
+              counts[PER_COLUMN * i],
+              counts[PER_COLUMN * i + 1],
+              counts[PER_COLUMN * i + 2],
+              counts[PER_COLUMN * i + 3],
               copy,
               repeats == null ? null : repeats.of(i)));
     }

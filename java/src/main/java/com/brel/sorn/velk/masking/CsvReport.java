@@ -15,12 +15,13 @@ public record CsvReport(long rows, List<Column> columns) {
   public static final int ROWS_TOLD = 10;
 
   /**
-   * A column. Each of its values is masked, a null kept, left equal or an error.
+   * A column. Each of its values is masked, a null kept, left equal, an empty one kept or an error.
    *
    * @param rule how it was masked
    * @param masked values that came out different
    * @param nullsKept nulls that came out as null
-   * @param leftEqual values that came out as they were
+   * @param leftEqual values that came out as they were, empty ones not counted
+   * @param emptyKept empty values that stay empty: there is nothing in them to mask
    * @param errors by their code; the map cannot be changed
    * @param repeats of a column that is to stay unique, null of another one
    */
@@ -29,6 +30,7 @@ public record CsvReport(long rows, List<Column> columns) {
       long masked,
       long nullsKept,
       long leftEqual,
+      long emptyKept,
       Map<Integer, Errors> errors,
       @Nullable Repeats repeats) {
     /**

@@ -43,7 +43,7 @@ final class NativeBulk {
   /** Row, column and code of each error of the block or batch, in the order of the values. */
   static native void errors(long lane, int[] errors);
 
-  /** For each column of the table: masked, nulls kept, left equal. */
+  /** For each column of the table: masked, nulls kept, left equal, empty kept. */
   static native void counts(long lane, long[] counts);
 
   static native long memoryOpen();
