@@ -127,8 +127,8 @@ final class CsvOptions {
   private void requireHeader(CsvReader reader) throws IOException {
     if (firstRow == null && FirstRow.isData(reader.names(), reader.firstRows(ROWS_LOOKED_AT))) {
       throw Failure.usage(
-          "the first row looks like the rows below it: say --header if it names the columns,"
-              + " --no-header if it does not");
+          "the first row looks like data: say --header if it names the columns, --no-header if it"
+              + " does not");
     }
   }
 
