@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.cli;
 
 import com.brel.sorn.velk.masking.CsvReader;
+import java.util.Arrays;
 import java.util.List;
 import java.util.regex.Pattern;
 
@@ -13,6 +14,8 @@ final class FirstRow {
           Pattern.compile("(?=.*[0-9])[+-]?[0-9(.][0-9 .,'()/-]*(?:[eE][+-]?[0-9]+)?%?"),
           Pattern.compile("[^@\\s]+@[^@\\s]+"));
 
+  private static final Pattern OTHER_DELIMITERS = Pattern.compile("[,;|\t]");
+
   private FirstRow() {}
 
   /**
@@ -21,6 +24,9 @@ final class FirstRow {
    * is taken for data costs an option, data that is taken for names goes out as it is.
    */
   static boolean isData(List<String> first, List<CsvReader.Row> rows) {
+    if (first.size() == 1 && holdsData(first.get(0))) {
+      return true;
+    }
     for (int column = 0; column < first.size(); column++) {
       int place = column;
       List<String> below =
@@ -33,6 +39,14 @@ final class FirstRow {
       }
     }
     return false;
+  }
+
+  /** Whether the one value of a row is several of data, with another delimiter between them. */
+  private static boolean holdsData(String row) {
+    String[] values = OTHER_DELIMITERS.split(row);
+    return values.length > 1
+        && Arrays.stream(values)
+            .anyMatch(value -> FORMS.stream().anyMatch(form -> hasForm(value, form)));
   }
 
   private static boolean haveOneForm(String first, List<String> below) {

@@ -134,6 +134,9 @@ class CsvOptionsTest {
         "Zoë,17\nIan,n/a\nAnn,4\n",
         "Zoë,17\nIan,\"\"\n",
         "Zoë, 17\nIan, 4\n",
+        // Read with the wrong delimiter.
+        "Zoë;17\nIan;4\n",
+        "Zoë\tz@example.com\nIan\n",
         // Nothing below tells of a name.
         "1,2\n",
         "1,2\n,\n",
