@@ -51,8 +51,8 @@ final class CsvOptions {
     @Option(
         names = "--header",
         description = {
-          "The first row names the columns. Where nothing is said it does, too, but one that looks"
-              + " like the rows below it is refused."
+          "The first row names the columns. Where nothing is said it does, too, but one that holds"
+              + " numbers, dates or addresses as rows do is refused."
         })
     private boolean header;
 
