@@ -51,8 +51,8 @@ final class CsvOptions {
     @Option(
         names = "--header",
         description = {
-          "The first row names the columns. Where nothing is said it does, too, but one that looks"
-              + " like the rows below it is refused."
+          "The first row names the columns. Where nothing is said it does, too, but one that holds"
+              + " numbers, dates or addresses as rows do is refused."
         })
     private boolean header;
 
@@ -127,8 +127,8 @@ final class CsvOptions {
   private void requireHeader(CsvReader reader) throws IOException {
     if (firstRow == null && FirstRow.isData(reader.names(), reader.firstRows(ROWS_LOOKED_AT))) {
       throw Failure.usage(
-          "the first row looks like the rows below it: say --header if it names the columns,"
-              + " --no-header if it does not");
+          "the first row looks like data: say --header if it names the columns, --no-header if it"
+              + " does not");
     }
   }
 

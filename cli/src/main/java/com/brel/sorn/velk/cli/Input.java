@@ -1,5 +1,6 @@
 package com.brel.sorn.velk.cli;
 
+import java.io.FileInputStream;
 import java.io.FilterInputStream;
 import java.io.IOException;
 import java.io.InputStream;
@@ -51,14 +52,18 @@ final class Input {
     if (!isStandard(name) && Files.isDirectory(Path.of(name))) {
       throw Failure.inputOutput(Show.text(name) + ": it is a directory");
     }
-    InputStream in =
-        isStandard(name) ? new Unclosable(streams.in()) : Files.newInputStream(Path.of(name));
+    InputStream in = isStandard(name) ? new Unclosable(streams.in()) : named();
     try {
       return checked(new Named(in, name()));
     } catch (IOException | RuntimeException e) {
       in.close();
       throw e;
     }
+  }
+
+  /** Of what is no file a stream by path cannot say whether more is there: it seeks to find out. */
+  private InputStream named() throws IOException {
+    return isStream() ? new FileInputStream(name) : Files.newInputStream(Path.of(name));
   }
 
   private InputStream checked(InputStream in) throws IOException {

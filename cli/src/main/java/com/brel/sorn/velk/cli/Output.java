@@ -26,6 +26,9 @@ final class Output implements Closeable {
   private static final Set<StandardOpenOption> NEW =
       Set.of(StandardOpenOption.CREATE_NEW, StandardOpenOption.WRITE);
 
+  /** Code points of a file's name that stand in that of the other beside it, which has a limit. */
+  private static final int LONGEST_START = 40;
+
   private final String name;
   private final Streams streams;
 
@@ -116,7 +119,9 @@ final class Output implements Closeable {
   static Path beside(Path target) {
     // Neither another process's nor one that a killed process left behind.
     String own = ProcessHandle.current().pid() + "-" + System.nanoTime();
-    return target.resolveSibling("." + target.getFileName() + "." + own + ".part");
+    int[] name = target.getFileName().toString().codePoints().limit(LONGEST_START).toArray();
+    String start = new String(name, 0, name.length);
+    return target.resolveSibling("." + start + "." + own + ".part");
   }
 
   /** Refuses a name that something has already. */

@@ -11,6 +11,7 @@ import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.StandardCopyOption;
+import java.nio.file.attribute.FileTime;
 import java.nio.file.attribute.PosixFilePermission;
 import java.nio.file.attribute.PosixFilePermissions;
 import java.util.ArrayList;
@@ -261,6 +262,52 @@ class ClassArchiveIT {
     List<Path> before = filesOf(archives);
     assertFalse(usesArchive());
     assertEquals(before, filesOf(archives));
+  }
+
+  @Test
+  void thatOthersMayWriteIsNotUsed() throws Exception {
+    Path archive = make(LAUNCHER);
+    for (String mode : List.of("rw-rw-r--", "rw-r--rw-")) {
+      Files.setPosixFilePermissions(archive, PosixFilePermissions.fromString(mode));
+      assertFalse(usesArchive());
+      assertTrue(usesArchive());
+      archive = filesOf(archives).get(0);
+    }
+    for (String mode : List.of("rwxrwxr-x", "rwxr-xrwx")) {
+      Files.setPosixFilePermissions(archives, PosixFilePermissions.fromString(mode));
+      assertFalse(usesArchive());
+    }
+    Files.setPosixFilePermissions(archives, PosixFilePermissions.fromString("rwxr-xr-x"));
+    assertTrue(usesArchive());
+  }
+
+  /** A folder that the user names may hold anything, of any age. */
+  @Test
+  void takesTheWayOfNoOtherFile() throws Exception {
+    Path named = Files.createDirectories(folder.resolve("named"));
+    List<Path> others = new ArrayList<>();
+    for (String name :
+        List.of(
+            "velk-trace.json",
+            "velk-people.csv",
+            "velk-2024.backup",
+            "velk-2024-01.csv",
+            "below/velk-1-2-3.jsa")) {
+      others.add(named.resolve(name));
+    }
+    others.add(Files.createDirectories(named.resolve("velk-2-3-4.jsa")));
+    Files.createDirectories(named.resolve("below"));
+    for (Path other : others) {
+      if (!Files.exists(other)) {
+        Files.writeString(other, "theirs");
+      }
+      Files.setLastModifiedTime(other, FileTime.fromMillis(0));
+    }
+    Path old = Files.writeString(named.resolve("velk-1-2-3.jsa"), "an old archive");
+    Files.setLastModifiedTime(old, FileTime.fromMillis(0));
+    run(LAUNCHER, Map.of("VELK_CLASS_ARCHIVES", named.toString()));
+    others.forEach(other -> assertTrue(Files.exists(other), other::toString));
+    assertFalse(Files.exists(old));
   }
 
   @Test

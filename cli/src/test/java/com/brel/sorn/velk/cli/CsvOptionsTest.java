@@ -18,7 +18,7 @@ import org.junit.jupiter.params.provider.ValueSource;
 /** How a file is written, as every subcommand is told in the same way. */
 class CsvOptionsTest {
   private static final String UNSURE =
-      "velk: the first row looks like the rows below it: say --header if it names the columns,"
+      "velk: the first row looks like data: say --header if it names the columns,"
           + " --no-header if it does not\n";
 
   @TempDir Path folder;
@@ -130,6 +130,18 @@ class CsvOptionsTest {
         "Zoë,31.12.2001\nIan,1.2.1999\n",
         "Zoë,z@example.com\nIan,i@example.org\n",
         "Zoë,17\n,\nIan,\n,4\n",
+        // A number without a value in some row, blanks behind the comma.
+        "Zoë,17\nIan,n/a\nAnn,4\n",
+        "Zoë,17\nIan,\"\"\n",
+        "Zoë, 17\nIan, 4\n",
+        // Read with the wrong delimiter.
+        "Zoë;17\nIan;4\n",
+        "Zoë\tz@example.com\nIan\n",
+        // Nothing below tells of a name.
+        "1,2\n",
+        "1,2\n,\n",
+        "Zoë,z@example.com\n",
+        "Zoë,2001-02-03\nIan,\n",
         // One column is enough, whatever stands in the others.
         "?,17\n5,4\n"
       })
@@ -149,9 +161,9 @@ class CsvOptionsTest {
       strings = {
         "name,age\nZoë,17\n",
         "name,2001\nZoë,17 years\n",
-        "name,a@b\nZoë,\n",
-        "1,2\n",
-        "1,2\n,\n",
+        "name,a@b\nZoë,z\n",
+        "name,2001\n,17 years\n",
+        "name,age\n",
         "name,e-mail\nz@example.com,i@example.org\n",
         "a,-\n1,2\n"
       })

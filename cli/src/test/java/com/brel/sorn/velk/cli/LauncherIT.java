@@ -482,6 +482,23 @@ class LauncherIT {
 
   @Test
   @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
+  void whatJavaSaysOfItselfIsNoRow() throws Exception {
+    // Once the process is Java and takes the signal.
+    String quit =
+        "until grep -q 'SigCgt:.*[4567c-f]$' /proc/$pid/status; do sleep 0.1; done; sleep 1; "
+            + "kill -QUIT $pid; sleep 1; ";
+    String run =
+        "exec 3> >(exec \"$0\" mask -qs 'service=s a=keep' - - >\"$1\"); pid=$!; "
+            + quit
+            + "echo a >&3; echo x >&3; exec 3>&-; wait $pid";
+    Path out = folder.resolve("out.csv");
+    Ended ended = inShell(run, out.toString());
+    assertEquals("a\nx\n", Files.readString(out));
+    assertTrue(ended.err().contains("Full thread dump"), ended.err());
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = BASH)
   void aReportThatNobodyReadsDoesNotKeepTheOutputBackInSilence() throws Exception {
     Files.writeString(folder.resolve("in"), "a\nx\n");
     Path out = folder.resolve("out.csv");

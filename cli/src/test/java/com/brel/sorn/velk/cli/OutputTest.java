@@ -145,6 +145,31 @@ class OutputTest {
 
   @Test
   @DisabledOnOs(value = OS.WINDOWS, disabledReason = POSIX)
+  void aPipeIsReadByItsName() throws Exception {
+    Path pipe = folder.resolve("pipe");
+    assertEquals(0, new ProcessBuilder("mkfifo", pipe.toString()).start().waitFor());
+    String csv = "a,b\n" + "some text,more of it\n".repeat(20_000);
+    Path whole = Files.writeString(folder.resolve("whole.csv"), csv);
+    for (String jobs : List.of("1", "3")) {
+      new ProcessBuilder("sh", "-c", "cat \"$0\" >\"$1\"", whole + "", pipe + "").start();
+      Run run = Run.velk("mask", "-qj", jobs, "-s", "service=s * = keep", pipe.toString(), "-");
+      assertEquals(csv, run.expect(ExitCode.DONE).out());
+    }
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = POSIX)
+  void aNameAsLongAsAFolderAllowsIsWritten() throws IOException {
+    for (String name : List.of("n".repeat(255), "ñ".repeat(127), "😀".repeat(63))) {
+      Path out = folder.resolve(name);
+      mask(out, "-q").expect(ExitCode.DONE);
+      assertEquals(MASKED, Files.readString(out));
+    }
+    assertEquals(List.of(), parts());
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = POSIX)
   void aFullDeviceIsToldByItsNameAndStays() throws IOException {
     String told = ": No space left on device\n";
     for (String format : List.of("text", "json")) {

@@ -121,8 +121,10 @@ class RulesHelpTest {
             "1,-,_, ")) {
       Path csv = Files.writeString(folder.resolve("in.csv"), header + "\n");
       Path rules = folder.resolve("rules");
-      Run.velk("init", "--force", csv.toString(), rules.toString()).expect(ExitCode.DONE);
-      Run.velk("check", "--strict", "-r", rules.toString(), csv.toString()).expect(ExitCode.DONE);
+      Run.velk("init", "--header", "--force", csv.toString(), rules.toString())
+          .expect(ExitCode.DONE);
+      Run.velk("check", "--header", "--strict", "-r", rules.toString(), csv.toString())
+          .expect(ExitCode.DONE);
     }
   }
 
@@ -134,8 +136,9 @@ class RulesHelpTest {
     for (List<String> half : List.of(names.subList(0, 200), names.subList(200, names.size()))) {
       Path csv = Files.writeString(folder.resolve("in.csv"), Naughty.row(half));
       Path rules = folder.resolve("rules");
-      Run.velk("init", "--force", csv.toString(), rules.toString()).expect(ExitCode.DONE);
-      Run run = Run.velk("check", "--strict", "-r", rules.toString(), csv.toString());
+      Run.velk("init", "--header", "--force", csv.toString(), rules.toString())
+          .expect(ExitCode.DONE);
+      Run run = Run.velk("check", "--header", "--strict", "-r", rules.toString(), csv.toString());
       String told = run.expect(ExitCode.DONE).out();
       assertTrue(told.endsWith("\n" + half.size() + " columns, each with its rule\n"), told);
     }
