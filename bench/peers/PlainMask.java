@@ -10,13 +10,25 @@ import java.util.Arrays;
 import java.util.HexFormat;
 import java.util.function.UnaryOperator;
 import javax.crypto.Mac;
-import javax.crypto.spec.SecretKeySpec;
+import javax.crypto.SecretKey;
 
 /**
  * Masks the file with a plain Java program for this one table, as somebody would write it in an
  * afternoon: {@code PlainMask keep|a|b IN OUT}.
  */
 final class PlainMask {
+  private record PlainKey(byte[] getEncoded) implements SecretKey {
+    @Override
+    public String getAlgorithm() {
+      return "HmacSHA256";
+    }
+
+    @Override
+    public String getFormat() {
+      return "RAW";
+    }
+  }
+
   private static final int COLUMNS = 8;
   private static final HexFormat HEX = HexFormat.of();
   private static final UnaryOperator<String> KEEP = UnaryOperator.identity();
@@ -25,7 +37,7 @@ final class PlainMask {
 
   private PlainMask(String key) throws GeneralSecurityException {
     mac = Mac.getInstance("HmacSHA256");
-    mac.init(new SecretKeySpec(key.getBytes(StandardCharsets.UTF_8), "HmacSHA256"));
+    mac.init(new PlainKey(key.getBytes(StandardCharsets.UTF_8)));
   }
 
   private byte[] hash(String text) {

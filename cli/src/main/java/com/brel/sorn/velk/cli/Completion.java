@@ -36,11 +36,11 @@ final class Completion implements Callable<Integer> {
 
   /** The script completes names of files only where they are of a type for these. */
   private static void completeFiles(CommandLine command) {
-    CommandSpec spec = command.getCommandSpec();
-    for (ArgSpec argument : List.copyOf(spec.args())) {
+    CommandSpec model = command.getCommandSpec();
+    for (ArgSpec argument : List.copyOf(model.args())) {
       if (FILES.contains(argument.paramLabel()) && argument.type() == String.class) {
-        spec.remove(argument);
-        spec.add(ofFiles(argument));
+        model.remove(argument);
+        model.add(ofFiles(argument));
       }
     }
     command.getSubcommands().values().forEach(Completion::completeFiles);
