@@ -75,7 +75,7 @@ final class MaskedPart implements Iterator<Row> {
   }
 
   private void takeRows() {
-    int bytes = 0;
+    long bytes = 0;
     while (given.size() < MOST_ROWS && bytes < ENOUGH_BYTES && rows.hasNext()) {
       Row row = rows.next();
       given.add(row);

@@ -1,5 +1,6 @@
 package com.brel.sorn.velk.spark;
 
+import java.io.Serializable;
 import java.util.HashMap;
 import java.util.Map;
 import java.util.TreeMap;
@@ -29,19 +30,16 @@ public final class MaskingErrors
    * @param column its column's name
    * @param code the engine's code, one of {@code FieldError}, or {@link #OUT_OF_RANGE}
    */
-  public record Value(String column, int code) {}
+  public record Value(String column, int code) implements Serializable {}
 
   /** A part of a stage, whose tasks are tries of the same. */
-  private record Part(int stage, int partition) implements java.io.Serializable {}
-
-  /** A record of its own, because the values are sent home. */
-  private record Place(String column, int code) implements java.io.Serializable {}
+  private record Part(int stage, int partition) implements Serializable {}
 
   @SuppressWarnings("serial") // A HashMap of records that can be serialized.
-  private final HashMap<Part, HashMap<Place, Long>> parts = new HashMap<>();
+  private final HashMap<Part, HashMap<Value, Long>> parts = new HashMap<>();
 
   @SuppressWarnings("serial") // As above.
-  private final HashMap<Place, Long> sums = new HashMap<>();
+  private final HashMap<Value, Long> sums = new HashMap<>();
 
   private MaskingErrors() {}
 
@@ -87,9 +85,8 @@ public final class MaskingErrors
   public synchronized void add(Value value) {
     TaskContext task = TaskContext.get();
     Part part = new Part(task.stageId(), task.partitionId());
-    Place place = new Place(value.column(), value.code());
-    parts.computeIfAbsent(part, key -> new HashMap<>()).merge(place, 1L, Long::sum);
-    sums.merge(place, 1L, Long::sum);
+    parts.computeIfAbsent(part, key -> new HashMap<>()).merge(value, 1L, Long::sum);
+    sums.merge(value, 1L, Long::sum);
   }
 
   /** Takes another's counts, in the place of those of the same parts. */
@@ -97,12 +94,12 @@ public final class MaskingErrors
   public synchronized void merge(
       AccumulatorV2<Value, Map<String, Map<Integer, Long>>> accumulator) {
     MaskingErrors other = (MaskingErrors) accumulator;
-    for (Map.Entry<Part, HashMap<Place, Long>> entry : other.parts.entrySet()) {
-      Map<Place, Long> former = parts.put(entry.getKey(), new HashMap<>(entry.getValue()));
+    for (Map.Entry<Part, HashMap<Value, Long>> entry : other.parts.entrySet()) {
+      Map<Value, Long> former = parts.put(entry.getKey(), new HashMap<>(entry.getValue()));
       if (former != null) {
-        former.forEach((place, count) -> sums.merge(place, -count, Long::sum));
+        former.forEach((value, count) -> sums.merge(value, -count, Long::sum));
       }
-      entry.getValue().forEach((place, count) -> sums.merge(place, count, Long::sum));
+      entry.getValue().forEach((value, count) -> sums.merge(value, count, Long::sum));
     }
   }
 
@@ -115,9 +112,9 @@ public final class MaskingErrors
   public synchronized Map<String, Map<Integer, Long>> value() {
     Map<String, Map<Integer, Long>> all = new TreeMap<>();
     sums.forEach(
-        (place, count) -> {
+        (value, count) -> {
           if (count > 0) {
-            all.computeIfAbsent(place.column(), key -> new TreeMap<>()).put(place.code(), count);
+            all.computeIfAbsent(value.column(), key -> new TreeMap<>()).put(value.code(), count);
           }
         });
     return all;

@@ -2,7 +2,6 @@ package com.brel.sorn.velk.spark;
 
 import com.brel.sorn.velk.VELKException;
 import java.io.Serializable;
-import java.time.ZoneId;
 import java.util.List;
 import java.util.Objects;
 import org.apache.spark.sql.catalyst.InternalRow;
@@ -15,6 +14,7 @@ import org.apache.spark.sql.catalyst.expressions.codegen.CodeGenerator;
 import org.apache.spark.sql.catalyst.expressions.codegen.CodegenContext;
 import org.apache.spark.sql.catalyst.expressions.codegen.ExprCode;
 import org.apache.spark.sql.catalyst.expressions.codegen.JavaCode;
+import org.apache.spark.sql.catalyst.util.DateTimeUtils;
 import org.apache.spark.sql.types.DataType;
 import org.apache.spark.sql.types.DataTypes;
 import org.apache.spark.sql.types.StructType;
@@ -111,7 +111,7 @@ public final class VelkMask extends Expression implements Unevaluable, Serializa
     if (masking == null) {
       DataType type = value.dataType();
       Form form =
-          Form.of(type, ZoneId.of(zone))
+          Form.of(type, DateTimeUtils.getZoneId(zone))
               .orElseThrow(
                   () ->
                       new IllegalArgumentException(

@@ -15,6 +15,7 @@ import org.apache.spark.sql.Column;
 import org.apache.spark.sql.Dataset;
 import org.apache.spark.sql.Encoders;
 import org.apache.spark.sql.Row;
+import org.apache.spark.sql.catalyst.util.DateTimeUtils;
 import org.apache.spark.sql.functions;
 import org.apache.spark.sql.types.DataType;
 import org.apache.spark.sql.types.DataTypes;
@@ -63,7 +64,7 @@ public final class VelkMasking {
   public static Dataset<Row> mask(Dataset<Row> rows, String maskingString, MaskingErrors errors) {
     Objects.requireNonNull(errors, "errors");
     StructField[] fields = rows.schema().fields();
-    ZoneId zone = ZoneId.of(rows.sparkSession().conf().get(SESSION_ZONE));
+    ZoneId zone = DateTimeUtils.getZoneId(rows.sparkSession().conf().get(SESSION_ZONE));
     TableMasking masking;
     try (ParsedService table =
         ProcessEngine.table(maskingString, Arrays.stream(fields).map(StructField::name).toList())) {
