@@ -28,15 +28,15 @@ import org.jspecify.annotations.Nullable;
  *
  * <p>Rows are added, then masked, then read; the first value that is added behind that starts the
  * next rows, in the same memory. Rows and columns are counted from 0, lengths are in bytes. A batch
- * belongs to the thread that made it, and has a provider of its own: where the engine allows it,
- * batches of several threads are masked at the same time. That provider reads the key anew. Values
- * are held outside of Java's heap until the batch is closed, which wipes them.
+ * belongs to the thread that made it or took it over, and has a provider of its own: where the
+ * engine allows it, batches of several threads are masked at the same time. That provider reads the
+ * key anew. Values are held outside of Java's heap until the batch is closed, which wipes them.
  *
  * <p>A batch that is used by another thread, out of order or after it was closed throws an {@link
  * IllegalStateException}, and nothing native is called.
  */
 public final class Batch implements AutoCloseable {
-  private final Thread owner = Thread.currentThread();
+  private volatile Thread owner = Thread.currentThread();
   private final Lane lane;
   private final OnError onError;
   private final BatchColumn[] columns;
@@ -390,7 +390,7 @@ public final class Batch implements AutoCloseable {
 
   private void requireUse() {
     if (Thread.currentThread() != owner) {
-      throw new IllegalStateException("a batch belongs to the thread that made it");
+      throw new IllegalStateException("a batch belongs to the thread that made it or took it over");
     }
     if (closed) {
       throw new IllegalStateException("the batch is closed");
@@ -409,6 +409,14 @@ public final class Batch implements AutoCloseable {
     long closing = handle;
     handle = 0;
     NativeBulk.columnsClose(closing);
+  }
+
+  /**
+   * Gives the batch to the calling thread, for instance to close it where the other has ended. That
+   * one uses it no more, and what it did with it happened before this: the caller sees to both.
+   */
+  public void takeOver() {
+    owner = Thread.currentThread();
   }
 
   /**

@@ -4,6 +4,7 @@ import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.internal.FieldDefinition;
 import com.brel.sorn.velk.internal.InitializationOperand;
 import com.brel.sorn.velk.internal.ServiceDefinition;
+import com.brel.sorn.velk.masking.MaskingStringReader.Place;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
@@ -30,6 +31,9 @@ public final class ParsedService implements AutoCloseable {
   /** The columns of the table that it is for; null where it is for any that has its columns. */
   private final @Nullable List<String> table;
 
+  /** What the string calls the entry of each column. */
+  private List<String> entries;
+
   private OnError onError;
   private boolean closed;
 
@@ -44,6 +48,7 @@ public final class ParsedService implements AutoCloseable {
     this.definition = definition;
     this.rules = rules;
     this.table = table;
+    this.entries = rules.stream().map(ColumnRule::name).toList();
     this.onError =
         Definitions.find(definition, ON_ERROR).map(OnError::parse).orElse(OnError.UNSAID);
   }
@@ -149,6 +154,20 @@ public final class ParsedService implements AutoCloseable {
   }
 
   /**
+   * Tells where the string gives a column its rule, for messages about it.
+   *
+   * @param column the column, counted from 0
+   * @return its line and its column in code points, both counted from 1, such as {@code line 2,
+   *     column 1}; empty where they are not known
+   * @throws IndexOutOfBoundsException if there is no such column
+   */
+  public Optional<String> place(int column) {
+    String entry = entries.get(column);
+    return Optional.ofNullable(MaskingStringReader.places(maskingString).get(entry))
+        .map(Place::toString);
+  }
+
+  /**
    * Gives each column of a table its rule, with its type and all else that the string says there:
    * that of its name or its position, else that of the pattern with the most characters beside its
    * stars, {@code *} alone last. A column without a name, or with one that another has too, is
@@ -182,6 +201,7 @@ public final class ParsedService implements AutoCloseable {
           new ParsedService(
               engine, maskingString, definition(entryOf, columns), rules(entryOf, columns), header);
       service.onError = onError;
+      service.entries = Arrays.stream(entryOf).mapToObj(entries::get).toList();
       return service;
     } finally {
       Bridge.LOCK.unlock();

@@ -311,6 +311,28 @@ class BatchTest {
   }
 
   @Test
+  void aBatchThatAnotherThreadTakesOverIsThatThreads() throws Exception {
+    try (MaskingService service = service("a=hash b=keep")) {
+      Batch batch = service.batch();
+      batch.add(0, "Ada");
+      batch.add(1, "kept");
+      Callable<?> rest =
+          () -> {
+            batch.takeOver();
+            batch.endRow();
+            batch.mask();
+            assertEquals("kept", batch.string(0, 1));
+            return null;
+          };
+      inThread(rest);
+      assertThrows(IllegalStateException.class, batch::rows);
+      assertThrows(IllegalStateException.class, batch::close);
+      batch.takeOver();
+      batch.close();
+    }
+  }
+
+  @Test
   void aBatchThatIsClosedIsOfNoUse() {
     try (MaskingService service = service("a=keep")) {
       Batch batch = service.batch();

@@ -17,6 +17,7 @@ import java.time.Duration;
 import java.util.Arrays;
 import java.util.Collections;
 import java.util.List;
+import java.util.Optional;
 import java.util.stream.Collectors;
 import java.util.stream.IntStream;
 import org.junit.jupiter.api.AfterEach;
@@ -346,6 +347,19 @@ class TableRulesTest {
     try (MaskingService running =
         table("on_error=stop *=noise(percent=9) *.type=integer", "a").open()) {
       assertThrows(VELKException.class, () -> running.mask(List.of(List.of("no"))));
+    }
+  }
+
+  @Test
+  void thePlaceOfAColumnsRuleIsTold() {
+    try (ParsedService parsed = engine.parse("service=s key=env:MASK_KEY\nb = hash\n  a* = keep")) {
+      assertEquals(Optional.of("line 3, column 3"), parsed.place(1));
+      ParsedService table = parsed.forTable(List.of("a1", "b", "a2"));
+      assertEquals(Optional.of("line 3, column 3"), table.place(0));
+      assertEquals(Optional.of("line 2, column 1"), table.place(1));
+      assertEquals(Optional.of("line 3, column 3"), table.place(2));
+      assertThrows(IndexOutOfBoundsException.class, () -> table.place(3));
+      table.close();
     }
   }
 

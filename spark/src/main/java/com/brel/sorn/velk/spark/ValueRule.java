@@ -1,0 +1,65 @@
+package com.brel.sorn.velk.spark;
+
+import com.brel.sorn.velk.masking.ColumnRule;
+import com.brel.sorn.velk.masking.Engine;
+import com.brel.sorn.velk.masking.OnError;
+import com.brel.sorn.velk.masking.ParsedService;
+import com.brel.sorn.velk.masking.Rule;
+import com.brel.sorn.velk.masking.ServiceBuilder;
+import com.brel.sorn.velk.masking.Type;
+import java.util.List;
+import java.util.regex.Matcher;
+import java.util.regex.Pattern;
+
+/** A rule that stands alone, such as {@code hash(length=12)}, as a masking string of one column. */
+final class ValueRule {
+  static final String COLUMN = "value";
+
+  private static final Pattern RULE =
+      Pattern.compile("\\s*([A-Za-z][A-Za-z0-9_]*)(?:\\((.*)\\))?\\s*", Pattern.DOTALL);
+
+  private static final Pattern BLANKS = Pattern.compile("\\s+");
+
+  private ValueRule() {}
+
+  /**
+   * Makes the masking string, and has the engine check it.
+   *
+   * @param text the rule
+   * @param key where the engine finds the key, such as {@code env:NAME}; empty for nowhere
+   * @param type the declared type of the values
+   * @return the masking string of a column named {@link #COLUMN}
+   * @throws IllegalArgumentException if the text is no rule and no more
+   * @throws com.brel.sorn.velk.VELKException if the engine refuses it, with the reason
+   */
+  static String maskingString(String text, String key, Type type) {
+    Matcher rule = RULE.matcher(text);
+    if (!rule.matches()) {
+      throw new IllegalArgumentException("\"" + text + "\" is no rule, such as hash(length=12)");
+    }
+    Engine engine = ProcessEngine.get();
+    String arguments = rule.group(2) == null ? "" : rule.group(2);
+    ServiceBuilder service = engine.service("velk_mask");
+    if (!key.isEmpty()) {
+      service.key(key);
+    }
+    service.column(COLUMN, type, Rule.function(rule.group(1), arguments));
+    requireOneRule(service.toString(), text, arguments);
+    return service.toString();
+  }
+
+  /** A text with a parenthesis too many could say more than a rule. */
+  private static void requireOneRule(String maskingString, String text, String arguments) {
+    try (ParsedService table = ProcessEngine.table(maskingString, List.of(COLUMN))) {
+      ColumnRule column = table.columns().get(0);
+      boolean same = withoutBlanks(column.rule().arguments()).equals(withoutBlanks(arguments));
+      if (!same || table.onError().way() != OnError.Way.ERROR) {
+        throw new IllegalArgumentException("\"" + text + "\" says more than a rule");
+      }
+    }
+  }
+
+  private static String withoutBlanks(String text) {
+    return BLANKS.matcher(text).replaceAll("");
+  }
+}

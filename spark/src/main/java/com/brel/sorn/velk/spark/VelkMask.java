@@ -1,0 +1,219 @@
+package com.brel.sorn.velk.spark;
+
+import com.brel.sorn.velk.VELKException;
+import java.io.Serializable;
+import java.util.List;
+import java.util.Objects;
+import org.apache.spark.sql.catalyst.InternalRow;
+import org.apache.spark.sql.catalyst.analysis.TypeCheckResult;
+import org.apache.spark.sql.catalyst.expressions.Expression;
+import org.apache.spark.sql.catalyst.expressions.Unevaluable;
+import org.apache.spark.sql.catalyst.expressions.codegen.Block;
+import org.apache.spark.sql.catalyst.expressions.codegen.CodeBlock;
+import org.apache.spark.sql.catalyst.expressions.codegen.CodeGenerator;
+import org.apache.spark.sql.catalyst.expressions.codegen.CodegenContext;
+import org.apache.spark.sql.catalyst.expressions.codegen.ExprCode;
+import org.apache.spark.sql.catalyst.expressions.codegen.JavaCode;
+import org.apache.spark.sql.catalyst.util.DateTimeUtils;
+import org.apache.spark.sql.types.DataType;
+import org.apache.spark.sql.types.DataTypes;
+import org.apache.spark.sql.types.StructType;
+import scala.collection.immutable.IndexedSeq;
+import scala.collection.immutable.Seq;
+import scala.jdk.javaapi.CollectionConverters;
+
+/**
+ * {@code velk_mask(value, rule)} and {@code velk_try_mask(value, rule)} in a plan: the same value
+ * always gives the same result.
+ *
+ * <p>It is marked as one that cannot be evaluated, though tasks evaluate it, because that mark
+ * keeps the optimizer from doing so: the driver need not have the key. A constant is masked by a
+ * task, too.
+ */
+public final class VelkMask extends Expression implements Unevaluable, Serializable {
+  private static final long serialVersionUID = 1L;
+
+  @SuppressWarnings("serial") // All of Spark's can be.
+  private final Expression value;
+
+  private final String rule;
+  private final String key;
+  private final String zone;
+  private final boolean tries;
+  private transient ValueMasking masking;
+
+  /**
+   * Describes a call; Spark copies plans by this.
+   *
+   * @param value what is masked
+   * @param rule the rule as it was written
+   * @param key where tasks find the key, empty for nowhere
+   * @param zone the session's time zone
+   * @param tries whether the result tells an error's code
+   */
+  public VelkMask(Expression value, String rule, String key, String zone, boolean tries) {
+    this.value = value;
+    this.rule = rule;
+    this.key = key;
+    this.zone = zone;
+    this.tries = tries;
+  }
+
+  @Override
+  public Seq<Expression> children() {
+    return CollectionConverters.asScala(List.of(value)).toSeq();
+  }
+
+  @Override
+  public Expression withNewChildrenInternal(IndexedSeq<Expression> children) {
+    return new VelkMask(children.apply(0), rule, key, zone, tries);
+  }
+
+  @Override
+  public DataType dataType() {
+    return tries
+        ? new StructType().add("value", value.dataType()).add("error", DataTypes.IntegerType)
+        : value.dataType();
+  }
+
+  @Override
+  public boolean nullable() {
+    return true;
+  }
+
+  @Override
+  public boolean foldable() {
+    return false;
+  }
+
+  /** Spark then does not do it twice where once is enough. */
+  @Override
+  public boolean expensive() {
+    return true;
+  }
+
+  @Override
+  public String prettyName() {
+    return tries ? "velk_try_mask" : "velk_mask";
+  }
+
+  @Override
+  public TypeCheckResult checkInputDataTypes() {
+    try {
+      masking();
+      return TypeCheckResult.TypeCheckSuccess$.MODULE$;
+    } catch (IllegalArgumentException | VELKException e) {
+      return new TypeCheckResult.TypeCheckFailure(e.getMessage());
+    }
+  }
+
+  private ValueMasking masking() {
+    if (masking == null) {
+      DataType type = value.dataType();
+      Form form =
+          Form.of(type, DateTimeUtils.getZoneId(zone))
+              .orElseThrow(
+                  () ->
+                      new IllegalArgumentException(
+                          "values of the type " + type.simpleString() + " cannot be masked"));
+      masking = new ValueMasking(ValueRule.maskingString(rule, key, form.declared()), form, tries);
+    }
+    return masking;
+  }
+
+  @Override
+  public Object eval(InternalRow row) {
+    return masking().mask(value.eval(row));
+  }
+
+  @Override
+  public ExprCode doGenCode(CodegenContext context, ExprCode code) {
+    ExprCode given = value.genCode(context);
+    String masking = context.addReferenceObj("masking", masking(), ValueMasking.class.getName());
+    String result = context.freshName("masked");
+    String boxed = CodeGenerator.boxedType(dataType());
+    String java = CodeGenerator.javaType(dataType());
+    String text =
+        "Object "
+            + result
+            + " = "
+            + masking
+            + ".mask("
+            + boxed(given)
+            + ");\n"
+            + "boolean "
+            + code.isNull()
+            + " = "
+            + result
+            + " == null;\n"
+            + java
+            + " "
+            + code.value()
+            + " = "
+            + CodeGenerator.defaultValue(dataType(), false)
+            + ";\n"
+            + "if (!"
+            + code.isNull()
+            + ") {\n  "
+            + code.value()
+            + " = ("
+            + boxed
+            + ") "
+            + result
+            + ";\n}\n";
+    return code.copy(given.code().$plus(block(text)), code.isNull(), code.value());
+  }
+
+  /** The given value as an object, null for null. */
+  private String boxed(ExprCode given) {
+    DataType type = value.dataType();
+    String object =
+        CodeGenerator.isPrimitiveType(type)
+            ? CodeGenerator.boxedType(type) + ".valueOf(" + given.value() + ")"
+            : given.value().toString();
+    return "(" + given.isNull() + ") ? null : (Object) " + object;
+  }
+
+  private static Block block(String text) {
+    return new CodeBlock(
+        CollectionConverters.asScala(List.of(text)).toSeq(),
+        CollectionConverters.asScala(List.<JavaCode>of()).toSeq());
+  }
+
+  @Override
+  public int productArity() {
+    return 5;
+  }
+
+  @Override
+  public Object productElement(int index) {
+    return switch (index) {
+      case 0 -> value;
+      case 1 -> rule;
+      case 2 -> key;
+      case 3 -> zone;
+      case 4 -> tries;
+      default -> throw new IndexOutOfBoundsException("element " + index);
+    };
+  }
+
+  @Override
+  public boolean canEqual(Object other) {
+    return other instanceof VelkMask;
+  }
+
+  @Override
+  public boolean equals(Object other) {
+    return other instanceof VelkMask call
+        && value.equals(call.value)
+        && rule.equals(call.rule)
+        && key.equals(call.key)
+        && zone.equals(call.zone)
+        && tries == call.tries;
+  }
+
+  @Override
+  public int hashCode() {
+    return Objects.hash(value, rule, key, zone, tries);
+  }
+}
