@@ -1,6 +1,5 @@
 package com.brel.sorn.velk.cli;
 
-import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.cli.database.CopyException;
 import com.brel.sorn.velk.cli.database.CopySettings;
 import com.brel.sorn.velk.cli.database.DatabaseCopy;
@@ -126,8 +125,6 @@ final class CopyCommand implements Callable<Integer> {
       all.subList(0, all.size() - 1).forEach(finding -> velk.streams().say("velk: " + finding));
       String last = all.get(all.size() - 1);
       throw e.isRefused() ? Failure.usage(last) : Failure.inputOutput(last);
-    } catch (VELKException e) {
-      throw Tracing.told(e);
     }
   }
 

@@ -15,13 +15,16 @@ import java.util.regex.Pattern;
 import java.util.stream.IntStream;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Mixin;
+import picocli.CommandLine.Model.CommandSpec;
 import picocli.CommandLine.Option;
+import picocli.CommandLine.ParameterException;
 import picocli.CommandLine.Parameters;
 import picocli.CommandLine.ParentCommand;
+import picocli.CommandLine.Spec;
 
 @Command(
     name = "init",
-    description = "Writes a rules file for a CSV file, to start from.",
+    description = "Writes a rules file for a CSV file or a database, to start from.",
     footer = {
       "",
       "Every column's rule is null; a comment suggests a function by the column's name and values."
@@ -41,8 +44,20 @@ final class InitCommand implements Callable<Integer> {
   @Option(names = "--force", description = "Write over a rules file that exists.")
   private boolean force;
 
+  @Spec private CommandSpec spec;
+
+  @Option(
+      names = "--from",
+      paramLabel = "URL",
+      description = {
+        "Write rules for the tables of this database (postgresql://[user@]host[:port]/database),"
+            + " whose catalogue alone is read; IN is left out."
+      })
+  private String from;
+
   @Parameters(
       index = "0",
+      arity = "0..1",
       paramLabel = "IN",
       description = "The CSV file in UTF-8; - is standard input.")
   private String in;
@@ -57,6 +72,12 @@ final class InitCommand implements Callable<Integer> {
 
   @Override
   public Integer call() throws IOException {
+    if (from != null) {
+      return ofDatabase();
+    }
+    if (in == null) {
+      throw new ParameterException(spec.commandLine(), "Missing required parameter: 'IN'");
+    }
     Input input = new Input(in, velk.streams());
     new RunFiles().reads("the input", in).writes("the rules file", out).check();
     if (!force && !writesIntoPipe()) {
@@ -70,6 +91,18 @@ final class InitCommand implements Callable<Integer> {
     } catch (CsvException e) {
       throw csv.refusal(e);
     }
+  }
+
+  private int ofDatabase() throws IOException {
+    if (!Input.isStandard(out)) {
+      throw new ParameterException(spec.commandLine(), "--from takes the place of IN");
+    }
+    out = in == null ? out : in;
+    if (!force && !Input.isStandard(out) && !writesIntoPipe()) {
+      Output.requireNew(out);
+    }
+    write(DatabaseRules.of(from));
+    return ExitCode.DONE;
   }
 
   private void write(String rules) throws IOException {

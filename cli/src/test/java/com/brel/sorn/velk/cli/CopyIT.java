@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.cli;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
@@ -9,6 +10,7 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.regex.Pattern;
 import org.junit.jupiter.api.AfterAll;
 import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.BeforeEach;
@@ -192,5 +194,186 @@ class CopyIT {
     assertTrue(
         run.err().matches("(?s).*public\\.customers +account +ff1.* 500 +500 +0 +0 +0\\n.*"),
         run.err());
+  }
+
+  @Test
+  void aPlanIsShownAndNothingIsWritten() throws IOException {
+    String plan = copy(RULES, "--plan").expect(ExitCode.DONE).out();
+    assertTrue(
+        plan.matches(
+            "(?s).*public.customers +account +character\\(12\\) +no +customers_account_key +ff1.*"),
+        plan);
+    assertTrue(plan.contains("public.customers [account], masked alike"), plan);
+    String order = plan.substring(plan.indexOf("\n1: "));
+    assertTrue(order.indexOf("public.customers") < order.indexOf("public.orders"), plan);
+    assertTrue(order.indexOf("public.orders") < order.indexOf("public.lines"), plan);
+    assertEquals("0", server.row("target", "SELECT count(*) FROM customers"));
+    assertEquals("null", server.row("target", "SELECT to_regclass('velk_copy.run')"));
+  }
+
+  @Test
+  void aValueIsMaskedAsInAFile() throws IOException {
+    copy(RULES).expect(ExitCode.DONE);
+    Run file =
+        Run.mask(
+            "service=s key=env:MASK_KEY a=ff1(alphabet=digits, scope=account)", "a\n0000000321\n");
+    String masked = file.out().split("\n")[1];
+    assertEquals(
+        "1",
+        server.row(
+            "target", "SELECT count(*) FROM orders WHERE customer = '" + masked + "' AND no = 1"));
+  }
+
+  @Test
+  void aTableThatOthersInheritFromHasItsOwnRowsOnly() throws IOException {
+    String[] family = {"CREATE TABLE old (x text)", "CREATE TABLE young (y int) INHERITS (old)"};
+    server.create("family");
+    server.execute("family", family);
+    server.execute(
+        "family", "INSERT INTO old VALUES ('1'), ('2')", "INSERT INTO young VALUES ('3', 4)");
+    server.create("other");
+    server.execute("other", family);
+    String rules = HEAD + "[public.old]\nx=hash\n[public.young]\nx=hash y=keep\n";
+    copyOf("family", "other", rules).expect(ExitCode.DONE);
+    assertEquals(
+        "2|1",
+        server.row(
+            "other", "SELECT (SELECT count(*) FROM ONLY old), (SELECT count(*) FROM young)"));
+  }
+
+  @Test
+  void whatAnExtensionOrTheServerHoldsIsToldOf() throws IOException {
+    server.create("family");
+    server.execute(
+        "family", "CREATE TABLE a (x oid)", "INSERT INTO a SELECT lo_from_bytea(0, '\\x00')");
+    server.create("other");
+    server.execute("other", "CREATE TABLE a (x oid)");
+    Run run = copyOf("family", "other", "[public.a] = keep").expect(ExitCode.DONE);
+    assertTrue(run.err().contains("warning: large objects are not copied"), run.err());
+  }
+
+  @Test
+  void aTableOfManyRowsIsCopiedInLittleMemory() throws Exception {
+    server.create("large");
+    server.create("other");
+    for (String database : List.of("large", "other")) {
+      server.execute(
+          database, "CREATE TABLE t (id bigint PRIMARY KEY, name text, mail text, more text)");
+    }
+    server.execute(
+        "large",
+        "INSERT INTO t SELECT i, 'Name ' || i, 'u' || i || '@x.org', repeat('x', 150) FROM generate_series(1, 300000) i");
+    Path rules =
+        Files.writeString(
+            folder.resolve("r"),
+            HEAD + "[public.t]\nid=keep name=classes mail=email(domain=example.com) more=keep");
+    Run run =
+        Run.ofItsOwn(
+            List.of("-Xmx64m"),
+            "copy",
+            "--from",
+            server.url("large"),
+            "--to",
+            server.url("other"),
+            "-r",
+            rules.toString());
+    run.expect(ExitCode.DONE);
+    assertEquals(
+        "300000|300000|45000150000",
+        server.row("other", "SELECT count(*), count(DISTINCT id), sum(id) FROM t"));
+  }
+
+  /** The blocks of a page in a language. */
+  private static List<String> blocks(String page, String language) {
+    return Pattern.compile("(?ms)^```" + language + "\\n(.*?)^```$")
+        .matcher(page)
+        .results()
+        .map(block -> block.group(1))
+        .toList();
+  }
+
+  @Test
+  void whatTheDocumentationShowsIsACopy() throws IOException {
+    String page = Files.readString(Path.of(System.getProperty("velk.docs"), "databases.md"));
+    for (String database : List.of("production", "testing")) {
+      server.create(database);
+      server.execute(database, blocks(page, "sql").toArray(String[]::new));
+    }
+    server.execute(
+        "production",
+        "INSERT INTO customers (account, name, email, born) SELECT lpad(i::text, 8, '0'), 'Zoë ' || i,"
+            + " 'z' || i || '@x.org', date '1980-01-01' + i FROM generate_series(1, 100) i",
+        "INSERT INTO orders SELECT account, 1, 10.50 FROM customers",
+        "INSERT INTO countries VALUES ('DE', 'Germany')");
+    Path rules = Files.writeString(folder.resolve("shop.rules"), blocks(page, "rules").get(0));
+    List<String> commands =
+        String.join("", blocks(page, "sh"))
+            .lines()
+            .filter(line -> line.startsWith("velk "))
+            .toList();
+    assertEquals(3, commands.size());
+    for (String command : commands) {
+      String made =
+          command
+              .replace("postgresql://reader@production/shop", server.url("production"))
+              .replace("postgresql://owner@testing/shop", server.url("testing"))
+              .replace("shop.rules", rules.toString());
+      Run.velk(made.substring("velk ".length()).split(" ")).expect(ExitCode.DONE);
+    }
+    assertEquals(
+        "100|0|1",
+        server.row(
+            "testing",
+            "SELECT (SELECT count(*) FROM orders JOIN customers ON customer = account),"
+                + " (SELECT count(*) FROM customers WHERE email NOT LIKE '%@example.com'),"
+                + " (SELECT count(*) FROM countries WHERE name = 'Germany')"));
+  }
+
+  @Test
+  void rulesToStartFromAreWrittenOfTheCatalogue() throws IOException {
+    Run run = Run.velk("init", "--from", server.url("source")).expect(ExitCode.DONE);
+    String scope = "ff1(alphabet=alphanumeric, scope='public.customers.account')";
+    for (String line :
+        List.of(
+            "[public.customers]",
+            "[\"Other \"\"one\"\"\".customers]",
+            "\"User \\\"x\\\"\" = null  # text: \"User \\\"x\\\"\" = classes",
+            "id = null  # bigint, not null, primary key: id = keep",
+            "account = null  # character(12), not null, unique by \"customers_account_key\": account = "
+                + scope,
+            "customer = null  # character(12), not null, primary key, refers to public.customers.account: customer = "
+                + scope,
+            "born = null  # date: born = dateshift(days=30)",
+            "score = null  # numeric(5,2): score = noise(percent=10)",
+            "email = null  # text: email = email(domain=example.com)",
+            "tags = null  # text[]: tags = keep")) {
+      assertTrue(run.out().lines().toList().contains(line), line + "\n" + run.out());
+    }
+    assertFalse(run.out().contains("shout"), run.out());
+    // As it is, everything that must not be null is refused, and nothing else.
+    Run plan = copy(run.out(), "--plan").expect(ExitCode.USAGE);
+    assertTrue(
+        plan.err()
+            .lines()
+            .allMatch(line -> line.matches("velk: .*(must not be null|same result.*unique).*")),
+        plan.err());
+    String suggested =
+        run.out()
+            .replaceAll("(?m)^\\S.* = null  # .*: (.* = .*)$", "$1")
+            .replaceAll("(?m)^\"User .*: ", "");
+    copy(suggested).expect(ExitCode.DONE);
+    assertSame("SELECT count(*) FROM orders JOIN customers ON customer = account");
+  }
+
+  @Test
+  void aRulesFileThatExistsIsNotWrittenOver() throws IOException {
+    Path rules = Files.writeString(folder.resolve("mine"), "mine");
+    String from = server.url("source");
+    Run.velk("init", "--from", from, rules.toString()).expect(ExitCode.INPUT_OUTPUT);
+    assertEquals("mine", Files.readString(rules));
+    Run.velk("init", "--force", "--from", from, rules.toString()).expect(ExitCode.DONE);
+    assertTrue(Files.readString(rules).contains("[public.staff]"));
+    Run.velk("init", "--from", from, "in.csv", rules.toString()).expect(ExitCode.USAGE);
+    Run.velk("init", "--from", "nonsense").expect(ExitCode.USAGE);
   }
 }

@@ -99,7 +99,8 @@ final class TestServer implements AutoCloseable {
 
   private void awaitStart() throws Exception {
     for (int i = 0; i < 600; i++) {
-      try (Connection connection = connect("postgres")) {
+      try {
+        connect("postgres").close();
         return;
       } catch (SQLException e) {
         TimeUnit.MILLISECONDS.sleep(100);
@@ -164,9 +165,9 @@ final class TestServer implements AutoCloseable {
   }
 
   @Override
-  public void close() throws Exception {
+  public void close() throws IOException {
     process.destroy();
-    process.waitFor();
+    process.onExit().join();
     try (Stream<Path> files = Files.walk(folder)) {
       files.sorted(Comparator.reverseOrder()).forEach(TestServer::delete);
     }

@@ -23,15 +23,16 @@ final class CatalogueReader {
 
   private static final int NUMERIC = java.sql.Types.NUMERIC;
 
-  /** Catalogue and extensions aside; a partition belongs to its table. */
+  /** A partition belongs to its table; what an extension made, it makes in the target as well. */
   private static final String RELATIONS =
       """
-      SELECT c.oid, n.nspname, c.relname, c.relkind, row_security_active(c.oid), c.relrowsecurity
+      SELECT c.oid, n.nspname, c.relname, c.relkind, row_security_active(c.oid), c.relrowsecurity,
+        EXISTS (SELECT FROM pg_depend d
+                WHERE d.classid = 'pg_class'::regclass AND d.objid = c.oid AND d.deptype = 'e')
       FROM pg_class c JOIN pg_namespace n ON n.oid = c.relnamespace
       WHERE c.relkind IN ('r', 'p', 'f', 'm') AND NOT c.relispartition
-        AND n.nspname !~ '^pg_' AND n.nspname NOT IN ('information_schema', 'velk_copy')
-        AND NOT EXISTS (SELECT FROM pg_depend d
-                        WHERE d.classid = 'pg_class'::regclass AND d.objid = c.oid AND d.deptype = 'e')
+        AND n.nspname !~ '^pg_' AND n.nspname <> 'information_schema'
+        AND NOT (n.nspname = 'velk_copy' AND c.relname IN ('run', 'piece'))
       ORDER BY n.nspname COLLATE "C", c.relname COLLATE "C"
       """;
 
@@ -120,18 +121,26 @@ final class CatalogueReader {
     this.session = session;
   }
 
-  private record Relation(long oid, TableName name, String kind, boolean hidden, boolean secured) {
+  private record Relation(
+      long oid, TableName name, String kind, boolean hidden, boolean secured, boolean ofExtension) {
     static Relation of(ResultSet row) throws SQLException {
       return new Relation(
           row.getLong(1),
           new TableName(row.getString(2), row.getString(3)),
           row.getString(4),
           row.getBoolean(5),
-          row.getBoolean(6));
+          row.getBoolean(6),
+          row.getBoolean(7));
+    }
+
+    String described() {
+      String what =
+          kind.equals("f") ? "foreign table " : kind.equals("m") ? "materialized view " : "table ";
+      return what + name + (ofExtension ? " of an extension" : "");
     }
 
     boolean isTable() {
-      return kind.equals("r") || kind.equals("p");
+      return !ofExtension && (kind.equals("r") || kind.equals("p"));
     }
   }
 
@@ -156,11 +165,13 @@ final class CatalogueReader {
     Map<TableName, Table> tables = new TreeMap<>();
     for (Relation relation : session.rows(RELATIONS, Relation::of)) {
       if (!relation.isTable()) {
-        String kind = relation.kind.equals("f") ? "foreign table " : "materialized view ";
-        warnings.add(kind + relation.name + " is not copied");
+        warnings.add(relation.described() + " is not copied");
       } else if (wanted.contains(relation.name)) {
         tables.put(relation.name, table(relation));
       }
+    }
+    if (session.isTrue("SELECT EXISTS (SELECT FROM pg_largeobject_metadata)")) {
+      warnings.add("large objects are not copied");
     }
     List<ForeignKey> keys =
         session.rows(FOREIGN_KEYS, CatalogueReader::foreignKey).stream()

@@ -146,10 +146,17 @@ public final class DatabaseCopy implements AutoCloseable {
       findings.add("--resume: the target has no marks of a copy");
     }
     for (TableName table : hasMarks ? List.<TableName>of() : tables.tables().keySet()) {
-      if (target.isTrue("SELECT EXISTS (SELECT FROM " + table.sql() + ")")) {
+      if (target.isTrue("SELECT EXISTS (SELECT FROM " + rows(tables, table) + ")")) {
         findings.add("table " + table + ": the target's is not empty");
       }
     }
+  }
+
+  /** A table's own rows and those of its partitions, not those of others that inherit from it. */
+  private static String rows(Catalogue target, TableName table) {
+    List<Part> parts = target.tables().get(table).parts();
+    boolean whole = parts.size() == 1 && parts.get(0).name().equals(table);
+    return (whole ? "ONLY " : "") + table.sql();
   }
 
   private static boolean allowsReplicaRole(Postgres target) throws SQLException {
@@ -279,7 +286,7 @@ public final class DatabaseCopy implements AutoCloseable {
         .forEach(result -> rows.put(step(result.name()).source().name(), result.rows()));
     for (Step step : plan.steps()) {
       TableName table = step.source().name();
-      long found = control.number("SELECT count(*) FROM " + table.sql());
+      long found = control.number("SELECT count(*) FROM " + rows(plan.target(), table));
       if (found != rows.get(table)) {
         throw CopyException.failed(
             "table "

@@ -93,12 +93,15 @@ final class Planner {
     if (table.hidden()) {
       find(table.name(), "row-level security of the source would hide rows");
     }
+    if (table.stored().isEmpty()) {
+      find(table.name(), "it has no columns that could be copied");
+    }
     compareWithTarget(table);
     RulesFile.Section section = rules.sections().get(table.name());
     if (section == null) {
       return;
     }
-    if (section.keep() || table.stored().isEmpty()) {
+    if (section.keep()) {
       steps.put(table.name(), new Step(table, true, List.of(), null, OnError.stop(), null));
       return;
     }
