@@ -5,6 +5,8 @@ import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import com.fasterxml.jackson.databind.JsonNode;
+import com.fasterxml.jackson.databind.ObjectMapper;
 import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -234,7 +236,13 @@ class CopyIT {
     server.create("other");
     server.execute("other", family);
     String rules = HEAD + "[public.old]\nx=hash\n[public.young]\nx=hash y=keep\n";
-    copyOf("family", "other", rules).expect(ExitCode.DONE);
+    Run run = copyOf("family", "other", rules, "-q", "--report", "-", "--report-format", "json");
+    JsonNode tables = new ObjectMapper().readTree(run.expect(ExitCode.DONE).out()).get("tables");
+    assertEquals(
+        "public.old 2", tables.get(0).get("name").asText() + " " + tables.get(0).get("rows"));
+    assertEquals(
+        "{\"name\":\"x\",\"rule\":\"hash\",\"masked\":2,\"nullsKept\":0,\"leftEqual\":0,\"errors\":0}",
+        tables.get(0).get("columns").get(0).toString());
     assertEquals(
         "2|1",
         server.row(

@@ -33,6 +33,8 @@ class CopyResumeIT {
       who=ff1(alphabet=digits, scope=id) at=dateshift(days=9) no=keep
       """;
 
+  private static final String FINISHED = "SELECT finished IS NOT NULL FROM velk_copy.run";
+
   private static TestServer server;
 
   @TempDir Path folder;
@@ -85,7 +87,7 @@ class CopyResumeIT {
         }) {
       assertEquals(server.rows("source", sql), server.rows("target", sql), sql);
     }
-    assertEquals("t", server.row("target", "SELECT finished IS NOT NULL FROM velk_copy.run"));
+    assertEquals("t", server.row("target", FINISHED));
     assertEquals(
         server.row(
             "target", "SELECT (SELECT count(*) FROM people) + (SELECT count(*) FROM visits)"),
@@ -116,31 +118,45 @@ class CopyResumeIT {
     return server.row("target", "SELECT to_regclass('velk_copy.run') IS NOT NULL").equals("t");
   }
 
-  @Test
-  void aCopyThatIsKilledAgainAndAgainEndsWithTheRowsOfTheSource() throws Exception {
-    copy().expect(ExitCode.DONE);
-    final String whole = contents();
+  /** Pieces that are done of a copy that is not complete. */
+  private static int piecesOnTheWay() {
+    String done =
+        "SELECT (SELECT count(*) FROM velk_copy.piece) FROM velk_copy.run WHERE finished IS NULL";
+    List<String> pieces = hasMarks() ? server.rows("target", done) : List.of();
+    return pieces.isEmpty() ? 0 : Integer.parseInt(pieces.get(0));
+  }
+
+  private static void emptyTarget() {
     server.create("target");
     server.execute("target", SCHEMA);
+  }
+
+  @Test
+  void aCopyThatIsKilledAgainAndAgainEndsWithTheRowsOfTheSource() throws Exception {
+    long start = System.nanoTime();
+    Process unharmed = begin();
+    assertEquals(ExitCode.DONE, unharmed.waitFor(), Files.readString(folder.resolve("log")));
+    final long duration = TimeUnit.NANOSECONDS.toMillis(System.nanoTime() - start);
+    final String whole = contents();
+    emptyTarget();
     long seed = System.nanoTime();
     Random random = new Random(seed);
-    int killed = 0;
+    int midway = 0;
     for (int i = 0; i < KILLS; i++) {
-      Process process = hasMarks() ? begin("--resume") : begin();
-      // The machine's own speed says how long a run takes; early ends are as good as late ones.
-      if (!process.waitFor(300 + random.nextInt(1200), TimeUnit.MILLISECONDS)) {
-        process.destroyForcibly().waitFor();
-        killed++;
+      if (hasMarks() && piecesOnTheWay() == 0 && server.row("target", FINISHED).equals("t")) {
+        assertEquals(whole, contents(), "seed " + seed);
+        emptyTarget();
       }
+      Process process = hasMarks() ? begin("--resume") : begin();
+      process.waitFor(duration / 4 + random.nextInt((int) duration), TimeUnit.MILLISECONDS);
+      process.destroyForcibly().waitFor();
+      midway += piecesOnTheWay() > 0 ? 1 : 0;
     }
-    if (hasMarks()) {
-      copy("--resume").expect(ExitCode.DONE);
-    } else {
-      copy().expect(ExitCode.DONE);
-    }
+    Run last = hasMarks() ? copy("--resume") : copy();
+    last.expect(ExitCode.DONE);
     assertIsCopy();
     assertEquals(whole, contents(), "seed " + seed);
-    assertTrue(killed > 0, "none was killed");
+    assertTrue(midway > 0, "none was killed on its way");
   }
 
   /** Leaves some pieces done, as a copy that ended early. */
@@ -208,7 +224,7 @@ class CopyResumeIT {
     server.execute("target", "INSERT INTO people VALUES ('x', 'y')");
     Run run = copy("--resume").expect(ExitCode.INPUT_OUTPUT);
     assertTrue(run.err().contains("20000 rows were written and 20001 are there"), run.err());
-    assertEquals("f", server.row("target", "SELECT finished IS NOT NULL FROM velk_copy.run"));
+    assertEquals("f", server.row("target", FINISHED));
   }
 
   @Test
