@@ -21,7 +21,7 @@ import picocli.CommandLine.ParentCommand;
 
 @Command(
     name = "init",
-    description = "Writes a rules file for a CSV file, to start from.",
+    description = "Writes a rules file for a CSV file or a database, to start from.",
     footer = {
       "",
       "Every column's rule is null; a comment suggests a function by the column's name and values."
@@ -41,8 +41,18 @@ final class InitCommand implements Callable<Integer> {
   @Option(names = "--force", description = "Write over a rules file that exists.")
   private boolean force;
 
+  @Option(
+      names = "--from",
+      paramLabel = "URL",
+      description = {
+        "Write rules for the tables of this database (postgresql://[user@]host[:port]/database),"
+            + " whose catalogue alone is read; IN is left out."
+      })
+  private String from;
+
   @Parameters(
       index = "0",
+      arity = "0..1",
       paramLabel = "IN",
       description = "The CSV file in UTF-8; - is standard input.")
   private String in;
@@ -57,6 +67,12 @@ final class InitCommand implements Callable<Integer> {
 
   @Override
   public Integer call() throws IOException {
+    if (from != null) {
+      return ofDatabase();
+    }
+    if (in == null) {
+      throw refused("Missing required parameter: 'IN'");
+    }
     Input input = new Input(in, velk.streams());
     new RunFiles().reads("the input", in).writes("the rules file", out).check();
     if (!force && !writesIntoPipe()) {
@@ -70,6 +86,22 @@ final class InitCommand implements Callable<Integer> {
     } catch (CsvException e) {
       throw csv.refusal(e);
     }
+  }
+
+  private static Failure refused(String why) {
+    return Failure.usage(why + "\nTry: velk init --help");
+  }
+
+  private int ofDatabase() throws IOException {
+    if (!Input.isStandard(out)) {
+      throw refused("--from takes the place of IN");
+    }
+    out = in == null ? out : in;
+    if (!force && !Input.isStandard(out) && !writesIntoPipe()) {
+      Output.requireNew(out);
+    }
+    write(DatabaseRules.of(from));
+    return ExitCode.DONE;
   }
 
   private void write(String rules) throws IOException {

@@ -33,13 +33,18 @@ enum ReportFormat {
   JSON {
     @Override
     String write(Report report, int width) {
-      try {
-        return plain(new ObjectMapper().writer(inLines()).writeValueAsString(report)) + "\n";
-      } catch (JsonProcessingException e) {
-        throw new IllegalStateException(e);
-      }
+      return json(report);
     }
   };
+
+  /** Writes what Jackson can write. */
+  static String json(Object report) {
+    try {
+      return plain(new ObjectMapper().writer(inLines()).writeValueAsString(report)) + "\n";
+    } catch (JsonProcessingException e) {
+      throw new IllegalStateException(e);
+    }
+  }
 
   /**
    * Writes a report.

@@ -23,7 +23,7 @@ import picocli.CommandLine.UnmatchedArgumentException;
 /** The {@code velk} command. */
 @Command(
     name = "velk",
-    description = "Masks CSV files by masking strings.",
+    description = "Masks CSV files and databases by masking strings.",
     versionProvider = Velk.Version.class,
     exitCodeListHeading = "%nExit codes:%n",
     exitCodeList = {
@@ -49,6 +49,7 @@ public sealed class Velk {
           "check", CheckCommand.class,
           "preview", PreviewCommand.class,
           "init", InitCommand.class,
+          "copy", CopyCommand.class,
           "key", KeyCommand.class);
 
   /** Characters of a message about the arguments, which may hold whatever was typed. */
@@ -75,6 +76,7 @@ public sealed class Velk {
         CheckCommand.class,
         PreviewCommand.class,
         InitCommand.class,
+        CopyCommand.class,
         KeyCommand.class,
         HelpCommand.class,
         Completion.class

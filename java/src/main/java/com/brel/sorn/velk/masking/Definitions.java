@@ -55,6 +55,26 @@ final class Definitions {
     }
   }
 
+  /**
+   * Gives a column of a definition without records another type. Of {@code text} the length is that
+   * of the longest result, which is left as it is.
+   *
+   * @param column counted from 0
+   */
+  static void retype(ServiceDefinition definition, int column, Type type) {
+    FieldDefinition field = definition.fieldDefinitions.get(column);
+    field.length = type.limit() > 0 ? type.limit() : field.length;
+    field.precision = type.precision();
+    field.scale = type.scale();
+    int id = column + 1;
+    definition.initializationOperands.removeIf(
+        operand ->
+            operand.parameterId == id
+                && (operand.parameterName.equals("type")
+                    || operand.parameterName.equals("unique")));
+    definition.initializationOperands.add(operand(id, "type", type.toString()));
+  }
+
   /** The operands of the whole and of each column, in their order. */
   static Map<Integer, List<InitializationOperand>> byId(ServiceDefinition definition) {
     return definition.initializationOperands.stream()

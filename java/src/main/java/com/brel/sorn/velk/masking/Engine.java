@@ -186,6 +186,33 @@ public final class Engine implements AutoCloseable {
   }
 
   /**
+   * Reads a masking string for a table whose database declares the types of its columns, so that
+   * the string need not. A type that the string says wins; a column that is kept has none, and to
+   * those of patterns and positions {@link ParsedService#typed} gives theirs.
+   *
+   * @param maskingString the masking string
+   * @param types the types by the names of columns; others than the string's may be among them
+   * @return the service that it describes, to be opened or closed
+   * @throws IllegalArgumentException if the string is empty, or contains U+0000 or half a surrogate
+   *     pair; it then never reaches the engine
+   * @throws IllegalStateException if the engine is closed
+   * @throws VELKException if the engine refuses the string, with the place and the reason
+   */
+  public ParsedService parse(String maskingString, Map<String, Type> types) {
+    Text.requireFitString(Objects.requireNonNull(maskingString, "maskingString"));
+    StringBuilder typed = new StringBuilder(maskingString);
+    MaskingStringReader.untyped(maskingString)
+        .forEach(
+            (name, key) -> {
+              Type type = types.getOrDefault(name, Type.text());
+              if (!type.equals(Type.text())) {
+                typed.append('\n').append(key).append(".type=").append(type);
+              }
+            });
+    return parse(typed.toString());
+  }
+
+  /**
    * Asks for the longest result of a column's rule, by a masking string: of a column without a
    * limit the engine then tells it. It is asked once for each rule, because the bridge keeps a
    * string's array of pairs for good.

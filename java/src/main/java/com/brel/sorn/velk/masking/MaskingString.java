@@ -57,6 +57,11 @@ final class MaskingString {
     return text.toString();
   }
 
+  /** Whether a word that is not in quotes speaks of the service. */
+  static boolean isReserved(String word) {
+    return RESERVED.contains(word);
+  }
+
   private static String name(String name) {
     boolean bare = NAME.matcher(name).matches() && !RESERVED.contains(name);
     return bare ? name : Text.escape(name);

@@ -2,8 +2,11 @@ package com.brel.sorn.velk.masking;
 
 import java.util.ArrayList;
 import java.util.HashMap;
+import java.util.HashSet;
+import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
+import java.util.Set;
 
 /**
  * Reads again what the engine has accepted, to tell where a rule stands and what its arguments are.
@@ -54,7 +57,41 @@ final class MaskingStringReader {
     return places;
   }
 
-  private void readPair(Map<String, Place> places) {
+  /**
+   * The columns that have a rule by their name and no type, as the string writes them, by their
+   * names; what is kept is none, for it is as good as any text.
+   */
+  static Map<String, String> untyped(String maskingString) {
+    Map<String, String> columns = new LinkedHashMap<>();
+    Set<String> typed = new HashSet<>();
+    MaskingStringReader reader = new MaskingStringReader(maskingString);
+    for (reader.skipSeparators(); reader.at < maskingString.length(); reader.skipSeparators()) {
+      int start = reader.at;
+      reader.skipPart();
+      String key = maskingString.substring(start, reader.at);
+      boolean isType = maskingString.startsWith(".type", reader.at);
+      reader.at = start;
+      boolean isRule = reader.readPair(new HashMap<>());
+      String pair = maskingString.substring(start, reader.at);
+      if (isType) {
+        typed.add(Text.unquote(key));
+      } else if (isRule && !pair.matches("(?s).*=\\s*keep") && !isOfOthers(key)) {
+        columns.putIfAbsent(Text.unquote(key), key);
+      }
+      if (reader.at == start) {
+        break;
+      }
+    }
+    columns.keySet().removeAll(typed);
+    return columns;
+  }
+
+  private static boolean isOfOthers(String key) {
+    return MaskingString.isReserved(key) || ColumnPattern.standsForColumns(key);
+  }
+
+  /** Reads a pair, and tells whether it is a column's rule or speaks of the service. */
+  private boolean readPair(Map<String, Place> places) {
     Place place = place();
     int start = at;
     skipPart();
@@ -72,6 +109,7 @@ final class MaskingStringReader {
       readArguments(new ArrayList<>());
       skip(')');
     }
+    return isRule;
   }
 
   /** The arguments of a rule, as they stand between its parentheses. */

@@ -26,13 +26,13 @@ public final class ParsedService implements AutoCloseable {
   private final Engine engine;
   private final String maskingString;
   private final ServiceDefinition definition;
-  private final List<ColumnRule> rules;
+  private List<ColumnRule> rules;
+
+  /** For each column what the string calls it: its name, a pattern or a position. */
+  private final List<String> entries;
 
   /** The columns of the table that it is for; null where it is for any that has its columns. */
   private final @Nullable List<String> table;
-
-  /** What the string calls the entry of each column. */
-  private List<String> entries;
 
   private OnError onError;
   private boolean closed;
@@ -42,13 +42,14 @@ public final class ParsedService implements AutoCloseable {
       String maskingString,
       ServiceDefinition definition,
       List<ColumnRule> rules,
+      List<String> entries,
       @Nullable List<String> table) {
     this.engine = engine;
     this.maskingString = maskingString;
     this.definition = definition;
     this.rules = rules;
+    this.entries = entries;
     this.table = table;
-    this.entries = rules.stream().map(ColumnRule::name).toList();
     this.onError =
         Definitions.find(definition, ON_ERROR).map(OnError::parse).orElse(OnError.UNSAID);
   }
@@ -61,7 +62,8 @@ public final class ParsedService implements AutoCloseable {
       Bridge.check(status, "parseVELKSyntaxString");
       Definitions.toJava(definition);
       requireComplete(definition);
-      return new ParsedService(engine, maskingString, definition, rules(definition), null);
+      List<ColumnRule> rules = rules(definition);
+      return new ParsedService(engine, maskingString, definition, rules, names(rules), null);
     } catch (RuntimeException | Error e) {
       Definitions.free(definition);
       throw e;
@@ -85,6 +87,10 @@ public final class ParsedService implements AutoCloseable {
       rules.add(rule(field, operands.getOrDefault(rules.size() + 1, List.of())));
     }
     return List.copyOf(rules);
+  }
+
+  private static List<String> names(List<ColumnRule> rules) {
+    return rules.stream().map(ColumnRule::name).toList();
   }
 
   private static ColumnRule rule(FieldDefinition field, List<InitializationOperand> operands) {
@@ -197,11 +203,16 @@ public final class ParsedService implements AutoCloseable {
       }
       TableColumns columns = new TableColumns(header);
       int[] entryOf = TableRules.match(rules, columns, maskingString);
+      List<String> said = Arrays.stream(entryOf).mapToObj(entries::get).toList();
       ParsedService service =
           new ParsedService(
-              engine, maskingString, definition(entryOf, columns), rules(entryOf, columns), header);
+              engine,
+              maskingString,
+              definition(entryOf, columns),
+              rules(entryOf, columns),
+              said,
+              header);
       service.onError = onError;
-      service.entries = Arrays.stream(entryOf).mapToObj(entries::get).toList();
       return service;
     } finally {
       Bridge.LOCK.unlock();
@@ -225,6 +236,58 @@ public final class ParsedService implements AutoCloseable {
       }
     }
     return copy;
+  }
+
+  /**
+   * Tells how long a column's results may be, however short its values are.
+   *
+   * @param column the column, counted from 0
+   * @return the longest result in code points where it may exceed its value, else 0; of a column
+   *     whose type is no text, the longest text of the type
+   * @throws VELKException if the engine refuses the rule
+   */
+  public int longestResult(int column) {
+    Type type = rules.get(column).type();
+    FieldDefinition field = definition.fieldDefinitions.get(column);
+    if (type.limit() == 0 || !type.takesAnyText()) {
+      return field.length;
+    }
+    return engine.longestResult(rules.get(column).named(field.columnName), key().orElse(null));
+  }
+
+  /**
+   * Gives the columns of a table the types that its database declares, those aside whose type the
+   * string says, and leaves it to the database to keep columns unique: repeated results are not
+   * counted.
+   *
+   * @param types a type for each column, in the order of the table
+   * @return this
+   * @throws IllegalArgumentException if their number is not that of the columns
+   * @throws IllegalStateException if this was opened or closed, or is not for a table
+   */
+  public ParsedService typed(List<Type> types) {
+    Bridge.LOCK.lock();
+    try {
+      requireUnused();
+      if (table == null) {
+        throw new IllegalStateException("types are given to the columns of a table");
+      }
+      if (types.size() != rules.size()) {
+        throw new IllegalArgumentException(
+            types.size() + " types for " + rules.size() + " columns");
+      }
+      List<ColumnRule> typed = new ArrayList<>();
+      for (int i = 0; i < rules.size(); i++) {
+        ColumnRule rule = rules.get(i);
+        Type type = rule.type().equals(Type.text()) ? types.get(i) : rule.type();
+        typed.add(new ColumnRule(rule.name(), type, rule.rule(), false));
+        Definitions.retype(definition, i, type);
+      }
+      rules = List.copyOf(typed);
+      return this;
+    } finally {
+      Bridge.LOCK.unlock();
+    }
   }
 
   /**
@@ -280,13 +343,13 @@ public final class ParsedService implements AutoCloseable {
   private List<Column> measured() {
     List<Column> columns = new ArrayList<>();
     for (int i = 0; i < rules.size(); i++) {
-      columns.add(Column.of(rules.get(i), longestResult(i), onError));
+      columns.add(Column.of(rules.get(i), bufferFor(i), onError));
     }
     return List.copyOf(columns);
   }
 
   /** The string told it of a column without a limit; of others the engine is asked if need be. */
-  private int longestResult(int index) {
+  private int bufferFor(int index) {
     Type type = rules.get(index).type();
     FieldDefinition field = definition.fieldDefinitions.get(index);
     return type.limit() > 0 && BufferSize.dependsOnResult(type)

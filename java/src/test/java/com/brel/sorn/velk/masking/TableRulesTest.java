@@ -17,6 +17,7 @@ import java.time.Duration;
 import java.util.Arrays;
 import java.util.Collections;
 import java.util.List;
+import java.util.Map;
 import java.util.Optional;
 import java.util.stream.Collectors;
 import java.util.stream.IntStream;
@@ -396,5 +397,106 @@ class TableRulesTest {
     assertTimeout(
         Duration.ofSeconds(60),
         () -> assertEquals(width, table(patterns + "*=keep", names).columns().size()));
+  }
+
+  @Test
+  void aDatabaseSaysTheTypesOfATable() throws IOException {
+    String rules = "service=s key=env:MASK_KEY *=keep born=dateshift(days=3)";
+    ParsedService service;
+    try (ParsedService parsed = engine.parse(rules, Map.of("born", Type.date()))) {
+      service = parsed.forTable(List.of("id", "born"));
+    }
+    service.typed(List.of(Type.varchar(2), Type.timestamp()));
+    // What stands in the string wins, and so does what was declared for a name.
+    assertEquals(
+        List.of("id=keep id.type=varchar(2)", "born=dateshift(days=3) born.type=date"),
+        columns(service));
+    String masked = mask(service.tellErrors(), "id,born\n12,2024-02-29\n");
+    assertTrue(masked.matches("id,born\n12,2024-0[23]-\\d\\d\n"), masked);
+    assertNotEquals("id,born\n12,2024-02-29\n", masked);
+  }
+
+  @Test
+  void onlyColumnsThatAreNamedAndMaskedAndHaveNoTypeAreGivenOne() {
+    String rules =
+        "service=s key=env:MASK_KEY # a=hash\n"
+            + "a=hash \"b \\\" c\"=dateshift(days=3), c=keep; d=hash d.type=text $5=classes"
+            + " key2=noise(percent=5) \"key\"=classes *x=keep f='a.b'";
+    Map<String, Type> types =
+        Map.of(
+            "a", Type.varchar(40),
+            "b \" c", Type.date(),
+            "c", Type.date(),
+            "d", Type.date(),
+            "key2", Type.integer(),
+            "key", Type.varchar(9),
+            "$5", Type.date());
+    try (ParsedService parsed = engine.parse(rules.replace(" f='a.b'", ""), types)) {
+      assertEquals(
+          List.of("varchar(40)", "date", "text", "text", "text", "integer", "varchar(9)", "text"),
+          parsed.columns().stream().map(rule -> rule.type().toString()).toList());
+    }
+    assertEquals(
+        "{a=a, b \" c=\"b \\\" c\", key2=key2, key=\"key\", f=f}",
+        MaskingStringReader.untyped(rules).toString());
+  }
+
+  @Test
+  void aFunctionThatADatabasesTypeDoesNotAllowIsRefusedAtItsPlace() {
+    VELKException failure =
+        assertThrows(
+            VELKException.class,
+            () ->
+                engine.parse(
+                    "service=s\na=partial(keep_last=2)\nb=keep", Map.of("a", Type.date())));
+    assertEquals(7314, failure.code());
+    assertTrue(failure.getMessage().contains("line 2, column 3"), failure.getMessage());
+  }
+
+  @Test
+  void aValueThatIsNotOfTheDatabasesTypeIsAnError() {
+    ParsedService service = table("on_error=stop *=classes", "a");
+    service.typed(List.of(Type.varchar(3)));
+    assertThrows(VELKException.class, () -> mask(service, "a\nabcd\n"));
+  }
+
+  @Test
+  void whatADatabaseKeepsUniqueIsNotCountedHere() throws IOException {
+    ParsedService service = table("a=fixed('x') a.unique=true", "a").typed(List.of(Type.text()));
+    assertEquals(List.of("a=fixed('x')"), columns(service));
+    assertEquals("a\nx\nx\n", mask(service, "a\n1\n2\n"));
+  }
+
+  @Test
+  void typesAreForTheColumnsOfATable() {
+    ParsedService service = table("*=keep", "a", "b");
+    assertThrows(IllegalArgumentException.class, () -> service.typed(List.of(Type.text())));
+    try (ParsedService parsed = engine.parse("service=s a=keep")) {
+      assertThrows(IllegalStateException.class, () -> parsed.typed(List.of(Type.text())));
+    }
+    service.close();
+    assertThrows(
+        IllegalStateException.class, () -> service.typed(List.of(Type.text(), Type.date())));
+  }
+
+  @Test
+  void theLongestResultOfAColumnIsTold() {
+    ParsedService service =
+        table(
+            "a=hash(length=20) b=fixed('four') c=keep d=hash d.type=varchar(99)",
+            "a",
+            "b",
+            "c",
+            "d");
+    assertEquals(
+        List.of(20, 4, 0, 32),
+        IntStream.range(0, 4).mapToObj(service::longestResult).collect(Collectors.toList()));
+  }
+
+  @Test
+  void thePlaceOfAPositionsRuleIsTold() {
+    ParsedService service = table(" $2=keep\n a*=keep", "ab", "b");
+    assertEquals("line 3, column 2", service.place(0).orElseThrow());
+    assertEquals("line 2, column 2", service.place(1).orElseThrow());
   }
 }

@@ -1,0 +1,198 @@
+package com.brel.sorn.velk.cli;
+
+import com.brel.sorn.velk.cli.database.CopyException;
+import com.brel.sorn.velk.cli.database.CopySettings;
+import com.brel.sorn.velk.cli.database.DatabaseCopy;
+import com.brel.sorn.velk.cli.database.DatabaseUrl;
+import com.brel.sorn.velk.masking.Engine;
+import java.io.IOException;
+import java.nio.charset.Charset;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.List;
+import java.util.concurrent.Callable;
+import picocli.CommandLine.Command;
+import picocli.CommandLine.Mixin;
+import picocli.CommandLine.Option;
+import picocli.CommandLine.ParentCommand;
+
+@Command(
+    name = "copy",
+    description = "Copies a PostgreSQL database into another one, masked.",
+    footer = {
+      "",
+      "The tables are in the target already, and empty. The source is read in one snapshot and never"
+          + " written to. All that does not fit is refused before the first row.",
+      "A password stands in the URL, in VELK_FROM_PASSWORD, VELK_TO_PASSWORD or PGPASSWORD, or in a"
+          + " .pgpass, or is asked for."
+    })
+final class CopyCommand implements Callable<Integer> {
+  private static final int MOST_JOBS = 32;
+  private static final long PAGE = 8192;
+
+  @ParentCommand private Velk velk;
+  @Mixin private HelpOption help;
+
+  @Option(
+      names = "--from",
+      required = true,
+      paramLabel = "URL",
+      description = "The source: postgresql://[user@]host[:port]/database.")
+  private String from;
+
+  @Option(names = "--to", required = true, paramLabel = "URL", description = "The target.")
+  private String to;
+
+  @Option(
+      names = {"-r", "--rules"},
+      required = true,
+      paramLabel = "FILE",
+      description = {
+        "The rules: a section for each table, [schema.table] with a masking string below it, or"
+            + " [schema.table] = keep. What stands in front of the first is part of each."
+      })
+  private Path rules;
+
+  @Option(names = "--plan", description = "Print the plan; nothing is written.")
+  private boolean planOnly;
+
+  @Option(
+      names = "--tables",
+      split = ",",
+      paramLabel = "TABLE",
+      description = "Copy these tables only, of which the source may have others.")
+  private List<String> tables = List.of();
+
+  @Option(
+      names = {"-j", "--jobs"},
+      paramLabel = "N",
+      defaultValue = "2",
+      description = "Have N pieces on their way at a time (default: ${DEFAULT-VALUE}).")
+  private int jobs;
+
+  @Option(
+      names = "--resume",
+      description = {
+        "Go on with a copy that ended before it was complete. What is done is compared with the"
+            + " source, and done again where it differs."
+      })
+  private boolean resume;
+
+  @Option(
+      names = "--piece-pages",
+      paramLabel = "N",
+      defaultValue = "4096",
+      description = {
+        "Commit N pages of a table together (default: ${DEFAULT-VALUE}, which is 32 MiB)."
+      })
+  private long pages;
+
+  @Option(
+      names = {"-q", "--quiet"},
+      description = "No progress, and no report but that of --report.")
+  private boolean quiet;
+
+  @Option(
+      names = "--report",
+      paramLabel = "FILE",
+      description = {
+        "Write the report to this file, or to standard output (-); without it, it goes to standard"
+            + " error."
+      })
+  private String reportFile;
+
+  @Option(
+      names = "--report-format",
+      paramLabel = "text|json",
+      defaultValue = "text",
+      description = "How the report is written (default: ${DEFAULT-VALUE}).")
+  private ReportFormat reportFormat;
+
+  @Override
+  public Integer call() throws IOException {
+    checkArguments();
+    try (Engine engine = Engine.open();
+        DatabaseCopy copy = DatabaseCopy.open(engine, settings())) {
+      copy.warnings().forEach(this::warn);
+      if (planOnly) {
+        velk.print(Table.of(copy.table()) + "\n" + String.join("\n", copy.notes()) + "\n");
+        return ExitCode.DONE;
+      }
+      return run(engine, copy);
+    } catch (CopyException e) {
+      List<String> all = e.findings();
+      all.subList(0, all.size() - 1).forEach(finding -> velk.streams().say("velk: " + finding));
+      String last = all.get(all.size() - 1);
+      throw e.isRefused() ? Failure.usage(last) : Failure.inputOutput(last);
+    }
+  }
+
+  private int run(Engine engine, DatabaseCopy copy) throws IOException {
+    CopyReport report = new CopyReport();
+    try (Output told = reportFile == null ? null : new Output(reportFile, velk.streams())) {
+      try (Progress progress =
+          quiet ? Progress.none() : Progress.to(velk.streams(), PAGE * copy.pages())) {
+        report.from = new DatabaseUrl(from, "from", System.getenv()).toString();
+        report.to = new DatabaseUrl(to, "to", System.getenv()).toString();
+        report.engine = engine.library().identification();
+        copy.run((rows, done) -> progress.update(rows, PAGE * done), this::warn)
+            .forEach(report::add);
+      }
+      tell(report, told);
+    }
+    return report.errorCount() > 0 ? ExitCode.FIELD_ERRORS : ExitCode.DONE;
+  }
+
+  private void tell(CopyReport report, Output told) throws IOException {
+    String text = reportFormat == ReportFormat.JSON ? report.json() : report.text();
+    if (told != null) {
+      Charset charset =
+          Input.isStandard(reportFile) ? velk.streams().outCharset() : StandardCharsets.UTF_8;
+      told.write(text.getBytes(charset));
+      told.commit();
+    } else if (!quiet) {
+      velk.streams().err().print(text);
+      velk.streams().err().flush();
+    }
+  }
+
+  private void warn(String text) {
+    velk.streams().say("velk: warning: " + text);
+  }
+
+  private void checkArguments() throws IOException {
+    if (jobs < 1 || jobs > MOST_JOBS) {
+      throw Failure.usage("--jobs " + jobs + ": 1 to " + MOST_JOBS);
+    }
+    if (pages < 1) {
+      throw Failure.usage("--piece-pages " + pages + ": at least 1");
+    }
+    new RunFiles()
+        .reads("the rules file", rules.toString())
+        .writes("the report", reportFile)
+        .check();
+  }
+
+  private CopySettings settings() {
+    return new CopySettings(
+        new DatabaseUrl(from, "from", System.getenv()),
+        new DatabaseUrl(to, "to", System.getenv()),
+        rulesText(),
+        tables,
+        jobs,
+        resume,
+        pages);
+  }
+
+  private String rulesText() {
+    String name = Show.text(rules.toString());
+    try {
+      return Utf8.decode(Files.readAllBytes(rules));
+    } catch (Failure e) {
+      throw Failure.usage(name + ": " + e.getMessage());
+    } catch (IOException e) {
+      throw Failure.inputOutput("cannot read " + name + ": " + Reason.of(e));
+    }
+  }
+}

@@ -1,0 +1,23 @@
+package com.brel.sorn.velk.cli.database;
+
+import java.util.List;
+
+/**
+ * What a copy is asked to do.
+ *
+ * @param from the source
+ * @param to the target
+ * @param rules the text of the rules
+ * @param tables the only tables to be copied, each with its schema or without; empty for all
+ * @param jobs how many pieces are on their way at a time
+ * @param resume whether to go on with a copy that has ended before it was complete
+ * @param pages how many pages of a table are committed together
+ */
+public record CopySettings(
+    DatabaseUrl from,
+    DatabaseUrl to,
+    String rules,
+    List<String> tables,
+    int jobs,
+    boolean resume,
+    long pages) {}

@@ -1,0 +1,405 @@
+package com.brel.sorn.velk.cli.database;
+
+import com.brel.sorn.velk.cli.database.Catalogue.ForeignKey;
+import com.brel.sorn.velk.cli.database.Catalogue.Part;
+import com.brel.sorn.velk.cli.database.Catalogue.Sequence;
+import com.brel.sorn.velk.cli.database.Marks.Fingerprint;
+import com.brel.sorn.velk.cli.database.Marks.Mark;
+import com.brel.sorn.velk.masking.ColumnRule;
+import com.brel.sorn.velk.masking.Engine;
+import java.io.IOException;
+import java.security.SecureRandom;
+import java.sql.SQLException;
+import java.util.ArrayList;
+import java.util.HexFormat;
+import java.util.List;
+import java.util.Map;
+import java.util.Objects;
+import java.util.TreeMap;
+import java.util.TreeSet;
+import java.util.function.Consumer;
+
+/**
+ * A masked copy of a database. It is planned when it is opened, which writes nothing; the source is
+ * only ever read, in one snapshot, and its tables keep their form until this is closed.
+ */
+public final class DatabaseCopy implements AutoCloseable {
+  /** How far a copy is. */
+  public interface Listener {
+    /**
+     * Tells of a piece that is done.
+     *
+     * @param rows the rows of all pieces of this run
+     * @param pages the pages of all pieces that are done
+     */
+    void done(long rows, long pages);
+  }
+
+  /**
+   * What became of a table.
+   *
+   * @param name its name, as the rules have it
+   * @param rows its rows
+   * @param rules the rules of its columns; empty where it went over as it is
+   * @param counts of each column what became of its values: masked, null, left equal, errors
+   */
+  public record TableResult(String name, long rows, List<ColumnRule> rules, long[] counts) {}
+
+  private final Engine engine;
+  private final CopySettings settings;
+  private final Postgres source;
+  private String snapshot;
+  private String identity;
+  private Plan plan;
+  private boolean hasMarks;
+
+  private DatabaseCopy(Engine engine, CopySettings settings) {
+    this.engine = engine;
+    this.settings = settings;
+    this.source = Postgres.open(settings.from(), true);
+  }
+
+  /**
+   * Plans a copy, with a session of each database that cannot write.
+   *
+   * @param engine masks the values
+   * @param settings what is asked for
+   * @return the copy, not begun
+   * @throws CopyException if it is refused, with all that is wrong
+   */
+  public static DatabaseCopy open(Engine engine, CopySettings settings) {
+    RulesFile rules = new RulesFile(settings.rules());
+    DatabaseCopy copy = new DatabaseCopy(engine, settings);
+    try {
+      copy.plan(rules);
+      return copy;
+    } catch (SQLException e) {
+      copy.close();
+      throw CopyException.failed(Postgres.told(e));
+    } catch (RuntimeException e) {
+      copy.close();
+      throw e;
+    }
+  }
+
+  private void plan(RulesFile rules) throws SQLException {
+    try (Postgres target = Postgres.open(settings.to(), true)) {
+      if (Locks.areInOneDatabase(source, target, new SecureRandom().nextLong())) {
+        throw CopyException.refused(
+            "the target is the source: " + settings.from() + " and " + settings.to());
+      }
+      identity = Locks.identity(source);
+      List<TableName> all = CatalogueReader.names(source);
+      List<String> findings = new ArrayList<>();
+      List<TableName> chosen = chosen(all, findings);
+      beginSnapshot(chosen);
+      Catalogue ours = CatalogueReader.read(source, chosen);
+      Catalogue theirs = CatalogueReader.read(target, chosen);
+      inspect(target, theirs, findings);
+      plan =
+          new Planner(engine, rules, ours, theirs, allowsReplicaRole(target)).plan(all, findings);
+    }
+  }
+
+  private List<TableName> chosen(List<TableName> all, List<String> findings) {
+    if (settings.tables().isEmpty()) {
+      return all;
+    }
+    List<TableName> chosen = new ArrayList<>();
+    for (String wanted : settings.tables()) {
+      List<TableName> found =
+          all.stream()
+              .filter(name -> name.toString().equals(wanted) || name.name().equals(wanted))
+              .toList();
+      if (found.size() == 1) {
+        chosen.addAll(found);
+      } else {
+        findings.add(
+            "--tables "
+                + wanted
+                + ": the source has "
+                + (found.isEmpty() ? "no" : "more than one")
+                + " such table");
+      }
+    }
+    return chosen;
+  }
+
+  /** A table that was emptied or rewritten behind the snapshot's back would look empty in it. */
+  private void beginSnapshot(List<TableName> tables) throws SQLException {
+    source.beginSnapshot();
+    if (!tables.isEmpty()) {
+      String names = String.join(", ", tables.stream().map(TableName::sql).toList());
+      source.execute("LOCK TABLE " + names + " IN ACCESS SHARE MODE");
+    }
+    snapshot = source.text("SELECT pg_export_snapshot()");
+  }
+
+  private void inspect(Postgres target, Catalogue tables, List<String> findings)
+      throws SQLException {
+    hasMarks = Marks.exist(target);
+    if (hasMarks && !settings.resume()) {
+      findings.add(
+          "the target has the marks of a copy in schema velk_copy: --resume goes on with it");
+    }
+    if (!hasMarks && settings.resume()) {
+      findings.add("--resume: the target has no marks of a copy");
+    }
+    for (TableName table : hasMarks ? List.<TableName>of() : tables.tables().keySet()) {
+      if (target.isTrue("SELECT EXISTS (SELECT FROM " + rows(tables, table) + ")")) {
+        findings.add("table " + table + ": the target's is not empty");
+      }
+    }
+  }
+
+  /** A table's own rows and those of its partitions, not those of others that inherit from it. */
+  private static String rows(Catalogue target, TableName table) {
+    List<Part> parts = target.tables().get(table).parts();
+    boolean whole = parts.size() == 1 && parts.get(0).name().equals(table);
+    return (whole ? "ONLY " : "") + table.sql();
+  }
+
+  private static boolean allowsReplicaRole(Postgres target) throws SQLException {
+    try {
+      target.execute("SET session_replication_role = replica");
+      target.execute("RESET session_replication_role");
+      return true;
+    } catch (SQLException e) {
+      if ("42501".equals(e.getSQLState())) {
+        return false;
+      }
+      throw e;
+    }
+  }
+
+  /**
+   * Shows the plan.
+   *
+   * @return a row for each column, below a heading
+   */
+  public List<List<String>> table() {
+    return plan.table();
+  }
+
+  /**
+   * Tells the order of the tables and what joins them.
+   *
+   * @return a line for each step and each foreign key
+   */
+  public List<String> notes() {
+    return plan.notes();
+  }
+
+  /**
+   * Tells what nobody can judge.
+   *
+   * @return a text for each
+   */
+  public List<String> warnings() {
+    return plan.warnings();
+  }
+
+  /**
+   * Tells how large the source is.
+   *
+   * @return pages of all its tables
+   */
+  public long pages() {
+    return plan.steps().stream()
+        .flatMap(step -> step.source().parts().stream())
+        .mapToLong(Part::pages)
+        .sum();
+  }
+
+  /**
+   * Copies all tables; when this returns, all of them are complete and the last mark is set.
+   *
+   * @param listener is told how far it is, by one thread at a time
+   * @param warned gets what should be known of the result
+   * @return what became of each table
+   * @throws CopyException if it is refused or a database fails
+   * @throws IOException if reading or writing fails
+   */
+  public List<TableResult> run(Listener listener, Consumer<String> warned) throws IOException {
+    try (Postgres control = Postgres.open(settings.to(), false)) {
+      Locks.enter(control);
+      prepare(control);
+      if (!Marks.isFinished(control)) {
+        List<Mark> done = Marks.read(control);
+        try (PieceRun pieces =
+            new PieceRun(engine, settings, plan, snapshot, checksumKey(), listener)) {
+          pieces.run(done);
+        }
+        finish(control, warned);
+      } else {
+        warned.accept("the copy was complete already");
+      }
+      return results(Marks.read(control));
+    } catch (SQLException e) {
+      throw CopyException.failed(Postgres.told(e));
+    }
+  }
+
+  private void prepare(Postgres control) throws SQLException {
+    Fingerprint ours = fingerprint();
+    if (!hasMarks) {
+      Marks.create(control, ours);
+      return;
+    }
+    String difference = Marks.fingerprint(control).difference(ours);
+    if (difference != null) {
+      throw CopyException.refused(
+          "--resume: the copy that was begun is another one, for it differs in " + difference);
+    }
+  }
+
+  private TreeSet<String> keys() {
+    TreeSet<String> places = new TreeSet<>();
+    plan.steps().stream().map(Step::key).filter(Objects::nonNull).forEach(places::add);
+    return places;
+  }
+
+  private byte[] checksumKey() {
+    return Fingerprints.ofKeys(engine, keys(), "velk copy checksum");
+  }
+
+  private Fingerprint fingerprint() {
+    StringBuilder catalogue = new StringBuilder(identity);
+    for (Step step : plan.steps()) {
+      Catalogue.Table table = step.source();
+      catalogue.append('\n').append(table.name()).append(table.columns()).append(table.uniques());
+      table.parts().forEach(part -> catalogue.append(part.name()));
+    }
+    return new Fingerprint(
+        Fingerprints.hex(settings.rules() + "\n" + settings.tables()),
+        HexFormat.of().formatHex(Fingerprints.ofKeys(engine, keys(), "velk copy fingerprint")),
+        Fingerprints.hex(engine.library().identification()),
+        Fingerprints.hex(catalogue.toString()),
+        settings.pages());
+  }
+
+  /** Sets the last mark, once all rows are found and no child is without its parent. */
+  private void finish(Postgres control, Consumer<String> warned) throws SQLException {
+    control.execute("BEGIN");
+    Map<TableName, Long> rows = new TreeMap<>();
+    results(Marks.read(control))
+        .forEach(result -> rows.put(step(result.name()).source().name(), result.rows()));
+    for (Step step : plan.steps()) {
+      TableName table = step.source().name();
+      long found = control.number("SELECT count(*) FROM " + rows(plan.target(), table));
+      if (found != rows.get(table)) {
+        throw CopyException.failed(
+            "table "
+                + table
+                + ": "
+                + rows.get(table)
+                + " rows were written and "
+                + found
+                + " are there");
+      }
+    }
+    for (ForeignKey key : plan.foreignKeys()) {
+      requireParents(control, key);
+    }
+    for (Step step : plan.steps()) {
+      for (Sequence sequence : step.source().sequences()) {
+        follow(control, step, sequence, warned);
+      }
+    }
+    Marks.finish(control);
+    control.execute("COMMIT");
+  }
+
+  private Step step(String name) {
+    return plan.steps().stream()
+        .filter(step -> step.source().name().toString().equals(name))
+        .findFirst()
+        .orElseThrow();
+  }
+
+  private static void requireParents(Postgres control, ForeignKey key) throws SQLException {
+    StringBuilder same = new StringBuilder();
+    StringBuilder whole = new StringBuilder();
+    for (int i = 0; i < key.columns().size(); i++) {
+      String child = "c." + TableName.quoted(key.columns().get(i));
+      String parent = "p." + TableName.quoted(key.parentColumns().get(i));
+      whole.append(child).append(" IS NOT NULL AND ");
+      same.append(i == 0 ? "" : " AND ").append(parent).append(' ').append(key.operators().get(i));
+      same.append(' ').append(child);
+    }
+    long orphans =
+        control.number(
+            "SELECT count(*) FROM "
+                + key.childRelation()
+                + " c WHERE "
+                + whole
+                + "NOT EXISTS (SELECT FROM "
+                + key.parentRelation()
+                + " p WHERE "
+                + same
+                + ")");
+    if (orphans > 0) {
+      throw CopyException.failed(
+          "table "
+              + key.child()
+              + ": "
+              + orphans
+              + " rows are without their parent in foreign key "
+              + TableName.quoted(key.name()));
+    }
+  }
+
+  private void follow(Postgres control, Step step, Sequence sequence, Consumer<String> warned)
+      throws SQLException {
+    Catalogue.Table table = plan.target().tables().get(step.source().name());
+    List<Sequence> theirs =
+        table.sequences().stream()
+            .filter(other -> other.column().equals(sequence.column()))
+            .toList();
+    if (theirs.isEmpty()) {
+      warned.accept(
+          "table "
+              + table.name()
+              + ", column "
+              + TableName.quoted(sequence.column())
+              + ": the target has no sequence for it");
+    }
+    String[] state =
+        source
+            .rows(
+                "SELECT last_value, is_called FROM " + sequence.name().sql(),
+                row -> new String[] {row.getString(1), row.getString(2)})
+            .get(0);
+    for (Sequence other : theirs) {
+      control.text(
+          "SELECT setval(?::regclass, ?::bigint, ?::boolean)",
+          other.name().sql(),
+          state[0],
+          state[1]);
+    }
+  }
+
+  private List<TableResult> results(List<Mark> marks) {
+    List<TableResult> results = new ArrayList<>();
+    for (Step step : plan.steps()) {
+      long rows = 0;
+      long[] counts = new long[4 * step.rules().size()];
+      List<TableName> parts = step.source().parts().stream().map(Part::name).toList();
+      for (Mark mark : marks) {
+        if (parts.contains(mark.piece().part())) {
+          rows += mark.rows();
+          for (int i = 0; i < counts.length; i++) {
+            counts[i] += mark.counts().get(i);
+          }
+        }
+      }
+      results.add(new TableResult(step.source().name().toString(), rows, step.rules(), counts));
+    }
+    return results;
+  }
+
+  @Override
+  public void close() {
+    source.close();
+  }
+}

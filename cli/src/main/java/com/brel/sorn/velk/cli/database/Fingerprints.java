@@ -1,0 +1,51 @@
+package com.brel.sorn.velk.cli.database;
+
+import com.brel.sorn.velk.masking.Engine;
+import com.brel.sorn.velk.masking.MaskingService;
+import com.brel.sorn.velk.masking.Rule;
+import com.brel.sorn.velk.masking.Type;
+import java.nio.charset.StandardCharsets;
+import java.security.MessageDigest;
+import java.security.NoSuchAlgorithmException;
+import java.util.Collection;
+import java.util.HexFormat;
+import java.util.List;
+
+/** Digests by which a copy knows that it is the same. */
+final class Fingerprints {
+  private static final int LONGEST_HASH = 64;
+  private static final String TEXT = "velk";
+
+  private Fingerprints() {}
+
+  static byte[] digest(String text) {
+    try {
+      return MessageDigest.getInstance("SHA-256").digest(text.getBytes(StandardCharsets.UTF_8));
+    } catch (NoSuchAlgorithmException e) {
+      throw new IllegalStateException(e);
+    }
+  }
+
+  static String hex(String text) {
+    return HexFormat.of().formatHex(digest(text));
+  }
+
+  /**
+   * A number that nobody knows who has not the keys, another one for each use.
+   *
+   * @param places where the keys are, in an order that is always the same
+   */
+  static byte[] ofKeys(Engine engine, Collection<String> places, String use) {
+    StringBuilder all = new StringBuilder(use);
+    places.forEach(place -> all.append('\n').append(ofKey(engine, place, use)));
+    return digest(all.toString());
+  }
+
+  private static String ofKey(Engine engine, String place, String use) {
+    Rule rule = Rule.hash(LONGEST_HASH).scope(use);
+    try (MaskingService service =
+        engine.service("velk-copy").key(place).column("key", Type.text(), rule).open()) {
+      return service.mask(List.of(List.of(TEXT))).value(0, 0);
+    }
+  }
+}

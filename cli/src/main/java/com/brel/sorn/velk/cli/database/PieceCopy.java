@@ -1,0 +1,273 @@
+package com.brel.sorn.velk.cli.database;
+
+import com.brel.sorn.velk.VELKException;
+import com.brel.sorn.velk.masking.CsvReport;
+import com.brel.sorn.velk.masking.OnError;
+import java.io.IOException;
+import java.io.InputStream;
+import java.io.OutputStream;
+import java.security.GeneralSecurityException;
+import java.sql.SQLException;
+import java.util.ArrayList;
+import java.util.HexFormat;
+import java.util.List;
+import javax.crypto.Mac;
+import javax.crypto.SecretKey;
+import org.postgresql.copy.PGCopyInputStream;
+import org.postgresql.copy.PGCopyOutputStream;
+
+/** Reads rows, masks them and writes them, on a session of each database. */
+final class PieceCopy {
+  private static final int BUFFER = 1 << 16;
+
+  private final Postgres source;
+  private final Postgres target;
+  private final byte[] checksumKey;
+
+  PieceCopy(Postgres source, Postgres target, byte[] checksumKey) {
+    this.source = source;
+    this.target = target;
+    this.checksumKey = checksumKey;
+  }
+
+  /**
+   * What was copied.
+   *
+   * @param checksum a keyed one of what was read
+   * @param report what became of the values, null where they went over as they are
+   */
+  record Copied(long rows, String checksum, CsvReport report) {
+    /** Of each column what became of its values: masked, null, left equal, errors. */
+    List<Long> counts() {
+      List<Long> counts = new ArrayList<>();
+      if (report != null) {
+        for (CsvReport.Column column : report.columns()) {
+          counts.add(column.masked());
+          counts.add(column.nullsKept());
+          counts.add(column.leftEqual());
+          counts.add(column.errorCount());
+        }
+      }
+      return counts;
+    }
+  }
+
+  /**
+   * The target would not have what it was sent; the source has been read to its end all the same.
+   */
+  static final class TargetRefusal extends IOException {
+    private static final long serialVersionUID = 1L;
+
+    TargetRefusal(SQLException cause) {
+      super(cause);
+    }
+
+    SQLException reason() {
+      return (SQLException) getCause();
+    }
+  }
+
+  /** Copies the rows that a condition is true of; whoever calls this commits. */
+  Copied copy(Step step, TableName part, String condition) throws IOException, SQLException {
+    try (Reading in = new Reading(step.read(part, condition))) {
+      Copied copied;
+      try {
+        copied = write(step, in);
+      } catch (IOException e) {
+        SQLException refusal = refusal(e);
+        if (refusal == null) {
+          throw e;
+        }
+        in.drain();
+        throw new TargetRefusal(refusal);
+      }
+      return copied;
+    }
+  }
+
+  private Copied write(Step step, Reading in) throws IOException, SQLException {
+    PGCopyOutputStream out;
+    try {
+      out = new PGCopyOutputStream(target.driver(), step.write(), BUFFER);
+    } catch (SQLException e) {
+      throw new TargetRefusal(e);
+    }
+    boolean complete = false;
+    try {
+      CsvReport report = mask(step, in, new Writing(out));
+      long written = end(out);
+      complete = true;
+      long rows = in.rows();
+      if (rows != written || report != null && report.rows() != rows) {
+        throw CopyException.failed(
+            "table "
+                + step.source().name()
+                + ": "
+                + rows
+                + " rows were read and "
+                + written
+                + " written");
+      }
+      return new Copied(rows, in.checksum(), report);
+    } finally {
+      if (!complete) {
+        cancel(out);
+      }
+    }
+  }
+
+  private static long end(PGCopyOutputStream out) throws IOException {
+    try {
+      return out.endCopy();
+    } catch (SQLException e) {
+      throw new TargetRefusal(e);
+    }
+  }
+
+  private static void cancel(PGCopyOutputStream out) {
+    try {
+      if (out.isActive()) {
+        out.cancelCopy();
+      }
+    } catch (SQLException e) {
+      // The server has ended it, or answers that it has.
+    }
+  }
+
+  private static CsvReport mask(Step step, Reading in, OutputStream out) throws IOException {
+    if (step.keep()) {
+      in.transferTo(out);
+      out.flush();
+      return null;
+    }
+    boolean stops = step.onError().way() != OnError.Way.REPLACEMENT;
+    try {
+      return step.service()
+          .csv()
+          .header(false)
+          .onError(stops ? OnError.stop() : step.onError())
+          .mask(in, out);
+    } catch (VELKException e) {
+      if (e.kind() != VELKException.Kind.VALUE) {
+        throw e;
+      }
+      throw CopyException.failed(
+          "table " + step.source().name() + ", in a piece of it: " + e.getMessage());
+    }
+  }
+
+  /** Why the target ended the copy, null where something else did. */
+  private static SQLException refusal(IOException e) {
+    if (e instanceof TargetRefusal refusal) {
+      return refusal.reason();
+    }
+    return null;
+  }
+
+  /** What goes to the target, whose failures are told apart from those of the source. */
+  private static final class Writing extends OutputStream {
+    private final PGCopyOutputStream out;
+
+    Writing(PGCopyOutputStream out) {
+      this.out = out;
+    }
+
+    @Override
+    public void write(int value) throws IOException {
+      write(new byte[] {(byte) value}, 0, 1);
+    }
+
+    @Override
+    public void write(byte[] bytes, int from, int length) throws IOException {
+      try {
+        out.write(bytes, from, length);
+      } catch (IOException e) {
+        throw told(e);
+      }
+    }
+
+    @Override
+    public void flush() throws IOException {
+      try {
+        out.flush();
+      } catch (IOException e) {
+        throw told(e);
+      }
+    }
+
+    private static IOException told(IOException e) {
+      return e.getCause() instanceof SQLException cause ? new TargetRefusal(cause) : e;
+    }
+  }
+
+  private record ChecksumKey(byte[] getEncoded) implements SecretKey {
+    @Override
+    public String getAlgorithm() {
+      return "HmacSHA256";
+    }
+
+    @Override
+    public String getFormat() {
+      return "RAW";
+    }
+  }
+
+  /** What comes from the source, with its checksum. */
+  private final class Reading extends InputStream {
+    private final PGCopyInputStream in;
+    private final Mac checksum;
+
+    Reading(String sql) throws SQLException {
+      in = new PGCopyInputStream(source.driver(), sql);
+      try {
+        checksum = Mac.getInstance("HmacSHA256");
+        checksum.init(new ChecksumKey(checksumKey));
+      } catch (GeneralSecurityException e) {
+        throw new IllegalStateException(e);
+      }
+    }
+
+    @Override
+    public int read() throws IOException {
+      byte[] one = new byte[1];
+      return read(one, 0, 1) < 0 ? -1 : one[0] & 0xFF;
+    }
+
+    @Override
+    public int read(byte[] bytes, int from, int length) throws IOException {
+      int count = in.read(bytes, from, length);
+      if (count > 0) {
+        checksum.update(bytes, from, count);
+      }
+      return count;
+    }
+
+    /**
+     * Reads what is left, because a source that is interrupted would see another state after it.
+     */
+    void drain() throws IOException {
+      in.transferTo(OutputStream.nullOutputStream());
+    }
+
+    long rows() {
+      return in.getHandledRowCount();
+    }
+
+    String checksum() {
+      return HexFormat.of().formatHex(checksum.doFinal());
+    }
+
+    @Override
+    public void close() throws IOException {
+      in.close();
+    }
+  }
+
+  /** The checksum of a piece as the source has it now. */
+  String checksum(Step step, Piece piece) throws IOException, SQLException {
+    try (Reading in = new Reading(step.read(piece.part(), piece.condition()))) {
+      in.transferTo(OutputStream.nullOutputStream());
+      return in.checksum();
+    }
+  }
+}

@@ -1,0 +1,211 @@
+package com.brel.sorn.velk.cli.database;
+
+import com.brel.sorn.velk.cli.database.Catalogue.Part;
+import com.brel.sorn.velk.cli.database.Marks.Mark;
+import com.brel.sorn.velk.masking.Engine;
+import java.io.IOException;
+import java.io.InterruptedIOException;
+import java.sql.SQLException;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.Queue;
+import java.util.concurrent.Callable;
+import java.util.concurrent.ConcurrentLinkedQueue;
+import java.util.concurrent.ExecutionException;
+import java.util.concurrent.ExecutorService;
+import java.util.concurrent.Executors;
+import java.util.concurrent.Future;
+
+/** All pieces of a copy on their way, several at a time, level by level. */
+final class PieceRun implements AutoCloseable {
+  /** Something that a worker does. */
+  private interface Task {
+    void run(Worker worker) throws IOException, SQLException;
+  }
+
+  private final Plan plan;
+  private final CopySettings settings;
+  private final DatabaseCopy.Listener listener;
+  private final List<Worker> workers = new ArrayList<>();
+  private final ExecutorService threads;
+  private long rows;
+  private long pages;
+  private volatile boolean stopped;
+
+  PieceRun(
+      Engine engine,
+      CopySettings settings,
+      Plan plan,
+      String snapshot,
+      byte[] checksumKey,
+      DatabaseCopy.Listener listener)
+      throws SQLException {
+    this.plan = plan;
+    this.settings = settings;
+    this.listener = listener;
+    threads = Executors.newFixedThreadPool(settings.jobs());
+    try {
+      for (int i = 0; i < settings.jobs(); i++) {
+        workers.add(Worker.open(settings, snapshot, plan.unordered(), checksumKey, engine));
+      }
+    } catch (SQLException | RuntimeException e) {
+      close();
+      throw e;
+    }
+  }
+
+  /**
+   * Copies what is not done.
+   *
+   * @param done the marks of pieces that are done; they are compared with the snapshot first, and
+   *     what differs is done again
+   */
+  void run(List<Mark> done) throws IOException, SQLException {
+    List<Mark> kept = new ArrayList<>();
+    Queue<Task> comparisons = new ConcurrentLinkedQueue<>();
+    for (Step step : plan.steps()) {
+      for (Part part : step.source().parts()) {
+        for (Mark mark : done) {
+          if (mark.piece().part().equals(part.name())) {
+            comparisons.add(worker -> compare(worker, step, mark, kept));
+          }
+        }
+      }
+    }
+    work(comparisons);
+    for (List<Step> level : plan.levels()) {
+      Queue<Task> copies = new ConcurrentLinkedQueue<>();
+      for (Step step : level) {
+        for (Piece piece : left(step, kept)) {
+          copies.add(worker -> tell(worker.copy(step, piece), piece, step));
+        }
+      }
+      work(copies);
+    }
+  }
+
+  private void compare(Worker worker, Step step, Mark mark, List<Mark> kept)
+      throws IOException, SQLException {
+    if (worker.isAsRead(step, mark)) {
+      synchronized (kept) {
+        kept.add(mark);
+      }
+      tell(mark.rows(), mark.piece(), step);
+      return;
+    }
+    boolean isParent =
+        plan.foreignKeys().stream().anyMatch(key -> key.parent().equals(step.source().name()));
+    if (isParent && !plan.unordered()) {
+      throw CopyException.failed(
+          "table "
+              + step.source().name()
+              + " has changed in the source and others refer to it: only a"
+              + " user who may set session_replication_role can go on; begin anew with an empty target");
+    }
+    worker.undo(step, mark);
+  }
+
+  private synchronized void tell(long more, Piece piece, Step step) {
+    rows += more;
+    long size =
+        step.source().parts().stream()
+            .filter(part -> part.name().equals(piece.part()))
+            .mapToLong(Part::pages)
+            .sum();
+    pages += Math.max(0, Math.min(piece.to(), size) - piece.from());
+    listener.done(rows, pages);
+  }
+
+  /** The pieces of a table that have no mark. The last one is open: nothing is behind it. */
+  private List<Piece> left(Step step, List<Mark> kept) {
+    List<Piece> left = new ArrayList<>();
+    for (Part part : step.source().parts()) {
+      long from = 0;
+      for (boolean open = false; !open; ) {
+        Mark mark = markAt(part.name(), from, kept);
+        long end = from + (isWhole(step) ? Piece.OPEN - from : settings.pages());
+        Piece piece =
+            mark != null
+                ? mark.piece()
+                : new Piece(part.name(), from, end >= part.pages() ? Piece.OPEN : end);
+        if (mark == null) {
+          left.add(piece);
+        }
+        open = piece.isOpen();
+        from = piece.to();
+      }
+    }
+    return left;
+  }
+
+  /** Rows that refer to others of their table are written at once where keys are checked. */
+  private boolean isWhole(Step step) {
+    TableName name = step.source().name();
+    return !plan.unordered()
+        && plan.foreignKeys().stream()
+            .anyMatch(key -> key.child().equals(name) && key.parent().equals(name));
+  }
+
+  private static Mark markAt(TableName part, long from, List<Mark> marks) {
+    for (Mark mark : marks) {
+      if (mark.piece().part().equals(part) && mark.piece().from() == from) {
+        return mark;
+      }
+    }
+    return null;
+  }
+
+  /** Has all tasks done; the first failure keeps the others from being begun. */
+  private void work(Queue<Task> tasks) throws IOException, SQLException {
+    List<Future<Void>> ends = new ArrayList<>();
+    for (Worker worker : workers) {
+      Callable<Void> all =
+          () -> {
+            try {
+              for (Task task = tasks.poll(); task != null && !stopped; task = tasks.poll()) {
+                task.run(worker);
+              }
+            } catch (IOException | SQLException | RuntimeException | Error e) {
+              stopped = true;
+              throw e;
+            }
+            return null;
+          };
+      ends.add(threads.submit(all));
+    }
+    Throwable failure = null;
+    for (Future<Void> end : ends) {
+      try {
+        end.get();
+      } catch (ExecutionException e) {
+        failure = failure == null ? e.getCause() : failure;
+      } catch (InterruptedException e) {
+        Thread.currentThread().interrupt();
+        throw new InterruptedIOException("interrupted while pieces were copied");
+      }
+    }
+    throwAny(failure);
+  }
+
+  private static void throwAny(Throwable failure) throws IOException, SQLException {
+    if (failure instanceof IOException e) {
+      throw e;
+    }
+    if (failure instanceof SQLException e) {
+      throw e;
+    }
+    if (failure instanceof Error e) {
+      throw e;
+    }
+    if (failure != null) {
+      throw (RuntimeException) failure;
+    }
+  }
+
+  @Override
+  public void close() {
+    stopped = true;
+    threads.shutdown();
+    workers.forEach(Worker::close);
+  }
+}

@@ -1,0 +1,203 @@
+package com.brel.sorn.velk.cli.database;
+
+import java.io.Console;
+import java.sql.Connection;
+import java.sql.DriverManager;
+import java.sql.PreparedStatement;
+import java.sql.ResultSet;
+import java.sql.SQLException;
+import java.sql.Statement;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.Properties;
+import org.postgresql.PGConnection;
+import org.postgresql.copy.CopyManager;
+import org.postgresql.util.PSQLException;
+import org.postgresql.util.ServerErrorMessage;
+
+/** A session of PostgreSQL in which values are written alike on every server. */
+final class Postgres implements AutoCloseable {
+  private static final String NO_PASSWORD = "08004";
+  private static final String WRONG_PASSWORD = "28P01";
+
+  /** How values are written, and that nothing waits for a limit set for others. */
+  private static final List<String> SETTINGS =
+      List.of(
+          "search_path = pg_catalog",
+          "TimeZone = 'UTC'",
+          "DateStyle = 'ISO, YMD'",
+          "IntervalStyle = 'postgres'",
+          "extra_float_digits = 3",
+          "bytea_output = 'hex'",
+          "lc_monetary = 'C'",
+          "row_security = off",
+          "synchronize_seqscans = off",
+          "statement_timeout = 0",
+          "lock_timeout = 0",
+          "idle_in_transaction_session_timeout = 0");
+
+  /** Makes something of the row that a result is at. */
+  interface RowReader<T> {
+    T read(ResultSet row) throws SQLException;
+  }
+
+  private final Connection connection;
+
+  private Postgres(Connection connection) {
+    this.connection = connection;
+  }
+
+  /**
+   * Opens a session.
+   *
+   * @param readOnly whether the server is to refuse every write in it
+   */
+  static Postgres open(DatabaseUrl url, boolean readOnly) {
+    try {
+      Postgres session = new Postgres(connect(url));
+      try {
+        session.set(readOnly);
+        return session;
+      } catch (SQLException e) {
+        session.close();
+        throw e;
+      }
+    } catch (SQLException e) {
+      throw CopyException.failed(url + ": " + told(e));
+    }
+  }
+
+  private static Connection connect(DatabaseUrl url) throws SQLException {
+    try {
+      return DriverManager.getConnection(url.jdbc(), properties(url));
+    } catch (SQLException e) {
+      Console console = System.console();
+      boolean asks = NO_PASSWORD.equals(e.getSQLState()) || WRONG_PASSWORD.equals(e.getSQLState());
+      if (!asks || url.hasPassword() || console == null) {
+        throw e;
+      }
+      char[] password = console.readPassword("password of %s: ", url);
+      if (password == null) {
+        throw e;
+      }
+      url.password(new String(password));
+      return DriverManager.getConnection(url.jdbc(), properties(url));
+    }
+  }
+
+  private static Properties properties(DatabaseUrl url) {
+    Properties properties = url.credentials();
+    properties.setProperty("ApplicationName", "velk copy");
+    // What a server says in detail of a row holds its values.
+    properties.setProperty("logServerErrorDetail", "false");
+    return properties;
+  }
+
+  private void set(boolean readOnly) throws SQLException {
+    for (String setting : SETTINGS) {
+      execute("SET " + setting);
+    }
+    if (readOnly) {
+      execute("SET SESSION CHARACTERISTICS AS TRANSACTION READ ONLY");
+    }
+  }
+
+  void execute(String sql) throws SQLException {
+    try (Statement statement = connection.createStatement()) {
+      statement.execute(sql);
+    }
+  }
+
+  <T> List<T> rows(String sql, RowReader<T> reader, Object... arguments) throws SQLException {
+    try (PreparedStatement statement = connection.prepareStatement(sql)) {
+      bind(statement, arguments);
+      try (ResultSet rows = statement.executeQuery()) {
+        List<T> all = new ArrayList<>();
+        while (rows.next()) {
+          all.add(reader.read(rows));
+        }
+        return all;
+      }
+    }
+  }
+
+  /** The first column of the only row. */
+  String text(String sql, Object... arguments) throws SQLException {
+    return rows(sql, row -> row.getString(1), arguments).get(0);
+  }
+
+  long number(String sql, Object... arguments) throws SQLException {
+    return rows(sql, row -> row.getLong(1), arguments).get(0);
+  }
+
+  boolean isTrue(String sql, Object... arguments) throws SQLException {
+    return rows(sql, row -> row.getBoolean(1), arguments).get(0);
+  }
+
+  /** Changes rows, and tells how many. */
+  int update(String sql, Object... arguments) throws SQLException {
+    try (PreparedStatement statement = connection.prepareStatement(sql)) {
+      bind(statement, arguments);
+      return statement.executeUpdate();
+    }
+  }
+
+  private static void bind(PreparedStatement statement, Object... arguments) throws SQLException {
+    for (int i = 0; i < arguments.length; i++) {
+      statement.setObject(i + 1, arguments[i]);
+    }
+  }
+
+  /** Begins a transaction that sees one state of the database and cannot write. */
+  void beginSnapshot() throws SQLException {
+    execute("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY");
+  }
+
+  CopyManager copies() throws SQLException {
+    return connection.unwrap(PGConnection.class).getCopyAPI();
+  }
+
+  PGConnection driver() throws SQLException {
+    return connection.unwrap(PGConnection.class);
+  }
+
+  Connection connection() {
+    return connection;
+  }
+
+  @Override
+  public void close() {
+    try {
+      connection.close();
+    } catch (SQLException e) {
+      // Nothing of it is needed any more, and what is not committed is undone by the server.
+    }
+  }
+
+  /** What failed, without a word of the server that might hold a value. */
+  static String told(SQLException e) {
+    ServerErrorMessage server = e instanceof PSQLException own ? own.getServerErrorMessage() : null;
+    String state = e.getSQLState() == null ? "" : e.getSQLState();
+    boolean ofData = server != null && isOfData(state);
+    StringBuilder text = new StringBuilder();
+    if (!ofData) {
+      text.append(server == null ? e.getMessage() : server.getMessage());
+    } else {
+      text.append(state.startsWith("23") ? "a constraint is violated" : "a value is refused");
+      append(text, "constraint", server.getConstraint());
+      append(text, "column", server.getColumn());
+    }
+    return text.append(" (SQLSTATE ").append(state).append(')').toString();
+  }
+
+  /** Data, constraints, and what functions of the database raise: their messages quote values. */
+  static boolean isOfData(String state) {
+    return !state.matches("(08|0A|25|28|3D|3F|40|42|53|54|55|57|58).*");
+  }
+
+  private static void append(StringBuilder text, String what, String name) {
+    if (name != null) {
+      text.append(", ").append(what).append(' ').append(TableName.quoted(name));
+    }
+  }
+}

@@ -1,0 +1,113 @@
+package com.brel.sorn.velk.cli.database;
+
+import com.brel.sorn.velk.cli.database.Marks.Mark;
+import com.brel.sorn.velk.cli.database.PieceCopy.Copied;
+import com.brel.sorn.velk.cli.database.PieceCopy.TargetRefusal;
+import com.brel.sorn.velk.masking.Engine;
+import java.io.IOException;
+import java.sql.SQLException;
+
+/** A session of each database: the one reads the common snapshot, the other writes pieces. */
+final class Worker implements AutoCloseable {
+  private final Postgres source;
+  private final Postgres target;
+  private final PieceCopy copy;
+  private final Engine engine;
+
+  private Worker(Postgres source, Postgres target, byte[] checksumKey, Engine engine) {
+    this.source = source;
+    this.target = target;
+    this.engine = engine;
+    this.copy = new PieceCopy(source, target, checksumKey);
+  }
+
+  /**
+   * Opens the sessions.
+   *
+   * @param snapshot what the source's sessions share
+   * @param unordered whether keys are checked at the end
+   */
+  static Worker open(
+      CopySettings settings, String snapshot, boolean unordered, byte[] checksumKey, Engine engine)
+      throws SQLException {
+    Postgres source = Postgres.open(settings.from(), true);
+    Postgres target = null;
+    try {
+      source.beginSnapshot();
+      source.execute("SET TRANSACTION SNAPSHOT " + TableName.literal(snapshot));
+      target = Postgres.open(settings.to(), false);
+      Locks.joinWriters(target);
+      if (unordered) {
+        target.execute("SET session_replication_role = replica");
+      }
+      return new Worker(source, target, checksumKey, engine);
+    } catch (SQLException | RuntimeException e) {
+      source.close();
+      if (target != null) {
+        target.close();
+      }
+      throw e;
+    }
+  }
+
+  /** Copies a piece and marks it, both or neither. */
+  long copy(Step step, Piece piece) throws IOException, SQLException {
+    target.execute("BEGIN");
+    try {
+      Copied copied = copy.copy(step, piece.part(), piece.condition());
+      Marks.add(target, piece, copied.rows(), copied.checksum(), copied.counts());
+      target.execute("COMMIT");
+      return copied.rows();
+    } catch (TargetRefusal e) {
+      target.execute("ROLLBACK");
+      throw refusal(step, piece, e.reason());
+    }
+  }
+
+  private CopyException refusal(Step step, Piece piece, SQLException reason)
+      throws IOException, SQLException {
+    String text = "table " + step.source().name() + ": the target refuses ";
+    if (reason.getSQLState() == null || !Postgres.isOfData(reason.getSQLState())) {
+      return CopyException.failed(text + "a piece: " + Postgres.told(reason));
+    }
+    target.execute("BEGIN");
+    try {
+      RefusedRow row = new RefusedRow(source, target, copy, step, piece.part());
+      String which = row.find(engine, piece).orElse("rows of a piece together");
+      return CopyException.failed(text + which + ": " + Postgres.told(reason));
+    } finally {
+      target.execute("ROLLBACK");
+    }
+  }
+
+  boolean isAsRead(Step step, Mark mark) throws IOException, SQLException {
+    return copy.checksum(step, mark.piece()).equals(mark.checksum());
+  }
+
+  /** Takes a piece back, and its mark: its rows are those that its transaction wrote. */
+  void undo(Step step, Mark mark) throws SQLException {
+    target.execute("BEGIN");
+    TableName table = step.source().name();
+    int gone =
+        target.update("DELETE FROM " + table.sql() + " WHERE xmin::text = ?", mark.transaction());
+    if (gone != mark.rows()) {
+      target.execute("ROLLBACK");
+      throw CopyException.failed(
+          "table "
+              + table
+              + ": a piece of "
+              + mark.rows()
+              + " rows has "
+              + gone
+              + " in the target: somebody has changed them; begin anew with an empty target");
+    }
+    Marks.remove(target, mark.piece());
+    target.execute("COMMIT");
+  }
+
+  @Override
+  public void close() {
+    source.close();
+    target.close();
+  }
+}
