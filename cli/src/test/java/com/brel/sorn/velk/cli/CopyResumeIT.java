@@ -15,9 +15,12 @@ import org.junit.jupiter.api.AfterAll;
 import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.condition.DisabledOnOs;
+import org.junit.jupiter.api.condition.OS;
 import org.junit.jupiter.api.io.TempDir;
 
 /** Copies that are killed, resumed, and made while others write to the source. */
+@DisabledOnOs(value = OS.WINDOWS, disabledReason = "its server is one of this machine's")
 class CopyResumeIT {
   private static final int KILLS = 20;
   private static final String[] SCHEMA = {
