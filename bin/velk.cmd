@@ -42,5 +42,5 @@ if exist "%root%\command\" set packaged="-Dvelk.library.packaged=%root%\lib"
 rem What Java says of itself would else stand among the rows, and what it leaves of a crash would hold values.
 rem The second compiler of Java takes longer than it saves: values are masked by native code.
 set "told=-XX:+DisplayVMOutputToStderr -Xlog:disable -Xlog:all=warning:stderr -XX:-CreateCoredumpOnCrash"
-"%java%" -Xmx256m --enable-native-access=ALL-UNNAMED -XX:TieredStopAtLevel=1 %told% %packaged% %VELK_JAVA_OPTIONS% -jar "%folder%\%jar%" %*
+"%java%" -Xmx192m --enable-native-access=ALL-UNNAMED -XX:TieredStopAtLevel=1 %told% %packaged% %VELK_JAVA_OPTIONS% -jar "%folder%\%jar%" %*
 exit /b %errorlevel%

@@ -41,7 +41,7 @@ class MemoryTest {
     Path out = folder.resolve("out.csv");
     String value = "ä".repeat(LONGEST_VALUE - 10_000);
     Files.writeString(in, "a,b\n" + value + ",2\n1," + value + "\n");
-    mask("-Xmx256m", "service=s a=keep b=keep", in, out);
+    mask("-Xmx192m", "service=s a=keep b=keep", in, out);
     assertEquals(-1, Files.mismatch(in, out));
   }
 
@@ -51,7 +51,7 @@ class MemoryTest {
     Path out = folder.resolve("out.csv");
     String value = "я".repeat(LONGEST_VALUE - 10_000);
     Files.writeString(in, "a,b\n" + (value + "," + value + "\n").repeat(3));
-    mask("-Xmx256m", "service=s a=keep b=keep", in, out);
+    mask("-Xmx192m", "service=s a=keep b=keep", in, out);
     assertEquals(-1, Files.mismatch(in, out));
   }
 
