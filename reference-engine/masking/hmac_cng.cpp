@@ -85,7 +85,8 @@ Digest sha256(std::span<const std::uint8_t> message)
     return finish(hash);
 }
 
-HmacKey::HmacKey(std::span<const std::uint8_t> key) : states_(new States{SecretBytes(key.begin(), key.end())})
+HmacKey::HmacKey(std::span<const std::uint8_t> key)
+    : states_(new States{SecretBytes(key.begin(), key.end())}), pair_states_(key)
 {
 }
 

@@ -4,8 +4,6 @@
 
 #include "masking/hmac.h"
 
-#include <algorithm>
-
 #include <openssl/sha.h>
 
 namespace velk::engine {
@@ -29,16 +27,6 @@ private:
     SHA256_CTX state_;
 };
 
-using Block = SecretArray<SHA256_CBLOCK>;
-
-void add_padded(HashState& state, const Block& key, std::uint8_t pad)
-{
-    Block block;
-    std::transform(key.begin(), key.end(), block.begin(),
-                   [pad](std::uint8_t byte) { return static_cast<std::uint8_t>(byte ^ pad); });
-    state.update(block);
-}
-
 } // namespace
 
 // Nobody changes them once the key is made, so that all threads may copy them.
@@ -56,17 +44,10 @@ Digest sha256(std::span<const std::uint8_t> message)
     return result;
 }
 
-HmacKey::HmacKey(std::span<const std::uint8_t> key) : states_(std::make_unique<States>())
+HmacKey::HmacKey(std::span<const std::uint8_t> key) : states_(std::make_unique<States>()), pair_states_(key)
 {
-    Block block{};
-    if (key.size() > block.size()) {
-        const Digest digest = sha256(key);
-        std::copy(digest.begin(), digest.end(), block.begin());
-    } else {
-        std::copy(key.begin(), key.end(), block.begin());
-    }
-    add_padded(states_->inner, block, 0x36);
-    add_padded(states_->outer, block, 0x5C);
+    states_->inner.update(padded_key(key, inner_pad));
+    states_->outer.update(padded_key(key, outer_pad));
 }
 
 HmacKey::HmacKey(HmacKey&&) noexcept = default;

@@ -1,5 +1,6 @@
 #include "masking/keyed.h"
 
+#include "masking/hmac_pairs.h"
 #include "text/unicode.h"
 
 #include <string>
@@ -42,13 +43,14 @@ std::string hexadecimal(const Digest& digest)
 std::vector<Digest> digests(const HmacKey& key, Values values)
 {
     std::vector<Digest> result(values.size());
-    HmacRun run(key);
+    HmacPairs run(key);
     SecretBytes message;
     for (std::size_t i = 0; i < values.size(); ++i) {
         if (message.size() < most_bytes(values[i])) message.resize(most_bytes(values[i]));
         const std::size_t size = encode(values[i], reinterpret_cast<char*>(message.data()));
         run.digest({message.data(), size}, result[i]);
     }
+    run.finish();
     return result;
 }
 

@@ -1,4 +1,4 @@
-#include "masking/hmac.h"
+#include "masking/hmac_pairs.h"
 
 #include <gtest/gtest.h>
 
@@ -107,6 +107,7 @@ TEST(Hmac, runs_give_the_digests_of_the_key_whatever_the_length)
 // By its definition, from whole hashes.
 std::string hmac_of(std::string key, const std::string& message)
 {
+    if (key.size() > 64) key = bytes(hex(sha256(view(key))));
     key.resize(64);
     std::string inner;
     std::string outer;
@@ -126,6 +127,85 @@ TEST(Hmac, is_what_its_definition_says_whatever_the_length)
         EXPECT_EQ(hex(key.digest(view(message))), hmac_of(text, message)) << size;
         message += static_cast<char>(7 * size);
     }
+}
+
+// Digests of all messages in one run.
+std::vector<std::string> digests_of(const HmacKey& key, const std::vector<std::string>& messages, bool pairs)
+{
+    std::vector<Digest> digests(messages.size());
+    HmacPairs run(key, pairs);
+    for (std::size_t i = 0; i < messages.size(); ++i) run.digest(view(messages[i]), digests[i]);
+    run.finish();
+    std::vector<std::string> result;
+    for (const Digest& digest : digests) result.push_back(hex(digest));
+    return result;
+}
+
+std::vector<std::string> by_definition(const std::string& key, const std::vector<std::string>& messages)
+{
+    std::vector<std::string> result;
+    for (const std::string& message : messages) result.push_back(hmac_of(key, message));
+    return result;
+}
+
+TEST(HmacPairs, gives_the_published_digests)
+{
+    for (const Vector& vector : vectors) {
+        const HmacKey key(view(vector.key));
+        for (const std::size_t count : {1u, 2u, 3u}) {
+            const std::vector<std::string> same(count, vector.data);
+            const std::vector<std::string> expected(count, vector.digest);
+            EXPECT_EQ(digests_of(key, same, can_hash_pairs()), expected) << count << " of " << vector.data;
+            EXPECT_EQ(digests_of(key, same, false), expected) << count << " of " << vector.data;
+        }
+    }
+}
+
+TEST(HmacPairs, are_of_messages_of_any_two_lengths)
+{
+    const std::string text = "a key of some length";
+    const HmacKey key(view(text));
+    for (std::size_t one = 0; one < 70; ++one)
+        for (std::size_t other = 0; other < 70; ++other) {
+            // The block of a shorter message held a longer one before.
+            const std::vector<std::string> messages{std::string(one, 'a'), std::string(other, '\xFF'),
+                                                    std::string(other, 'b'), std::string(one, '\0')};
+            ASSERT_EQ(digests_of(key, messages, can_hash_pairs()), by_definition(text, messages))
+                << one << " and " << other;
+        }
+}
+
+TEST(HmacPairs, keep_their_order_whatever_stands_between)
+{
+    const std::string text(100, 'k'); // hashed before it is used
+    const HmacKey key(view(text));
+    const std::string longer(300, 'x');
+    const std::vector<std::string> messages{"1",    longer, "2", "3",    longer + "4",
+                                            longer, "5",    "",  longer, "7"};
+    for (std::size_t count = 0; count <= messages.size(); ++count) {
+        const std::vector<std::string> first(messages.begin(),
+                                             messages.begin() + static_cast<std::ptrdiff_t>(count));
+        EXPECT_EQ(digests_of(key, first, can_hash_pairs()), by_definition(text, first)) << count;
+        EXPECT_EQ(digests_of(key, first, false), by_definition(text, first)) << count;
+    }
+}
+
+TEST(HmacPairs, serve_one_key_on_any_number_of_threads)
+{
+    const std::string text = "0123456789abcdef";
+    const HmacKey key(view(text));
+    std::vector<std::string> messages;
+    for (int i = 0; i < 1001; ++i) messages.push_back(std::to_string(i));
+    const std::vector<std::string> expected = by_definition(text, messages);
+    std::vector<std::thread> threads;
+    std::atomic<int> wrong = 0;
+    for (int thread = 0; thread < 4; ++thread)
+        threads.emplace_back([&] {
+            for (int turn = 0; turn < 10; ++turn)
+                if (digests_of(key, messages, can_hash_pairs()) != expected) ++wrong;
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(wrong, 0);
 }
 
 TEST(Hmac, any_number_of_threads_use_one_key)

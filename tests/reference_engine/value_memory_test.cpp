@@ -63,8 +63,10 @@ protected:
         service.operand(0, "key", "env:VELK_TEST_KEY");
         service.column("value", rule, arguments, length, type);
         const std::int32_t handle = start(service);
+        // Beside another one, with which a short one is hashed at a time.
         Rows rows(1);
         rows.add({u""});
+        rows.add({u"2000000000"});
         rows.field(0, 0).buffer = buffer.data();
         rows.field(0, 0).bufferSize = sizeof buffer;
         EXPECT_EQ(copies_in_memory(sought[0], pattern), 1u) << "the buffer itself";
