@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstring>
 #include <string>
 
 namespace velk::engine {
@@ -53,6 +55,21 @@ void scan_sizes(Scanner& scanner, ColumnType& type)
     if (!scan_character(scanner, ')')) refuse_type(scanner.text);
 }
 
+// How many digits a text begins with; four units are looked at together, the first one in the lowest bits.
+std::size_t count_digits(std::u16string_view text)
+{
+    std::size_t count = 0;
+    for (; text.size() - count >= 4; count += 4) {
+        std::uint64_t units;
+        std::memcpy(&units, text.data() + count, sizeof units);
+        units ^= 0x0030'0030'0030'0030; // digits become 0 to 9
+        const std::uint64_t others = (units | (units + 0x7FF6'7FF6'7FF6'7FF6)) & 0x8000'8000'8000'8000;
+        if (others != 0) return count + static_cast<std::size_t>(std::countr_zero(others)) / 16;
+    }
+    while (count < text.size() && is_digit(text[count])) ++count;
+    return count;
+}
+
 // Reads a value unit by unit.
 struct Reader {
     std::u16string_view text;
@@ -66,9 +83,7 @@ struct Reader {
 
     std::u16string_view take_digits()
     {
-        std::size_t count = 0;
-        while (count < text.size() && is_digit(text[count])) ++count;
-        const auto digits = text.substr(0, count);
+        const auto digits = text.substr(0, count_digits(text));
         text.remove_prefix(digits.size());
         return digits;
     }

@@ -138,14 +138,20 @@ void add_number(const Written& value, std::u16string_view digits, Results& resul
     const std::size_t fraction = value.fraction.size();
     const std::size_t width = std::max(value.whole.starts_with(u'0') ? value.whole.size() : 1,
                                        digits.size() - std::min(fraction, digits.size()));
-    const std::size_t zeros = width + fraction - digits.size();
-    if (value.negative) results.text += u'-';
-    results.text.append(zeros, u'0').append(digits);
-    if (fraction > 0) results.text.insert(results.text.size() - fraction, 1, u'.');
+    const std::size_t sign = value.negative ? 1 : 0;
+    const std::size_t point = fraction > 0 ? 1 : 0;
+    results.text.append(sign + width + point + fraction, u'0');
+    char16_t* const whole = results.text.data() + offset + sign;
+    std::copy(digits.begin(), digits.end(), whole + width + point + fraction - digits.size());
+    if (fraction > 0) {
+        std::copy_n(whole + 1, width, whole);
+        whole[width] = u'.';
+    }
+    if (value.negative) whole[-1] = u'-';
     close_result(results, offset);
 }
 
-using SmallDigits = std::array<char16_t, small_digits + 1>;
+using SmallDigits = std::array<char16_t, 24>; // eight at a time
 
 constexpr auto digit_pairs = [] {
     std::array<std::array<char16_t, 2>, 100> pairs;
@@ -154,16 +160,26 @@ constexpr auto digit_pairs = [] {
     return pairs;
 }();
 
-// Two at a time, because each division waits for the one before. The number is not zero.
+// By pairs that do not wait for one another.
+void write_eight(std::uint32_t number, char16_t* digits)
+{
+    const std::uint32_t high = number / 10'000;
+    const std::uint32_t low = number % 10'000;
+    for (const std::uint32_t pair : {high / 100, high % 100, low / 100, low % 100})
+        digits = std::copy_n(digit_pairs[pair].begin(), 2, digits);
+}
+
+// The number is not zero.
 std::u16string_view write_digits(std::uint64_t number, SmallDigits& digits)
 {
+    constexpr std::uint32_t eight_digits = 100'000'000;
     std::size_t first = digits.size();
-    for (; number > 0; number /= 100) {
-        first -= 2;
-        std::copy_n(digit_pairs[number % 100].begin(), 2, digits.begin() + first);
+    for (; number > 0; number /= eight_digits) {
+        first -= 8;
+        write_eight(static_cast<std::uint32_t>(number % eight_digits), digits.data() + first);
     }
     const std::u16string_view text(digits.begin() + first, digits.end());
-    return text.substr(text.front() == u'0' ? 1 : 0);
+    return text.substr(leading_zeros(text));
 }
 
 // The number without point and sign where it is below 2^63.
