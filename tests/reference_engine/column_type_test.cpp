@@ -122,6 +122,20 @@ TEST(ColumnTypes, know_their_values)
     expect_values("varchar(2)", {u"", u"longer than that: limits are judged elsewhere"}, true);
 }
 
+TEST(ColumnTypes, have_no_unit_but_digits_in_a_number_wherever_it_stands)
+{
+    const ColumnType decimal = parse_type("decimal(38,0)");
+    for (std::size_t length = 1; length <= 18; ++length)
+        for (std::size_t at = 0; at < length; ++at)
+            for (const char16_t unit :
+                 u"\x0000\x002F\x003A\x00B5\x0130\x0660\x7FF6\x8030\x8039\xFF10\xFFCF\xFFFF") {
+                std::u16string number(length, u'9');
+                ASSERT_TRUE(is_value_of(decimal, number));
+                number[at] = unit;
+                ASSERT_FALSE(is_value_of(decimal, number)) << length << ", " << at << ", " << int{unit};
+            }
+}
+
 TEST(ColumnTypes, have_no_numbers_of_more_than_a_thousand_digits)
 {
     const ColumnType integer = parse_type("integer");
