@@ -37,9 +37,19 @@ record ColumnPattern(int entry, List<String> parts) {
     return parts.stream().mapToInt(String::length).sum();
   }
 
+  /** What stands before the first star. */
+  String start() {
+    return parts.get(0);
+  }
+
+  /** What stands behind the last one. */
+  String end() {
+    return parts.get(parts.size() - 1);
+  }
+
   boolean matches(String name) {
-    String first = parts.get(0);
-    String last = parts.get(parts.size() - 1);
+    String first = start();
+    String last = end();
     int at = first.length();
     int end = name.length() - last.length();
     boolean fits = at <= end && name.startsWith(first) && name.endsWith(last);

@@ -4,7 +4,6 @@ import com.brel.sorn.velk.masking.MaskingStringReader.Argument;
 import com.brel.sorn.velk.masking.MaskingStringReader.Place;
 import java.util.ArrayList;
 import java.util.Arrays;
-import java.util.Comparator;
 import java.util.List;
 import java.util.Map;
 import org.jspecify.annotations.Nullable;
@@ -97,31 +96,29 @@ final class TableRules {
   }
 
   private void matchPatterns() {
-    patterns.sort(Comparator.comparing(ColumnPattern::literals).reversed());
-    boolean[] matched = new boolean[patterns.size()];
+    ColumnPatterns ordered = new ColumnPatterns(patterns);
+    boolean[] matched = new boolean[ordered.size()];
     for (int column = 0; column < entryOf.length; column++) {
       if (columns.hasName(column)) {
-        matchPatterns(column, matched);
+        matchPatterns(column, ordered, matched);
       }
     }
     for (int i = 0; i < matched.length; i++) {
       if (!matched[i]) {
-        find("there is a rule for columns " + told(patterns.get(i).entry()) + ", and no such one");
+        find("there is a rule for columns " + told(ordered.get(i).entry()) + ", and no such one");
       }
     }
   }
 
-  private void matchPatterns(int column, boolean[] matched) {
+  private void matchPatterns(int column, ColumnPatterns ordered, boolean[] matched) {
     // An entry that says the very column is more exact than any pattern.
     int literals = entryOf[column] == NONE ? 0 : Integer.MAX_VALUE;
-    for (int i = 0; i < matched.length; i++) {
-      ColumnPattern pattern = patterns.get(i);
-      if (pattern.matches(columns.name(column))) {
-        matched[i] = true;
-        if (pattern.literals() >= literals) {
-          literals = pattern.literals();
-          take(column, pattern.entry());
-        }
+    for (int i : ordered.matching(columns.name(column))) {
+      ColumnPattern pattern = ordered.get(i);
+      matched[i] = true;
+      if (pattern.literals() >= literals) {
+        literals = pattern.literals();
+        take(column, pattern.entry());
       }
     }
   }

@@ -16,6 +16,7 @@ import java.io.IOException;
 import java.time.Duration;
 import java.util.Arrays;
 import java.util.Collections;
+import java.util.Comparator;
 import java.util.List;
 import java.util.Map;
 import java.util.Optional;
@@ -397,6 +398,28 @@ class TableRulesTest {
     assertTimeout(
         Duration.ofSeconds(60),
         () -> assertEquals(width, table(patterns + "*=keep", names).columns().size()));
+  }
+
+  @Test
+  void thousandsOfPatternsTakeNoLongerThanTheyMust() {
+    int width = 9_999;
+    String[] names = IntStream.range(0, width).mapToObj(i -> "c" + i + "_x").toArray(String[]::new);
+    String starts =
+        IntStream.range(0, width)
+            .mapToObj(i -> "c" + i + "_*=keep\n")
+            .collect(Collectors.joining());
+    String ends =
+        IntStream.range(0, width)
+            .mapToObj(i -> "*" + i + "_x=keep\n")
+            .sorted(Comparator.reverseOrder())
+            .collect(Collectors.joining());
+    assertTimeout(
+        Duration.ofSeconds(60),
+        () -> assertEquals(width, table(starts + "*=null", names).columns().size()));
+    // Of *9_x, *99_x, *999_x and *9999_x that a name may end with, the longest is the most exact.
+    assertTimeout(
+        Duration.ofSeconds(60),
+        () -> assertEquals(width, table(ends + "*=null", names).columns().size()));
   }
 
   @Test
