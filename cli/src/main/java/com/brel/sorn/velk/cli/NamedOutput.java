@@ -6,7 +6,7 @@ import java.io.OutputStream;
 import java.nio.file.FileSystemException;
 
 /** A stream whose failures tell what was written. */
-final class NamedOutput extends FilterOutputStream {
+class NamedOutput extends FilterOutputStream {
   private final String name;
 
   NamedOutput(OutputStream out, String name) {
@@ -46,7 +46,8 @@ final class NamedOutput extends FilterOutputStream {
     }
   }
 
-  private IOException named(IOException e) {
+  /** What is thrown in the place of a failure. */
+  IOException named(IOException e) {
     if (e instanceof FileSystemException) {
       return e;
     }
