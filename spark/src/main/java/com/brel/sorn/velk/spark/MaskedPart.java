@@ -2,7 +2,6 @@ package com.brel.sorn.velk.spark;
 
 import com.brel.sorn.velk.masking.Batch;
 import com.brel.sorn.velk.masking.FieldError;
-import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.NoSuchElementException;
@@ -11,19 +10,17 @@ import org.apache.spark.PartitionEvaluatorFactory;
 import org.apache.spark.sql.catalyst.InternalRow;
 import org.apache.spark.sql.catalyst.expressions.Attribute;
 import org.apache.spark.sql.catalyst.expressions.Expression;
-import org.apache.spark.sql.catalyst.expressions.GenericInternalRow;
 import org.apache.spark.sql.catalyst.expressions.JoinedRow;
 import org.apache.spark.sql.catalyst.expressions.UnsafeProjection;
 import org.apache.spark.sql.execution.metric.SQLMetric;
-import org.apache.spark.unsafe.Platform;
-import org.apache.spark.unsafe.types.UTF8String;
 import scala.collection.AbstractIterator;
 import scala.collection.Iterator;
 import scala.collection.immutable.Seq;
 
 /** The rows of a part of a table, masked some at a time as they are asked for. */
 final class MaskedPart extends AbstractIterator<InternalRow> {
-  static final int MOST_ROWS = 1000;
+  /** Enough to make the engine's calls few, and so few that they stay in a processor's cache. */
+  static final int MOST_ROWS = 250;
 
   /** Of large values a batch has fewer rows. */
   private static final int ENOUGH_BYTES = 4 << 20;
@@ -66,25 +63,21 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
 
   private final Step step;
   private final TableMasking masking;
-  private final List<TableColumn> columns;
   private final Iterator<InternalRow> rows;
   private final TaskBatch task;
 
-  /** For each column of the masking where its value is in a given row, -1 where it is not sent. */
-  private final int[] ordinals;
+  /** For each column of the masking what the engine is shown, null where that is nothing. */
+  private final MaskedColumn[] columns;
 
   private final UnsafeProjection passes;
   private final UnsafeProjection completes;
-
-  /** What the rows at hand pass on, and the values that stay by column and row. */
   private final List<InternalRow> passed = new ArrayList<>();
-
-  private final Object[][] kept;
-  private final Object[][] masked;
-  private final GenericInternalRow results;
+  private final MaskedRow results;
   private final JoinedRow joined = new JoinedRow();
-  private final int[] offsets = new int[MOST_ROWS + 1];
-  private final boolean[] nulls = new boolean[MOST_ROWS];
+
+  /** How many rows of the batch are masked, and how many of these were asked for. */
+  private int ready;
+
   private int next;
 
   /** The rows of all batches before. */
@@ -93,39 +86,52 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
   MaskedPart(Step step, Iterator<InternalRow> rows) {
     this.step = step;
     this.masking = step.masking();
-    this.columns = masking.columns();
     this.rows = rows;
     this.task = new TaskBatch(masking.maskingString(), masking.names());
-    int[] sent = step.ordinals();
-    this.ordinals = new int[columns.size()];
-    int count = 0;
-    for (int i = 0; i < ordinals.length; i++) {
-      ordinals[i] = columns.get(i).sent() ? sent[count++] : -1;
-    }
+    this.columns = new MaskedColumn[masking.columns().size()];
+    this.results = new MaskedRow(columns());
     List<Attribute> passing = step.passed();
-    this.passes = UnsafeProjection.create(Plans.seq(passing), Plans.seq(step.given()));
+    // A copy of the whole row costs less than to take most of it apart.
+    boolean whole = 2 * passing.size() > step.given().size();
+    passing = whole ? step.given() : passing;
+    this.passes =
+        whole ? null : UnsafeProjection.create(Plans.seq(passing), Plans.seq(step.given()));
     List<Attribute> all = new ArrayList<>(passing);
     all.addAll(step.results());
     this.completes = UnsafeProjection.create(Plans.seq(step.list()), Plans.seq(all));
-    this.kept = new Object[columns.size()][];
-    this.masked = new Object[count][MOST_ROWS];
-    this.results = new GenericInternalRow(count);
+  }
+
+  /** Describes the columns that are sent, in their order. */
+  private List<MaskedColumn> columns() {
+    int[] ordinals = step.ordinals();
+    List<MaskedColumn> sent = new ArrayList<>();
+    for (int i = 0; i < columns.length; i++) {
+      TableColumn column = masking.columns().get(i);
+      if (column.sent()) {
+        columns[i] = new MaskedColumn(i, ordinals[sent.size()], column);
+        sent.add(columns[i]);
+      }
+    }
+    return sent;
   }
 
   @Override
   public boolean hasNext() {
-    if (next < passed.size()) {
+    if (next < ready) {
       return true;
     }
-    passed.clear();
-    next = 0;
-    if (!rows.hasNext()) {
-      // What is at its end need not wait for that of the task.
-      task.end();
-      return false;
+    leaveBatch();
+    try {
+      if (!rows.hasNext()) {
+        task.end(); // That need not wait for the end of the task.
+        return false;
+      }
+      maskBatch();
+      return true;
+    } catch (Throwable e) {
+      task.end(); // Whoever asks again must not get a row of half a batch.
+      throw e;
     }
-    maskBatch();
-    return true;
   }
 
   @Override
@@ -133,10 +139,21 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
     if (!hasNext()) {
       throw new NoSuchElementException();
     }
-    for (int i = 0; i < masked.length; i++) {
-      results.update(i, masked[i][next]);
+    InternalRow row = joined.apply(passed.get(next), results.at(next));
+    next++;
+    return completes.apply(row);
+  }
+
+  private void leaveBatch() {
+    before += ready;
+    ready = 0;
+    next = 0;
+    passed.clear();
+    for (MaskedColumn column : columns) {
+      if (column != null) {
+        column.clear();
+      }
     }
-    return completes.apply(joined.apply(passed.get(next++), results));
   }
 
   private void maskBatch() {
@@ -147,60 +164,33 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
       synchronized (task) {
         bytes += add(task.batch(), row);
       }
-      passed.add(passes.apply(row).copy());
+      passed.add((passes == null ? row : passes.apply(row)).copy());
     }
     synchronized (task) {
       Batch batch = task.batch();
       batch.mask();
       read(batch);
     }
-    before += passed.size();
-    step.rows().add(passed.size());
+    ready = passed.size();
+    step.rows().add(ready);
   }
 
   /** Adds a row; tells how many bytes its texts have. */
   private int add(Batch batch, InternalRow row) {
     int bytes = 0;
-    for (int i = 0; i < ordinals.length; i++) {
-      if (ordinals[i] < 0 || row.isNullAt(ordinals[i])) {
+    for (int i = 0; i < columns.length; i++) {
+      if (columns[i] == null) {
         batch.addNull(i);
-        keep(i, null);
-      } else if (columns.get(i).form().isText()) {
-        bytes += add(batch, i, row.getUTF8String(ordinals[i]));
       } else {
-        Form form = columns.get(i).form();
-        Object value = row.get(ordinals[i], form.type());
-        batch.add(i, form.text(value));
-        keep(i, value);
+        bytes += columns[i].add(batch, row, passed.size());
       }
     }
     batch.endRow();
     return bytes;
   }
 
-  /** From where it stands, which is in an array but for rows outside of Java's heap. */
-  private static int add(Batch batch, int column, UTF8String text) {
-    int length = text.numBytes();
-    if (text.getBaseObject() instanceof byte[] array) {
-      int from = (int) (text.getBaseOffset() - Platform.BYTE_ARRAY_OFFSET);
-      batch.add(column, array, from, from + length);
-    } else {
-      batch.add(column, text.getBytes(), 0, length);
-    }
-    return length;
-  }
-
-  private void keep(int column, Object value) {
-    if (columns.get(column).way() == TableColumn.Way.KEPT) {
-      if (kept[column] == null) {
-        kept[column] = new Object[MOST_ROWS];
-      }
-      kept[column][passed.size()] = value;
-    }
-  }
-
   private void read(Batch batch) {
-    Integer[][] codes = new Integer[columns.size()][];
+    Integer[][] codes = new Integer[columns.length][];
     for (FieldError error : batch.errors()) {
       report(error.row(), error.column(), error.code(), error.message());
       if (codes[error.column()] == null) {
@@ -208,54 +198,21 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
       }
       codes[error.column()][error.row()] = error.code();
     }
-    int result = 0;
-    for (int column = 0; column < ordinals.length; column++) {
-      if (columns.get(column).sent()) {
-        read(batch, column, codes[column], masked[result++]);
+    for (int i = 0; i < columns.length; i++) {
+      int column = i;
+      if (columns[i] != null) {
+        columns[i].read(batch, codes[i], row -> reportOutOfRange(row, column));
       }
     }
+  }
+
+  private void reportOutOfRange(int row, int column) {
+    String reason = "the column's type cannot hold the masked value";
+    report(row, column, MaskingErrors.OUT_OF_RANGE, reason);
   }
 
   private void report(int row, int column, int code, String reason) {
     step.errors().add(1);
     masking.report(before + row, column, code, reason);
-  }
-
-  private void read(Batch batch, int index, Integer[] codes, Object[] target) {
-    TableColumn column = columns.get(index);
-    byte[] utf8 = batch.copyUtf8(index, offsets, nulls);
-    for (int row = 0; row < passed.size(); row++) {
-      Integer code = codes == null ? null : codes[row];
-      target[row] =
-          switch (column.way()) {
-            case KEPT -> code == null ? kept[index][row] : null;
-            case TRIED -> tried(index, row, utf8, code);
-            default -> value(index, row, utf8);
-          };
-    }
-  }
-
-  private Object tried(int index, int row, byte[] utf8, Integer code) {
-    Object value = code == null ? value(index, row, utf8) : null;
-    boolean lost = code == null && value == null && !nulls[row];
-    Integer told = lost ? (Integer) MaskingErrors.OUT_OF_RANGE : code;
-    return new GenericInternalRow(new Object[] {value, told});
-  }
-
-  private Object value(int index, int row, byte[] utf8) {
-    if (nulls[row]) {
-      return null;
-    }
-    int length = offsets[row + 1] - offsets[row];
-    Form form = columns.get(index).form();
-    if (form.isText()) {
-      return UTF8String.fromBytes(utf8, offsets[row], length);
-    }
-    Object value = form.value(new String(utf8, offsets[row], length, StandardCharsets.US_ASCII));
-    if (value == null) {
-      String reason = "the column's type cannot hold the masked value";
-      report(row, index, MaskingErrors.OUT_OF_RANGE, reason);
-    }
-    return value;
   }
 }
