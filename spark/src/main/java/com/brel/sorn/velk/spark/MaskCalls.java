@@ -58,7 +58,7 @@ final class MaskCalls {
 
   private boolean canBeMade(VelkMask call, boolean free) {
     boolean sameKey = found.values().stream().allMatch(one -> one.key().equals(call.key()));
-    return sameKey && !call.rule().namesAColumn() && (free || cannotFail(call.value()));
+    return sameKey && (free || cannotFail(call.value()));
   }
 
   private static boolean cannotFail(Expression value) {
