@@ -3,14 +3,11 @@ package com.brel.sorn.velk.spark;
 import com.brel.sorn.velk.masking.Batch;
 import com.brel.sorn.velk.masking.FieldError;
 import java.io.Serializable;
-import java.math.BigDecimal;
 import java.nio.charset.StandardCharsets;
 import java.util.List;
 import java.util.Optional;
 import org.apache.spark.TaskContext;
 import org.apache.spark.sql.catalyst.expressions.GenericInternalRow;
-import org.apache.spark.sql.types.Decimal;
-import org.apache.spark.sql.types.DecimalType;
 import org.apache.spark.unsafe.types.UTF8String;
 
 /** Masks values one by one, as Spark holds them, in a task: the code that it generates calls it. */
@@ -75,7 +72,7 @@ public final class ValueMasking implements Serializable {
       byte[] bytes = text.getBytes();
       batch.add(0, bytes, 0, bytes.length);
     } else {
-      batch.add(0, form.text(value instanceof Decimal number ? number.toJavaBigDecimal() : value));
+      batch.add(0, form.text(value));
     }
   }
 
@@ -89,18 +86,14 @@ public final class ValueMasking implements Serializable {
     }
     byte[] text = new byte[batch.length(0, 0)];
     batch.copyUtf8(0, 0, text, 0);
-    Object value = form.isText() ? UTF8String.fromBytes(text) : inner(text);
+    Object value =
+        form.isText()
+            ? UTF8String.fromBytes(text)
+            : form.value(new String(text, StandardCharsets.US_ASCII));
     if (!tries) {
       return value;
     }
     return tried(value, value == null ? MaskingErrors.OUT_OF_RANGE : null);
-  }
-
-  private Object inner(byte[] text) {
-    Object value = form.value(new String(text, StandardCharsets.US_ASCII));
-    return value instanceof BigDecimal number && form.type() instanceof DecimalType type
-        ? Decimal.apply(number, type.precision(), type.scale())
-        : value;
   }
 
   private static Object tried(Object value, Integer code) {

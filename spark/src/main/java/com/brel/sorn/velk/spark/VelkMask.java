@@ -109,16 +109,40 @@ public final class VelkMask extends Expression implements Unevaluable, Serializa
 
   private ValueMasking masking() {
     if (masking == null) {
-      DataType type = value.dataType();
-      Form form =
-          Form.of(type, DateTimeUtils.getZoneId(zone))
-              .orElseThrow(
-                  () ->
-                      new IllegalArgumentException(
-                          "values of the type " + type.simpleString() + " cannot be masked"));
+      Form form = form();
       masking = new ValueMasking(ValueRule.maskingString(rule, key, form.declared()), form, tries);
     }
     return masking;
+  }
+
+  /**
+   * How the values are masked.
+   *
+   * @throws IllegalArgumentException if there is no way for their type
+   */
+  Form form() {
+    DataType type = value.dataType();
+    return Form.of(type, DateTimeUtils.getZoneId(zone))
+        .orElseThrow(
+            () ->
+                new IllegalArgumentException(
+                    "values of the type " + type.simpleString() + " cannot be masked"));
+  }
+
+  Expression value() {
+    return value;
+  }
+
+  ValueRule rule() {
+    return ValueRule.of(rule);
+  }
+
+  String key() {
+    return key;
+  }
+
+  boolean tries() {
+    return tries;
   }
 
   @Override
