@@ -15,6 +15,10 @@ import java.util.regex.Pattern;
 final class ValueRule {
   static final String COLUMN = "value";
 
+  /** The text is not told: whoever takes a rule for a masking string may have a key in it. */
+  private static final String NO_RULE =
+      "a rule is a function with its arguments and no more, such as hash(length=12)";
+
   private static final Pattern RULE =
       Pattern.compile("\\s*([A-Za-z][A-Za-z0-9_]*)(?:\\((.*)\\))?\\s*", Pattern.DOTALL);
 
@@ -35,7 +39,7 @@ final class ValueRule {
   static String maskingString(String text, String key, Type type) {
     Matcher rule = RULE.matcher(text);
     if (!rule.matches()) {
-      throw new IllegalArgumentException("\"" + text + "\" is no rule, such as hash(length=12)");
+      throw new IllegalArgumentException(NO_RULE);
     }
     Engine engine = ProcessEngine.get();
     String arguments = rule.group(2) == null ? "" : rule.group(2);
@@ -44,17 +48,17 @@ final class ValueRule {
       service.key(key);
     }
     service.column(COLUMN, type, Rule.function(rule.group(1), arguments));
-    requireOneRule(service.toString(), text, arguments);
+    requireOneRule(service.toString(), arguments);
     return service.toString();
   }
 
   /** A text with a parenthesis too many could say more than a rule. */
-  private static void requireOneRule(String maskingString, String text, String arguments) {
+  private static void requireOneRule(String maskingString, String arguments) {
     try (ParsedService table = ProcessEngine.table(maskingString, List.of(COLUMN))) {
       ColumnRule column = table.columns().get(0);
       boolean same = withoutBlanks(column.rule().arguments()).equals(withoutBlanks(arguments));
       if (!same || table.onError().way() != OnError.Way.ERROR) {
-        throw new IllegalArgumentException("\"" + text + "\" says more than a rule");
+        throw new IllegalArgumentException(NO_RULE);
       }
     }
   }

@@ -1,7 +1,9 @@
 package com.brel.sorn.velk.spark;
 
 import com.brel.sorn.velk.VELKException;
+import com.brel.sorn.velk.masking.TableException;
 import java.io.Serializable;
+import java.time.ZoneId;
 import java.util.List;
 import java.util.Objects;
 import org.apache.spark.sql.catalyst.InternalRow;
@@ -24,7 +26,8 @@ import scala.jdk.javaapi.CollectionConverters;
 
 /**
  * {@code velk_mask(value, rule)} and {@code velk_try_mask(value, rule)} in a plan: the same value
- * always gives the same result.
+ * always gives the same result. Where the value is a struct, the rule is a masking string and the
+ * struct is masked as a row by it.
  *
  * <p>It is marked as one that cannot be evaluated, though tasks evaluate it, because that mark
  * keeps the optimizer from doing so: the driver need not have the key. A constant is masked by a
@@ -40,13 +43,13 @@ public final class VelkMask extends Expression implements Unevaluable, Serializa
   private final String key;
   private final String zone;
   private final boolean tries;
-  private transient ValueMasking masking;
+  private transient InternalMasking masking;
 
   /**
    * Describes a call; Spark copies plans by this.
    *
    * @param value what is masked
-   * @param rule the rule as it was written
+   * @param rule the rule, or of a struct the masking string, as it was written
    * @param key where tasks find the key, empty for nowhere
    * @param zone the session's time zone
    * @param tries whether the result tells an error's code
@@ -71,6 +74,9 @@ public final class VelkMask extends Expression implements Unevaluable, Serializa
 
   @Override
   public DataType dataType() {
+    if (value.dataType() instanceof StructType row) {
+      return RowMasking.masked(row);
+    }
     return tries
         ? new StructType().add("value", value.dataType()).add("error", DataTypes.IntegerType)
         : value.dataType();
@@ -102,23 +108,37 @@ public final class VelkMask extends Expression implements Unevaluable, Serializa
     try {
       masking();
       return TypeCheckResult.TypeCheckSuccess$.MODULE$;
-    } catch (IllegalArgumentException | VELKException e) {
+    } catch (IllegalArgumentException | TableException | VELKException e) {
       return new TypeCheckResult.TypeCheckFailure(e.getMessage());
     }
   }
 
-  private ValueMasking masking() {
+  private InternalMasking masking() {
     if (masking == null) {
-      DataType type = value.dataType();
-      Form form =
-          Form.of(type, DateTimeUtils.getZoneId(zone))
-              .orElseThrow(
-                  () ->
-                      new IllegalArgumentException(
-                          "values of the type " + type.simpleString() + " cannot be masked"));
-      masking = new ValueMasking(ValueRule.maskingString(rule, key, form.declared()), form, tries);
+      ZoneId session = DateTimeUtils.getZoneId(zone);
+      masking =
+          value.dataType() instanceof StructType row
+              ? rowMasking(row, session)
+              : valueMasking(value.dataType(), session);
     }
     return masking;
+  }
+
+  private RowMasking rowMasking(StructType row, ZoneId session) {
+    if (tries) {
+      throw new IllegalArgumentException("rows are masked by velk_mask, single values by this");
+    }
+    return RowMasking.of(rule, key, row, session);
+  }
+
+  private ValueMasking valueMasking(DataType type, ZoneId session) {
+    Form form =
+        Form.of(type, session)
+            .orElseThrow(
+                () ->
+                    new IllegalArgumentException(
+                        "values of the type " + type.simpleString() + " cannot be masked"));
+    return new ValueMasking(ValueRule.maskingString(rule, key, form.declared()), form, tries);
   }
 
   @Override
@@ -129,7 +149,7 @@ public final class VelkMask extends Expression implements Unevaluable, Serializa
   @Override
   public ExprCode doGenCode(CodegenContext context, ExprCode code) {
     ExprCode given = value.genCode(context);
-    String masking = context.addReferenceObj("masking", masking(), ValueMasking.class.getName());
+    String masking = context.addReferenceObj("masking", masking(), InternalMasking.class.getName());
     String result = context.freshName("masked");
     String boxed = CodeGenerator.boxedType(dataType());
     String java = CodeGenerator.javaType(dataType());

@@ -1,7 +1,6 @@
 package com.brel.sorn.velk.spark;
 
 import com.brel.sorn.velk.masking.ColumnRule;
-import com.brel.sorn.velk.masking.OnError;
 import com.brel.sorn.velk.masking.ParsedService;
 import com.brel.sorn.velk.masking.Type;
 import java.time.ZoneId;
@@ -68,17 +67,19 @@ public final class VelkMasking {
     TableMasking masking;
     try (ParsedService table =
         ProcessEngine.table(maskingString, Arrays.stream(fields).map(StructField::name).toList())) {
-      masking = masking(maskingString, table, fields, zone, errors);
+      List<TableColumn> columns = columns(table, fields, zone);
+      masking = new TableMasking(maskingString, columns, table.onError(), errors);
     }
     return masked(rows, fields, masking);
   }
 
-  private static TableMasking masking(
-      String maskingString,
-      ParsedService table,
-      StructField[] fields,
-      ZoneId zone,
-      MaskingErrors errors) {
+  /**
+   * Gives each column of a table the form of its values.
+   *
+   * @throws IllegalArgumentException if a column's type cannot hold what its rule gives: with the
+   *     places of all such rules
+   */
+  static List<TableColumn> columns(ParsedService table, StructField[] fields, ZoneId zone) {
     List<ColumnRule> rules = table.columns();
     List<String> findings = new ArrayList<>();
     // Whose values another rule goes by is not looked for: a few more that are sent do no harm.
@@ -95,8 +96,7 @@ public final class VelkMasking {
     if (!findings.isEmpty()) {
       throw new IllegalArgumentException(String.join("\n", findings));
     }
-    OnError onError = table.onError();
-    return new TableMasking(maskingString, columns, onError, errors);
+    return columns;
   }
 
   /** Texts are shown to the engine even so: what is no text is an error, as in a file. */
