@@ -301,6 +301,25 @@ public final class Batch implements AutoCloseable {
   }
 
   /**
+   * Copies all masked values of a column, one behind another. Other than where one value is read,
+   * an error that nothing replaces is a null value here.
+   *
+   * @param column the column
+   * @param offsets gets where each row's value starts, and behind the last one where that ends
+   * @param nulls gets for each row whether its value is null
+   * @return the values in UTF-8
+   * @throws IndexOutOfBoundsException if there is no such column, or no room for all rows
+   * @throws IllegalStateException if the rows are not masked
+   */
+  public byte[] copyUtf8(int column, int[] offsets, boolean[] nulls) {
+    requireMasked();
+    Objects.checkIndex(column, columns.length);
+    Objects.checkIndex(rows, offsets.length);
+    Objects.checkFromIndexSize(0, rows, nulls.length);
+    return results[column].copy(rows, offsets, nulls);
+  }
+
+  /**
    * Reads a masked value.
    *
    * @param row the row

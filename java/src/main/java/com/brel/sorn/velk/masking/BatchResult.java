@@ -50,4 +50,17 @@ final class BatchResult {
       bytes.buffer.get(offsets.buffer.getInt(4 * row), target, at, length);
     }
   }
+
+  /** All values, the places of which are written as well. */
+  byte[] copy(int rows, int[] ends, boolean[] nulls) {
+    offsets.buffer.asIntBuffer().get(0, ends, 0, rows + 1);
+    for (int row = 0; row < rows; row++) {
+      nulls[row] = isNull(row);
+    }
+    byte[] all = new byte[ends[rows]];
+    if (all.length > 0) {
+      bytes.buffer.get(0, all);
+    }
+    return all;
+  }
 }

@@ -155,6 +155,45 @@ class BatchTest {
   }
 
   @Test
+  void aColumnIsCopiedAsAWhole() {
+    try (MaskingService service = service("name=keep born=noise(percent=9) born.type=integer");
+        Batch batch = service.batch()) {
+      fill(batch, List.of(row("Zo\u00eb", "no"), row(null, "1"), row("", null), row("Ada", "2")));
+      assertThrows(
+          IllegalStateException.class, () -> batch.copyUtf8(0, new int[5], new boolean[4]));
+      batch.mask();
+      int[] offsets = {-1, -1, -1, -1, -1, 99};
+      boolean[] nulls = {true, false, true, true, true};
+      assertArrayEquals(utf8("Zo\u00ebAda"), batch.copyUtf8(0, offsets, nulls));
+      assertArrayEquals(new int[] {0, 4, 4, 4, 7, 99}, offsets);
+      assertArrayEquals(new boolean[] {false, true, false, false, true}, nulls);
+      byte[] numbers = batch.copyUtf8(1, offsets, nulls);
+      assertArrayEquals(new boolean[] {true, false, true, false, true}, nulls);
+      assertEquals(batch.string(3, 1), new String(numbers, offsets[3], offsets[4] - offsets[3]));
+      assertThrows(
+          IndexOutOfBoundsException.class, () -> batch.copyUtf8(2, offsets, nulls), "column");
+      assertThrows(
+          IndexOutOfBoundsException.class, () -> batch.copyUtf8(0, new int[4], nulls), "offsets");
+      assertThrows(
+          IndexOutOfBoundsException.class, () -> batch.copyUtf8(0, offsets, new boolean[3]));
+    }
+  }
+
+  @Test
+  void aColumnOfNullsIsCopied() {
+    try (MaskingService service = service("name=keep");
+        Batch batch = service.batch()) {
+      fill(batch, List.of(row((String) null)));
+      batch.mask();
+      assertArrayEquals(new byte[0], batch.copyUtf8(0, new int[2], new boolean[1]));
+    }
+  }
+
+  private static List<String> row(String... values) {
+    return Arrays.asList(values);
+  }
+
+  @Test
   void whatIsNoTextIsAnErrorOfItsField() {
     try (MaskingService service = service("a=keep b=hash");
         Batch batch = service.batch()) {

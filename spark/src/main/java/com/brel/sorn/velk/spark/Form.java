@@ -16,13 +16,14 @@ import java.time.temporal.TemporalAccessor;
 import java.util.Optional;
 import org.apache.spark.sql.types.DataType;
 import org.apache.spark.sql.types.DataTypes;
+import org.apache.spark.sql.types.Decimal;
 import org.apache.spark.sql.types.DecimalType;
 import org.apache.spark.sql.types.StringType;
 
 /**
- * How the values of a type of Spark are written for the engine, and read again. Numbers are given
- * as Java has them, decimals as {@link BigDecimal}, dates as days and timestamps as microseconds
- * from 1970 on; texts go over as they are.
+ * How the values of a type of Spark are written for the engine, and read again. They are given as
+ * rows of Spark hold them: dates as days and timestamps as microseconds from 1970 on; texts go over
+ * as they are.
  *
  * @param type the type
  * @param zone where timestamps are told, which is the session's: Spark writes them so, too
@@ -116,6 +117,9 @@ record Form(DataType type, ZoneId zone) implements Serializable {
     if (isTimestamp(type)) {
       return Values.text(LocalDateTime.ofInstant(instant((Long) value), zone));
     }
+    if (value instanceof Decimal number) {
+      return Values.text(number.toJavaBigDecimal());
+    }
     boolean isNumber = !hasBinaryPoint(type) || Double.isFinite(((Number) value).doubleValue());
     return isNumber ? Values.text(value) : value.toString();
   }
@@ -147,7 +151,9 @@ record Form(DataType type, ZoneId zone) implements Serializable {
     }
     if (type instanceof DecimalType decimal) {
       BigDecimal number = new BigDecimal(text).setScale(decimal.scale());
-      return number.precision() <= decimal.precision() ? number : null;
+      return number.precision() <= decimal.precision()
+          ? Decimal.apply(number, decimal.precision(), decimal.scale())
+          : null;
     }
     return hasBinaryPoint(type) ? binaryPoint(text) : integer(Long.parseLong(text));
   }

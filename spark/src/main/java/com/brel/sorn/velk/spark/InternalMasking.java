@@ -2,12 +2,9 @@ package com.brel.sorn.velk.spark;
 
 import com.brel.sorn.velk.masking.Batch;
 import java.io.Serializable;
-import java.math.BigDecimal;
 import java.nio.charset.StandardCharsets;
 import java.util.List;
 import org.apache.spark.TaskContext;
-import org.apache.spark.sql.types.Decimal;
-import org.apache.spark.sql.types.DecimalType;
 import org.apache.spark.unsafe.types.UTF8String;
 
 /** Masks what Spark holds, one by one, in a task: the code that it generates calls it. */
@@ -81,8 +78,7 @@ public abstract class InternalMasking implements Serializable {
       byte[] bytes = text.getBytes();
       batch.add(column, bytes, 0, bytes.length);
     } else {
-      batch.add(
-          column, form.text(value instanceof Decimal number ? number.toJavaBigDecimal() : value));
+      batch.add(column, form.text(value));
     }
   }
 
@@ -93,9 +89,6 @@ public abstract class InternalMasking implements Serializable {
     if (form.isText()) {
       return UTF8String.fromBytes(text);
     }
-    Object value = form.value(new String(text, StandardCharsets.US_ASCII));
-    return value instanceof BigDecimal number && form.type() instanceof DecimalType type
-        ? Decimal.apply(number, type.precision(), type.scale())
-        : value;
+    return form.value(new String(text, StandardCharsets.US_ASCII));
   }
 }

@@ -2,139 +2,217 @@ package com.brel.sorn.velk.spark;
 
 import com.brel.sorn.velk.masking.Batch;
 import com.brel.sorn.velk.masking.FieldError;
-import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
-import java.util.Iterator;
 import java.util.List;
 import java.util.NoSuchElementException;
-import org.apache.spark.sql.Row;
-import org.apache.spark.sql.RowFactory;
+import org.apache.spark.PartitionEvaluator;
+import org.apache.spark.PartitionEvaluatorFactory;
+import org.apache.spark.sql.catalyst.InternalRow;
+import org.apache.spark.sql.catalyst.expressions.Attribute;
+import org.apache.spark.sql.catalyst.expressions.Expression;
+import org.apache.spark.sql.catalyst.expressions.JoinedRow;
+import org.apache.spark.sql.catalyst.expressions.UnsafeProjection;
+import org.apache.spark.sql.execution.metric.SQLMetric;
+import scala.collection.AbstractIterator;
+import scala.collection.Iterator;
+import scala.collection.immutable.Seq;
 
 /** The rows of a part of a table, masked some at a time as they are asked for. */
-final class MaskedPart implements Iterator<Row> {
-  static final int MOST_ROWS = 1000;
+final class MaskedPart extends AbstractIterator<InternalRow> {
+  /** Enough to make the engine's calls few, and so few that they stay in a processor's cache. */
+  static final int MOST_ROWS = 250;
 
   /** Of large values a batch has fewer rows. */
   private static final int ENOUGH_BYTES = 4 << 20;
 
+  /**
+   * The step of a plan as it is sent to tasks.
+   *
+   * @param inputs the columns that the engine is shown
+   * @param results what becomes of each of these
+   * @param list what comes out, by the given columns and the results
+   * @param given the columns of the rows that come in
+   */
+  record Step(
+      TableMasking masking,
+      List<Attribute> inputs,
+      List<Attribute> results,
+      List<Expression> list,
+      List<Attribute> given,
+      SQLMetric rows,
+      SQLMetric errors)
+      implements PartitionEvaluatorFactory<InternalRow, InternalRow> {
+    @Override
+    public PartitionEvaluator<InternalRow, InternalRow> createEvaluator() {
+      return this::eval;
+    }
+
+    private Iterator<InternalRow> eval(int part, Seq<Iterator<InternalRow>> rows) {
+      return new MaskedPart(this, rows.apply(0));
+    }
+
+    /** Which given columns are read behind the masking. */
+    private List<Attribute> passed() {
+      return Plans.references(list).stream().filter(one -> Plans.indexOf(one, given) >= 0).toList();
+    }
+
+    private int[] ordinals() {
+      return inputs.stream().mapToInt(one -> Plans.indexOf(one, given)).toArray();
+    }
+  }
+
+  private final Step step;
   private final TableMasking masking;
-  private final List<TableColumn> columns;
-  private final Iterator<Row> rows;
+  private final Iterator<InternalRow> rows;
   private final TaskBatch task;
 
-  private final List<Row> given = new ArrayList<>();
-  private List<Row> masked = List.of();
+  /** For each column of the masking what the engine is shown, null where that is nothing. */
+  private final MaskedColumn[] columns;
+
+  private final UnsafeProjection passes;
+  private final UnsafeProjection completes;
+  private final List<InternalRow> passed = new ArrayList<>();
+  private final MaskedRow results;
+  private final JoinedRow joined = new JoinedRow();
+
+  /** How many rows of the batch are masked, and how many of these were asked for. */
+  private int ready;
+
   private int next;
 
   /** The rows of all batches before. */
   private long before;
 
-  MaskedPart(TableMasking masking, Iterator<Row> rows) {
-    this.masking = masking;
-    this.columns = masking.columns();
+  MaskedPart(Step step, Iterator<InternalRow> rows) {
+    this.step = step;
+    this.masking = step.masking();
     this.rows = rows;
     this.task = new TaskBatch(masking.maskingString(), masking.names());
+    this.columns = new MaskedColumn[masking.columns().size()];
+    this.results = new MaskedRow(columns());
+    List<Attribute> passing = step.passed();
+    // A copy of the whole row costs less than to take most of it apart.
+    boolean whole = 2 * passing.size() > step.given().size();
+    passing = whole ? step.given() : passing;
+    this.passes =
+        whole ? null : UnsafeProjection.create(Plans.seq(passing), Plans.seq(step.given()));
+    List<Attribute> all = new ArrayList<>(passing);
+    all.addAll(step.results());
+    this.completes = UnsafeProjection.create(Plans.seq(step.list()), Plans.seq(all));
+  }
+
+  /** Describes the columns that are sent, in their order. */
+  private List<MaskedColumn> columns() {
+    int[] ordinals = step.ordinals();
+    List<MaskedColumn> sent = new ArrayList<>();
+    for (int i = 0; i < columns.length; i++) {
+      TableColumn column = masking.columns().get(i);
+      if (column.sent()) {
+        columns[i] = new MaskedColumn(i, ordinals[sent.size()], column);
+        sent.add(columns[i]);
+      }
+    }
+    return sent;
   }
 
   @Override
   public boolean hasNext() {
-    if (next < masked.size()) {
+    if (next < ready) {
       return true;
     }
-    if (!rows.hasNext()) {
-      // What is at its end need not wait for that of the task.
-      masked = List.of();
-      next = 0;
-      task.end();
-      return false;
+    leaveBatch();
+    try {
+      if (!rows.hasNext()) {
+        task.end(); // That need not wait for the end of the task.
+        return false;
+      }
+      maskBatch();
+      return true;
+    } catch (Throwable e) {
+      task.end(); // Whoever asks again must not get a row of half a batch.
+      throw e;
     }
-    maskBatch();
-    return true;
   }
 
   @Override
-  public Row next() {
+  public InternalRow next() {
     if (!hasNext()) {
       throw new NoSuchElementException();
     }
-    return masked.get(next++);
+    InternalRow row = joined.apply(passed.get(next), results.at(next));
+    next++;
+    return completes.apply(row);
+  }
+
+  private void leaveBatch() {
+    before += ready;
+    ready = 0;
+    next = 0;
+    passed.clear();
+    for (MaskedColumn column : columns) {
+      if (column != null) {
+        column.clear();
+      }
+    }
   }
 
   private void maskBatch() {
-    // Not under the monitor: they may take any time to come.
-    takeRows();
+    long bytes = 0;
+    while (passed.size() < MOST_ROWS && bytes < ENOUGH_BYTES && rows.hasNext()) {
+      // Not under the monitor: it may take any time to come.
+      InternalRow row = rows.next();
+      synchronized (task) {
+        bytes += add(task.batch(), row);
+      }
+      passed.add((passes == null ? row : passes.apply(row)).copy());
+    }
     synchronized (task) {
       Batch batch = task.batch();
-      given.forEach(row -> add(batch, row));
       batch.mask();
-      masked = results(batch);
+      read(batch);
     }
-    next = 0;
-    before += given.size();
-    given.clear();
+    ready = passed.size();
+    step.rows().add(ready);
   }
 
-  private void takeRows() {
-    long bytes = 0;
-    while (given.size() < MOST_ROWS && bytes < ENOUGH_BYTES && rows.hasNext()) {
-      Row row = rows.next();
-      given.add(row);
-      for (int column = 0; column < columns.size(); column++) {
-        bytes += row.get(column) instanceof byte[] text ? text.length : 0;
-      }
-    }
-  }
-
-  private void add(Batch batch, Row row) {
-    for (int i = 0; i < columns.size(); i++) {
-      TableColumn column = columns.get(i);
-      Object value = column.sent() ? row.get(i) : null;
-      if (value == null) {
+  /** Adds a row; tells how many bytes its texts have. */
+  private int add(Batch batch, InternalRow row) {
+    int bytes = 0;
+    for (int i = 0; i < columns.length; i++) {
+      if (columns[i] == null) {
         batch.addNull(i);
-      } else if (column.form().isText()) {
-        byte[] text = (byte[]) value;
-        batch.add(i, text, 0, text.length);
       } else {
-        batch.add(i, column.text(value));
+        bytes += columns[i].add(batch, row, passed.size());
       }
     }
     batch.endRow();
+    return bytes;
   }
 
-  private List<Row> results(Batch batch) {
-    Object[][] values = new Object[given.size()][columns.size()];
+  private void read(Batch batch) {
+    Integer[][] codes = new Integer[columns.length][];
     for (FieldError error : batch.errors()) {
-      masking.report(before + error.row(), error.column(), error.code(), error.message());
-    }
-    List<Row> results = new ArrayList<>(values.length);
-    for (int row = 0; row < values.length; row++) {
-      for (int column = 0; column < columns.size(); column++) {
-        values[row][column] = result(batch, row, column);
+      report(error.row(), error.column(), error.code(), error.message());
+      if (codes[error.column()] == null) {
+        codes[error.column()] = new Integer[MOST_ROWS];
       }
-      results.add(RowFactory.create(values[row]));
+      codes[error.column()][error.row()] = error.code();
     }
-    return results;
+    for (int i = 0; i < columns.length; i++) {
+      int column = i;
+      if (columns[i] != null) {
+        columns[i].read(batch, codes[i], row -> reportOutOfRange(row, column));
+      }
+    }
   }
 
-  private Object result(Batch batch, int row, int index) {
-    TableColumn column = columns.get(index);
-    boolean bad = batch.error(row, index).isPresent();
-    if (column.kept() && !bad) {
-      return given.get(row).get(index);
-    }
-    if (bad && (column.kept() || !masking.replaces()) || batch.isNull(row, index)) {
-      return null;
-    }
-    byte[] text = new byte[batch.length(row, index)];
-    batch.copyUtf8(row, index, text, 0);
-    if (column.form().isText()) {
-      return text;
-    }
-    Object value = column.value(new String(text, StandardCharsets.US_ASCII));
-    if (value == null) {
-      String reason = "the column's type cannot hold the masked value";
-      masking.report(before + row, index, MaskingErrors.OUT_OF_RANGE, reason);
-    }
-    return value;
+  private void reportOutOfRange(int row, int column) {
+    String reason = "the column's type cannot hold the masked value";
+    report(row, column, MaskingErrors.OUT_OF_RANGE, reason);
+  }
+
+  private void report(int row, int column, int code, String reason) {
+    step.errors().add(1);
+    masking.report(before + row, column, code, reason);
   }
 }

@@ -5,6 +5,7 @@ import com.brel.sorn.velk.masking.Batch;
 import com.brel.sorn.velk.masking.FieldError;
 import com.brel.sorn.velk.masking.OnError;
 import com.brel.sorn.velk.masking.ParsedService;
+import com.brel.sorn.velk.spark.TableColumn.Way;
 import java.time.ZoneId;
 import java.util.Arrays;
 import java.util.List;
@@ -99,7 +100,7 @@ final class RowMasking extends InternalMasking {
   }
 
   private Object given(InternalRow row, int column) {
-    return row.get(column, type.fields()[column].dataType());
+    return row.isNullAt(column) ? null : row.get(column, type.fields()[column].dataType());
   }
 
   @Override
@@ -116,11 +117,14 @@ final class RowMasking extends InternalMasking {
 
   private Object result(Batch batch, InternalRow row, int index) {
     TableColumn column = columns.get(index);
-    boolean bad = batch.error(0, index).isPresent();
-    if (column.kept() && !bad) {
-      return row.isNullAt(index) ? null : given(row, index);
+    if (column.way() == Way.AROUND) {
+      return column.rule().equals("null") ? null : given(row, index);
     }
-    boolean replaced = onError == OnError.Way.REPLACEMENT && !column.kept();
+    boolean bad = batch.error(0, index).isPresent();
+    if (column.way() == Way.KEPT) {
+      return bad ? null : given(row, index);
+    }
+    boolean replaced = onError == OnError.Way.REPLACEMENT;
     if (bad && !replaced || batch.isNull(0, index)) {
       return null;
     }

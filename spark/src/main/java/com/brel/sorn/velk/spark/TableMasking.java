@@ -2,17 +2,17 @@ package com.brel.sorn.velk.spark;
 
 import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.masking.OnError;
-import java.util.Iterator;
+import java.io.Serializable;
 import java.util.List;
+import java.util.Objects;
+import java.util.stream.Collectors;
 import org.apache.spark.TaskContext;
-import org.apache.spark.api.java.function.MapPartitionsFunction;
-import org.apache.spark.sql.Row;
 
 /**
  * What a task needs to mask its rows, and all that is sent to it: the key is named in the string,
  * and read where the rows are.
  */
-final class TableMasking implements MapPartitionsFunction<Row, Row> {
+final class TableMasking implements Serializable {
   private static final long serialVersionUID = 1L;
 
   private final String maskingString;
@@ -23,11 +23,17 @@ final class TableMasking implements MapPartitionsFunction<Row, Row> {
   private final OnError.Way onError;
   private final MaskingErrors errors;
 
+  /**
+   * Describes the masking of some columns.
+   *
+   * @param columns all that the string has a rule for
+   * @param errors counts the values that cannot be masked, null where nobody counts them
+   */
   TableMasking(
-      String maskingString, List<TableColumn> columns, OnError onError, MaskingErrors errors) {
+      String maskingString, List<TableColumn> columns, OnError.Way onError, MaskingErrors errors) {
     this.maskingString = maskingString;
     this.columns = List.copyOf(columns);
-    this.onError = onError.way();
+    this.onError = onError;
     this.errors = errors;
   }
 
@@ -43,11 +49,6 @@ final class TableMasking implements MapPartitionsFunction<Row, Row> {
     return columns.stream().map(TableColumn::name).toList();
   }
 
-  /** Whether something takes the place of a value that could not be masked. */
-  boolean replaces() {
-    return onError == OnError.Way.REPLACEMENT;
-  }
-
   /**
    * Counts a value that could not be masked, or ends the task where the masking string says so.
    *
@@ -59,11 +60,28 @@ final class TableMasking implements MapPartitionsFunction<Row, Row> {
       String place = "partition " + TaskContext.getPartitionId() + ", row " + (row + 1);
       throw new VELKException(place + ", column \"" + name + "\": " + reason, code);
     }
-    errors.add(new MaskingErrors.Value(name, code));
+    if (errors != null) {
+      errors.add(new MaskingErrors.Value(name, code));
+    }
   }
 
   @Override
-  public Iterator<Row> call(Iterator<Row> rows) {
-    return new MaskedPart(this, rows);
+  public boolean equals(Object other) {
+    return other instanceof TableMasking masking
+        && maskingString.equals(masking.maskingString)
+        && columns.equals(masking.columns)
+        && onError == masking.onError
+        && errors == masking.errors;
+  }
+
+  @Override
+  public int hashCode() {
+    return Objects.hash(maskingString, columns, onError, System.identityHashCode(errors));
+  }
+
+  /** The rules, for a plan that is shown: where the key is stays out of it. */
+  @Override
+  public String toString() {
+    return columns.stream().map(TableColumn::toString).collect(Collectors.joining(", ", "(", ")"));
   }
 }

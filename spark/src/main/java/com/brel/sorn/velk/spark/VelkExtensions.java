@@ -37,6 +37,7 @@ public final class VelkExtensions implements SparkSessionExtensionsProvider {
   public BoxedUnit apply(SparkSessionExtensions extensions) {
     add(extensions, "velk_mask", false, ROWS + "; what cannot be masked is null.");
     add(extensions, "velk_try_mask", true, "; gives a struct of the result and an error's code.");
+    extensions.injectPlannerStrategy(session -> new MaskPlanning());
     return BoxedUnit.UNIT;
   }
 

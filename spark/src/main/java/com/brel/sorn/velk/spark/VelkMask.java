@@ -3,7 +3,6 @@ package com.brel.sorn.velk.spark;
 import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.masking.TableException;
 import java.io.Serializable;
-import java.time.ZoneId;
 import java.util.List;
 import java.util.Objects;
 import org.apache.spark.sql.catalyst.InternalRow;
@@ -115,30 +114,56 @@ public final class VelkMask extends Expression implements Unevaluable, Serializa
 
   private InternalMasking masking() {
     if (masking == null) {
-      ZoneId session = DateTimeUtils.getZoneId(zone);
-      masking =
-          value.dataType() instanceof StructType row
-              ? rowMasking(row, session)
-              : valueMasking(value.dataType(), session);
+      masking = value.dataType() instanceof StructType row ? rowMasking(row) : valueMasking();
     }
     return masking;
   }
 
-  private RowMasking rowMasking(StructType row, ZoneId session) {
+  private RowMasking rowMasking(StructType row) {
     if (tries) {
       throw new IllegalArgumentException("rows are masked by velk_mask, single values by this");
     }
-    return RowMasking.of(rule, key, row, session);
+    return RowMasking.of(rule, key, row, DateTimeUtils.getZoneId(zone));
   }
 
-  private ValueMasking valueMasking(DataType type, ZoneId session) {
-    Form form =
-        Form.of(type, session)
-            .orElseThrow(
-                () ->
-                    new IllegalArgumentException(
-                        "values of the type " + type.simpleString() + " cannot be masked"));
+  private ValueMasking valueMasking() {
+    Form form = form();
     return new ValueMasking(ValueRule.maskingString(rule, key, form.declared()), form, tries);
+  }
+
+  /**
+   * How single values are masked.
+   *
+   * @throws IllegalArgumentException if there is no way for their type
+   */
+  Form form() {
+    DataType type = value.dataType();
+    return Form.of(type, DateTimeUtils.getZoneId(zone))
+        .orElseThrow(
+            () ->
+                new IllegalArgumentException(
+                    "values of the type " + type.simpleString() + " cannot be masked"));
+  }
+
+  Expression value() {
+    return value;
+  }
+
+  /** Whether a row is masked by a masking string. */
+  boolean isOfRows() {
+    return value.dataType() instanceof StructType;
+  }
+
+  ValueRule rule() {
+    return ValueRule.of(rule);
+  }
+
+  String key() {
+    return key;
+  }
+
+  boolean tries() {
+    return tries;
   }
 
   @Override

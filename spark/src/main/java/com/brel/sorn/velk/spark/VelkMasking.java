@@ -3,23 +3,26 @@ package com.brel.sorn.velk.spark;
 import com.brel.sorn.velk.masking.ColumnRule;
 import com.brel.sorn.velk.masking.ParsedService;
 import com.brel.sorn.velk.masking.Type;
+import com.brel.sorn.velk.spark.TableColumn.Way;
 import java.time.ZoneId;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Objects;
 import java.util.Optional;
-import java.util.stream.IntStream;
-import org.apache.spark.sql.Column;
 import org.apache.spark.sql.Dataset;
-import org.apache.spark.sql.Encoders;
 import org.apache.spark.sql.Row;
+import org.apache.spark.sql.catalyst.expressions.Attribute;
+import org.apache.spark.sql.catalyst.expressions.Expression;
+import org.apache.spark.sql.catalyst.expressions.Literal;
+import org.apache.spark.sql.catalyst.expressions.NamedExpression;
+import org.apache.spark.sql.catalyst.plans.logical.LogicalPlan;
+import org.apache.spark.sql.catalyst.plans.logical.Project;
 import org.apache.spark.sql.catalyst.util.DateTimeUtils;
-import org.apache.spark.sql.functions;
 import org.apache.spark.sql.types.DataType;
 import org.apache.spark.sql.types.DataTypes;
 import org.apache.spark.sql.types.StructField;
-import org.apache.spark.sql.types.StructType;
+import scala.Option;
 
 /** Masks tables of Spark by a masking string, as the command masks files by it. */
 public final class VelkMasking {
@@ -68,13 +71,13 @@ public final class VelkMasking {
     try (ParsedService table =
         ProcessEngine.table(maskingString, Arrays.stream(fields).map(StructField::name).toList())) {
       List<TableColumn> columns = columns(table, fields, zone);
-      masking = new TableMasking(maskingString, columns, table.onError(), errors);
+      masking = new TableMasking(maskingString, columns, table.onError().way(), errors);
     }
-    return masked(rows, fields, masking);
+    return masked(rows, masking);
   }
 
   /**
-   * Gives each column of a table the form of its values.
+   * Tells how each column of a table is masked.
    *
    * @throws IllegalArgumentException if a column's type cannot hold what its rule gives: with the
    *     places of all such rules
@@ -90,8 +93,10 @@ public final class VelkMasking {
       Optional<Form> form = Form.of(fields[i].dataType(), zone);
       flaw(fields[i], rules.get(i), form, table.place(i)).ifPresent(findings::add);
       boolean kept = isKept(rules.get(i), form);
-      boolean sent = form.isPresent() && (!kept || oneGoesByAnother);
-      columns.add(new TableColumn(fields[i].name(), form.orElse(null), kept, sent));
+      boolean goesAround = form.isEmpty() || kept && !oneGoesByAnother;
+      Way way = goesAround ? Way.AROUND : kept ? Way.KEPT : Way.MASKED;
+      String rule = rules.get(i).rule().toString();
+      columns.add(new TableColumn(fields[i].name(), rule, form.orElse(null), way));
     }
     if (!findings.isEmpty()) {
       throw new IllegalArgumentException(String.join("\n", findings));
@@ -135,21 +140,42 @@ public final class VelkMasking {
     return Optional.of(start + said + form.get().suggestion());
   }
 
-  /** Names of the columns' own making: a table may have a name twice, and dots in it. */
-  private static Dataset<Row> masked(
-      Dataset<Row> rows, StructField[] fields, TableMasking masking) {
-    String[] names =
-        IntStream.range(0, fields.length).mapToObj(i -> "c" + i).toArray(String[]::new);
-    Column[] in = new Column[fields.length];
-    Column[] out = new Column[fields.length];
-    StructType inside = new StructType();
-    for (int i = 0; i < fields.length; i++) {
-      DataType type = fields[i].dataType();
-      Column column = functions.col(names[i]);
-      in[i] = TableColumn.in(type, column).as(names[i]);
-      inside = inside.add(names[i], TableColumn.inside(type), true);
-      out[i] = TableColumn.out(type, column).as(fields[i].name(), fields[i].metadata());
+  /**
+   * The table with each column in its place, named anew even where it is kept: a table that is
+   * joined with itself has two of each.
+   */
+  private static Dataset<Row> masked(Dataset<Row> rows, TableMasking masking) {
+    org.apache.spark.sql.classic.Dataset<Row> table = classic(rows);
+    LogicalPlan plan = table.logicalPlan();
+    List<Attribute> given = Plans.list(plan.output());
+    List<Attribute> inputs = new ArrayList<>();
+    List<Attribute> results = new ArrayList<>();
+    List<NamedExpression> list = new ArrayList<>();
+    for (int i = 0; i < given.size(); i++) {
+      Attribute attribute = given.get(i);
+      TableColumn column = masking.columns().get(i);
+      Expression out = attribute;
+      if (column.sent()) {
+        inputs.add(attribute);
+        results.add(Plans.attribute(column.name(), attribute.dataType()));
+        out = results.get(results.size() - 1);
+      } else if (column.rule().equals("null")) {
+        out = Literal.create(null, attribute.dataType());
+      }
+      list.add(Plans.alias(out, attribute.name(), Option.apply(attribute.metadata())));
     }
-    return rows.toDF(names).select(in).mapPartitions(masking, Encoders.row(inside)).select(out);
+    LogicalPlan masked =
+        new Project(
+            Plans.seq(list), new MaskedTable(masking, Plans.seq(inputs), Plans.seq(results), plan));
+    MaskPlanning.install(table.sparkSession());
+    return org.apache.spark.sql.classic.Dataset.ofRows(table.sparkSession(), masked);
+  }
+
+  private static org.apache.spark.sql.classic.Dataset<Row> classic(Dataset<Row> rows) {
+    if (rows instanceof org.apache.spark.sql.classic.Dataset<Row> table) {
+      return table;
+    }
+    throw new IllegalArgumentException(
+        "a table of Spark Connect is masked on the server, by velk_mask");
   }
 }

@@ -80,7 +80,7 @@ class RowMaskingTest {
             + " born=dateshift(days=9, by=id) born.type=date seen=dateshift(days=9, by=id)"
             + " seen.type=timestamp local=dateshift(days=9, by=name) local.type=timestamp";
     Dataset<Row> expected = VelkMasking.mask(rows, rules);
-    assertEquals(expected.schema(), mask(rows, rules).schema());
+    assertEquals(RowMasking.masked(expected.schema()), mask(rows, rules).schema());
     assertEquals(sorted(expected), sorted(mask(rows, rules)));
     spark.conf().set("spark.sql.codegen.wholeStage", false);
     spark.conf().set("spark.sql.codegen.factoryMode", "NO_CODEGEN");
@@ -112,7 +112,7 @@ class RowMaskingTest {
             + "$1=hash $2=keep \"`\"=hash \"it's \\\"A\\\"\"=hash \" \"=hash"
             + " \"Straße\"=hash $7=hash";
     Dataset<Row> expected = VelkMasking.mask(rows, rules);
-    assertEquals(expected.schema(), mask(rows, rules).schema());
+    assertEquals(RowMasking.masked(expected.schema()), mask(rows, rules).schema());
     assertEquals(sorted(expected), sorted(mask(rows, rules)));
     assertFalse(mask(rows, rules).first().toString().contains("Ada"));
   }

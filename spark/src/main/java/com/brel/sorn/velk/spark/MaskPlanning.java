@@ -1,0 +1,111 @@
+package com.brel.sorn.velk.spark;
+
+import java.util.ArrayList;
+import java.util.LinkedHashMap;
+import java.util.List;
+import java.util.Map;
+import org.apache.spark.sql.catalyst.expressions.Alias;
+import org.apache.spark.sql.catalyst.expressions.Attribute;
+import org.apache.spark.sql.catalyst.expressions.Expression;
+import org.apache.spark.sql.catalyst.expressions.NamedExpression;
+import org.apache.spark.sql.catalyst.plans.logical.LogicalPlan;
+import org.apache.spark.sql.catalyst.plans.logical.Project;
+import org.apache.spark.sql.classic.SparkSession;
+import org.apache.spark.sql.execution.SparkPlan;
+import org.apache.spark.sql.execution.SparkStrategy;
+import scala.Option;
+import scala.collection.immutable.Seq;
+
+/** Plans the masking of tables, and of columns by functions, in batches. */
+final class MaskPlanning extends SparkStrategy {
+  /** For a session that was made before this jar was there. */
+  static synchronized void install(SparkSession session) {
+    List<SparkStrategy> known = Plans.list(session.sessionState().planner().strategies());
+    if (known.stream().noneMatch(MaskPlanning.class::isInstance)) {
+      List<SparkStrategy> extra =
+          new ArrayList<>(Plans.list(session.experimental().extraStrategies()));
+      extra.add(new MaskPlanning());
+      session.experimental().extraStrategies_$eq(Plans.seq(extra));
+    }
+  }
+
+  @Override
+  public Seq<SparkPlan> apply(LogicalPlan plan) {
+    if (plan instanceof MaskedTable table) {
+      return one(masked(table, named(Plans.list(table.output()))));
+    }
+    if (plan instanceof Project project) {
+      List<NamedExpression> list = Plans.list(project.projectList());
+      List<VelkMask> calls = MaskCalls.of(list);
+      if (!calls.isEmpty()) {
+        return one(masked(calls, list, project.child()));
+      }
+      if (project.child() instanceof MaskedTable table
+          && list.stream().allMatch(column -> ((Expression) column).deterministic())) {
+        return one(masked(table, list));
+      }
+    }
+    return Plans.seq(List.of());
+  }
+
+  private static Seq<SparkPlan> one(SparkPlan plan) {
+    return Plans.seq(List.of(plan));
+  }
+
+  private static List<NamedExpression> named(List<Attribute> attributes) {
+    return attributes.stream().map(one -> (NamedExpression) one).toList();
+  }
+
+  private SparkPlan masked(MaskedTable table, List<NamedExpression> list) {
+    return new MaskExec(
+        table.masking(),
+        table.inputs(),
+        table.results(),
+        Plans.seq(list),
+        planLater(table.child()));
+  }
+
+  /**
+   * Columns with calls are computed from their results, all others and what the calls are given
+   * below of them, where Spark generates code for them, and calls within calls are found in turn.
+   */
+  private SparkPlan masked(List<VelkMask> calls, List<NamedExpression> list, LogicalPlan child) {
+    List<NamedExpression> below = new ArrayList<>();
+    List<Attribute> inputs = new ArrayList<>();
+    Map<Expression, Attribute> results = new LinkedHashMap<>();
+    for (VelkMask call : calls) {
+      inputs.add(below(call.value(), below));
+      results.put(call.canonicalized(), Plans.attribute("masked", call.dataType()));
+    }
+    List<NamedExpression> above = new ArrayList<>();
+    for (NamedExpression column : list) {
+      Expression replaced = MaskCalls.replace((Expression) column, results);
+      boolean untouched = replaced == column && !(column instanceof Attribute);
+      above.add(untouched ? below(column, below) : (NamedExpression) replaced);
+    }
+    for (Attribute passed : Plans.references(Plans.expressions(above))) {
+      if (!results.containsValue(passed)) {
+        below(passed, below);
+      }
+    }
+    return new MaskExec(
+        MaskCalls.masking(calls),
+        Plans.seq(inputs),
+        Plans.seq(results.values()),
+        Plans.seq(above),
+        planLater(new Project(Plans.seq(below), child)));
+  }
+
+  /** Has an expression among the columns below, and tells which of these it is. */
+  private static Attribute below(Object value, List<NamedExpression> below) {
+    NamedExpression column =
+        value instanceof Attribute || value instanceof Alias
+            ? (NamedExpression) value
+            : Plans.alias((Expression) value, "value", Option.empty());
+    Attribute attribute = column.toAttribute();
+    if (Plans.indexOf(attribute, below.stream().map(NamedExpression::toAttribute).toList()) < 0) {
+      below.add(column);
+    }
+    return attribute;
+  }
+}
