@@ -137,6 +137,16 @@ class Masks:
         masked = velk.mask(self.csv("people.csv").repartition(3), RULES)
         self.assertEqual(sorted(map(repr, expected)), sorted(map(repr, masked.collect())))
 
+    def test_the_call_in_the_page_masks(self):
+        page = (ROOT / "docs" / "spark.md").read_text(encoding="utf-8")
+        lines = re.search(r"```python\n(.*?)```", page, re.DOTALL).group(1)
+        names = {"people": self.spark.sql("select 'Zoë Martín' as name, date'1990-02-28' as born")}
+        exec(lines, names)
+        row = names["masked"].first()
+        self.assertEqual(len("Zoë Martín"), len(row.name))
+        self.assertNotEqual("Zoë Martín", row.name)
+        self.assertLessEqual(abs((row.born - names["people"].first().born).days), 30)
+
     def test_a_string_without_a_key_has_that_of_the_session(self):
         rows = self.spark.sql("select 'Ada' as name")
         self.assertEqual(velk.mask(rows, START + "*=hash").collect(), velk.mask(rows, "service=t *=hash").collect())
