@@ -24,16 +24,13 @@ final class RowMasking extends InternalMasking {
   /** The engine's code of a string without a key that has a rule with need of one. */
   private static final int NO_KEY = 7226;
 
-  @SuppressWarnings("serial") // A list that was copied can be serialized.
-  private final List<TableColumn> columns;
-
+  private final TableMasking masking;
   private final StructType type;
   private final OnError.Way onError;
 
-  private RowMasking(
-      String maskingString, List<TableColumn> columns, StructType type, OnError.Way onError) {
-    super(maskingString, columns.stream().map(TableColumn::name).toList());
-    this.columns = List.copyOf(columns);
+  private RowMasking(TableMasking masking, StructType type, OnError.Way onError) {
+    super(masking.maskingString(), masking.names());
+    this.masking = masking;
     this.type = type;
     this.onError = onError;
   }
@@ -54,8 +51,9 @@ final class RowMasking extends InternalMasking {
     List<String> names = Arrays.stream(fields).map(StructField::name).toList();
     String keyed = withKey(maskingString, key, names);
     try (ParsedService table = ProcessEngine.table(keyed, names)) {
+      OnError.Way onError = table.onError().way();
       List<TableColumn> columns = VelkMasking.columns(table, fields, zone);
-      return new RowMasking(keyed, columns, type, table.onError().way());
+      return new RowMasking(new TableMasking(keyed, columns, onError, null), type, onError);
     }
   }
 
@@ -82,6 +80,11 @@ final class RowMasking extends InternalMasking {
     return masked;
   }
 
+  /** The same for columns, which need not be rows before. */
+  TableMasking masking() {
+    return masking;
+  }
+
   @Override
   Object none() {
     return null;
@@ -90,9 +93,9 @@ final class RowMasking extends InternalMasking {
   @Override
   void add(Batch batch, Object value) {
     InternalRow row = (InternalRow) value;
-    for (int i = 0; i < columns.size(); i++) {
-      if (columns.get(i).sent() && !row.isNullAt(i)) {
-        add(batch, i, columns.get(i).form(), given(row, i));
+    for (int i = 0; i < masking.columns().size(); i++) {
+      if (masking.columns().get(i).sent() && !row.isNullAt(i)) {
+        add(batch, i, masking.columns().get(i).form(), given(row, i));
       } else {
         batch.addNull(i);
       }
@@ -108,7 +111,7 @@ final class RowMasking extends InternalMasking {
     if (onError == OnError.Way.FAILURE) {
       batch.errors().stream().findFirst().ifPresent(this::stop);
     }
-    Object[] values = new Object[columns.size()];
+    Object[] values = new Object[masking.columns().size()];
     for (int i = 0; i < values.length; i++) {
       values[i] = result(batch, (InternalRow) value, i);
     }
@@ -116,9 +119,9 @@ final class RowMasking extends InternalMasking {
   }
 
   private Object result(Batch batch, InternalRow row, int index) {
-    TableColumn column = columns.get(index);
+    TableColumn column = masking.columns().get(index);
     if (column.way() == Way.AROUND) {
-      return column.rule().equals("null") ? null : given(row, index);
+      return column.isNull() ? null : given(row, index);
     }
     boolean bad = batch.error(0, index).isPresent();
     if (column.way() == Way.KEPT) {
@@ -138,7 +141,7 @@ final class RowMasking extends InternalMasking {
 
   /** Which row it was, a function does not know. */
   private void stop(FieldError error) {
-    String name = columns.get(error.column()).name();
+    String name = masking.columns().get(error.column()).name();
     throw new VELKException("column \"" + name + "\": " + error.message(), error.code());
   }
 }

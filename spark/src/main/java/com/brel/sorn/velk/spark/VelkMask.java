@@ -154,6 +154,11 @@ public final class VelkMask extends Expression implements Unevaluable, Serializa
     return value.dataType() instanceof StructType;
   }
 
+  /** How the columns of rows are masked. */
+  TableMasking rows() {
+    return ((RowMasking) masking()).masking();
+  }
+
   ValueRule rule() {
     return ValueRule.of(rule);
   }

@@ -159,7 +159,7 @@ public final class VelkMasking {
         inputs.add(attribute);
         results.add(Plans.attribute(column.name(), attribute.dataType()));
         out = results.get(results.size() - 1);
-      } else if (column.rule().equals("null")) {
+      } else if (column.isNull()) {
         out = Literal.create(null, attribute.dataType());
       }
       list.add(Plans.alias(out, attribute.name(), Option.apply(attribute.metadata())));
