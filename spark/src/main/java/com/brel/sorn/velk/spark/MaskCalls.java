@@ -79,7 +79,7 @@ final class MaskCalls {
       return false; // Its string is one of a whole table.
     }
     boolean sameKey = found.values().stream().allMatch(one -> one.key().equals(call.key()));
-    return sameKey && !call.rule().namesAColumn() && (free || cannotFail(call.value()));
+    return sameKey && (free || cannotFail(call.value()));
   }
 
   private static boolean cannotFail(Expression value) {

@@ -26,8 +26,6 @@ record ValueRule(String function, String arguments) {
   private static final Pattern RULE =
       Pattern.compile("\\s*([A-Za-z][A-Za-z0-9_]*)(?:\\((.*)\\))?\\s*", Pattern.DOTALL);
 
-  private static final Pattern NAMES_A_COLUMN = Pattern.compile("\\bby\\s*=");
-
   private static final Pattern BLANKS = Pattern.compile("\\s+");
 
   /**
@@ -41,11 +39,6 @@ record ValueRule(String function, String arguments) {
       throw new IllegalArgumentException(NO_RULE);
     }
     return new ValueRule(rule.group(1), rule.group(2) == null ? "" : rule.group(2));
-  }
-
-  /** Whether it may go by a column, which beside others has another name and place. */
-  boolean namesAColumn() {
-    return NAMES_A_COLUMN.matcher(arguments).find();
   }
 
   @Override

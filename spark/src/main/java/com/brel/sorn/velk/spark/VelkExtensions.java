@@ -8,9 +8,11 @@ import org.apache.spark.sql.catalyst.FunctionIdentifier;
 import org.apache.spark.sql.catalyst.analysis.TypeCheckResult;
 import org.apache.spark.sql.catalyst.expressions.Expression;
 import org.apache.spark.sql.catalyst.expressions.ExpressionInfo;
+import org.apache.spark.sql.classic.SparkSession;
 import org.apache.spark.sql.internal.SQLConf;
 import org.apache.spark.sql.types.StringType;
 import org.apache.spark.unsafe.types.UTF8String;
+import scala.Option;
 import scala.Tuple3;
 import scala.jdk.javaapi.CollectionConverters;
 import scala.runtime.BoxedUnit;
@@ -37,6 +39,8 @@ public final class VelkExtensions implements SparkSessionExtensionsProvider {
   public BoxedUnit apply(SparkSessionExtensions extensions) {
     add(extensions, "velk_mask", false, ROWS + "; what cannot be masked is null.");
     add(extensions, "velk_try_mask", true, "; gives a struct of the result and an error's code.");
+    // Not earlier: filters that could pass the calls are where they belong by then.
+    extensions.injectPreCBORule(session -> new MaskExtraction());
     extensions.injectPlannerStrategy(session -> new MaskPlanning());
     return BoxedUnit.UNIT;
   }
@@ -85,6 +89,11 @@ public final class VelkExtensions implements SparkSessionExtensionsProvider {
   /** A key that is written out must not get into a plan, which is shown with every error. */
   private static String key(SQLConf session) {
     String place = session.getConfString(KEY, "");
+    if (place.isEmpty()) {
+      // Within a view the settings are those of the view, which keeps none but Spark's own.
+      Option<SparkSession> active = SparkSession.getActiveSession();
+      place = active.isEmpty() ? "" : active.get().sessionState().conf().getConfString(KEY, "");
+    }
     if (!place.isEmpty() && !PLACE.matcher(place).matches()) {
       throw new IllegalArgumentException(
           KEY + " names the key as env:NAME or file:PATH; it never is the key");
