@@ -5,10 +5,12 @@ import java.util.ArrayList;
 import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
+import java.util.Optional;
 import org.apache.spark.sql.catalyst.expressions.Alias;
 import org.apache.spark.sql.catalyst.expressions.And;
 import org.apache.spark.sql.catalyst.expressions.Attribute;
 import org.apache.spark.sql.catalyst.expressions.ConditionalExpression;
+import org.apache.spark.sql.catalyst.expressions.CreateNamedStruct;
 import org.apache.spark.sql.catalyst.expressions.Expression;
 import org.apache.spark.sql.catalyst.expressions.GetStructField;
 import org.apache.spark.sql.catalyst.expressions.HigherOrderFunction;
@@ -36,6 +38,22 @@ final class MaskCalls {
     return List.copyOf(calls.found.values());
   }
 
+  /** A call for rows that are put together for it, of which a batch can mask the columns. */
+  static Optional<VelkMask> ofRows(List<NamedExpression> columns) {
+    for (NamedExpression column : columns) {
+      Expression inner = (Expression) column;
+      while (inner instanceof Alias || inner instanceof GetStructField) {
+        inner = inner.children().apply(0);
+      }
+      if (inner instanceof VelkMask call
+          && call.value() instanceof CreateNamedStruct
+          && call.deterministic()) {
+        return Optional.of(call);
+      }
+    }
+    return Optional.empty();
+  }
+
   /**
    * Looks for calls.
    *
@@ -57,6 +75,9 @@ final class MaskCalls {
   }
 
   private boolean canBeMade(VelkMask call, boolean free) {
+    if (call.isOfRows()) {
+      return false; // Its string is one of a whole table.
+    }
     boolean sameKey = found.values().stream().allMatch(one -> one.key().equals(call.key()));
     return sameKey && (free || cannotFail(call.value()));
   }
@@ -78,11 +99,11 @@ final class MaskCalls {
   }
 
   /** An expression with results in the place of calls; itself where there are none in it. */
-  static Expression replace(Expression expression, Map<Expression, Attribute> results) {
+  static Expression replace(Expression expression, Map<Expression, Expression> results) {
     if (expression instanceof VelkMask) {
-      Attribute result = results.get(expression.canonicalized());
+      Expression result = results.get(expression.canonicalized());
       if (result != null) {
-        return (Expression) result;
+        return result;
       }
     }
     return expression.mapChildren(child -> replace(child, results));

@@ -28,6 +28,11 @@ record TableColumn(String name, String rule, Form form, Way way) implements Seri
     return way != Way.AROUND;
   }
 
+  /** Whether its values are made null without the engine. */
+  boolean isNull() {
+    return !sent() && rule.equals("null");
+  }
+
   @Override
   public String toString() {
     return name + "=" + rule;

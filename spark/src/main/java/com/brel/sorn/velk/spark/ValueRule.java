@@ -19,6 +19,10 @@ import java.util.regex.Pattern;
 record ValueRule(String function, String arguments) {
   static final String COLUMN = "value";
 
+  /** The text is not told: whoever takes a rule for a masking string may have a key in it. */
+  private static final String NO_RULE =
+      "a rule is a function with its arguments and no more, such as hash(length=12)";
+
   private static final Pattern RULE =
       Pattern.compile("\\s*([A-Za-z][A-Za-z0-9_]*)(?:\\((.*)\\))?\\s*", Pattern.DOTALL);
 
@@ -32,7 +36,7 @@ record ValueRule(String function, String arguments) {
   static ValueRule of(String text) {
     Matcher rule = RULE.matcher(text);
     if (!rule.matches()) {
-      throw new IllegalArgumentException("\"" + text + "\" is no rule, such as hash(length=12)");
+      throw new IllegalArgumentException(NO_RULE);
     }
     return new ValueRule(rule.group(1), rule.group(2) == null ? "" : rule.group(2));
   }
@@ -71,17 +75,17 @@ record ValueRule(String function, String arguments) {
     ValueRule rule = of(text);
     ServiceBuilder service = service(key);
     service.column(COLUMN, type, Rule.function(rule.function, rule.arguments));
-    requireOneRule(service.toString(), text, rule.arguments);
+    requireOneRule(service.toString(), rule.arguments);
     return service.toString();
   }
 
   /** A text with a parenthesis too many could say more than a rule. */
-  private static void requireOneRule(String maskingString, String text, String arguments) {
+  private static void requireOneRule(String maskingString, String arguments) {
     try (ParsedService table = ProcessEngine.table(maskingString, List.of(COLUMN))) {
       ColumnRule column = table.columns().get(0);
       boolean same = withoutBlanks(column.rule().arguments()).equals(withoutBlanks(arguments));
       if (!same || table.onError().way() != OnError.Way.ERROR) {
-        throw new IllegalArgumentException("\"" + text + "\" says more than a rule");
+        throw new IllegalArgumentException(NO_RULE);
       }
     }
   }

@@ -5,6 +5,7 @@ import java.util.regex.Pattern;
 import org.apache.spark.sql.SparkSessionExtensions;
 import org.apache.spark.sql.SparkSessionExtensionsProvider;
 import org.apache.spark.sql.catalyst.FunctionIdentifier;
+import org.apache.spark.sql.catalyst.analysis.TypeCheckResult;
 import org.apache.spark.sql.catalyst.expressions.Expression;
 import org.apache.spark.sql.catalyst.expressions.ExpressionInfo;
 import org.apache.spark.sql.classic.SparkSession;
@@ -29,12 +30,14 @@ public final class VelkExtensions implements SparkSessionExtensionsProvider {
   private static final String USAGE =
       "_FUNC_(value, rule) - Masks the value by a rule of VELK, such as 'hash(length=12)'";
 
+  private static final String ROWS = ", or a struct as a row by a masking string";
+
   /** Spark makes one for each session by this. */
   public VelkExtensions() {}
 
   @Override
   public BoxedUnit apply(SparkSessionExtensions extensions) {
-    add(extensions, "velk_mask", false, "; what cannot be masked is null.");
+    add(extensions, "velk_mask", false, ROWS + "; what cannot be masked is null.");
     add(extensions, "velk_try_mask", true, "; gives a struct of the result and an error's code.");
     // Not earlier: filters that could pass the calls are where they belong by then.
     extensions.injectPreCBORule(session -> new MaskExtraction());
@@ -69,8 +72,18 @@ public final class VelkExtensions implements SparkSessionExtensionsProvider {
       throw new IllegalArgumentException("the rule of " + name + " is null");
     }
     SQLConf session = SQLConf.get();
-    return new VelkMask(
-        arguments.get(0), text.toString(), key(session), session.sessionLocalTimeZone(), tries);
+    VelkMask call =
+        new VelkMask(
+            arguments.get(0), text.toString(), key(session), session.sessionLocalTimeZone(), tries);
+    requireSound(name, call);
+    return call;
+  }
+
+  /** Spark would tell a flaw with the plan, which shows a rule, and a key that is written in it. */
+  private static void requireSound(String name, VelkMask call) {
+    if (call.checkInputDataTypes() instanceof TypeCheckResult.TypeCheckFailure failure) {
+      throw new IllegalArgumentException(name + ": " + failure.message());
+    }
   }
 
   /** A key that is written out must not get into a plan, which is shown with every error. */

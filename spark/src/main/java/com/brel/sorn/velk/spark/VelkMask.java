@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.spark;
 
 import com.brel.sorn.velk.VELKException;
+import com.brel.sorn.velk.masking.TableException;
 import java.io.Serializable;
 import java.util.List;
 import java.util.Objects;
@@ -24,7 +25,8 @@ import scala.jdk.javaapi.CollectionConverters;
 
 /**
  * {@code velk_mask(value, rule)} and {@code velk_try_mask(value, rule)} in a plan: the same value
- * always gives the same result.
+ * always gives the same result. Where the value is a struct, the rule is a masking string and the
+ * struct is masked as a row by it.
  *
  * <p>It is marked as one that cannot be evaluated, though tasks evaluate it, because that mark
  * keeps the optimizer from doing so: the driver need not have the key. A constant is masked by a
@@ -40,13 +42,13 @@ public final class VelkMask extends Expression implements Unevaluable, Serializa
   private final String key;
   private final String zone;
   private final boolean tries;
-  private transient ValueMasking masking;
+  private transient InternalMasking masking;
 
   /**
    * Describes a call; Spark copies plans by this.
    *
    * @param value what is masked
-   * @param rule the rule as it was written
+   * @param rule the rule, or of a struct the masking string, as it was written
    * @param key where tasks find the key, empty for nowhere
    * @param zone the session's time zone
    * @param tries whether the result tells an error's code
@@ -71,6 +73,9 @@ public final class VelkMask extends Expression implements Unevaluable, Serializa
 
   @Override
   public DataType dataType() {
+    if (value.dataType() instanceof StructType row) {
+      return RowMasking.masked(row);
+    }
     return tries
         ? new StructType().add("value", value.dataType()).add("error", DataTypes.IntegerType)
         : value.dataType();
@@ -102,21 +107,32 @@ public final class VelkMask extends Expression implements Unevaluable, Serializa
     try {
       masking();
       return TypeCheckResult.TypeCheckSuccess$.MODULE$;
-    } catch (IllegalArgumentException | VELKException e) {
+    } catch (IllegalArgumentException | TableException | VELKException e) {
       return new TypeCheckResult.TypeCheckFailure(e.getMessage());
     }
   }
 
-  private ValueMasking masking() {
+  private InternalMasking masking() {
     if (masking == null) {
-      Form form = form();
-      masking = new ValueMasking(ValueRule.maskingString(rule, key, form.declared()), form, tries);
+      masking = value.dataType() instanceof StructType row ? rowMasking(row) : valueMasking();
     }
     return masking;
   }
 
+  private RowMasking rowMasking(StructType row) {
+    if (tries) {
+      throw new IllegalArgumentException("rows are masked by velk_mask, single values by this");
+    }
+    return RowMasking.of(rule, key, row, DateTimeUtils.getZoneId(zone));
+  }
+
+  private ValueMasking valueMasking() {
+    Form form = form();
+    return new ValueMasking(ValueRule.maskingString(rule, key, form.declared()), form, tries);
+  }
+
   /**
-   * How the values are masked.
+   * How single values are masked.
    *
    * @throws IllegalArgumentException if there is no way for their type
    */
@@ -131,6 +147,16 @@ public final class VelkMask extends Expression implements Unevaluable, Serializa
 
   Expression value() {
     return value;
+  }
+
+  /** Whether a row is masked by a masking string. */
+  boolean isOfRows() {
+    return value.dataType() instanceof StructType;
+  }
+
+  /** How the columns of rows are masked. */
+  TableMasking rows() {
+    return ((RowMasking) masking()).masking();
   }
 
   ValueRule rule() {
@@ -153,7 +179,7 @@ public final class VelkMask extends Expression implements Unevaluable, Serializa
   @Override
   public ExprCode doGenCode(CodegenContext context, ExprCode code) {
     ExprCode given = value.genCode(context);
-    String masking = context.addReferenceObj("masking", masking(), ValueMasking.class.getName());
+    String masking = context.addReferenceObj("masking", masking(), InternalMasking.class.getName());
     String result = context.freshName("masked");
     String boxed = CodeGenerator.boxedType(dataType());
     String java = CodeGenerator.javaType(dataType());

@@ -70,17 +70,19 @@ public final class VelkMasking {
     TableMasking masking;
     try (ParsedService table =
         ProcessEngine.table(maskingString, Arrays.stream(fields).map(StructField::name).toList())) {
-      masking = masking(maskingString, table, fields, zone, errors);
+      List<TableColumn> columns = columns(table, fields, zone);
+      masking = new TableMasking(maskingString, columns, table.onError().way(), errors);
     }
     return masked(rows, masking);
   }
 
-  private static TableMasking masking(
-      String maskingString,
-      ParsedService table,
-      StructField[] fields,
-      ZoneId zone,
-      MaskingErrors errors) {
+  /**
+   * Tells how each column of a table is masked.
+   *
+   * @throws IllegalArgumentException if a column's type cannot hold what its rule gives: with the
+   *     places of all such rules
+   */
+  static List<TableColumn> columns(ParsedService table, StructField[] fields, ZoneId zone) {
     List<ColumnRule> rules = table.columns();
     List<String> findings = new ArrayList<>();
     // Whose values another rule goes by is not looked for: a few more that are sent do no harm.
@@ -99,7 +101,7 @@ public final class VelkMasking {
     if (!findings.isEmpty()) {
       throw new IllegalArgumentException(String.join("\n", findings));
     }
-    return new TableMasking(maskingString, columns, table.onError().way(), errors);
+    return columns;
   }
 
   /** Texts are shown to the engine even so: what is no text is an error, as in a file. */
@@ -157,7 +159,7 @@ public final class VelkMasking {
         inputs.add(attribute);
         results.add(Plans.attribute(column.name(), attribute.dataType()));
         out = results.get(results.size() - 1);
-      } else if (column.rule().equals("null")) {
+      } else if (column.isNull()) {
         out = Literal.create(null, attribute.dataType());
       }
       list.add(Plans.alias(out, attribute.name(), Option.apply(attribute.metadata())));
