@@ -82,9 +82,9 @@ final class CopyCommand implements Callable<Integer> {
   @Option(
       names = "--piece-pages",
       paramLabel = "N",
-      defaultValue = "4096",
+      defaultValue = "1024",
       description = {
-        "Commit N pages of a table together (default: ${DEFAULT-VALUE}, which is 32 MiB)."
+        "Commit N pages of a table together (default: ${DEFAULT-VALUE}, which is 8 MiB)."
       })
   private long pages;
 

@@ -6,13 +6,9 @@ import com.brel.sorn.velk.masking.OnError;
 import java.io.IOException;
 import java.io.InputStream;
 import java.io.OutputStream;
-import java.security.GeneralSecurityException;
 import java.sql.SQLException;
 import java.util.ArrayList;
-import java.util.HexFormat;
 import java.util.List;
-import javax.crypto.Mac;
-import javax.crypto.SecretKey;
 import org.postgresql.copy.PGCopyInputStream;
 import org.postgresql.copy.PGCopyOutputStream;
 
@@ -200,31 +196,13 @@ final class PieceCopy {
     }
   }
 
-  private record ChecksumKey(byte[] getEncoded) implements SecretKey {
-    @Override
-    public String getAlgorithm() {
-      return "HmacSHA256";
-    }
-
-    @Override
-    public String getFormat() {
-      return "RAW";
-    }
-  }
-
   /** What comes from the source, with its checksum. */
   private final class Reading extends InputStream {
     private final PGCopyInputStream in;
-    private final Mac checksum;
+    private final Checksum checksum = new Checksum(checksumKey);
 
     Reading(String sql) throws SQLException {
       in = new PGCopyInputStream(source.driver(), sql);
-      try {
-        checksum = Mac.getInstance("HmacSHA256");
-        checksum.init(new ChecksumKey(checksumKey));
-      } catch (GeneralSecurityException e) {
-        throw new IllegalStateException(e);
-      }
     }
 
     @Override
@@ -254,7 +232,7 @@ final class PieceCopy {
     }
 
     String checksum() {
-      return HexFormat.of().formatHex(checksum.doFinal());
+      return checksum.end();
     }
 
     @Override

@@ -94,12 +94,13 @@ final class Postgres implements AutoCloseable {
   }
 
   private void set(boolean readOnly) throws SQLException {
-    for (String setting : SETTINGS) {
-      execute("SET " + setting);
-    }
+    // One after the other in one go, for each that waits for the server is felt.
+    StringBuilder all = new StringBuilder();
+    SETTINGS.forEach(setting -> all.append("SET ").append(setting).append(';'));
     if (readOnly) {
-      execute("SET SESSION CHARACTERISTICS AS TRANSACTION READ ONLY");
+      all.append("SET SESSION CHARACTERISTICS AS TRANSACTION READ ONLY");
     }
+    execute(all.toString());
   }
 
   void execute(String sql) throws SQLException {
