@@ -2,8 +2,8 @@ package com.brel.sorn.velk.cli;
 
 import com.brel.sorn.velk.cli.database.CopyException;
 import com.brel.sorn.velk.cli.database.CopySettings;
-import com.brel.sorn.velk.cli.database.DatabaseCopy;
 import com.brel.sorn.velk.cli.database.DatabaseUrl;
+import com.brel.sorn.velk.cli.database.MaskedCopy;
 import com.brel.sorn.velk.masking.Engine;
 import java.io.IOException;
 import java.nio.charset.Charset;
@@ -89,6 +89,30 @@ final class CopyCommand implements Callable<Integer> {
   private long pages;
 
   @Option(
+      names = "--piece-rows",
+      paramLabel = "N",
+      defaultValue = "5000",
+      description = {
+        "Commit N rows together where a database is not PostgreSQL (default: ${DEFAULT-VALUE})."
+      })
+  private int rows;
+
+  @Option(
+      names = "--no-snapshot",
+      description = {
+        "Read a database that cannot show one state of all its tables; nobody may write to it"
+            + " meanwhile."
+      })
+  private boolean noSnapshot;
+
+  @Option(
+      names = "--driver-path",
+      split = ",",
+      paramLabel = "JAR",
+      description = "Jars of JDBC drivers; PostgreSQL's is here already.")
+  private List<Path> drivers = List.of();
+
+  @Option(
       names = {"-q", "--quiet"},
       description = "No progress, and no report but that of --report.")
   private boolean quiet;
@@ -113,7 +137,7 @@ final class CopyCommand implements Callable<Integer> {
   public Integer call() throws IOException {
     checkArguments();
     try (Engine engine = Engine.open();
-        DatabaseCopy copy = DatabaseCopy.open(engine, settings())) {
+        MaskedCopy copy = MaskedCopy.open(engine, settings())) {
       copy.warnings().forEach(this::warn);
       if (planOnly) {
         velk.print(Table.of(copy.table()) + "\n" + String.join("\n", copy.notes()) + "\n");
@@ -128,7 +152,7 @@ final class CopyCommand implements Callable<Integer> {
     }
   }
 
-  private int run(Engine engine, DatabaseCopy copy) throws IOException {
+  private int run(Engine engine, MaskedCopy copy) throws IOException {
     CopyReport report = new CopyReport();
     try (Output told = reportFile == null ? null : new Output(reportFile, velk.streams())) {
       try (Progress progress =
@@ -168,6 +192,9 @@ final class CopyCommand implements Callable<Integer> {
     if (pages < 1) {
       throw Failure.usage("--piece-pages " + pages + ": at least 1");
     }
+    if (rows < 1) {
+      throw Failure.usage("--piece-rows " + rows + ": at least 1");
+    }
     new RunFiles()
         .reads("the rules file", rules.toString())
         .writes("the report", reportFile)
@@ -182,7 +209,10 @@ final class CopyCommand implements Callable<Integer> {
         tables,
         jobs,
         resume,
-        pages);
+        pages,
+        rows,
+        noSnapshot,
+        drivers);
   }
 
   private String rulesText() {

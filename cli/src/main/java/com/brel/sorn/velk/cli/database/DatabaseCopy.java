@@ -23,7 +23,7 @@ import java.util.function.Consumer;
  * A masked copy of a database. It is planned when it is opened, which writes nothing; the source is
  * only ever read, in one snapshot, and its tables keep their form until this is closed.
  */
-public final class DatabaseCopy implements AutoCloseable {
+public final class DatabaseCopy implements MaskedCopy {
   /** How far a copy is. */
   public interface Listener {
     /**
@@ -97,7 +97,8 @@ public final class DatabaseCopy implements AutoCloseable {
       Catalogue theirs = CatalogueReader.read(target, chosen);
       inspect(target, theirs, findings);
       plan =
-          new Planner(engine, rules, ours, theirs, allowsReplicaRole(target)).plan(all, findings);
+          new Planner(engine, rules, ours, theirs, new PostgresCrossing(allowsReplicaRole(target)))
+              .plan(all, findings);
     }
   }
 
@@ -177,6 +178,7 @@ public final class DatabaseCopy implements AutoCloseable {
    *
    * @return a row for each column, below a heading
    */
+  @Override
   public List<List<String>> table() {
     return plan.table();
   }
@@ -186,6 +188,7 @@ public final class DatabaseCopy implements AutoCloseable {
    *
    * @return a line for each step and each foreign key
    */
+  @Override
   public List<String> notes() {
     return plan.notes();
   }
@@ -195,6 +198,7 @@ public final class DatabaseCopy implements AutoCloseable {
    *
    * @return a text for each
    */
+  @Override
   public List<String> warnings() {
     return plan.warnings();
   }
@@ -204,6 +208,7 @@ public final class DatabaseCopy implements AutoCloseable {
    *
    * @return pages of all its tables
    */
+  @Override
   public long pages() {
     return plan.steps().stream()
         .flatMap(step -> step.source().parts().stream())
@@ -220,6 +225,7 @@ public final class DatabaseCopy implements AutoCloseable {
    * @throws CopyException if it is refused or a database fails
    * @throws IOException if reading or writing fails
    */
+  @Override
   public List<TableResult> run(Listener listener, Consumer<String> warned) throws IOException {
     try (Postgres control = Postgres.open(settings.to(), false)) {
       Locks.enter(control);
