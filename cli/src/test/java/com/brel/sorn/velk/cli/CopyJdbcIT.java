@@ -312,7 +312,8 @@ class CopyJdbcIT {
             + " hex(b8), hex(b1), tiny, concat('<', e, '>'), s, u, ip, cast(f as double), big, hex(c), hex(vb), j, g, m)"
             + " FROM odd ORDER BY id";
     assertEquals(make.databases.rows("odd", sql), make.databases.rows("target", sql));
-    assertTrue(make.databases.row("target", sql).startsWith("0|0000-00-00|-838:59:59.00|0|0000-00-00"));
+    String first = make.databases.row("target", sql);
+    assertTrue(first.startsWith("0|0000-00-00|-838:59:59.00|0000|0000-00-00"), first);
   }
 
   @Test
@@ -397,7 +398,7 @@ class CopyJdbcIT {
     String photo =
         switch (make.name) {
           case "mariadb" -> "repeat('x', 2000000)";
-          case "h2" -> "CAST(repeat('78', 2000000) AS binary large object)";
+          case "h2" -> "CAST(repeat('x', 2000000) AS binary large object)";
           default -> "convert_to(repeat('x', 2000000), 'UTF8')";
         };
     make.databases.execute("large",

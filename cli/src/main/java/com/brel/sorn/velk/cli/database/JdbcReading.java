@@ -40,7 +40,7 @@ final class JdbcReading implements AutoCloseable {
             .prepareStatement(
                 step.select(source), ResultSet.TYPE_FORWARD_ONLY, ResultSet.CONCUR_READ_ONLY);
     try {
-      statement.setFetchSize(dialect.fetched(step.isLong()));
+      statement.setFetchSize(dialect.fetched(source, step.step().source().name(), step.isLong()));
       rows = statement.executeQuery();
     } catch (SQLException e) {
       statement.close();

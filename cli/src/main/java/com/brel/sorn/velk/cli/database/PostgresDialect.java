@@ -103,6 +103,19 @@ final class PostgresDialect extends Dialect {
     return " OVERRIDING SYSTEM VALUE";
   }
 
+  /** The driver holds them all; what is long stands in a table of its own, which may be empty. */
+  @Override
+  int fetched(JdbcSession source, TableName table, boolean isLong) throws SQLException {
+    boolean none =
+        source.rows(
+                "SELECT reltoastrelid = 0 OR pg_catalog.pg_relation_size(reltoastrelid) = 0"
+                    + " FROM pg_catalog.pg_class WHERE relkind = 'r' AND oid = ?::regclass",
+                row -> row.getBoolean(1),
+                source.sql(table))
+            .contains(true);
+    return super.fetched(source, table, isLong && !none);
+  }
+
   @Override
   void follow(JdbcSession target, TableName table, String column) throws SQLException {
     String quoted = target.quoted(column);
