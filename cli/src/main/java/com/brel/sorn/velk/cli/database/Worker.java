@@ -57,7 +57,7 @@ final class Worker implements AutoCloseable {
     target.execute("BEGIN");
     try {
       Copied copied = copy.copy(step, piece.part(), piece.condition());
-      Marks.add(target, piece, copied.rows(), copied.checksum(), copied.counts());
+      Marks.add(target, piece, copied.rows(), copied.checksum(), copied.columns());
       target.execute("COMMIT");
       return copied.rows();
     } catch (TargetRefusal e) {
