@@ -15,10 +15,8 @@ import java.util.Collections;
 import java.util.HexFormat;
 import java.util.List;
 import java.util.Map;
-import java.util.Objects;
 import java.util.Set;
 import java.util.TreeMap;
-import java.util.TreeSet;
 import java.util.function.Consumer;
 import java.util.stream.Collectors;
 
@@ -95,7 +93,7 @@ public final class DatabaseCopy implements MaskedCopy {
       identity = Locks.identity(source);
       List<TableName> all = CatalogueReader.names(source);
       List<String> findings = new ArrayList<>();
-      List<TableName> chosen = chosen(all, findings);
+      List<TableName> chosen = chosen(all, settings.tables(), findings);
       beginSnapshot(chosen);
       Catalogue ours = CatalogueReader.read(source, chosen);
       Catalogue theirs = CatalogueReader.read(target, chosen);
@@ -106,12 +104,13 @@ public final class DatabaseCopy implements MaskedCopy {
     }
   }
 
-  private List<TableName> chosen(List<TableName> all, List<String> findings) {
-    if (settings.tables().isEmpty()) {
+  /** Those of all tables that are to be copied. */
+  static List<TableName> chosen(List<TableName> all, List<String> names, List<String> findings) {
+    if (names.isEmpty()) {
       return all;
     }
     List<TableName> chosen = new ArrayList<>();
-    for (String wanted : settings.tables()) {
+    for (String wanted : names) {
       List<TableName> found =
           all.stream()
               .filter(name -> name.toString().equals(wanted) || name.name().equals(wanted))
@@ -263,14 +262,8 @@ public final class DatabaseCopy implements MaskedCopy {
     }
   }
 
-  private TreeSet<String> keys() {
-    TreeSet<String> places = new TreeSet<>();
-    plan.steps().stream().map(Step::key).filter(Objects::nonNull).forEach(places::add);
-    return places;
-  }
-
   private byte[] checksumKey() {
-    return Fingerprints.ofKeys(engine, keys(), "velk copy checksum");
+    return Fingerprints.ofKeys(engine, plan.keys(), "velk copy checksum");
   }
 
   private Fingerprint fingerprint() {
@@ -282,7 +275,7 @@ public final class DatabaseCopy implements MaskedCopy {
     }
     return new Fingerprint(
         Fingerprints.hex(settings.rules() + "\n" + settings.tables()),
-        HexFormat.of().formatHex(Fingerprints.ofKeys(engine, keys(), "velk copy fingerprint")),
+        HexFormat.of().formatHex(Fingerprints.ofKeys(engine, plan.keys(), "velk copy fingerprint")),
         Fingerprints.hex(engine.library().identification()),
         Fingerprints.hex(catalogue.toString()),
         settings.pages());
@@ -349,14 +342,17 @@ public final class DatabaseCopy implements MaskedCopy {
                 + same
                 + ")");
     if (orphans > 0) {
-      throw CopyException.failed(
-          "table "
-              + key.child()
-              + ": "
-              + orphans
-              + " rows are without their parent in foreign key "
-              + TableName.quoted(key.name()));
+      throw CopyException.failed(orphans(key, orphans));
     }
+  }
+
+  static String orphans(ForeignKey key, long count) {
+    return "table "
+        + key.child()
+        + ": "
+        + count
+        + " rows are without their parent in foreign key "
+        + TableName.quoted(key.name());
   }
 
   private void follow(Postgres control, Step step, Sequence sequence, Consumer<String> warned)

@@ -19,10 +19,9 @@ public interface MaskedCopy extends AutoCloseable {
    * @throws CopyException if it is refused, with all that is wrong
    */
   static MaskedCopy open(Engine engine, CopySettings settings) {
-    if (!settings.from().isPostgres() || !settings.to().isPostgres()) {
-      throw CopyException.refused("only PostgreSQL is copied");
-    }
-    return DatabaseCopy.open(engine, settings);
+    return settings.from().isPostgres() && settings.to().isPostgres()
+        ? DatabaseCopy.open(engine, settings)
+        : JdbcCopy.open(engine, settings);
   }
 
   /**
