@@ -163,6 +163,9 @@ final class CopyCommand implements Callable<Integer> {
         copy.run((rows, done) -> progress.update(rows, PAGE * done), this::warn)
             .forEach(report::add);
       }
+      if (!quiet) {
+        report.unchanged().forEach(this::warn);
+      }
       tell(report, told);
     }
     return report.errorCount() > 0 ? ExitCode.FIELD_ERRORS : ExitCode.DONE;

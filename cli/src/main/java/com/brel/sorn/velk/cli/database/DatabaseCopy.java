@@ -11,11 +11,14 @@ import java.io.IOException;
 import java.security.SecureRandom;
 import java.sql.SQLException;
 import java.util.ArrayList;
+import java.util.Collections;
 import java.util.HexFormat;
 import java.util.List;
 import java.util.Map;
+import java.util.Set;
 import java.util.TreeMap;
 import java.util.function.Consumer;
+import java.util.stream.Collectors;
 
 /**
  * A masked copy of a database. It is planned when it is opened, which writes nothing; the source is
@@ -39,9 +42,10 @@ public final class DatabaseCopy implements MaskedCopy {
    * @param name its name, as the rules have it
    * @param rows its rows
    * @param rules the rules of its columns; empty where it went over as it is
-   * @param counts of each column what became of its values: masked, null, left equal, errors
+   * @param columns what became of the values of these columns
    */
-  public record TableResult(String name, long rows, List<ColumnRule> rules, long[] counts) {}
+  public record TableResult(
+      String name, long rows, List<ColumnRule> rules, List<ColumnResult> columns) {}
 
   private final Engine engine;
   private final CopySettings settings;
@@ -384,18 +388,20 @@ public final class DatabaseCopy implements MaskedCopy {
   private List<TableResult> results(List<Mark> marks) {
     List<TableResult> results = new ArrayList<>();
     for (Step step : plan.steps()) {
+      Set<TableName> parts =
+          step.source().parts().stream().map(Part::name).collect(Collectors.toSet());
       long rows = 0;
-      long[] counts = new long[4 * step.rules().size()];
-      List<TableName> parts = step.source().parts().stream().map(Part::name).toList();
+      List<ColumnResult> columns =
+          new ArrayList<>(Collections.nCopies(step.rules().size(), ColumnResult.NONE));
       for (Mark mark : marks) {
         if (parts.contains(mark.piece().part())) {
           rows += mark.rows();
-          for (int i = 0; i < counts.length; i++) {
-            counts[i] += mark.counts().get(i);
+          for (int i = 0; i < columns.size(); i++) {
+            columns.set(i, columns.get(i).plus(mark.columns().get(i)));
           }
         }
       }
-      results.add(new TableResult(step.source().name().toString(), rows, step.rules(), counts));
+      results.add(new TableResult(step.source().name().toString(), rows, step.rules(), columns));
     }
     return results;
   }

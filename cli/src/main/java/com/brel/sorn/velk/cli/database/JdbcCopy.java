@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.cli.database;
 
 import com.brel.sorn.velk.cli.database.Catalogue.ForeignKey;
+import com.brel.sorn.velk.cli.database.ColumnResult.Errors;
 import com.brel.sorn.velk.cli.database.DatabaseCopy.Listener;
 import com.brel.sorn.velk.cli.database.DatabaseCopy.TableResult;
 import com.brel.sorn.velk.cli.database.JdbcMarks.Mark;
@@ -11,6 +12,8 @@ import java.util.ArrayList;
 import java.util.HexFormat;
 import java.util.List;
 import java.util.Map;
+import java.util.SortedMap;
+import java.util.TreeMap;
 import java.util.UUID;
 import java.util.function.Consumer;
 
@@ -312,9 +315,21 @@ final class JdbcCopy implements MaskedCopy {
           }
         }
       }
-      results.add(new TableResult(step.name(), rows, step.step().rules(), counts));
+      results.add(new TableResult(step.name(), rows, step.step().rules(), columns(counts)));
     }
     return results;
+  }
+
+  private static List<ColumnResult> columns(long[] counts) {
+    List<ColumnResult> columns = new ArrayList<>();
+    for (int i = 0; i < counts.length; i += 4) {
+      SortedMap<Integer, Errors> errors = new TreeMap<>();
+      if (counts[i + 3] > 0) {
+        errors.put(0, new Errors("the value could not be masked", counts[i + 3]));
+      }
+      columns.add(new ColumnResult(counts[i], counts[i + 1], counts[i + 2], 0, errors));
+    }
+    return columns;
   }
 
   @Override

@@ -7,7 +7,6 @@ import java.io.IOException;
 import java.io.InputStream;
 import java.io.OutputStream;
 import java.sql.SQLException;
-import java.util.ArrayList;
 import java.util.List;
 import org.postgresql.copy.PGCopyInputStream;
 import org.postgresql.copy.PGCopyOutputStream;
@@ -33,18 +32,9 @@ final class PieceCopy {
    * @param report what became of the values, null where they went over as they are
    */
   record Copied(long rows, String checksum, CsvReport report) {
-    /** Of each column what became of its values: masked, null, left equal, errors. */
-    List<Long> counts() {
-      List<Long> counts = new ArrayList<>();
-      if (report != null) {
-        for (CsvReport.Column column : report.columns()) {
-          counts.add(column.masked());
-          counts.add(column.nullsKept());
-          counts.add(column.leftEqual());
-          counts.add(column.errorCount());
-        }
-      }
-      return counts;
+    /** What became of the values of each column. */
+    List<ColumnResult> columns() {
+      return report == null ? List.of() : report.columns().stream().map(ColumnResult::of).toList();
     }
   }
 

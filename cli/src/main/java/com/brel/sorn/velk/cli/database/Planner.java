@@ -115,20 +115,44 @@ final class Planner {
       if (e.kind() != VELKException.Kind.DESCRIPTION) {
         throw e;
       }
-      find(table.name(), e.getMessage().strip());
+      RuleFaults.of(section.maskingString(), e.getMessage(), text -> fault(table, text))
+          .forEach(fault -> find(table.name(), fault));
     } catch (IllegalArgumentException e) {
       find(table.name(), "line " + section.line() + ": " + e.getMessage());
     }
   }
 
-  private void read(Table table, RulesFile.Section section) {
+  /** What the engine says of rules, null where it takes them or they do not fit the table. */
+  private String fault(Table table, String text) {
     List<Column> columns = table.stored();
+    try (ParsedService parsed = engine.parse(text, types(columns));
+        ParsedService fitting = parsed.forTable(columns.stream().map(Column::name).toList())) {
+      List<ColumnRule> said = fitting.columns();
+      fitting.typed(
+          IntStream.range(0, columns.size())
+              .mapToObj(i -> type(columns.get(i), said.get(i)))
+              .toList());
+      fitting.tellErrors().open().close();
+      return null;
+    } catch (VELKException e) {
+      return e.kind() == VELKException.Kind.DESCRIPTION ? e.getMessage() : null;
+    } catch (TableException | IllegalArgumentException e) {
+      return null;
+    }
+  }
+
+  private static Map<String, Type> types(List<Column> columns) {
     Map<String, Type> types = new HashMap<>();
     columns.forEach(column -> types.put(column.name(), column.masked()));
+    return types;
+  }
+
+  private void read(Table table, RulesFile.Section section) {
+    List<Column> columns = table.stored();
     List<String> names = columns.stream().map(Column::name).toList();
     ParsedService fitting;
     OnError onError;
-    try (ParsedService parsed = engine.parse(section.maskingString(), types)) {
+    try (ParsedService parsed = engine.parse(section.maskingString(), types(columns))) {
       fitting = parsed.forTable(names);
       onError = parsed.onError();
     }
