@@ -22,7 +22,9 @@ import org.junit.jupiter.api.io.TempDir;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.MethodSource;
 
-/** Copies between PostgreSQL, MariaDB and H2, in a virtual machine whose clock is changed at times. */
+/**
+ * Copies between PostgreSQL, MariaDB and H2, in a virtual machine whose clock is changed at times.
+ */
 @DisabledOnOs(value = OS.WINDOWS, disabledReason = "its servers are this machine's")
 class CopyJdbcIT {
   private static final List<String> ELSEWHERE = List.of("-Duser.timezone=America/New_York");
@@ -42,16 +44,18 @@ class CopyJdbcIT {
 
     /** Instants as seconds, and bytes in hexadecimal. */
     String kept() {
-      String instant =
-          name.equals("mariadb") ? "UNIX_TIMESTAMP(seen)" : "EXTRACT(EPOCH FROM seen)";
+      String instant = name.equals("mariadb") ? "UNIX_TIMESTAMP(seen)" : "EXTRACT(EPOCH FROM seen)";
       String bytes =
           switch (name) {
             case "mariadb" -> "LOWER(HEX(photo))";
             case "h2" -> "LOWER(RAWTOHEX(photo))";
             default -> "encode(photo, 'hex')";
           };
-      return "SELECT id, CAST(" + instant + " AS DECIMAL(20,6)), CAST(met AS CHAR(23)), size, weight, "
-          + bytes + " FROM customers ORDER BY id";
+      return "SELECT id, CAST("
+          + instant
+          + " AS DECIMAL(20,6)), CAST(met AS CHAR(23)), size, weight, "
+          + bytes
+          + " FROM customers ORDER BY id";
     }
 
     @Override
@@ -69,12 +73,39 @@ class CopyJdbcIT {
 
   @BeforeAll
   static void start() throws Exception {
-    make("postgres", new TestServer(), "public", "\"", "bigint GENERATED ALWAYS AS IDENTITY", "text",
-        "timestamptz(6)", "timestamp(3)", "bytea", "double precision");
-    make("mariadb", new MariaDbServer(), "source", "`", "bigint AUTO_INCREMENT", "text",
-        "timestamp(6) NULL", "datetime(3)", "blob", "double");
-    make("h2", new H2Files(), "PUBLIC", "\"", "bigint GENERATED ALWAYS AS IDENTITY", "clob",
-        "timestamp(6) with time zone", "timestamp(3)", "blob", "double precision");
+    make(
+        "postgres",
+        new TestServer(),
+        "public",
+        "\"",
+        "bigint GENERATED ALWAYS AS IDENTITY",
+        "text",
+        "timestamptz(6)",
+        "timestamp(3)",
+        "bytea",
+        "double precision");
+    make(
+        "mariadb",
+        new MariaDbServer(),
+        "source",
+        "`",
+        "bigint AUTO_INCREMENT",
+        "text",
+        "timestamp(6) NULL",
+        "datetime(3)",
+        "blob",
+        "double");
+    make(
+        "h2",
+        new H2Files(),
+        "PUBLIC",
+        "\"",
+        "bigint GENERATED ALWAYS AS IDENTITY",
+        "clob",
+        "timestamp(6) with time zone",
+        "timestamp(3)",
+        "blob",
+        "double precision");
     for (Make make : MAKES.values()) {
       make.databases.create("source");
       make.databases.execute("source", schema(make));
@@ -100,16 +131,31 @@ class CopyJdbcIT {
     List<String> types = make.types;
     String orders = make.quoted("Order \"s` %_");
     return new String[] {
-      "CREATE TABLE customers (id " + types.get(0) + " PRIMARY KEY, account char(12) NOT NULL UNIQUE,"
-          + " name varchar(40) NOT NULL, email " + types.get(1) + ", born date, seen " + types.get(2)
-          + ", met " + types.get(3) + ", score decimal(5,2), size smallint, weight " + types.get(5)
-          + ", photo " + types.get(4) + ", shout varchar(40) GENERATED ALWAYS AS (upper(name))"
+      "CREATE TABLE customers (id "
+          + types.get(0)
+          + " PRIMARY KEY, account char(12) NOT NULL UNIQUE,"
+          + " name varchar(40) NOT NULL, email "
+          + types.get(1)
+          + ", born date, seen "
+          + types.get(2)
+          + ", met "
+          + types.get(3)
+          + ", score decimal(5,2), size smallint, weight "
+          + types.get(5)
+          + ", photo "
+          + types.get(4)
+          + ", shout varchar(40) GENERATED ALWAYS AS (upper(name))"
           + (make.name.equals("h2") ? ")" : " STORED)"),
-      "CREATE TABLE " + orders + " (customer char(12) NOT NULL, no int NOT NULL, "
-          + make.quoted("no\"te`") + " varchar(80), PRIMARY KEY (customer, no),"
+      "CREATE TABLE "
+          + orders
+          + " (customer char(12) NOT NULL, no int NOT NULL, "
+          + make.quoted("no\"te`")
+          + " varchar(80), PRIMARY KEY (customer, no),"
           + " FOREIGN KEY (customer) REFERENCES customers(account))",
       "CREATE TABLE order_lines (customer char(12), no int, line int, PRIMARY KEY (customer, no, line),"
-          + " CONSTRAINT ofOrder FOREIGN KEY (customer, no) REFERENCES " + orders + " (customer, no))",
+          + " CONSTRAINT ofOrder FOREIGN KEY (customer, no) REFERENCES "
+          + orders
+          + " (customer, no))",
       "CREATE TABLE staff (id int PRIMARY KEY, boss int, name varchar(20), FOREIGN KEY (boss) REFERENCES staff(id))",
       "CREATE TABLE nothing (id int PRIMARY KEY, word varchar(9))",
       "CREATE TABLE words (word varchar(20))"
@@ -123,20 +169,41 @@ class CopyJdbcIT {
       String at = String.format("%02d:%02d:30", 6 + i / 60, i % 60);
       String zone = make.name.equals("mariadb") ? "" : "+00";
       String account = String.format("%010d", i);
-      all.add("INSERT INTO customers (account, name, email, born, seen, met, score, size, weight, photo)"
-          + " VALUES ('" + account + "', 'Näme " + i + "', "
-          + (i % 3 == 0 ? "NULL" : i % 3 == 1 ? "''" : "'u" + i + "@x.org'") + ", '1980-02-28', '2024-03-10 "
-          + at + ".123456" + zone + "', '2024-03-10 02:30:00.123', " + (i % 2 == 0 ? "-" : "")
-          + "999.99, -32768, 0.1, "
-          + (make.name.equals("postgres") ? "'\\x00ff27'" : "X'00ff27'") + ")");
-      all.add("INSERT INTO " + orders + " VALUES ('" + account + "', 1, 'x'), ('" + account + "', 2, NULL)");
-      all.add("INSERT INTO order_lines VALUES ('" + account + "', 2, 1), ('" + account + "', 2, 7)");
+      all.add(
+          "INSERT INTO customers (account, name, email, born, seen, met, score, size, weight, photo)"
+              + " VALUES ('"
+              + account
+              + "', 'Näme "
+              + i
+              + "', "
+              + (i % 3 == 0 ? "NULL" : i % 3 == 1 ? "''" : "'u" + i + "@x.org'")
+              + ", '1980-02-28', '2024-03-10 "
+              + at
+              + ".123456"
+              + zone
+              + "', '2024-03-10 02:30:00.123', "
+              + (i % 2 == 0 ? "-" : "")
+              + "999.99, -32768, 0.1, "
+              + (make.name.equals("postgres") ? "'\\x00ff27'" : "X'00ff27'")
+              + ")");
+      all.add(
+          "INSERT INTO "
+              + orders
+              + " VALUES ('"
+              + account
+              + "', 1, 'x'), ('"
+              + account
+              + "', 2, NULL)");
+      all.add(
+          "INSERT INTO order_lines VALUES ('" + account + "', 2, 1), ('" + account + "', 2, 7)");
     }
     for (int i = 1; i <= 50; i++) {
-      all.add("INSERT INTO staff VALUES (" + i + ", " + (i == 1 ? "NULL" : i / 2) + ", 'S" + i + "')");
+      all.add(
+          "INSERT INTO staff VALUES (" + i + ", " + (i == 1 ? "NULL" : i / 2) + ", 'S" + i + "')");
     }
-    all.add("INSERT INTO words VALUES (NULL), (''), ('x'), ('x'), ('\\'), ('\uD83D\uDE00')"
-        .replace("'\\'", make.name.equals("mariadb") ? "'\\\\'" : "'\\'"));
+    all.add(
+        "INSERT INTO words VALUES (NULL), (''), ('x'), ('x'), ('\\'), ('\uD83D\uDE00')"
+            .replace("'\\'", make.name.equals("mariadb") ? "'\\\\'" : "'\\'"));
     if (make.name.equals("mariadb")) {
       all.add(0, "SET time_zone = '+00:00'");
     }
@@ -147,8 +214,13 @@ class CopyJdbcIT {
     String schema = "[" + make.schema + ".";
     boolean upper = make.name.equals("h2");
     if (keep) {
-      return Stream.of("customers", "order_lines", "staff", "nothing", "words", "\"Order \"\"s` %_\"")
-          .map(name -> schema + (upper && !name.startsWith("\"") ? name.toUpperCase() : name) + "] = keep\n")
+      return Stream.of(
+              "customers", "order_lines", "staff", "nothing", "words", "\"Order \"\"s` %_\"")
+          .map(
+              name ->
+                  schema
+                      + (upper && !name.startsWith("\"") ? name.toUpperCase() : name)
+                      + "] = keep\n")
           .reduce("", String::concat);
     }
     String text =
@@ -180,7 +252,8 @@ class CopyJdbcIT {
     StringBuilder text = new StringBuilder();
     for (String line : rules.replace("[S.", "[PUBLIC.").split("\n")) {
       String changed = line;
-      for (String name : List.of("account", "name", "email", "born", "score", "customer", "no", "line", "word")) {
+      for (String name :
+          List.of("account", "name", "email", "born", "score", "customer", "no", "line", "word")) {
         changed = changed.replaceAll("(^|(?<=   ))" + name + " =", name.toUpperCase() + " =");
       }
       for (String name : List.of("customers", "order_lines", "staff", "nothing", "words")) {
@@ -192,8 +265,15 @@ class CopyJdbcIT {
   }
 
   static Stream<String> pairs() {
-    return Stream.of("postgres mariadb", "postgres h2", "mariadb postgres", "mariadb mariadb",
-        "mariadb h2", "h2 postgres", "h2 mariadb", "h2 h2");
+    return Stream.of(
+        "postgres mariadb",
+        "postgres h2",
+        "mariadb postgres",
+        "mariadb mariadb",
+        "mariadb h2",
+        "h2 postgres",
+        "h2 mariadb",
+        "h2 h2");
   }
 
   private Run copy(Make from, Make to, String rules, String... more) throws Exception {
@@ -222,29 +302,33 @@ class CopyJdbcIT {
     copy(from, to, rules(from, false)).expect(ExitCode.DONE);
     TestDatabases source = from.databases;
     TestDatabases target = to.databases;
-    assertEquals(source.rows("source", from.kept()), target.rows("target", to.kept()), "" + offsets);
+    assertEquals(
+        source.rows("source", from.kept()), target.rows("target", to.kept()), "" + offsets);
     String orders = to.quoted("Order \"s` %_");
     assertEquals(
         ROWS + "|" + ROWS,
         target.row(
             "target",
-            "SELECT count(*), count(DISTINCT c.account) FROM customers c JOIN " + orders
+            "SELECT count(*), count(DISTINCT c.account) FROM customers c JOIN "
+                + orders
                 + " o ON o.customer = c.account WHERE no = 2"));
     assertEquals(
         "" + 2 * ROWS,
         target.row(
             "target",
-            "SELECT count(*) FROM order_lines l JOIN " + orders
+            "SELECT count(*) FROM order_lines l JOIN "
+                + orders
                 + " o ON o.customer = l.customer AND o.no = l.no"));
     assertEquals(
-        "50|0|1225",
-        target.row("target", "SELECT count(*), count(name), sum(id) - 50 FROM staff"));
+        "50|0|1225", target.row("target", "SELECT count(*), count(name), sum(id) - 50 FROM staff"));
     assertEquals(
         source.rows("source", "SELECT boss FROM staff ORDER BY id"),
         target.rows("target", "SELECT boss FROM staff ORDER BY id"));
     assertEquals(
         "6|5|1",
-        target.row("target", "SELECT count(*), count(word), count(CASE WHEN word = '' THEN 1 END) FROM words"));
+        target.row(
+            "target",
+            "SELECT count(*), count(word), count(CASE WHEN word = '' THEN 1 END) FROM words"));
     assertEquals(
         "0", target.row("target", "SELECT count(*) FROM customers WHERE shout <> upper(name)"));
     String masked =
@@ -254,8 +338,7 @@ class CopyJdbcIT {
     String known = MASKED.putIfAbsent("rows", found.toString());
     assertEquals(known == null ? found.toString() : known, found.toString());
     assertNotEquals(source.rows("source", masked), target.rows("target", masked));
-    target.execute(
-        "target", "INSERT INTO customers (account, name) VALUES ('new', 'new')");
+    target.execute("target", "INSERT INTO customers (account, name) VALUES ('new', 'new')");
     assertEquals(
         "" + (ROWS + 1), target.row("target", "SELECT id FROM customers WHERE name = 'new'"));
   }
@@ -304,8 +387,15 @@ class CopyJdbcIT {
             + " DEFAULT, 16777215)");
     make.databases.execute("target", schema);
     Path rules = Files.writeString(folder.resolve("r"), "[odd.odd] = keep");
-    Run.ofItsOwn(ELSEWHERE, "copy", "--from", make.databases.url("odd"), "--to",
-            make.databases.url("target"), "-r", rules.toString())
+    Run.ofItsOwn(
+            ELSEWHERE,
+            "copy",
+            "--from",
+            make.databases.url("odd"),
+            "--to",
+            make.databases.url("target"),
+            "-r",
+            rules.toString())
         .expect(ExitCode.DONE);
     String sql =
         "SELECT concat_ws('|', id, cast(d as char), cast(t as char), y, cast(at as char), UNIX_TIMESTAMP(ts),"
@@ -328,10 +418,18 @@ class CopyJdbcIT {
         "odd", "SET sql_mode = ''", "INSERT INTO odd VALUES (1, '2024-01-01'), (2, '0000-00-00')");
     Path rules = Files.writeString(folder.resolve("r"), "[odd.odd] = keep");
     Run run =
-        Run.velk("copy", "-q", "--from", from.databases.url("odd"), "--to", to.databases.url("odd"),
-                "-r", rules.toString())
+        Run.velk(
+                "copy",
+                "-q",
+                "--from",
+                from.databases.url("odd"),
+                "--to",
+                to.databases.url("odd"),
+                "-r",
+                rules.toString())
             .expect(ExitCode.INPUT_OUTPUT);
-    assertTrue(run.err().contains("the target refuses the row that has, masked, \"id\" = 2: "), run.err());
+    assertTrue(
+        run.err().contains("the target refuses the row that has, masked, \"id\" = 2: "), run.err());
     assertEquals("0", to.databases.row("odd", "SELECT count(*) FROM odd"));
   }
 
@@ -352,8 +450,15 @@ class CopyJdbcIT {
     make.databases.create("target");
     make.databases.execute("target", schema);
     Path rules = Files.writeString(folder.resolve("r"), "[PUBLIC.ODD] = keep");
-    Run.ofItsOwn(ELSEWHERE, "copy", "--from", make.databases.url("odd"), "--to",
-            make.databases.url("target"), "-r", rules.toString())
+    Run.ofItsOwn(
+            ELSEWHERE,
+            "copy",
+            "--from",
+            make.databases.url("odd"),
+            "--to",
+            make.databases.url("target"),
+            "-r",
+            rules.toString())
         .expect(ExitCode.DONE);
     String sql = "SELECT * FROM odd ORDER BY id";
     assertEquals(make.databases.rows("odd", sql), make.databases.rows("target", sql));
@@ -370,21 +475,37 @@ class CopyJdbcIT {
     for (Make make : List.of(from, to)) {
       String bytes = make.name.equals("mariadb") ? "longblob" : make.types.get(4);
       make.databases.create("large");
-      make.databases.execute("large", "CREATE TABLE photos (id int PRIMARY KEY, photo " + bytes + ")",
+      make.databases.execute(
+          "large",
+          "CREATE TABLE photos (id int PRIMARY KEY, photo " + bytes + ")",
           "CREATE TABLE loose (a int, name varchar(60))");
     }
     fill(from);
-    String upper = from.name.equals("h2") ? "[PUBLIC.PHOTOS] = keep\n[PUBLIC.LOOSE]\nA = keep\nNAME = classes"
-        : "[S.photos] = keep\n[S.loose]\na = keep\nname = classes";
+    String upper =
+        from.name.equals("h2")
+            ? "[PUBLIC.PHOTOS] = keep\n[PUBLIC.LOOSE]\nA = keep\nNAME = classes"
+            : "[S.photos] = keep\n[S.loose]\na = keep\nname = classes";
     String schema = from.name.equals("mariadb") ? "large" : from.schema;
-    Path rules = Files.writeString(folder.resolve("r"),
-        "service=s key=env:MASK_KEY\n" + upper.replace("[S.", "[" + schema + "."));
-    Run.ofItsOwn(List.of("-Xmx80m", "-XX:TieredStopAtLevel=1"), "copy", "-q", "--from",
-            from.databases.url("large"), "--to", to.databases.url("large"), "-r", rules.toString())
+    Path rules =
+        Files.writeString(
+            folder.resolve("r"),
+            "service=s key=env:MASK_KEY\n" + upper.replace("[S.", "[" + schema + "."));
+    Run.ofItsOwn(
+            List.of("-Xmx80m", "-XX:TieredStopAtLevel=1"),
+            "copy",
+            "-q",
+            "--from",
+            from.databases.url("large"),
+            "--to",
+            to.databases.url("large"),
+            "-r",
+            rules.toString())
         .expect(ExitCode.DONE);
     String length = to.name.equals("postgres") ? "sum(octet_length(photo))" : "sum(length(photo))";
-    assertEquals("60|120000000", to.databases.row("large", "SELECT count(*), " + length + " FROM photos"));
-    assertEquals("60000|1800030000", to.databases.row("large", "SELECT count(*), sum(a) FROM loose"));
+    assertEquals(
+        "60|120000000", to.databases.row("large", "SELECT count(*), " + length + " FROM photos"));
+    assertEquals(
+        "60000|1800030000", to.databases.row("large", "SELECT count(*), sum(a) FROM loose"));
   }
 
   private static void fill(Make make) {
@@ -401,9 +522,14 @@ class CopyJdbcIT {
           case "h2" -> "CAST(repeat('x', 2000000) AS binary large object)";
           default -> "convert_to(repeat('x', 2000000), 'UTF8')";
         };
-    make.databases.execute("large",
+    make.databases.execute(
+        "large",
         "INSERT INTO photos SELECT x, " + photo + " FROM (SELECT " + series + 60 + end + ") AS s",
-        "INSERT INTO loose SELECT x, concat('Some name of a person, ', x) FROM (SELECT " + series + 60000 + end + ") AS s");
+        "INSERT INTO loose SELECT x, concat('Some name of a person, ', x) FROM (SELECT "
+            + series
+            + 60000
+            + end
+            + ") AS s");
   }
 
   @ParameterizedTest
@@ -416,7 +542,9 @@ class CopyJdbcIT {
     }
     for (Make make : List.of(from, to)) {
       make.databases.create("busy");
-      make.databases.execute("busy", "CREATE TABLE a (id int PRIMARY KEY)",
+      make.databases.execute(
+          "busy",
+          "CREATE TABLE a (id int PRIMARY KEY)",
           "CREATE TABLE b (id int PRIMARY KEY, a int NOT NULL, FOREIGN KEY (a) REFERENCES a(id))");
       if (make == to) {
         break;
@@ -424,24 +552,40 @@ class CopyJdbcIT {
     }
     if (from == to) {
       from.databases.create("copied");
-      from.databases.execute("copied", "CREATE TABLE a (id int PRIMARY KEY)",
+      from.databases.execute(
+          "copied",
+          "CREATE TABLE a (id int PRIMARY KEY)",
           "CREATE TABLE b (id int PRIMARY KEY, a int NOT NULL, FOREIGN KEY (a) REFERENCES a(id))");
     }
     String into = from == to ? "copied" : "busy";
     String head = "[" + (from.name.equals("mariadb") ? "busy" : "public") + ".";
     Path rules = Files.writeString(folder.resolve("r"), head + "a] = keep\n" + head + "b] = keep");
     AtomicBoolean ended = new AtomicBoolean();
-    Thread writer = new Thread(() -> {
-      for (int i = 1; !ended.get(); i++) {
-        from.databases.execute("busy", "INSERT INTO a VALUES (" + i + ")",
-            "INSERT INTO b VALUES (" + i + ", " + i + ")");
-      }
-    });
+    Thread writer =
+        new Thread(
+            () -> {
+              for (int i = 1; !ended.get(); i++) {
+                from.databases.execute(
+                    "busy",
+                    "INSERT INTO a VALUES (" + i + ")",
+                    "INSERT INTO b VALUES (" + i + ", " + i + ")");
+              }
+            });
     writer.start();
     try {
       Thread.sleep(300);
-      Run.ofItsOwn(ELSEWHERE, "copy", "--from", from.databases.url("busy"), "--to",
-          to.databases.url(into), "-r", rules.toString(), "--piece-rows", "3").expect(ExitCode.DONE);
+      Run.ofItsOwn(
+              ELSEWHERE,
+              "copy",
+              "--from",
+              from.databases.url("busy"),
+              "--to",
+              to.databases.url(into),
+              "-r",
+              rules.toString(),
+              "--piece-rows",
+              "3")
+          .expect(ExitCode.DONE);
     } finally {
       ended.set(true);
       writer.join();
@@ -461,8 +605,13 @@ class CopyJdbcIT {
       boolean upper = make.name.equals("h2");
       String customers = "[" + schema + "." + (upper ? "CUSTOMERS" : "customers") + "]";
       assertTrue(rules.contains(customers), rules);
-      String scope = "scope='" + schema + "." + (upper ? "CUSTOMERS.ACCOUNT" : "customers.account") + "'";
-      assertEquals(3, rules.split(java.util.regex.Pattern.quote("ff1(alphabet=alphanumeric, " + scope)).length - 1, rules);
+      String scope =
+          "scope='" + schema + "." + (upper ? "CUSTOMERS.ACCOUNT" : "customers.account") + "'";
+      assertEquals(
+          3,
+          rules.split(java.util.regex.Pattern.quote("ff1(alphabet=alphanumeric, " + scope)).length
+              - 1,
+          rules);
       assertTrue(rules.contains((upper ? "BORN" : "born") + " = null  # date: "), rules);
       assertTrue(!rules.toLowerCase().contains("shout"), rules);
     }

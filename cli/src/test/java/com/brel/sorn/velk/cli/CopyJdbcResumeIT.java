@@ -64,8 +64,11 @@ class CopyJdbcResumeIT {
     boolean isH2 = make.equals("h2");
     databases.execute(
         "source",
-        "INSERT INTO people SELECT lpad(x, 9, '0'), concat('Name ', x) FROM " + series(isH2, PEOPLE),
-        "INSERT INTO visits SELECT x, lpad(1 + x % " + PEOPLE + ", 9, '0'), DATE '2024-01-01' FROM "
+        "INSERT INTO people SELECT lpad(x, 9, '0'), concat('Name ', x) FROM "
+            + series(isH2, PEOPLE),
+        "INSERT INTO visits SELECT x, lpad(1 + x % "
+            + PEOPLE
+            + ", 9, '0'), DATE '2024-01-01' FROM "
             + series(isH2, VISITS));
     emptyTarget(make);
   }
@@ -101,7 +104,8 @@ class CopyJdbcResumeIT {
 
   private static List<String> contents(String make) {
     List<String> all =
-        new ArrayList<>(makes.get(make).rows("target", "SELECT id, name FROM people ORDER BY 1, 2"));
+        new ArrayList<>(
+            makes.get(make).rows("target", "SELECT id, name FROM people ORDER BY 1, 2"));
     all.addAll(makes.get(make).rows("target", "SELECT no, who, at FROM visits ORDER BY 1"));
     return all;
   }
@@ -110,12 +114,14 @@ class CopyJdbcResumeIT {
     TestDatabases databases = makes.get(make);
     String schema = make.equals("h2") ? "PUBLIC" : "target";
     String exists =
-        "SELECT count(*) FROM information_schema.tables WHERE table_schema = '" + schema
+        "SELECT count(*) FROM information_schema.tables WHERE table_schema = '"
+            + schema
             + "' AND table_name = 'velk_copy_run'";
     if (databases.row("target", exists).equals("0")) {
       return 0;
     }
-    return Integer.parseInt(databases.row("target", "SELECT count(*) FROM " + quoted(make, "velk_copy_piece")));
+    return Integer.parseInt(
+        databases.row("target", "SELECT count(*) FROM " + quoted(make, "velk_copy_piece")));
   }
 
   private static String quoted(String make, String name) {
@@ -124,15 +130,21 @@ class CopyJdbcResumeIT {
 
   private static boolean isBegun(String make) {
     try {
-      return !makes.get(make).row("target", "SELECT count(*) FROM " + quoted(make, "velk_copy_run")).equals("0");
+      return !makes
+          .get(make)
+          .row("target", "SELECT count(*) FROM " + quoted(make, "velk_copy_run"))
+          .equals("0");
     } catch (IllegalStateException e) {
       return false;
     }
   }
 
   private static boolean isFinished(String make) {
-    return makes.get(make)
-        .row("target", "SELECT " + quoted(make, "finished") + " FROM " + quoted(make, "velk_copy_run"))
+    return makes
+        .get(make)
+        .row(
+            "target",
+            "SELECT " + quoted(make, "finished") + " FROM " + quoted(make, "velk_copy_run"))
         .equals("1");
   }
 
@@ -142,8 +154,10 @@ class CopyJdbcResumeIT {
     command.add("-Dvelk.library.dir=" + System.getProperty("velk.library.dir"));
     command.addAll(List.of("-cp", System.getProperty("java.class.path"), Velk.class.getName()));
     command.addAll(arguments);
-    return new ProcessBuilder(command).redirectErrorStream(true)
-        .redirectOutput(folder.resolve("out").toFile()).start();
+    return new ProcessBuilder(command)
+        .redirectErrorStream(true)
+        .redirectOutput(folder.resolve("out").toFile())
+        .start();
   }
 
   @ParameterizedTest
@@ -191,12 +205,14 @@ class CopyJdbcResumeIT {
   void whatHasChangedSinceIsCopiedAgain(String make) throws IOException {
     fill(make);
     leaveSomeUndone(make);
-    makes.get(make).execute(
-        "source",
-        "INSERT INTO people VALUES ('100000001', 'New one')",
-        "UPDATE visits SET who = '100000001' WHERE no IN (1, 2000, 8000)",
-        "DELETE FROM visits WHERE no BETWEEN 300 AND 310",
-        "INSERT INTO visits VALUES (10000, '100000001', NULL)");
+    makes
+        .get(make)
+        .execute(
+            "source",
+            "INSERT INTO people VALUES ('100000001', 'New one')",
+            "UPDATE visits SET who = '100000001' WHERE no IN (1, 2000, 8000)",
+            "DELETE FROM visits WHERE no BETWEEN 300 AND 310",
+            "INSERT INTO visits VALUES (10000, '100000001', NULL)");
     copy(make, "--resume").expect(ExitCode.DONE);
     List<String> resumed = contents(make);
     emptyTarget(make);
@@ -212,7 +228,8 @@ class CopyJdbcResumeIT {
     makes.get("mariadb").execute("target", "UPDATE visits SET at = NULL WHERE no = 7");
     makes.get("mariadb").execute("source", "INSERT INTO visits VALUES (9001, '000000001', NULL)");
     copy("mariadb", "--resume").expect(ExitCode.DONE);
-    assertEquals("2", makes.get("mariadb").row("target", "SELECT count(*) FROM visits WHERE at IS NULL"));
+    assertEquals(
+        "2", makes.get("mariadb").row("target", "SELECT count(*) FROM visits WHERE at IS NULL"));
   }
 
   @Test
@@ -224,7 +241,9 @@ class CopyJdbcResumeIT {
     assertTrue(run.err().contains("has changed in the source and others refer to it"), run.err());
     fill("mariadb");
     leaveSomeUndone("mariadb");
-    makes.get("mariadb").execute("source", "UPDATE people SET name = 'Else' WHERE id = '000000077'");
+    makes
+        .get("mariadb")
+        .execute("source", "UPDATE people SET name = 'Else' WHERE id = '000000077'");
     copy("mariadb", "--resume").expect(ExitCode.DONE);
     assertEquals(PEOPLE + VISITS, contents("mariadb").size());
   }
@@ -235,15 +254,22 @@ class CopyJdbcResumeIT {
     fill(make);
     copy(make).expect(ExitCode.DONE);
     TestDatabases databases = makes.get(make);
-    List<String> marks = databases.rows("target", "SELECT * FROM " + quoted(make, "velk_copy_piece")
-        + " ORDER BY 1, 2");
+    List<String> marks =
+        databases.rows(
+            "target", "SELECT * FROM " + quoted(make, "velk_copy_piece") + " ORDER BY 1, 2");
     assertEquals(PEOPLE / 100 + VISITS / 100, marks.size());
     String table = make.equals("h2") ? "PUBLIC.PEOPLE" : "source.people";
     for (int i = 0; i < PEOPLE / 100; i++) {
       String mark = marks.get(i);
       assertTrue(
-          mark.matches(java.util.regex.Pattern.quote(table) + "\\|" + i + "\\|" + 100 * i
-              + "\\|100\\|[0-9a-f]{32}\\|masked nulls equal empty\n100 0 0 0\n100 0 0 0\n"), mark);
+          mark.matches(
+              java.util.regex.Pattern.quote(table)
+                  + "\\|"
+                  + i
+                  + "\\|"
+                  + 100 * i
+                  + "\\|100\\|[0-9a-f]{32}\\|masked nulls equal empty\n100 0 0 0\n100 0 0 0\n"),
+          mark);
     }
     Run again = copy(make).expect(ExitCode.USAGE);
     assertTrue(again.err().contains("the target has the marks of a copy: --resume"), again.err());
@@ -274,7 +300,9 @@ class CopyJdbcResumeIT {
     TestDatabases databases = makes.get("mariadb");
     databases.execute("target", "INSERT INTO people VALUES ('x', 'y')");
     Run added = copy("mariadb", "--resume").expect(ExitCode.INPUT_OUTPUT);
-    assertTrue(added.err().contains(PEOPLE + " rows were written and " + (PEOPLE + 1) + " are there"), added.err());
+    assertTrue(
+        added.err().contains(PEOPLE + " rows were written and " + (PEOPLE + 1) + " are there"),
+        added.err());
     assertFalse(isFinished("mariadb"));
     databases.execute("source", "UPDATE people SET name = 'Else' WHERE id = '000000001'");
     Run changed = copy("mariadb", "--resume").expect(ExitCode.INPUT_OUTPUT);
@@ -284,7 +312,10 @@ class CopyJdbcResumeIT {
   @Test
   void aChildWithoutItsParentIsFoundBeforeTheLastMark() throws IOException {
     fill("mariadb");
-    makes.get("mariadb").execute("source", "SET foreign_key_checks = 0", "DELETE FROM people WHERE id = '000000005'");
+    makes
+        .get("mariadb")
+        .execute(
+            "source", "SET foreign_key_checks = 0", "DELETE FROM people WHERE id = '000000005'");
     Run run = copy("mariadb").expect(ExitCode.INPUT_OUTPUT);
     assertTrue(run.err().contains("3 rows are without their parent in foreign key"), run.err());
     assertFalse(isFinished("mariadb"));

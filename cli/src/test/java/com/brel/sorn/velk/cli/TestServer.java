@@ -35,7 +35,18 @@ final class TestServer extends TestDatabases {
             "--no-sync",
             "--locale=C"));
     List<String> command =
-        asUser(USER, programs().resolve("postgres"), "-D", data, "-h", HOST, "-p", "" + port, "-k", "", "-F");
+        asUser(
+            USER,
+            programs().resolve("postgres"),
+            "-D",
+            data,
+            "-h",
+            HOST,
+            "-p",
+            "" + port,
+            "-k",
+            "",
+            "-F");
     start(command, "postgres");
   }
 

@@ -37,7 +37,12 @@ final class JdbcMarks {
    * @param columns of each column what became of its values; empty where all went over as they are
    */
   record Mark(
-      String table, long number, long from, long rows, String checksum, List<ColumnResult> columns) {}
+      String table,
+      long number,
+      long from,
+      long rows,
+      String checksum,
+      List<ColumnResult> columns) {}
 
   private String table(String name) throws SQLException {
     return session.sql(new TableName(session.schema(), name));
@@ -152,8 +157,17 @@ final class JdbcMarks {
           .errors()
           .forEach(
               (code, found) ->
-                  text.append("error ").append(code).append(' ').append(found.count()).append(' ')
-                      .append(found.text().replace("\\", "\\\\").replace("\n", "\\n").replace("\r", "\\r"))
+                  text.append("error ")
+                      .append(code)
+                      .append(' ')
+                      .append(found.count())
+                      .append(' ')
+                      .append(
+                          found
+                              .text()
+                              .replace("\\", "\\\\")
+                              .replace("\n", "\\n")
+                              .replace("\r", "\\r"))
                       .append('\n'));
     }
     return text.toString();
@@ -171,8 +185,7 @@ final class JdbcMarks {
             .put(Integer.valueOf(words[1]), new Errors(told, Long.parseLong(words[2])));
       } else {
         long[] counts = Arrays.stream(words).mapToLong(Long::parseLong).toArray();
-        columns.add(
-            new ColumnResult(counts[0], counts[1], counts[2], counts[3], new TreeMap<>()));
+        columns.add(new ColumnResult(counts[0], counts[1], counts[2], counts[3], new TreeMap<>()));
       }
     }
     return columns;

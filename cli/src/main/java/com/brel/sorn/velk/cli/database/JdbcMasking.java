@@ -46,8 +46,7 @@ final class JdbcMasking implements AutoCloseable {
     for (int i = 0; i < counts.length; i++) {
       long[] count = counts[i];
       all.add(
-          new ColumnResult(
-              count[MASKED], count[NULL], count[EQUAL], count[EMPTY], errors.get(i)));
+          new ColumnResult(count[MASKED], count[NULL], count[EQUAL], count[EMPTY], errors.get(i)));
     }
     return all;
   }
@@ -85,9 +84,7 @@ final class JdbcMasking implements AutoCloseable {
         throw CopyException.failed("table " + step.name() + ", in a piece of it: " + error);
       }
       failed.add(place(error.row(), error.column()));
-      errors
-          .get(error.column())
-          .merge(error.code(), new Errors(error.message(), 1), Errors::plus);
+      errors.get(error.column()).merge(error.code(), new Errors(error.message(), 1), Errors::plus);
     }
     return failed;
   }

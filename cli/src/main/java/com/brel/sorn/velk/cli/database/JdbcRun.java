@@ -133,7 +133,8 @@ final class JdbcRun {
       } while (!next.isEmpty());
       if (rows > 0 || evenEmpty) {
         String checksum = piece.reading.checksum();
-        marks.add(new Mark(piece.step.name(), number, from, rows, checksum, piece.masking.columns()));
+        marks.add(
+            new Mark(piece.step.name(), number, from, rows, checksum, piece.masking.columns()));
       }
       target.connection().commit();
     } catch (SQLException | RuntimeException e) {

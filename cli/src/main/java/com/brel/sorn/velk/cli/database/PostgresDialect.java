@@ -107,7 +107,8 @@ final class PostgresDialect extends Dialect {
   @Override
   int fetched(JdbcSession source, TableName table, boolean isLong) throws SQLException {
     boolean none =
-        source.rows(
+        source
+            .rows(
                 "SELECT reltoastrelid = 0 OR pg_catalog.pg_relation_size(reltoastrelid) = 0"
                     + " FROM pg_catalog.pg_class WHERE relkind = 'r' AND oid = ?::regclass",
                 row -> row.getBoolean(1),
