@@ -27,7 +27,7 @@ final class TestServer implements AutoCloseable {
 
   private final Path folder;
   private final int port;
-  private final Process process;
+  private Process process;
 
   TestServer() throws Exception {
     folder = Files.createTempDirectory("velk-postgres");
@@ -49,14 +49,48 @@ final class TestServer implements AutoCloseable {
             "--no-sync",
             "--locale=C"));
     port = freePort();
+    begin();
+  }
+
+  private void begin() throws Exception {
     List<String> command =
-        asUser("postgres", "-D", data, "-h", HOST, "-p", "" + port, "-k", "", "-F");
+        asUser(
+            "postgres",
+            "-D",
+            folder.resolve("data").toString(),
+            "-h",
+            HOST,
+            "-p",
+            "" + port,
+            "-k",
+            "",
+            "-F");
     process =
         new ProcessBuilder(command)
             .redirectErrorStream(true)
-            .redirectOutput(folder.resolve("log").toFile())
+            .redirectOutput(ProcessBuilder.Redirect.appendTo(folder.resolve("log").toFile()))
             .start();
     awaitStart();
+  }
+
+  /** Ends it at once, as a crash would, and starts it anew. */
+  void crash() throws Exception {
+    run(List.of("kill", "-QUIT", "" + process.pid()));
+    process.onExit().join();
+    begin();
+  }
+
+  /** Has a user asked for a password. */
+  void requirePassword(String user, String password) throws IOException {
+    execute("postgres", "CREATE ROLE " + user + " SUPERUSER LOGIN PASSWORD '" + password + "'");
+    Path file = folder.resolve("data").resolve("pg_hba.conf");
+    String rule = "host all " + user + " " + HOST + "/32 scram-sha-256\n";
+    Files.writeString(file, rule + Files.readString(file));
+    execute("postgres", "SELECT pg_reload_conf()");
+  }
+
+  int port() {
+    return port;
   }
 
   private static List<String> asUser(String program, String... arguments) throws IOException {
