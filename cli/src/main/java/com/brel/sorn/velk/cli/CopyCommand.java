@@ -2,6 +2,7 @@ package com.brel.sorn.velk.cli;
 
 import com.brel.sorn.velk.cli.database.CopyException;
 import com.brel.sorn.velk.cli.database.CopySettings;
+import com.brel.sorn.velk.cli.database.DatabaseCopy;
 import com.brel.sorn.velk.cli.database.DatabaseUrl;
 import com.brel.sorn.velk.cli.database.MaskedCopy;
 import com.brel.sorn.velk.masking.Engine;
@@ -167,8 +168,7 @@ final class CopyCommand implements Callable<Integer> {
         report.from = new DatabaseUrl(from, "from", System.getenv()).toString();
         report.to = new DatabaseUrl(to, "to", System.getenv()).toString();
         report.engine = engine.library().identification();
-        copy.run((rows, done) -> progress.update(rows, PAGE * done), this::warn)
-            .forEach(report::add);
+        run(copy, progress).forEach(report::add);
       }
       if (!quiet) {
         report.unchanged().forEach(this::warn);
@@ -176,6 +176,18 @@ final class CopyCommand implements Callable<Integer> {
       tell(report, told);
     }
     return report.errorCount() > 0 ? ExitCode.FIELD_ERRORS : ExitCode.DONE;
+  }
+
+  private List<DatabaseCopy.TableResult> run(MaskedCopy copy, Progress progress)
+      throws IOException {
+    Interruption interruption =
+        new Interruption(
+            velk.streams(), () -> "stopped; the copy is not complete, --resume goes on with it");
+    try {
+      return copy.run((rows, done) -> progress.update(rows, PAGE * done), this::warn);
+    } finally {
+      interruption.close();
+    }
   }
 
   private void tell(CopyReport report, Output told) throws IOException {

@@ -9,52 +9,14 @@ import com.fasterxml.jackson.databind.ObjectMapper;
 import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.util.ArrayList;
 import java.util.List;
-import org.junit.jupiter.api.AfterAll;
-import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.condition.DisabledOnOs;
 import org.junit.jupiter.api.condition.OS;
-import org.junit.jupiter.api.io.TempDir;
 
 /** What a copy refuses before its first row, and how it ends where the target refuses one. */
 @DisabledOnOs(value = OS.WINDOWS, disabledReason = "its server is one of this machine's")
-class CopyRefusalIT {
-  private static final String HEAD = "service=s key=env:MASK_KEY\n";
-  private static TestServer server;
-
-  @TempDir Path folder;
-
-  @BeforeAll
-  static void start() throws Exception {
-    server = new TestServer();
-  }
-
-  @AfterAll
-  static void stop() throws Exception {
-    server.close();
-  }
-
-  private static void both(String... statements) {
-    for (String database : List.of("source", "target")) {
-      server.create(database);
-      server.execute(database, statements);
-    }
-  }
-
-  private Run copy(String rules, String... more) throws IOException {
-    return copyTo(server.url("source"), server.url("target"), rules, more);
-  }
-
-  private Run copyTo(String from, String to, String rules, String... more) throws IOException {
-    Path file = Files.writeString(folder.resolve("rules"), rules);
-    List<String> arguments =
-        new ArrayList<>(List.of("copy", "--from", from, "--to", to, "-r", file.toString(), "-q"));
-    arguments.addAll(List.of(more));
-    return Run.velk(arguments.toArray(String[]::new));
-  }
-
+class CopyRefusalIT extends CopyTests {
   /** Refused with this and nothing else, by the plan alone and by a run, and nothing is written. */
   private void expect(String rules, String... findings) throws IOException {
     StringBuilder all = new StringBuilder();

@@ -77,7 +77,7 @@ abstract class TestDatabases implements AutoCloseable {
     process =
         new ProcessBuilder(command)
             .redirectErrorStream(true)
-            .redirectOutput(folder.resolve("log").toFile())
+            .redirectOutput(ProcessBuilder.Redirect.appendTo(folder.resolve("log").toFile()))
             .start();
     for (int i = 0; i < 600; i++) {
       try {
@@ -122,6 +122,10 @@ abstract class TestDatabases implements AutoCloseable {
 
   String row(String database, String sql) {
     return rows(database, sql).get(0);
+  }
+
+  Process process() {
+    return process;
   }
 
   @Override

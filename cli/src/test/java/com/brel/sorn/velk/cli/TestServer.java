@@ -34,20 +34,29 @@ final class TestServer extends TestDatabases {
             "UTF8",
             "--no-sync",
             "--locale=C"));
-    List<String> command =
-        asUser(
-            USER,
-            programs().resolve("postgres"),
-            "-D",
-            data,
-            "-h",
-            HOST,
-            "-p",
-            "" + port,
-            "-k",
-            "",
-            "-F");
-    start(command, "postgres");
+    begin();
+  }
+
+  private void begin() throws Exception {
+    String data = folder.resolve("data").toString();
+    Path server = programs().resolve("postgres");
+    start(asUser(USER, server, "-D", data, "-h", HOST, "-p", "" + port, "-k", "", "-F"), "postgres");
+  }
+
+  /** Ends it at once, as a crash would, and starts it anew. */
+  void crash() throws Exception {
+    run(List.of("kill", "-QUIT", "" + process().pid()));
+    process().onExit().join();
+    begin();
+  }
+
+  /** Has a user asked for a password. */
+  void requirePassword(String user, String password) throws IOException {
+    execute("postgres", "CREATE ROLE " + user + " SUPERUSER LOGIN PASSWORD '" + password + "'");
+    Path file = folder.resolve("data").resolve("pg_hba.conf");
+    String rule = "host all " + user + " " + HOST + "/32 scram-sha-256\n";
+    Files.writeString(file, rule + Files.readString(file));
+    execute("postgres", "SELECT pg_reload_conf()");
   }
 
   /** The latest version's. */
@@ -69,6 +78,10 @@ final class TestServer extends TestDatabases {
   @Override
   String url(String database) {
     return url("velk", database);
+  }
+
+  int port() {
+    return port;
   }
 
   String url(String user, String database) {

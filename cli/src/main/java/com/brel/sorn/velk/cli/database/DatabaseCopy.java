@@ -95,6 +95,9 @@ public final class DatabaseCopy implements MaskedCopy {
       List<String> findings = new ArrayList<>();
       List<TableName> chosen = chosen(all, settings.tables(), findings);
       beginSnapshot(chosen);
+      if (!CatalogueReader.names(source).equals(all)) {
+        throw CopyException.refused("the source got or lost tables just now: begin anew");
+      }
       Catalogue ours = CatalogueReader.read(source, chosen);
       Catalogue theirs = CatalogueReader.read(target, chosen);
       inspect(target, theirs, findings);
@@ -132,10 +135,7 @@ public final class DatabaseCopy implements MaskedCopy {
   /** A table that was emptied or rewritten behind the snapshot's back would look empty in it. */
   private void beginSnapshot(List<TableName> tables) throws SQLException {
     source.beginSnapshot();
-    if (!tables.isEmpty()) {
-      String names = String.join(", ", tables.stream().map(TableName::sql).toList());
-      source.execute("LOCK TABLE " + names + " IN ACCESS SHARE MODE");
-    }
+    source.lock(tables, "");
     snapshot = source.text("SELECT pg_export_snapshot()");
   }
 
@@ -149,9 +149,12 @@ public final class DatabaseCopy implements MaskedCopy {
     if (!hasMarks && settings.resume()) {
       findings.add("--resume: the target has no marks of a copy");
     }
-    for (TableName table : hasMarks ? List.<TableName>of() : tables.tables().keySet()) {
-      if (target.isTrue("SELECT EXISTS (SELECT FROM " + rows(tables, table) + ")")) {
-        findings.add("table " + table + ": the target's is not empty");
+    for (Catalogue.Table table : tables.tables().values()) {
+      // What cannot be written cannot always be read, and is refused for that.
+      boolean looks = !hasMarks && !table.hidden() && table.findings().isEmpty();
+      String rows = rows(tables, table.name());
+      if (looks && target.isTrue("SELECT EXISTS (SELECT FROM " + rows + ")")) {
+        findings.add("table " + table.name() + ": the target's is not empty");
       }
     }
   }

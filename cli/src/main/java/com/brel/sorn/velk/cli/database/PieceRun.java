@@ -51,9 +51,7 @@ final class PieceRun implements AutoCloseable {
     this.listener = listener;
     threads = Executors.newFixedThreadPool(settings.jobs());
     try {
-      each(
-          settings.jobs(),
-          () -> add(Worker.open(settings, snapshot, plan.unordered(), checksumKey, engine)));
+      each(settings.jobs(), () -> add(Worker.open(settings, snapshot, plan, checksumKey, engine)));
     } catch (IOException | SQLException | RuntimeException e) {
       close();
       throw e;

@@ -274,6 +274,7 @@ final class Planner {
     if (other.hidden()) {
       find(table.name(), "row-level security of the target forbids a copy into it");
     }
+    other.findings().forEach(finding -> find(table.name(), "in the target, " + finding));
     for (Column ours : table.columns()) {
       Column theirs = other.column(ours.name()).orElse(null);
       String difference =

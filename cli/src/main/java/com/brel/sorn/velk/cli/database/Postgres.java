@@ -8,7 +8,9 @@ import java.sql.ResultSet;
 import java.sql.SQLException;
 import java.sql.Statement;
 import java.util.ArrayList;
+import java.util.Collection;
 import java.util.List;
+import java.util.Optional;
 import java.util.Properties;
 import org.postgresql.PGConnection;
 import org.postgresql.copy.CopyManager;
@@ -30,11 +32,19 @@ final class Postgres implements AutoCloseable {
           "extra_float_digits = 3",
           "bytea_output = 'hex'",
           "lc_monetary = 'C'",
+          "array_nulls = on",
+          "xmloption = content",
+          "standard_conforming_strings = on",
           "row_security = off",
           "synchronize_seqscans = off",
           "statement_timeout = 0",
           "lock_timeout = 0",
           "idle_in_transaction_session_timeout = 0");
+
+  /** Limits that not every version has. */
+  private static final String NEWER_LIMITS =
+      "SELECT set_config(name, '0', false) FROM pg_settings"
+          + " WHERE name IN ('idle_session_timeout', 'transaction_timeout');";
 
   /** Makes something of the row that a result is at. */
   interface RowReader<T> {
@@ -68,11 +78,15 @@ final class Postgres implements AutoCloseable {
   }
 
   private static Connection connect(DatabaseUrl url) throws SQLException {
+    Optional<String> unused = url.hasPassword() ? Optional.empty() : PasswordFile.refused();
     try {
       return DriverManager.getConnection(url.jdbc(), properties(url));
     } catch (SQLException e) {
       Console console = System.console();
       boolean asks = NO_PASSWORD.equals(e.getSQLState()) || WRONG_PASSWORD.equals(e.getSQLState());
+      if (asks && !url.hasPassword() && console == null && unused.isPresent()) {
+        throw CopyException.failed(url + ": there is no password; " + unused.get());
+      }
       if (!asks || url.hasPassword() || console == null) {
         throw e;
       }
@@ -97,6 +111,7 @@ final class Postgres implements AutoCloseable {
     // One after the other in one go, for each that waits for the server is felt.
     StringBuilder all = new StringBuilder();
     SETTINGS.forEach(setting -> all.append("SET ").append(setting).append(';'));
+    all.append(NEWER_LIMITS);
     if (readOnly) {
       all.append("SET SESSION CHARACTERISTICS AS TRANSACTION READ ONLY");
     }
@@ -152,6 +167,18 @@ final class Postgres implements AutoCloseable {
   /** Begins a transaction that sees one state of the database and cannot write. */
   void beginSnapshot() throws SQLException {
     execute("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY");
+  }
+
+  /**
+   * Keeps tables in their form to the end of the transaction.
+   *
+   * @param wait {@code NOWAIT}, or nothing to wait until they are free
+   */
+  void lock(Collection<TableName> tables, String wait) throws SQLException {
+    if (!tables.isEmpty()) {
+      String names = String.join(", ", tables.stream().map(TableName::sql).toList());
+      execute("LOCK TABLE " + names + " IN ACCESS SHARE MODE " + wait);
+    }
   }
 
   CopyManager copies() throws SQLException {

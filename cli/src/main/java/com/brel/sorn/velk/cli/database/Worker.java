@@ -25,21 +25,21 @@ final class Worker implements AutoCloseable {
    * Opens the sessions.
    *
    * @param snapshot what the source's sessions share
-   * @param unordered whether keys are checked at the end
    */
   static Worker open(
-      CopySettings settings, String snapshot, boolean unordered, byte[] checksumKey, Engine engine)
+      CopySettings settings, String snapshot, Plan plan, byte[] checksumKey, Engine engine)
       throws SQLException {
     Postgres source = Postgres.open(settings.from(), true);
     Postgres target = null;
     try {
       source.beginSnapshot();
       source.execute("SET TRANSACTION SNAPSHOT " + TableName.literal(snapshot));
+      lock(source, plan);
       target = Postgres.open(settings.to(), false);
       Locks.joinWriters(target);
       // Rows and mark are lost together, if at all: the last mark waits for all that was logged.
       target.execute("SET synchronous_commit = off");
-      if (unordered) {
+      if (plan.unordered()) {
         target.execute("SET session_replication_role = replica");
       }
       return new Worker(source, target, checksumKey, engine);
@@ -49,6 +49,21 @@ final class Worker implements AutoCloseable {
         target.close();
       }
       throw e;
+    }
+  }
+
+  /**
+   * Whoever waits to change a table has this session wait behind it, and waits himself for the one
+   * that has planned the copy, to its end.
+   */
+  private static void lock(Postgres source, Plan plan) throws SQLException {
+    try {
+      source.lock(plan.steps().stream().map(step -> step.source().name()).toList(), "NOWAIT");
+    } catch (SQLException e) {
+      if (!"55P03".equals(e.getSQLState())) {
+        throw e;
+      }
+      throw CopyException.failed("somebody changes tables of the source: begin anew");
     }
   }
 
