@@ -40,7 +40,8 @@ final class TestServer extends TestDatabases {
   private void begin() throws Exception {
     String data = folder.resolve("data").toString();
     Path server = programs().resolve("postgres");
-    start(asUser(USER, server, "-D", data, "-h", HOST, "-p", "" + port, "-k", "", "-F"), "postgres");
+    start(
+        asUser(USER, server, "-D", data, "-h", HOST, "-p", "" + port, "-k", "", "-F"), "postgres");
   }
 
   /** Ends it at once, as a crash would, and starts it anew. */

@@ -69,16 +69,7 @@ final class PostgresDialect extends Dialect {
 
   @Override
   boolean isUnordered(JdbcSession target) throws SQLException {
-    try {
-      setUnordered(target);
-      target.execute("RESET session_replication_role");
-      return true;
-    } catch (SQLException e) {
-      if ("42501".equals(e.getSQLState())) {
-        return false;
-      }
-      throw e;
-    }
+    return DatabaseCopy.allowsReplicaRole(target);
   }
 
   @Override
