@@ -42,5 +42,8 @@ if exist "%root%\command\" set packaged="-Dvelk.library.packaged=%root%\lib"
 rem What Java says of itself would else stand among the rows, and what it leaves of a crash would hold values.
 rem The second compiler of Java takes longer than it saves: values are masked by native code.
 set "told=-XX:+DisplayVMOutputToStderr -Xlog:disable -Xlog:all=warning:stderr -XX:-CreateCoredumpOnCrash"
-"%java%" -Xmx192m --enable-native-access=ALL-UNNAMED -XX:TieredStopAtLevel=1 %told% %packaged% %VELK_JAVA_OPTIONS% -jar "%folder%\%jar%" %*
+rem The rows of a copy of a database are garbage once they are masked: few pages for them cost less than many.
+set "copying="
+if "%~1"=="copy" set "copying=-XX:+UseSerialGC -Xms16m -Xmn8m"
+"%java%" -Xmx192m --enable-native-access=ALL-UNNAMED -XX:TieredStopAtLevel=1 %told% %copying% %packaged% %VELK_JAVA_OPTIONS% -jar "%folder%\%jar%" %*
 exit /b %errorlevel%

@@ -4,6 +4,7 @@ import com.brel.sorn.velk.cli.database.CopyException;
 import com.brel.sorn.velk.cli.database.CopySettings;
 import com.brel.sorn.velk.cli.database.DatabaseCopy;
 import com.brel.sorn.velk.cli.database.DatabaseUrl;
+import com.brel.sorn.velk.cli.database.MaskedCopy;
 import com.brel.sorn.velk.masking.Engine;
 import java.io.IOException;
 import java.nio.charset.Charset;
@@ -19,7 +20,7 @@ import picocli.CommandLine.ParentCommand;
 
 @Command(
     name = "copy",
-    description = "Copies a PostgreSQL database into another one, masked.",
+    description = "Copies a database into another one, masked.",
     footer = {
       "",
       "The tables are in the target already, and empty. The source is read in one snapshot and never"
@@ -38,7 +39,10 @@ final class CopyCommand implements Callable<Integer> {
       names = "--from",
       required = true,
       paramLabel = "URL",
-      description = "The source: postgresql://[user@]host[:port]/database.")
+      description = {
+        "The source: postgresql://[user@]host[:port]/database, mariadb://[user@]host[:port]/database or"
+            + " another URL that begins with jdbc: and whose driver is known by --driver-path."
+      })
   private String from;
 
   @Option(names = "--to", required = true, paramLabel = "URL", description = "The target.")
@@ -68,7 +72,10 @@ final class CopyCommand implements Callable<Integer> {
       names = {"-j", "--jobs"},
       paramLabel = "N",
       defaultValue = "2",
-      description = "Have N pieces on their way at a time (default: ${DEFAULT-VALUE}).")
+      description = {
+        "Have N pieces on their way at a time (default: ${DEFAULT-VALUE}), from PostgreSQL to PostgreSQL;"
+            + " by JDBC it is one."
+      })
   private int jobs;
 
   @Option(
@@ -82,11 +89,36 @@ final class CopyCommand implements Callable<Integer> {
   @Option(
       names = "--piece-pages",
       paramLabel = "N",
-      defaultValue = "4096",
+      defaultValue = "1024",
       description = {
-        "Commit N pages of a table together (default: ${DEFAULT-VALUE}, which is 32 MiB)."
+        "Commit N pages of a table together (default: ${DEFAULT-VALUE}, which is 8 MiB)."
       })
   private long pages;
+
+  @Option(
+      names = "--piece-rows",
+      paramLabel = "N",
+      defaultValue = "5000",
+      description = {
+        "Commit N rows together where one of the databases is not PostgreSQL (default:"
+            + " ${DEFAULT-VALUE})."
+      })
+  private int rows;
+
+  @Option(
+      names = "--no-snapshot",
+      description = {
+        "Read a database that cannot show one state of all its tables; nobody may write to it"
+            + " meanwhile."
+      })
+  private boolean noSnapshot;
+
+  @Option(
+      names = "--driver-path",
+      split = ",",
+      paramLabel = "JAR",
+      description = "Jars of JDBC drivers; PostgreSQL's is here already.")
+  private List<Path> drivers = List.of();
 
   @Option(
       names = {"-q", "--quiet"},
@@ -113,7 +145,7 @@ final class CopyCommand implements Callable<Integer> {
   public Integer call() throws IOException {
     checkArguments();
     try (Engine engine = Engine.open();
-        DatabaseCopy copy = DatabaseCopy.open(engine, settings())) {
+        MaskedCopy copy = MaskedCopy.open(engine, settings())) {
       copy.warnings().forEach(this::warn);
       if (planOnly) {
         velk.print(Table.of(copy.table()) + "\n" + String.join("\n", copy.notes()) + "\n");
@@ -128,7 +160,7 @@ final class CopyCommand implements Callable<Integer> {
     }
   }
 
-  private int run(Engine engine, DatabaseCopy copy) throws IOException {
+  private int run(Engine engine, MaskedCopy copy) throws IOException {
     CopyReport report = new CopyReport();
     try (Output told = reportFile == null ? null : new Output(reportFile, velk.streams())) {
       try (Progress progress =
@@ -136,12 +168,26 @@ final class CopyCommand implements Callable<Integer> {
         report.from = new DatabaseUrl(from, "from", System.getenv()).toString();
         report.to = new DatabaseUrl(to, "to", System.getenv()).toString();
         report.engine = engine.library().identification();
-        copy.run((rows, done) -> progress.update(rows, PAGE * done), this::warn)
-            .forEach(report::add);
+        run(copy, progress).forEach(report::add);
+      }
+      if (!quiet) {
+        report.unchanged().forEach(this::warn);
       }
       tell(report, told);
     }
     return report.errorCount() > 0 ? ExitCode.FIELD_ERRORS : ExitCode.DONE;
+  }
+
+  private List<DatabaseCopy.TableResult> run(MaskedCopy copy, Progress progress)
+      throws IOException {
+    Interruption interruption =
+        new Interruption(
+            velk.streams(), () -> "stopped; the copy is not complete, --resume goes on with it");
+    try {
+      return copy.run((rows, done) -> progress.update(rows, PAGE * done), this::warn);
+    } finally {
+      interruption.close();
+    }
   }
 
   private void tell(CopyReport report, Output told) throws IOException {
@@ -168,6 +214,9 @@ final class CopyCommand implements Callable<Integer> {
     if (pages < 1) {
       throw Failure.usage("--piece-pages " + pages + ": at least 1");
     }
+    if (rows < 1) {
+      throw Failure.usage("--piece-rows " + rows + ": at least 1");
+    }
     new RunFiles()
         .reads("the rules file", rules.toString())
         .writes("the report", reportFile)
@@ -182,7 +231,10 @@ final class CopyCommand implements Callable<Integer> {
         tables,
         jobs,
         resume,
-        pages);
+        pages,
+        rows,
+        noSnapshot,
+        drivers);
   }
 
   private String rulesText() {

@@ -5,15 +5,16 @@ import com.brel.sorn.velk.cli.database.DatabaseDraft;
 import com.brel.sorn.velk.cli.database.DatabaseDraft.ColumnDraft;
 import com.brel.sorn.velk.cli.database.DatabaseDraft.TableDraft;
 import com.brel.sorn.velk.cli.database.DatabaseUrl;
+import java.nio.file.Path;
 import java.util.List;
 
 /** Rules for the tables of a database, to start from. */
 final class DatabaseRules {
   private DatabaseRules() {}
 
-  static String of(String url) {
+  static String of(String url, List<Path> drivers) {
     try {
-      return text(DatabaseDraft.of(new DatabaseUrl(url, "from", System.getenv())));
+      return text(DatabaseDraft.of(new DatabaseUrl(url, "from", System.getenv()), drivers));
     } catch (CopyException e) {
       throw e.isRefused() ? Failure.usage(e.getMessage()) : Failure.inputOutput(e.getMessage());
     }

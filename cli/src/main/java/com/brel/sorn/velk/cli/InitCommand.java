@@ -45,10 +45,17 @@ final class InitCommand implements Callable<Integer> {
       names = "--from",
       paramLabel = "URL",
       description = {
-        "Write rules for the tables of this database (postgresql://[user@]host[:port]/database),"
-            + " whose catalogue alone is read; IN is left out."
+        "Write rules for the tables of this database (postgresql://[user@]host[:port]/database,"
+            + " mariadb://..., jdbc:...), whose catalogue alone is read; IN is left out."
       })
   private String from;
+
+  @Option(
+      names = "--driver-path",
+      split = ",",
+      paramLabel = "JAR",
+      description = "Jars of JDBC drivers for --from; PostgreSQL's is here already.")
+  private List<Path> drivers = List.of();
 
   @Parameters(
       index = "0",
@@ -100,7 +107,7 @@ final class InitCommand implements Callable<Integer> {
     if (!force && !Input.isStandard(out) && !writesIntoPipe()) {
       Output.requireNew(out);
     }
-    write(DatabaseRules.of(from));
+    write(DatabaseRules.of(from, drivers));
     return ExitCode.DONE;
   }
 

@@ -149,7 +149,7 @@ final class Output implements Closeable {
 
   /** Says what became of it when the process is stopped. */
   void tellWhenStopped() {
-    interruption = new Interruption(streams, this);
+    interruption = new Interruption(streams, this::stop);
   }
 
   /** Gives the file its name, in the place of a former file of that name. */

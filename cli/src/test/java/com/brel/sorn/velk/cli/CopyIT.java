@@ -244,7 +244,7 @@ class CopyIT {
     assertEquals(
         "public.old 2", tables.get(0).get("name").asText() + " " + tables.get(0).get("rows"));
     assertEquals(
-        "{\"name\":\"x\",\"rule\":\"hash\",\"masked\":2,\"nullsKept\":0,\"leftEqual\":0,\"errors\":0}",
+        "{\"name\":\"x\",\"rule\":\"hash\",\"masked\":2,\"nullsKept\":0,\"leftEqual\":0,\"errors\":{}}",
         tables.get(0).get("columns").get(0).toString());
     assertEquals(
         "2|1",

@@ -4,55 +4,19 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import com.fasterxml.jackson.databind.JsonNode;
+import com.fasterxml.jackson.databind.ObjectMapper;
 import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.util.ArrayList;
 import java.util.List;
-import org.junit.jupiter.api.AfterAll;
-import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.condition.DisabledOnOs;
 import org.junit.jupiter.api.condition.OS;
-import org.junit.jupiter.api.io.TempDir;
 
 /** What a copy refuses before its first row, and how it ends where the target refuses one. */
 @DisabledOnOs(value = OS.WINDOWS, disabledReason = "its server is one of this machine's")
-class CopyRefusalIT {
-  private static final String HEAD = "service=s key=env:MASK_KEY\n";
-  private static TestServer server;
-
-  @TempDir Path folder;
-
-  @BeforeAll
-  static void start() throws Exception {
-    server = new TestServer();
-  }
-
-  @AfterAll
-  static void stop() throws Exception {
-    server.close();
-  }
-
-  private static void both(String... statements) {
-    for (String database : List.of("source", "target")) {
-      server.create(database);
-      server.execute(database, statements);
-    }
-  }
-
-  private Run copy(String rules, String... more) throws IOException {
-    return copyTo(server.url("source"), server.url("target"), rules, more);
-  }
-
-  private Run copyTo(String from, String to, String rules, String... more) throws IOException {
-    Path file = Files.writeString(folder.resolve("rules"), rules);
-    List<String> arguments =
-        new ArrayList<>(List.of("copy", "--from", from, "--to", to, "-r", file.toString(), "-q"));
-    arguments.addAll(List.of(more));
-    return Run.velk(arguments.toArray(String[]::new));
-  }
-
+class CopyRefusalIT extends CopyTests {
   /** Refused with this and nothing else, by the plan alone and by a run, and nothing is written. */
   private void expect(String rules, String... findings) throws IOException {
     StringBuilder all = new StringBuilder();
@@ -279,8 +243,46 @@ class CopyRefusalIT {
     assertEquals("0", server.row("target", "SELECT count(*) FROM a"));
     both("CREATE TABLE a (id int PRIMARY KEY, card text)");
     server.execute("source", "INSERT INTO a VALUES (1, '4012888888881881'), (2, 'secret')");
-    copy(rules + " on_error=null").expect(ExitCode.FIELD_ERRORS);
+    Run run =
+        copy(rules + " on_error=null", "--report", "-", "--report-format", "json")
+            .expect(ExitCode.FIELD_ERRORS);
     assertEquals("2|1", server.row("target", "SELECT count(*), count(card) FROM a"));
+    JsonNode card =
+        new ObjectMapper().readTree(run.out()).get("tables").get(0).get("columns").get(1);
+    String code = card.get("errors").fieldNames().next();
+    assertEquals(1, card.get("errors").get(code).get("count").asInt());
+    String text = card.get("errors").get(code).get("text").asText();
+    assertFalse(text.isEmpty() || text.contains("secret"), text);
+    // A copy that is complete tells of its errors again, from its marks.
+    Run again = copy(rules + " on_error=null", "--resume", "--report", "-");
+    String line = "table public.a, column \"card\", error " + code + ", 1 value: " + text + "\n";
+    assertTrue(again.expect(ExitCode.FIELD_ERRORS).out().endsWith(line), again.out());
+  }
+
+  @Test
+  void allFaultsOfASectionAreToldAtOnce() throws IOException {
+    both("CREATE TABLE a (b text, c text, d date, e text)", "CREATE TABLE f (g text)");
+    String rules =
+        HEAD
+            + """
+            [public.a]
+            b=kepp
+            c=hash(length=)
+            d=email(domain=x.org)
+            e=card(first=2)
+            [public.f]
+            g="x
+            """;
+    String err = copy(rules).expect(ExitCode.USAGE).err();
+    for (String fault :
+        List.of(
+            "table public.a: 7307 unexpected character \")\":\nline 4, column 15 (byte 60)",
+            "table public.a: 7301 unknown function \"kepp\":\nline 3, column 3 (byte 41)",
+            "line 5, column 3 (byte 64): 7314 the column's type cannot be masked by this function",
+            "line 6, column 8 (byte 91): 7302 unknown argument \"first\"",
+            "table public.f: 7306 a quoted text does not end \"\"\":\nline 8, column 3 (byte 113)")) {
+      assertTrue(err.contains(fault), fault + "\n" + err);
+    }
   }
 
   @Test

@@ -238,8 +238,7 @@ final class CatalogueReader {
           if (row.getString(3).equals("r")) {
             parts.add(new Part(name, row.getLong(4)));
           } else if (row.getString(3).equals("f")) {
-            findings.add(
-                "its partition " + name + " is a foreign table, which has no pages to be read by");
+            findings.add("its partition " + name + " is a foreign table");
           }
           return name;
         },

@@ -1,5 +1,6 @@
 package com.brel.sorn.velk.cli.database;
 
+import java.nio.file.Path;
 import java.util.List;
 
 /**
@@ -12,6 +13,9 @@ import java.util.List;
  * @param jobs how many pieces are on their way at a time
  * @param resume whether to go on with a copy that has ended before it was complete
  * @param pages how many pages of a table are committed together
+ * @param rows how many rows are, where a table has no pages
+ * @param noSnapshot whether a source may be read that cannot show one state of all tables
+ * @param drivers jars of drivers
  */
 public record CopySettings(
     DatabaseUrl from,
@@ -20,4 +24,7 @@ public record CopySettings(
     List<String> tables,
     int jobs,
     boolean resume,
-    long pages) {}
+    long pages,
+    int rows,
+    boolean noSnapshot,
+    List<Path> drivers) {}

@@ -11,19 +11,20 @@ import java.io.IOException;
 import java.security.SecureRandom;
 import java.sql.SQLException;
 import java.util.ArrayList;
+import java.util.Collections;
 import java.util.HexFormat;
 import java.util.List;
 import java.util.Map;
-import java.util.Objects;
+import java.util.Set;
 import java.util.TreeMap;
-import java.util.TreeSet;
 import java.util.function.Consumer;
+import java.util.stream.Collectors;
 
 /**
  * A masked copy of a database. It is planned when it is opened, which writes nothing; the source is
  * only ever read, in one snapshot, and its tables keep their form until this is closed.
  */
-public final class DatabaseCopy implements AutoCloseable {
+public final class DatabaseCopy implements MaskedCopy {
   /** How far a copy is. */
   public interface Listener {
     /**
@@ -41,9 +42,10 @@ public final class DatabaseCopy implements AutoCloseable {
    * @param name its name, as the rules have it
    * @param rows its rows
    * @param rules the rules of its columns; empty where it went over as it is
-   * @param counts of each column what became of its values: masked, null, left equal, errors
+   * @param columns what became of the values of these columns
    */
-  public record TableResult(String name, long rows, List<ColumnRule> rules, long[] counts) {}
+  public record TableResult(
+      String name, long rows, List<ColumnRule> rules, List<ColumnResult> columns) {}
 
   private final Engine engine;
   private final CopySettings settings;
@@ -91,22 +93,27 @@ public final class DatabaseCopy implements AutoCloseable {
       identity = Locks.identity(source);
       List<TableName> all = CatalogueReader.names(source);
       List<String> findings = new ArrayList<>();
-      List<TableName> chosen = chosen(all, findings);
+      List<TableName> chosen = chosen(all, settings.tables(), findings);
       beginSnapshot(chosen);
+      if (!CatalogueReader.names(source).equals(all)) {
+        throw CopyException.refused("the source got or lost tables just now: begin anew");
+      }
       Catalogue ours = CatalogueReader.read(source, chosen);
       Catalogue theirs = CatalogueReader.read(target, chosen);
       inspect(target, theirs, findings);
       plan =
-          new Planner(engine, rules, ours, theirs, allowsReplicaRole(target)).plan(all, findings);
+          new Planner(engine, rules, ours, theirs, new PostgresCrossing(allowsReplicaRole(target)))
+              .plan(all, findings);
     }
   }
 
-  private List<TableName> chosen(List<TableName> all, List<String> findings) {
-    if (settings.tables().isEmpty()) {
+  /** Those of all tables that are to be copied. */
+  static List<TableName> chosen(List<TableName> all, List<String> names, List<String> findings) {
+    if (names.isEmpty()) {
       return all;
     }
     List<TableName> chosen = new ArrayList<>();
-    for (String wanted : settings.tables()) {
+    for (String wanted : names) {
       List<TableName> found =
           all.stream()
               .filter(name -> name.toString().equals(wanted) || name.name().equals(wanted))
@@ -128,10 +135,7 @@ public final class DatabaseCopy implements AutoCloseable {
   /** A table that was emptied or rewritten behind the snapshot's back would look empty in it. */
   private void beginSnapshot(List<TableName> tables) throws SQLException {
     source.beginSnapshot();
-    if (!tables.isEmpty()) {
-      String names = String.join(", ", tables.stream().map(TableName::sql).toList());
-      source.execute("LOCK TABLE " + names + " IN ACCESS SHARE MODE");
-    }
+    source.lock(tables, "");
     snapshot = source.text("SELECT pg_export_snapshot()");
   }
 
@@ -145,9 +149,12 @@ public final class DatabaseCopy implements AutoCloseable {
     if (!hasMarks && settings.resume()) {
       findings.add("--resume: the target has no marks of a copy");
     }
-    for (TableName table : hasMarks ? List.<TableName>of() : tables.tables().keySet()) {
-      if (target.isTrue("SELECT EXISTS (SELECT FROM " + rows(tables, table) + ")")) {
-        findings.add("table " + table + ": the target's is not empty");
+    for (Catalogue.Table table : tables.tables().values()) {
+      // What cannot be written cannot always be read, and is refused for that.
+      boolean looks = !hasMarks && !table.hidden() && table.findings().isEmpty();
+      String rows = rows(tables, table.name());
+      if (looks && target.isTrue("SELECT EXISTS (SELECT FROM " + rows + ")")) {
+        findings.add("table " + table.name() + ": the target's is not empty");
       }
     }
   }
@@ -159,7 +166,7 @@ public final class DatabaseCopy implements AutoCloseable {
     return (whole ? "ONLY " : "") + table.sql();
   }
 
-  private static boolean allowsReplicaRole(Postgres target) throws SQLException {
+  static boolean allowsReplicaRole(Session target) throws SQLException {
     try {
       target.execute("SET session_replication_role = replica");
       target.execute("RESET session_replication_role");
@@ -177,6 +184,7 @@ public final class DatabaseCopy implements AutoCloseable {
    *
    * @return a row for each column, below a heading
    */
+  @Override
   public List<List<String>> table() {
     return plan.table();
   }
@@ -186,6 +194,7 @@ public final class DatabaseCopy implements AutoCloseable {
    *
    * @return a line for each step and each foreign key
    */
+  @Override
   public List<String> notes() {
     return plan.notes();
   }
@@ -195,6 +204,7 @@ public final class DatabaseCopy implements AutoCloseable {
    *
    * @return a text for each
    */
+  @Override
   public List<String> warnings() {
     return plan.warnings();
   }
@@ -204,6 +214,7 @@ public final class DatabaseCopy implements AutoCloseable {
    *
    * @return pages of all its tables
    */
+  @Override
   public long pages() {
     return plan.steps().stream()
         .flatMap(step -> step.source().parts().stream())
@@ -220,6 +231,7 @@ public final class DatabaseCopy implements AutoCloseable {
    * @throws CopyException if it is refused or a database fails
    * @throws IOException if reading or writing fails
    */
+  @Override
   public List<TableResult> run(Listener listener, Consumer<String> warned) throws IOException {
     try (Postgres control = Postgres.open(settings.to(), false)) {
       Locks.enter(control);
@@ -253,14 +265,8 @@ public final class DatabaseCopy implements AutoCloseable {
     }
   }
 
-  private TreeSet<String> keys() {
-    TreeSet<String> places = new TreeSet<>();
-    plan.steps().stream().map(Step::key).filter(Objects::nonNull).forEach(places::add);
-    return places;
-  }
-
   private byte[] checksumKey() {
-    return Fingerprints.ofKeys(engine, keys(), "velk copy checksum");
+    return Fingerprints.ofKeys(engine, plan.keys(), "velk copy checksum");
   }
 
   private Fingerprint fingerprint() {
@@ -272,7 +278,7 @@ public final class DatabaseCopy implements AutoCloseable {
     }
     return new Fingerprint(
         Fingerprints.hex(settings.rules() + "\n" + settings.tables()),
-        HexFormat.of().formatHex(Fingerprints.ofKeys(engine, keys(), "velk copy fingerprint")),
+        HexFormat.of().formatHex(Fingerprints.ofKeys(engine, plan.keys(), "velk copy fingerprint")),
         Fingerprints.hex(engine.library().identification()),
         Fingerprints.hex(catalogue.toString()),
         settings.pages());
@@ -339,14 +345,17 @@ public final class DatabaseCopy implements AutoCloseable {
                 + same
                 + ")");
     if (orphans > 0) {
-      throw CopyException.failed(
-          "table "
-              + key.child()
-              + ": "
-              + orphans
-              + " rows are without their parent in foreign key "
-              + TableName.quoted(key.name()));
+      throw CopyException.failed(orphans(key, orphans));
     }
+  }
+
+  static String orphans(ForeignKey key, long count) {
+    return "table "
+        + key.child()
+        + ": "
+        + count
+        + " rows are without their parent in foreign key "
+        + TableName.quoted(key.name());
   }
 
   private void follow(Postgres control, Step step, Sequence sequence, Consumer<String> warned)
@@ -382,18 +391,20 @@ public final class DatabaseCopy implements AutoCloseable {
   private List<TableResult> results(List<Mark> marks) {
     List<TableResult> results = new ArrayList<>();
     for (Step step : plan.steps()) {
+      Set<TableName> parts =
+          step.source().parts().stream().map(Part::name).collect(Collectors.toSet());
       long rows = 0;
-      long[] counts = new long[4 * step.rules().size()];
-      List<TableName> parts = step.source().parts().stream().map(Part::name).toList();
+      List<ColumnResult> columns =
+          new ArrayList<>(Collections.nCopies(step.rules().size(), ColumnResult.NONE));
       for (Mark mark : marks) {
         if (parts.contains(mark.piece().part())) {
           rows += mark.rows();
-          for (int i = 0; i < counts.length; i++) {
-            counts[i] += mark.counts().get(i);
+          for (int i = 0; i < columns.size(); i++) {
+            columns.set(i, columns.get(i).plus(mark.columns().get(i)));
           }
         }
       }
-      results.add(new TableResult(step.source().name().toString(), rows, step.rules(), counts));
+      results.add(new TableResult(step.source().name().toString(), rows, step.rules(), columns));
     }
     return results;
   }

@@ -5,11 +5,13 @@ import com.brel.sorn.velk.cli.database.Catalogue.ForeignKey;
 import com.brel.sorn.velk.cli.database.Catalogue.Table;
 import com.brel.sorn.velk.cli.database.Catalogue.Unique;
 import com.brel.sorn.velk.masking.Type;
+import java.nio.file.Path;
 import java.sql.SQLException;
 import java.util.ArrayList;
 import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
+import java.util.regex.Pattern;
 
 /** What a catalogue tells somebody who writes rules for its tables. */
 public final class DatabaseDraft {
@@ -27,6 +29,9 @@ public final class DatabaseDraft {
    * @param suggestion a rule that suits it, null where only its name can tell
    */
   public record ColumnDraft(String name, String description, String suggestion) {}
+
+  private static final Pattern TEXT =
+      Pattern.compile("(tiny|medium|long)?text|(national )?character.*|n?(var)?char\\(.*|n?clob");
 
   private final Catalogue catalogue;
 
@@ -46,15 +51,28 @@ public final class DatabaseDraft {
    * Reads the catalogue of a database, and no row.
    *
    * @param url the database
+   * @param drivers jars of drivers
    * @return its tables, in the order of their names
    * @throws CopyException if the database fails
    */
-  public static List<TableDraft> of(DatabaseUrl url) {
+  public static List<TableDraft> of(DatabaseUrl url, List<Path> drivers) {
+    if (!url.isPostgres()) {
+      return ofAny(url, drivers);
+    }
     try (Postgres session = Postgres.open(url, true)) {
       Catalogue catalogue = CatalogueReader.read(session, CatalogueReader.names(session));
       return new DatabaseDraft(catalogue).tables();
     } catch (SQLException e) {
       throw CopyException.failed(url + ": " + Postgres.told(e));
+    }
+  }
+
+  private static List<TableDraft> ofAny(DatabaseUrl url, List<Path> drivers) {
+    try (JdbcSession session = JdbcSession.open(new Drivers(drivers), url, true)) {
+      JdbcCatalogue catalogue = JdbcCatalogue.read(session, JdbcCatalogue.names(session));
+      return new DatabaseDraft(catalogue.plain()).tables();
+    } catch (SQLException e) {
+      throw CopyException.failed(url + ": " + url.stripped(e.getMessage()));
     }
   }
 
@@ -111,7 +129,7 @@ public final class DatabaseDraft {
   private String suggestion(Column column, boolean isKey, String end) {
     Type type = column.masked();
     boolean isText =
-        column.type().matches("(text|character.*)") && (column.limit() == 0 || column.limit() >= 4);
+        TEXT.matcher(column.type()).matches() && (column.limit() == 0 || column.limit() >= 4);
     if (isKey) {
       String scope = parents.containsKey(end) ? ", scope=" + TableName.literal(root(end)) : "";
       return isText ? "ff1(alphabet=alphanumeric" + scope + ")" : "keep";

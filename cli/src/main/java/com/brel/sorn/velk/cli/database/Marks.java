@@ -1,10 +1,12 @@
 package com.brel.sorn.velk.cli.database;
 
+import com.brel.sorn.velk.cli.database.ColumnResult.Errors;
 import java.sql.Array;
 import java.sql.ResultSet;
 import java.sql.SQLException;
-import java.util.Arrays;
+import java.util.ArrayList;
 import java.util.List;
+import java.util.TreeMap;
 
 /** The marks of a copy in its target: what it is made of, which pieces are done, whether all is. */
 final class Marks {
@@ -36,9 +38,10 @@ final class Marks {
    * A piece that is done.
    *
    * @param transaction the target's number of the transaction that wrote its rows
-   * @param counts of each column what became of its values: masked, null, left equal, errors
+   * @param columns of each column what became of its values; empty where all went over as they are
    */
-  record Mark(Piece piece, long rows, String checksum, String transaction, List<Long> counts) {}
+  record Mark(
+      Piece piece, long rows, String checksum, String transaction, List<ColumnResult> columns) {}
 
   static boolean exist(Postgres target) throws SQLException {
     return target.isTrue("SELECT to_regclass('velk_copy.run') IS NOT NULL");
@@ -54,7 +57,7 @@ final class Marks {
     target.execute(
         "CREATE TABLE velk_copy.piece (schema text, relation text, from_page bigint, to_page bigint,"
             + " rows bigint NOT NULL, checksum text NOT NULL, transaction text NOT NULL,"
-            + " counts bigint[] NOT NULL, PRIMARY KEY (schema, relation, from_page))");
+            + " counts bigint[] NOT NULL, errors text[] NOT NULL, PRIMARY KEY (schema, relation, from_page))");
     target.update(
         "INSERT INTO velk_copy.run (rules, key, engine, catalogue, pages) VALUES (?, ?, ?, ?, ?)",
         fingerprint.rules,
@@ -88,7 +91,7 @@ final class Marks {
 
   static List<Mark> read(Postgres target) throws SQLException {
     return target.rows(
-        "SELECT schema, relation, from_page, to_page, rows, checksum, transaction, counts"
+        "SELECT schema, relation, from_page, to_page, rows, checksum, transaction, counts, errors"
             + " FROM velk_copy.piece ORDER BY 1, 2, 3",
         Marks::mark);
   }
@@ -98,25 +101,65 @@ final class Marks {
     Long to = row.getObject(4, Long.class);
     Piece piece = new Piece(part, row.getLong(3), to == null ? Piece.OPEN : to);
     Long[] counts = (Long[]) row.getArray(8).getArray();
+    String[] errors = (String[]) row.getArray(9).getArray();
     return new Mark(
-        piece, row.getLong(5), row.getString(6), row.getString(7), Arrays.asList(counts));
+        piece, row.getLong(5), row.getString(6), row.getString(7), columns(counts, errors));
+  }
+
+  /** Of each column four numbers; of each error its column, its code, how many and what. */
+  private static List<ColumnResult> columns(Long[] counts, String[] errors) {
+    List<ColumnResult> columns = new ArrayList<>();
+    for (int i = 0; i < counts.length; i += 4) {
+      columns.add(
+          new ColumnResult(
+              counts[i], counts[i + 1], counts[i + 2], counts[i + 3], new TreeMap<>()));
+    }
+    for (int i = 0; i < errors.length; i += 4) {
+      Errors found = new Errors(errors[i + 3], Long.parseLong(errors[i + 2]));
+      columns.get(Integer.parseInt(errors[i])).errors().put(Integer.valueOf(errors[i + 1]), found);
+    }
+    return columns;
+  }
+
+  private static Array counts(Postgres target, List<ColumnResult> columns) throws SQLException {
+    List<Long> counts = new ArrayList<>();
+    for (ColumnResult column : columns) {
+      counts.addAll(
+          List.of(column.masked(), column.nullsKept(), column.leftEqual(), column.emptyKept()));
+    }
+    return target.connection().createArrayOf("bigint", counts.toArray());
+  }
+
+  private static Array errors(Postgres target, List<ColumnResult> columns) throws SQLException {
+    List<String> errors = new ArrayList<>();
+    for (int i = 0; i < columns.size(); i++) {
+      String column = Integer.toString(i);
+      columns
+          .get(i)
+          .errors()
+          .forEach(
+              (code, found) ->
+                  errors.addAll(List.of(column, "" + code, "" + found.count(), found.text())));
+    }
+    return target.connection().createArrayOf("text", errors.toArray());
   }
 
   /** Adds a mark within the transaction that writes the piece. */
-  static void add(Postgres target, Piece piece, long rows, String checksum, List<Long> counts)
+  static void add(
+      Postgres target, Piece piece, long rows, String checksum, List<ColumnResult> columns)
       throws SQLException {
-    Array array = target.connection().createArrayOf("bigint", counts.toArray());
     Long to = piece.isOpen() ? null : piece.to();
     target.update(
         "INSERT INTO velk_copy.piece"
-            + " SELECT ?, ?, ?, ?::bigint, ?, ?, pg_current_xact_id()::xid::text, ?",
+            + " SELECT ?, ?, ?, ?::bigint, ?, ?, pg_current_xact_id()::xid::text, ?, ?",
         piece.part().schema(),
         piece.part().name(),
         piece.from(),
         to,
         rows,
         checksum,
-        array);
+        counts(target, columns),
+        errors(target, columns));
   }
 
   static void remove(Postgres target, Piece piece) throws SQLException {

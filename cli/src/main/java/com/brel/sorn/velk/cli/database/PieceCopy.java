@@ -6,13 +6,8 @@ import com.brel.sorn.velk.masking.OnError;
 import java.io.IOException;
 import java.io.InputStream;
 import java.io.OutputStream;
-import java.security.GeneralSecurityException;
 import java.sql.SQLException;
-import java.util.ArrayList;
-import java.util.HexFormat;
 import java.util.List;
-import javax.crypto.Mac;
-import javax.crypto.SecretKey;
 import org.postgresql.copy.PGCopyInputStream;
 import org.postgresql.copy.PGCopyOutputStream;
 
@@ -37,18 +32,9 @@ final class PieceCopy {
    * @param report what became of the values, null where they went over as they are
    */
   record Copied(long rows, String checksum, CsvReport report) {
-    /** Of each column what became of its values: masked, null, left equal, errors. */
-    List<Long> counts() {
-      List<Long> counts = new ArrayList<>();
-      if (report != null) {
-        for (CsvReport.Column column : report.columns()) {
-          counts.add(column.masked());
-          counts.add(column.nullsKept());
-          counts.add(column.leftEqual());
-          counts.add(column.errorCount());
-        }
-      }
-      return counts;
+    /** What became of the values of each column. */
+    List<ColumnResult> columns() {
+      return report == null ? List.of() : report.columns().stream().map(ColumnResult::of).toList();
     }
   }
 
@@ -200,31 +186,13 @@ final class PieceCopy {
     }
   }
 
-  private record ChecksumKey(byte[] getEncoded) implements SecretKey {
-    @Override
-    public String getAlgorithm() {
-      return "HmacSHA256";
-    }
-
-    @Override
-    public String getFormat() {
-      return "RAW";
-    }
-  }
-
   /** What comes from the source, with its checksum. */
   private final class Reading extends InputStream {
     private final PGCopyInputStream in;
-    private final Mac checksum;
+    private final Checksum checksum = new Checksum(checksumKey);
 
     Reading(String sql) throws SQLException {
       in = new PGCopyInputStream(source.driver(), sql);
-      try {
-        checksum = Mac.getInstance("HmacSHA256");
-        checksum.init(new ChecksumKey(checksumKey));
-      } catch (GeneralSecurityException e) {
-        throw new IllegalStateException(e);
-      }
     }
 
     @Override
@@ -254,7 +222,7 @@ final class PieceCopy {
     }
 
     String checksum() {
-      return HexFormat.of().formatHex(checksum.doFinal());
+      return checksum.end();
     }
 
     @Override

@@ -7,9 +7,12 @@ import java.io.IOException;
 import java.io.InterruptedIOException;
 import java.sql.SQLException;
 import java.util.ArrayList;
+import java.util.HashMap;
 import java.util.List;
+import java.util.Map;
 import java.util.Queue;
 import java.util.concurrent.Callable;
+import java.util.concurrent.ConcurrentHashMap;
 import java.util.concurrent.ConcurrentLinkedQueue;
 import java.util.concurrent.ExecutionException;
 import java.util.concurrent.ExecutorService;
@@ -22,6 +25,9 @@ final class PieceRun implements AutoCloseable {
   private interface Task {
     void run(Worker worker) throws IOException, SQLException;
   }
+
+  /** Where a piece begins. */
+  private record Place(TableName part, long page) {}
 
   private final Plan plan;
   private final CopySettings settings;
@@ -39,16 +45,14 @@ final class PieceRun implements AutoCloseable {
       String snapshot,
       byte[] checksumKey,
       DatabaseCopy.Listener listener)
-      throws SQLException {
+      throws IOException, SQLException {
     this.plan = plan;
     this.settings = settings;
     this.listener = listener;
     threads = Executors.newFixedThreadPool(settings.jobs());
     try {
-      for (int i = 0; i < settings.jobs(); i++) {
-        workers.add(Worker.open(settings, snapshot, plan.unordered(), checksumKey, engine));
-      }
-    } catch (SQLException | RuntimeException e) {
+      each(settings.jobs(), () -> add(Worker.open(settings, snapshot, plan, checksumKey, engine)));
+    } catch (IOException | SQLException | RuntimeException e) {
       close();
       throw e;
     }
@@ -61,15 +65,15 @@ final class PieceRun implements AutoCloseable {
    *     what differs is done again
    */
   void run(List<Mark> done) throws IOException, SQLException {
-    List<Mark> kept = new ArrayList<>();
+    Map<Place, Mark> kept = new ConcurrentHashMap<>();
     Queue<Task> comparisons = new ConcurrentLinkedQueue<>();
-    for (Step step : plan.steps()) {
-      for (Part part : step.source().parts()) {
-        for (Mark mark : done) {
-          if (mark.piece().part().equals(part.name())) {
-            comparisons.add(worker -> compare(worker, step, mark, kept));
-          }
-        }
+    Map<TableName, Step> steps = new HashMap<>();
+    plan.steps()
+        .forEach(step -> step.source().parts().forEach(part -> steps.put(part.name(), step)));
+    for (Mark mark : done) {
+      Step step = steps.get(mark.piece().part());
+      if (step != null) {
+        comparisons.add(worker -> compare(worker, step, mark, kept));
       }
     }
     work(comparisons);
@@ -84,12 +88,10 @@ final class PieceRun implements AutoCloseable {
     }
   }
 
-  private void compare(Worker worker, Step step, Mark mark, List<Mark> kept)
+  private void compare(Worker worker, Step step, Mark mark, Map<Place, Mark> kept)
       throws IOException, SQLException {
     if (worker.isAsRead(step, mark)) {
-      synchronized (kept) {
-        kept.add(mark);
-      }
+      kept.put(new Place(mark.piece().part(), mark.piece().from()), mark);
       tell(mark.rows(), mark.piece(), step);
       return;
     }
@@ -117,12 +119,12 @@ final class PieceRun implements AutoCloseable {
   }
 
   /** The pieces of a table that have no mark. The last one is open: nothing is behind it. */
-  private List<Piece> left(Step step, List<Mark> kept) {
+  private List<Piece> left(Step step, Map<Place, Mark> kept) {
     List<Piece> left = new ArrayList<>();
     for (Part part : step.source().parts()) {
       long from = 0;
       for (boolean open = false; !open; ) {
-        Mark mark = markAt(part.name(), from, kept);
+        Mark mark = kept.get(new Place(part.name(), from));
         long end = from + (isWhole(step) ? Piece.OPEN - from : settings.pages());
         Piece piece =
             mark != null
@@ -146,32 +148,32 @@ final class PieceRun implements AutoCloseable {
             .anyMatch(key -> key.child().equals(name) && key.parent().equals(name));
   }
 
-  private static Mark markAt(TableName part, long from, List<Mark> marks) {
-    for (Mark mark : marks) {
-      if (mark.piece().part().equals(part) && mark.piece().from() == from) {
-        return mark;
-      }
+  private Void add(Worker worker) {
+    synchronized (workers) {
+      workers.add(worker);
     }
     return null;
   }
 
   /** Has all tasks done; the first failure keeps the others from being begun. */
   private void work(Queue<Task> tasks) throws IOException, SQLException {
+    Queue<Worker> free = new ConcurrentLinkedQueue<>(workers);
+    each(
+        workers.size(),
+        () -> {
+          Worker worker = free.remove();
+          for (Task task = tasks.poll(); task != null && !stopped; task = tasks.poll()) {
+            task.run(worker);
+          }
+          return null;
+        });
+  }
+
+  /** Has something done so many times at once; all have ended when this does. */
+  private void each(int times, Callable<Void> task) throws IOException, SQLException {
     List<Future<Void>> ends = new ArrayList<>();
-    for (Worker worker : workers) {
-      Callable<Void> all =
-          () -> {
-            try {
-              for (Task task = tasks.poll(); task != null && !stopped; task = tasks.poll()) {
-                task.run(worker);
-              }
-            } catch (IOException | SQLException | RuntimeException | Error e) {
-              stopped = true;
-              throw e;
-            }
-            return null;
-          };
-      ends.add(threads.submit(all));
+    for (int i = 0; i < times; i++) {
+      ends.add(threads.submit(() -> stoppingOthers(task)));
     }
     Throwable failure = null;
     for (Future<Void> end : ends) {
@@ -185,6 +187,15 @@ final class PieceRun implements AutoCloseable {
       }
     }
     throwAny(failure);
+  }
+
+  private Void stoppingOthers(Callable<Void> task) throws Exception {
+    try {
+      return task.call();
+    } catch (Exception | Error e) {
+      stopped = true;
+      throw e;
+    }
   }
 
   private static void throwAny(Throwable failure) throws IOException, SQLException {

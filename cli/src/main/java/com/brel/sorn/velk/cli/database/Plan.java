@@ -5,6 +5,8 @@ import com.brel.sorn.velk.cli.database.Catalogue.ForeignKey;
 import com.brel.sorn.velk.cli.database.Catalogue.Table;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.Objects;
+import java.util.TreeSet;
 
 /**
  * What is going to be copied, and how.
@@ -25,6 +27,13 @@ record Plan(
 
   List<Step> steps() {
     return levels.stream().flatMap(List::stream).toList();
+  }
+
+  /** Where the keys of the rules are. */
+  TreeSet<String> keys() {
+    TreeSet<String> places = new TreeSet<>();
+    steps().stream().map(Step::key).filter(Objects::nonNull).forEach(places::add);
+    return places;
   }
 
   /** A row for each column, below a heading. */

@@ -22,6 +22,7 @@ import java.util.Map;
 import java.util.Objects;
 import java.util.Set;
 import java.util.TreeSet;
+import java.util.function.IntSupplier;
 import java.util.regex.Pattern;
 import java.util.stream.IntStream;
 
@@ -34,8 +35,7 @@ final class Planner {
   private final Catalogue source;
   private final Catalogue target;
 
-  /** Whether the target's session may leave keys to be checked at the end. */
-  private final boolean unordered;
+  private final Crossing crossing;
 
   private final Set<String> findings = new LinkedHashSet<>();
   private final Map<TableName, Step> steps = new LinkedHashMap<>();
@@ -43,12 +43,12 @@ final class Planner {
   /** Where each column's rule stands, as a message says it. */
   private final Map<TableName, Map<String, String>> places = new HashMap<>();
 
-  Planner(Engine engine, RulesFile rules, Catalogue source, Catalogue target, boolean unordered) {
+  Planner(Engine engine, RulesFile rules, Catalogue source, Catalogue target, Crossing crossing) {
     this.engine = engine;
     this.rules = rules;
     this.source = source;
     this.target = target;
-    this.unordered = unordered;
+    this.crossing = crossing;
   }
 
   /**
@@ -68,7 +68,7 @@ final class Planner {
     if (!findings.isEmpty()) {
       throw CopyException.refused(List.copyOf(findings));
     }
-    return new Plan(levels, keys, target, unordered, warnings());
+    return new Plan(levels, keys, target, crossing.unordered(), warnings());
   }
 
   private void requireTables(Collection<TableName> all) {
@@ -102,6 +102,7 @@ final class Planner {
       return;
     }
     if (section.keep()) {
+      table.stored().forEach(column -> checkCrossing(table, column, null, () -> 0));
       steps.put(table.name(), new Step(table, true, List.of(), null, OnError.stop(), null));
       return;
     }
@@ -114,26 +115,54 @@ final class Planner {
       if (e.kind() != VELKException.Kind.DESCRIPTION) {
         throw e;
       }
-      find(table.name(), e.getMessage().strip());
+      RuleFaults.of(section.maskingString(), e.getMessage(), text -> fault(table, text))
+          .forEach(fault -> find(table.name(), fault));
     } catch (IllegalArgumentException e) {
       find(table.name(), "line " + section.line() + ": " + e.getMessage());
     }
   }
 
-  private void read(Table table, RulesFile.Section section) {
+  /** What the engine says of rules, null where it takes them or they do not fit the table. */
+  private String fault(Table table, String text) {
     List<Column> columns = table.stored();
+    try (ParsedService parsed = engine.parse(text, types(columns));
+        ParsedService fitting = parsed.forTable(columns.stream().map(Column::name).toList())) {
+      List<ColumnRule> said = fitting.columns();
+      fitting.typed(
+          IntStream.range(0, columns.size())
+              .mapToObj(i -> type(columns.get(i), said.get(i)))
+              .toList());
+      fitting.tellErrors().open().close();
+      return null;
+    } catch (VELKException e) {
+      return e.kind() == VELKException.Kind.DESCRIPTION ? e.getMessage() : null;
+    } catch (TableException | IllegalArgumentException e) {
+      return null;
+    }
+  }
+
+  private static Map<String, Type> types(List<Column> columns) {
     Map<String, Type> types = new HashMap<>();
     columns.forEach(column -> types.put(column.name(), column.masked()));
+    return types;
+  }
+
+  private void read(Table table, RulesFile.Section section) {
+    List<Column> columns = table.stored();
     List<String> names = columns.stream().map(Column::name).toList();
     ParsedService fitting;
     OnError onError;
-    try (ParsedService parsed = engine.parse(section.maskingString(), types)) {
+    try (ParsedService parsed = engine.parse(section.maskingString(), types(columns))) {
       fitting = parsed.forTable(names);
       onError = parsed.onError();
     }
     places.put(table.name(), places(names, fitting));
     boolean fits = checkLengths(table, fitting);
     List<ColumnRule> said = fitting.columns();
+    for (int i = 0; i < columns.size(); i++) {
+      int column = i;
+      checkCrossing(table, columns.get(i), said.get(i), () -> fitting.longestResult(column));
+    }
     fitting.typed(
         IntStream.range(0, names.size()).mapToObj(i -> type(columns.get(i), said.get(i))).toList());
     String key = fitting.key().orElse(null);
@@ -177,6 +206,15 @@ final class Planner {
       }
     }
     return fits;
+  }
+
+  private void checkCrossing(Table table, Column ours, ColumnRule rule, IntSupplier longest) {
+    Table other = target.tables().get(table.name());
+    Column theirs = other == null ? null : other.column(ours.name()).orElse(null);
+    String obstacle = theirs == null ? null : crossing.obstacle(ours, theirs, rule, longest);
+    if (obstacle != null) {
+      find(table.name(), place(table.name(), ours.name()) + ": " + obstacle);
+    }
   }
 
   private void checkNulls(Step step) {
@@ -236,30 +274,23 @@ final class Planner {
     if (other.hidden()) {
       find(table.name(), "row-level security of the target forbids a copy into it");
     }
-    Map<String, String> theirs = described(other);
-    Map<String, String> ours = described(table);
-    ours.forEach(
-        (name, type) -> {
-          String found = theirs.remove(name);
-          if (!type.equals(found)) {
-            String is =
-                found == null ? "is missing in the target" : "is " + found + " in the target";
-            find(table.name(), "column " + TableName.quoted(name) + " is " + type + ", and " + is);
-          }
-        });
-    theirs.forEach(
-        (name, type) ->
-            find(table.name(), "column " + TableName.quoted(name) + " is in the target alone"));
-  }
-
-  private static Map<String, String> described(Table table) {
-    Map<String, String> types = new LinkedHashMap<>();
-    table
-        .columns()
-        .forEach(
-            column ->
-                types.put(column.name(), column.type() + (column.generated() ? " generated" : "")));
-    return types;
+    other.findings().forEach(finding -> find(table.name(), "in the target, " + finding));
+    for (Column ours : table.columns()) {
+      Column theirs = other.column(ours.name()).orElse(null);
+      String difference =
+          theirs == null
+              ? "is " + ours.type() + ", and is missing in the target"
+              : crossing.difference(ours, theirs);
+      if (difference != null) {
+        find(table.name(), "column " + TableName.quoted(ours.name()) + " " + difference);
+      }
+    }
+    for (Column theirs : other.columns()) {
+      if (table.column(theirs.name()).isEmpty()) {
+        String name = TableName.quoted(theirs.name());
+        find(table.name(), "column " + name + " is in the target alone");
+      }
+    }
   }
 
   /** Those of target and source; all are to hold, whether the target knows them or not. */
@@ -366,11 +397,12 @@ final class Planner {
               .toList();
       if (free.isEmpty()) {
         free = List.copyOf(left.values());
-        if (!unordered) {
+        if (!crossing.unordered()) {
           findings.add(
               "foreign keys go in a circle among "
                   + String.join(", ", left.keySet().stream().map(TableName::toString).toList())
-                  + ": the target's user must be allowed to set session_replication_role");
+                  + ": "
+                  + crossing.circleAdvice());
         }
       }
       levels.add(free);

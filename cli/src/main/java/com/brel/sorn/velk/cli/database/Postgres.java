@@ -3,12 +3,10 @@ package com.brel.sorn.velk.cli.database;
 import java.io.Console;
 import java.sql.Connection;
 import java.sql.DriverManager;
-import java.sql.PreparedStatement;
-import java.sql.ResultSet;
 import java.sql.SQLException;
-import java.sql.Statement;
-import java.util.ArrayList;
+import java.util.Collection;
 import java.util.List;
+import java.util.Optional;
 import java.util.Properties;
 import org.postgresql.PGConnection;
 import org.postgresql.copy.CopyManager;
@@ -16,7 +14,7 @@ import org.postgresql.util.PSQLException;
 import org.postgresql.util.ServerErrorMessage;
 
 /** A session of PostgreSQL in which values are written alike on every server. */
-final class Postgres implements AutoCloseable {
+final class Postgres extends Session {
   private static final String NO_PASSWORD = "08004";
   private static final String WRONG_PASSWORD = "28P01";
 
@@ -30,21 +28,22 @@ final class Postgres implements AutoCloseable {
           "extra_float_digits = 3",
           "bytea_output = 'hex'",
           "lc_monetary = 'C'",
+          "array_nulls = on",
+          "xmloption = content",
+          "standard_conforming_strings = on",
           "row_security = off",
           "synchronize_seqscans = off",
           "statement_timeout = 0",
           "lock_timeout = 0",
           "idle_in_transaction_session_timeout = 0");
 
-  /** Makes something of the row that a result is at. */
-  interface RowReader<T> {
-    T read(ResultSet row) throws SQLException;
-  }
-
-  private final Connection connection;
+  /** Limits that not every version has. */
+  private static final String NEWER_LIMITS =
+      "SELECT set_config(name, '0', false) FROM pg_settings"
+          + " WHERE name IN ('idle_session_timeout', 'transaction_timeout');";
 
   private Postgres(Connection connection) {
-    this.connection = connection;
+    super(connection);
   }
 
   /**
@@ -68,11 +67,15 @@ final class Postgres implements AutoCloseable {
   }
 
   private static Connection connect(DatabaseUrl url) throws SQLException {
+    Optional<String> unused = url.hasPassword() ? Optional.empty() : PasswordFile.refused();
     try {
       return DriverManager.getConnection(url.jdbc(), properties(url));
     } catch (SQLException e) {
       Console console = System.console();
       boolean asks = NO_PASSWORD.equals(e.getSQLState()) || WRONG_PASSWORD.equals(e.getSQLState());
+      if (asks && !url.hasPassword() && console == null && unused.isPresent()) {
+        throw CopyException.failed(url + ": there is no password; " + unused.get());
+      }
       if (!asks || url.hasPassword() || console == null) {
         throw e;
       }
@@ -94,58 +97,14 @@ final class Postgres implements AutoCloseable {
   }
 
   private void set(boolean readOnly) throws SQLException {
-    for (String setting : SETTINGS) {
-      execute("SET " + setting);
-    }
+    // One after the other in one go, for each that waits for the server is felt.
+    StringBuilder all = new StringBuilder();
+    SETTINGS.forEach(setting -> all.append("SET ").append(setting).append(';'));
+    all.append(NEWER_LIMITS);
     if (readOnly) {
-      execute("SET SESSION CHARACTERISTICS AS TRANSACTION READ ONLY");
+      all.append("SET SESSION CHARACTERISTICS AS TRANSACTION READ ONLY");
     }
-  }
-
-  void execute(String sql) throws SQLException {
-    try (Statement statement = connection.createStatement()) {
-      statement.execute(sql);
-    }
-  }
-
-  <T> List<T> rows(String sql, RowReader<T> reader, Object... arguments) throws SQLException {
-    try (PreparedStatement statement = connection.prepareStatement(sql)) {
-      bind(statement, arguments);
-      try (ResultSet rows = statement.executeQuery()) {
-        List<T> all = new ArrayList<>();
-        while (rows.next()) {
-          all.add(reader.read(rows));
-        }
-        return all;
-      }
-    }
-  }
-
-  /** The first column of the only row. */
-  String text(String sql, Object... arguments) throws SQLException {
-    return rows(sql, row -> row.getString(1), arguments).get(0);
-  }
-
-  long number(String sql, Object... arguments) throws SQLException {
-    return rows(sql, row -> row.getLong(1), arguments).get(0);
-  }
-
-  boolean isTrue(String sql, Object... arguments) throws SQLException {
-    return rows(sql, row -> row.getBoolean(1), arguments).get(0);
-  }
-
-  /** Changes rows, and tells how many. */
-  int update(String sql, Object... arguments) throws SQLException {
-    try (PreparedStatement statement = connection.prepareStatement(sql)) {
-      bind(statement, arguments);
-      return statement.executeUpdate();
-    }
-  }
-
-  private static void bind(PreparedStatement statement, Object... arguments) throws SQLException {
-    for (int i = 0; i < arguments.length; i++) {
-      statement.setObject(i + 1, arguments[i]);
-    }
+    execute(all.toString());
   }
 
   /** Begins a transaction that sees one state of the database and cannot write. */
@@ -153,25 +112,24 @@ final class Postgres implements AutoCloseable {
     execute("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY");
   }
 
+  /**
+   * Keeps tables in their form to the end of the transaction.
+   *
+   * @param wait {@code NOWAIT}, or nothing to wait until they are free
+   */
+  void lock(Collection<TableName> tables, String wait) throws SQLException {
+    if (!tables.isEmpty()) {
+      String names = String.join(", ", tables.stream().map(TableName::sql).toList());
+      execute("LOCK TABLE " + names + " IN ACCESS SHARE MODE " + wait);
+    }
+  }
+
   CopyManager copies() throws SQLException {
-    return connection.unwrap(PGConnection.class).getCopyAPI();
+    return connection().unwrap(PGConnection.class).getCopyAPI();
   }
 
   PGConnection driver() throws SQLException {
-    return connection.unwrap(PGConnection.class);
-  }
-
-  Connection connection() {
-    return connection;
-  }
-
-  @Override
-  public void close() {
-    try {
-      connection.close();
-    } catch (SQLException e) {
-      // Nothing of it is needed any more, and what is not committed is undone by the server.
-    }
+    return connection().unwrap(PGConnection.class);
   }
 
   /** What failed, without a word of the server that might hold a value. */

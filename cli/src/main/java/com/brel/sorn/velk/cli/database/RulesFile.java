@@ -1,5 +1,6 @@
 package com.brel.sorn.velk.cli.database;
 
+import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
 import java.util.LinkedHashMap;
 import java.util.List;
@@ -39,7 +40,7 @@ public final class RulesFile {
    * @param text the text of the file
    */
   public RulesFile(String text) {
-    lines = List.of(text.split("\r\n|\r|\n", -1));
+    lines = List.of(text.replace("\r\n", " \n").split("\r|\n", -1));
     for (int i = 0; i < lines.size(); i++) {
       if (lines.get(i).stripLeading().startsWith("[")) {
         headings.add(i);
@@ -79,12 +80,13 @@ public final class RulesFile {
     return !line.isBlank() && !line.stripLeading().startsWith("#");
   }
 
-  /** Lines of other sections are empty, so that places are those of the file. */
+  /** Lines of other sections are blank, so that places are those of the file, to the byte. */
   private String text(int heading, int end) {
     StringBuilder text = new StringBuilder();
     for (int i = 0; i < end; i++) {
       boolean belongs = i < headings.get(0) || i > heading;
-      text.append(belongs ? lines.get(i) : "").append('\n');
+      int bytes = lines.get(i).getBytes(StandardCharsets.UTF_8).length;
+      text.append(belongs ? lines.get(i) : " ".repeat(bytes)).append('\n');
     }
     return text.toString();
   }

@@ -6,6 +6,7 @@ import com.brel.sorn.velk.masking.ColumnRule;
 import com.brel.sorn.velk.masking.MaskingService;
 import com.brel.sorn.velk.masking.OnError;
 import java.util.List;
+import java.util.Set;
 import java.util.stream.Collectors;
 
 /**
@@ -25,6 +26,10 @@ record Step(
     MaskingService service,
     OnError onError,
     String key) {
+  /** Types whose texts are digits and letters. */
+  private static final Set<String> BARE =
+      Set.of("smallint", "integer", "bigint", "date", "uuid", "boolean");
+
   boolean isMasked(int column) {
     return !keep && !rules.get(column).rule().function().equals("keep");
   }
@@ -43,7 +48,7 @@ record Step(
     }
     sql.append(" FROM ONLY ").append(part.sql()).append(" WHERE ").append(condition);
     sql.append(") TO STDOUT (FORMAT csv");
-    if (!columns.isEmpty()) {
+    if (!BARE.contains(columns.get(0).type())) {
       // In quotes nothing at the start of a row is taken for a byte-order mark or the end of data.
       sql.append(", FORCE_QUOTE (").append(TableName.quoted(columns.get(0).name())).append(")");
     }

@@ -25,19 +25,21 @@ final class Worker implements AutoCloseable {
    * Opens the sessions.
    *
    * @param snapshot what the source's sessions share
-   * @param unordered whether keys are checked at the end
    */
   static Worker open(
-      CopySettings settings, String snapshot, boolean unordered, byte[] checksumKey, Engine engine)
+      CopySettings settings, String snapshot, Plan plan, byte[] checksumKey, Engine engine)
       throws SQLException {
     Postgres source = Postgres.open(settings.from(), true);
     Postgres target = null;
     try {
       source.beginSnapshot();
       source.execute("SET TRANSACTION SNAPSHOT " + TableName.literal(snapshot));
+      lock(source, plan);
       target = Postgres.open(settings.to(), false);
       Locks.joinWriters(target);
-      if (unordered) {
+      // Rows and mark are lost together, if at all: the last mark waits for all that was logged.
+      target.execute("SET synchronous_commit = off");
+      if (plan.unordered()) {
         target.execute("SET session_replication_role = replica");
       }
       return new Worker(source, target, checksumKey, engine);
@@ -50,12 +52,27 @@ final class Worker implements AutoCloseable {
     }
   }
 
+  /**
+   * Whoever waits to change a table has this session wait behind it, and waits himself for the one
+   * that has planned the copy, to its end.
+   */
+  private static void lock(Postgres source, Plan plan) throws SQLException {
+    try {
+      source.lock(plan.steps().stream().map(step -> step.source().name()).toList(), "NOWAIT");
+    } catch (SQLException e) {
+      if (!"55P03".equals(e.getSQLState())) {
+        throw e;
+      }
+      throw CopyException.failed("somebody changes tables of the source: begin anew");
+    }
+  }
+
   /** Copies a piece and marks it, both or neither. */
   long copy(Step step, Piece piece) throws IOException, SQLException {
     target.execute("BEGIN");
     try {
       Copied copied = copy.copy(step, piece.part(), piece.condition());
-      Marks.add(target, piece, copied.rows(), copied.checksum(), copied.counts());
+      Marks.add(target, piece, copied.rows(), copied.checksum(), copied.columns());
       target.execute("COMMIT");
       return copied.rows();
     } catch (TargetRefusal e) {

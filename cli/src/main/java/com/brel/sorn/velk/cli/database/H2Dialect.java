@@ -1,0 +1,101 @@
+package com.brel.sorn.velk.cli.database;
+
+import java.sql.SQLException;
+import java.util.List;
+import java.util.Locale;
+
+/** H2. */
+final class H2Dialect extends Dialect {
+  private static final int ADMINISTRATORS_ALONE = 90040;
+
+  @Override
+  void settle(JdbcSession session) throws SQLException {
+    session.execute("SET TIME ZONE 'UTC'");
+    session.execute("SET QUERY_TIMEOUT 0");
+    // Rows come as they are asked for, and not all at once.
+    session.execute("SET LAZY_QUERY_EXECUTION 1");
+    stopTrace(session);
+  }
+
+  /** In a file beside the database errors would quote values. A server's is its owner's to stop. */
+  private static void stopTrace(JdbcSession session) throws SQLException {
+    String url = session.connection().getMetaData().getURL();
+    if (url.startsWith("jdbc:h2:tcp:") || url.startsWith("jdbc:h2:ssl:")) {
+      return;
+    }
+    try {
+      session.execute("SET TRACE_LEVEL_FILE 0");
+    } catch (SQLException e) {
+      if (e.getErrorCode() != ADMINISTRATORS_ALONE) {
+        throw e;
+      }
+    }
+  }
+
+  /** The first statement in it sees the state that all others see. */
+  @Override
+  boolean beginSnapshot(JdbcSession source, List<TableName> tables) throws SQLException {
+    source.execute("SET SESSION CHARACTERISTICS AS TRANSACTION ISOLATION LEVEL SNAPSHOT");
+    source.connection().setAutoCommit(false);
+    touch(source, tables);
+    return true;
+  }
+
+  /** A user sees his own sessions, an administrator all of them. */
+  @Override
+  boolean isSame(JdbcSession source, JdbcSession target) throws SQLException {
+    String session = "SELECT SESSION_ID || ' ' || SESSION_START FROM INFORMATION_SCHEMA.SESSIONS";
+    String own = source.text(session + " WHERE SESSION_ID = SESSION_ID()");
+    String path = source.text("SELECT DATABASE_PATH()");
+    boolean oneDatabase =
+        target.rows(session, row -> row.getString(1)).contains(own)
+            || path != null && path.equals(target.text("SELECT DATABASE_PATH()"));
+    return oneDatabase && source.schema().equals(target.schema());
+  }
+
+  /** In that mode an empty text is stored as null. */
+  @Override
+  String unfitTarget(JdbcSession target) throws SQLException {
+    List<String> mode =
+        target.rows(
+            "SELECT SETTING_VALUE FROM INFORMATION_SCHEMA.SETTINGS WHERE SETTING_NAME = 'MODE'",
+            row -> row.getString(1));
+    return mode.contains("Oracle")
+        ? "the target takes an empty text for null: it is in the mode Oracle"
+        : null;
+  }
+
+  @Override
+  String longText() {
+    return "character large object";
+  }
+
+  @Override
+  String overriding() {
+    return " OVERRIDING SYSTEM VALUE";
+  }
+
+  @Override
+  void follow(JdbcSession target, TableName table, String column) throws SQLException {
+    String max = target.text("SELECT MAX(" + target.quoted(column) + ") FROM " + target.sql(table));
+    if (max != null && Long.parseLong(max) >= 1 && Long.parseLong(max) < Long.MAX_VALUE) {
+      target.execute(
+          "ALTER TABLE "
+              + target.sql(table)
+              + " ALTER COLUMN "
+              + target.quoted(column)
+              + " RESTART WITH "
+              + (Long.parseLong(max) + 1));
+    }
+  }
+
+  @Override
+  Form form(int jdbcType, String typeName, int size) {
+    String name = typeName.toUpperCase(Locale.ROOT);
+    if (name.equals("UUID")) {
+      return Form.UNIQUE_ID;
+    }
+    boolean own = name.startsWith("ENUM(") || name.startsWith("INTERVAL ");
+    return own ? Form.OWN_TEXT : super.form(jdbcType, typeName, size);
+  }
+}

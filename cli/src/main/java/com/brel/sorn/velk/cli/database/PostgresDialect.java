@@ -1,0 +1,143 @@
+package com.brel.sorn.velk.cli.database;
+
+import java.sql.Connection;
+import java.sql.SQLException;
+import java.util.List;
+import java.util.Map;
+import java.util.Set;
+import java.util.TreeSet;
+
+/** PostgreSQL beside another database. */
+final class PostgresDialect extends Dialect {
+  /** The server says of what type a text is, so that it is the column's. */
+  static final Map<String, String> PROPERTIES =
+      Map.of(
+          "ApplicationName",
+          "velk copy",
+          "logServerErrorDetail",
+          "false",
+          "stringtype",
+          "unspecified");
+
+  private static final List<String> SETTINGS =
+      List.of(
+          "TimeZone = 'UTC'",
+          "DateStyle = 'ISO, YMD'",
+          "extra_float_digits = 3",
+          "row_security = off",
+          "statement_timeout = 0",
+          "lock_timeout = 0",
+          "idle_in_transaction_session_timeout = 0");
+
+  private static final long COPY = 0x76656c6b_636f7079L;
+
+  @Override
+  void settle(JdbcSession session) throws SQLException {
+    for (String setting : SETTINGS) {
+      session.execute("SET " + setting);
+    }
+  }
+
+  @Override
+  boolean beginSnapshot(JdbcSession source, List<TableName> tables) throws SQLException {
+    source.connection().setTransactionIsolation(Connection.TRANSACTION_REPEATABLE_READ);
+    source.connection().setAutoCommit(false);
+    for (TableName table : tables) {
+      source.execute("LOCK TABLE " + source.sql(table) + " IN ACCESS SHARE MODE");
+    }
+    return true;
+  }
+
+  private static Set<String> names(JdbcSession session, String condition) throws SQLException {
+    return new TreeSet<>(
+        session.rows(
+            "SELECT relname FROM pg_catalog.pg_class WHERE relnamespace ="
+                + " pg_catalog.current_schema()::pg_catalog.regnamespace AND "
+                + condition,
+            row -> row.getString(1)));
+  }
+
+  @Override
+  Set<String> parts(JdbcSession session) throws SQLException {
+    return names(session, "relispartition");
+  }
+
+  @Override
+  Set<String> hidden(JdbcSession session) throws SQLException {
+    return names(session, "pg_catalog.row_security_active(oid)");
+  }
+
+  @Override
+  boolean isUnordered(JdbcSession target) throws SQLException {
+    return DatabaseCopy.allowsReplicaRole(target);
+  }
+
+  @Override
+  void setUnordered(JdbcSession target) throws SQLException {
+    target.execute("SET session_replication_role = replica");
+  }
+
+  @Override
+  boolean lock(JdbcSession target) throws SQLException {
+    return target
+        .rows("SELECT pg_catalog.pg_try_advisory_lock(?)", row -> row.getBoolean(1), COPY)
+        .get(0);
+  }
+
+  @Override
+  String longText() {
+    return "text";
+  }
+
+  @Override
+  String overriding() {
+    return " OVERRIDING SYSTEM VALUE";
+  }
+
+  /** The driver holds them all; what is long stands in a table of its own, which may be empty. */
+  @Override
+  int fetched(JdbcSession source, TableName table, boolean isLong) throws SQLException {
+    boolean none =
+        source
+            .rows(
+                "SELECT reltoastrelid = 0 OR pg_catalog.pg_relation_size(reltoastrelid) = 0"
+                    + " FROM pg_catalog.pg_class WHERE relkind = 'r' AND oid = ?::regclass",
+                row -> row.getBoolean(1),
+                source.sql(table))
+            .contains(true);
+    return super.fetched(source, table, isLong && !none);
+  }
+
+  @Override
+  void follow(JdbcSession target, TableName table, String column) throws SQLException {
+    String quoted = target.quoted(column);
+    target.rows(
+        "SELECT pg_catalog.setval(s::pg_catalog.regclass, m) FROM (SELECT max("
+            + quoted
+            + ")::bigint m, pg_catalog.pg_get_serial_sequence(?, ?) s FROM "
+            + target.sql(table)
+            + ") x WHERE m >= 1 AND s IS NOT NULL",
+        row -> null,
+        target.sql(table),
+        column);
+  }
+
+  @Override
+  Form form(int jdbcType, String typeName, int size) {
+    return switch (typeName) {
+      case "int2", "int4", "int8", "smallserial", "serial", "bigserial" -> Form.INTEGER;
+      case "numeric" -> Form.DECIMAL;
+      case "float4" -> Form.REAL;
+      case "float8" -> Form.DOUBLE;
+      case "bool" -> Form.BOOLEAN;
+      case "varchar", "bpchar", "text" -> Form.TEXT;
+      case "bytea" -> Form.BINARY;
+      case "date" -> Form.DATE;
+      case "time" -> Form.TIME;
+      case "timestamp" -> Form.CLOCK;
+      case "timestamptz" -> Form.INSTANT;
+      case "uuid" -> Form.UNIQUE_ID;
+      default -> Form.NONE;
+    };
+  }
+}
