@@ -3,16 +3,22 @@ package com.brel.sorn.velk.cli;
 import com.brel.sorn.velk.masking.CsvReader;
 import java.util.Arrays;
 import java.util.List;
+import java.util.function.Predicate;
 import java.util.regex.Pattern;
 
 /** Tells a first row that is one of the table's rows from one that names its columns. */
 final class FirstRow {
+  private static final Pattern DATE =
+      Pattern.compile("\\d{1,4}([./-])\\d{1,2}\\1\\d{1,4}(\\D.*)?", Pattern.DOTALL);
+
+  private static final Pattern ADDRESS = Pattern.compile("\\S@\\S");
+
   /** Forms of values that no name of a column has. */
-  private static final List<Pattern> FORMS =
-      List.of(
-          Pattern.compile("\\d{4}-\\d\\d-\\d\\d([T ].*)?|\\d{1,4}([./-])\\d{1,2}\\2\\d{1,4}"),
-          Pattern.compile("(?=.*[0-9])[+-]?[0-9(.][0-9 .,'()/-]*(?:[eE][+-]?[0-9]+)?%?"),
-          Pattern.compile("[^@\\s]+@[^@\\s]+"));
+  private static final List<Predicate<String>> FORMS =
+      List.of(DATE.asMatchPredicate(), FirstRow::isMostlyDigits, ADDRESS.asPredicate());
+
+  /** A name that a letter begins may hold the digits of a year and a month, or so. */
+  private static final int MOST_DIGITS_OF_A_NAME = 7;
 
   private static final Pattern OTHER_DELIMITERS = Pattern.compile("[,;|\t]");
 
@@ -57,7 +63,19 @@ final class FirstRow {
   }
 
   /** Blanks around a value do not change what it is. */
-  private static boolean hasForm(String value, Pattern form) {
-    return form.matcher(value.strip()).matches();
+  private static boolean hasForm(String value, Predicate<String> form) {
+    return form.test(value.strip());
+  }
+
+  /** As numbers with their signs and units, dates, times and the numbers of accounts are. */
+  private static boolean isMostlyDigits(String value) {
+    long digits = value.codePoints().filter(Character::isDigit).count();
+    long letters = value.codePoints().filter(Character::isLetter).count();
+    return digits > letters && (digits > MOST_DIGITS_OF_A_NAME || !beginsLikeAName(value));
+  }
+
+  private static boolean beginsLikeAName(String value) {
+    int first = value.codePointAt(0);
+    return Character.isLetter(first) || first == '_';
   }
 }

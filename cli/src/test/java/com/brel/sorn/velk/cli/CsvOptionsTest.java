@@ -143,7 +143,22 @@ class CsvOptionsTest {
         "Zoë,z@example.com\n",
         "Zoë,2001-02-03\nIan,\n",
         // One column is enough, whatever stands in the others.
-        "?,17\n5,4\n"
+        "?,17\n5,4\n",
+        // However people write numbers, dates, times, accounts and addresses.
+        "Zoë,31.12.1999 10:00\nNo,01.01.2000 11:30\n",
+        "Zoë,31-DEC-99\nNo,01-JAN-00\n",
+        "Zoë,1999-12-31 noted down at the counter\nNo,2000-01-01\n",
+        "Zoë,10:30\nNo,11:45\n",
+        "Zoë,20200101T101112Z\nNo,20200102T101112Z\n",
+        "Zoë,$12.50\nNo,$13\n",
+        "Zoë,€ 12\nNo,13 €\n",
+        "Zoë,\u221212\nNo,\u221213\n",
+        "Zoë,#12\nNo,#13\n",
+        "Zoë,'12'\nNo,'13'\n",
+        "Zoë,１２\nNo,٣٤\n",
+        "Zoë,192.168.1.2:80\nNo,10.0.0.1:81\n",
+        "Zoë,DE89370400440532013000\nNo,GB82WEST12345698765432\n",
+        "Zoë,Zoë Martín <zoe@example.com>\nNo,No One <no@example.com>\n"
       })
   void aFirstRowThatLooksLikeTheRowsBelowIsRefused(String csv) {
     String rules = "service=s * = keep";
@@ -165,7 +180,11 @@ class CsvOptionsTest {
         "name,2001\n,17 years\n",
         "name,age\n",
         "name,e-mail\nz@example.com,i@example.org\n",
-        "a,-\n1,2\n"
+        "a,-\n1,2\n",
+        "q1,v10,_2020,FY2020\n1,2,3,4\n",
+        "name,1st line\nZoë,12 High Street\n",
+        "name,sales_2020_01\nZoë,17\n",
+        "name,@\nZoë,zoe@example.com\n"
       })
   void aFirstRowThatNamesColumnsIsTaken(String csv) {
     Run run = Run.mask("service=s * = keep", csv, "-q");
