@@ -129,8 +129,11 @@ HashState first_hash_state()
     return state;
 }
 
-VELK_SHA void hash_pair(const HashState& start, const HashBlock& one, const HashBlock& other,
-                        HashState& one_end, HashState& other_end)
+// What is left in registers, the next call may save on the stack: the one that the loader binds, for
+// instance.
+VELK_SHA [[gnu::zero_call_used_regs("all")]] void hash_pair(const HashState& start, const HashBlock& one,
+                                                            const HashBlock& other, HashState& one_end,
+                                                            HashState& other_end)
 {
     Lane first = begin(load_state(start), one);
     Lane second = begin(load_state(start), other);

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
+#include <cstring>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -207,6 +210,60 @@ TEST(HmacPairs, serve_one_key_on_any_number_of_threads)
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(wrong, 0);
 }
+
+#if defined(__x86_64__)
+
+constexpr std::size_t register_count = 16;
+#if defined(_WIN32)
+constexpr std::size_t call_used = 6; // the others are the caller's
+#else
+constexpr std::size_t call_used = register_count;
+#endif
+using Registers = std::array<std::array<std::uint32_t, 4>, register_count>;
+
+// What stands in them as hash_pair returns.
+Registers registers_behind(const HashState& start, const HashBlock& one, const HashBlock& other)
+{
+    HashState one_end;
+    HashState other_end;
+    Registers registers{};
+    hash_pair(start, one, other, one_end, other_end);
+    asm volatile("movups %%xmm0, (%0)\n\tmovups %%xmm1, 16(%0)\n\t"
+                 "movups %%xmm2, 32(%0)\n\tmovups %%xmm3, 48(%0)\n\t"
+                 "movups %%xmm4, 64(%0)\n\tmovups %%xmm5, 80(%0)\n\t"
+                 "movups %%xmm6, 96(%0)\n\tmovups %%xmm7, 112(%0)\n\t"
+                 "movups %%xmm8, 128(%0)\n\tmovups %%xmm9, 144(%0)\n\t"
+                 "movups %%xmm10, 160(%0)\n\tmovups %%xmm11, 176(%0)\n\t"
+                 "movups %%xmm12, 192(%0)\n\tmovups %%xmm13, 208(%0)\n\t"
+                 "movups %%xmm14, 224(%0)\n\tmovups %%xmm15, 240(%0)"
+                 :
+                 : "r"(registers.data())
+                 : "memory");
+    return registers;
+}
+
+TEST(HmacPairs, leave_neither_key_nor_message_in_registers)
+{
+    if (!can_hash_pairs()) GTEST_SKIP() << "no pairs are hashed here";
+    const HashState start = sha256(view("a key"));
+    HashBlock block;
+    for (std::size_t i = 0; i < block.size(); ++i) block[i] = static_cast<std::uint8_t>(7 * i + 1);
+    std::set<std::uint32_t> words;
+    const auto add_words = [&words](std::span<const std::uint8_t> bytes) {
+        for (std::size_t i = 0; i < bytes.size(); i += 4) {
+            std::uint32_t word;
+            std::memcpy(&word, &bytes[i], sizeof word);
+            words.insert({word, __builtin_bswap32(word)});
+        }
+    };
+    add_words(start);
+    add_words(block);
+    const Registers registers = registers_behind(start, block, block);
+    for (std::size_t i = 0; i < call_used; ++i)
+        for (const std::uint32_t lane : registers[i]) EXPECT_FALSE(words.contains(lane)) << i;
+}
+
+#endif
 
 TEST(Hmac, any_number_of_threads_use_one_key)
 {
