@@ -17,6 +17,7 @@ import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.List;
+import java.util.function.BiFunction;
 import org.apache.spark.sql.Dataset;
 import org.apache.spark.sql.Row;
 import org.apache.spark.sql.RowFactory;
@@ -44,6 +45,14 @@ class RowMaskingTest {
   /** As programs do that can call functions alone. */
   private static Dataset<Row> mask(Dataset<Row> rows, String maskingString) {
     return rows.select(call_function("velk_mask", struct(col("*")), lit(maskingString)).as("row"))
+        .select("row.*");
+  }
+
+  /** As above, of rows that are structs before: Spark calls the function for each of them. */
+  private static Dataset<Row> maskStructs(Dataset<Row> rows, String maskingString) {
+    return rows.select(struct(col("*")).as("given"))
+        .repartition(1)
+        .select(call_function("velk_mask", col("given"), lit(maskingString)).as("row"))
         .select("row.*");
   }
 
@@ -82,10 +91,12 @@ class RowMaskingTest {
     Dataset<Row> expected = VelkMasking.mask(rows, rules);
     assertEquals(RowMasking.masked(expected.schema()), mask(rows, rules).schema());
     assertEquals(sorted(expected), sorted(mask(rows, rules)));
+    assertEquals(sorted(expected), sorted(maskStructs(rows, rules)));
     spark.conf().set("spark.sql.codegen.wholeStage", false);
     spark.conf().set("spark.sql.codegen.factoryMode", "NO_CODEGEN");
     try {
       assertEquals(sorted(expected), sorted(mask(rows, rules)), "without generated code");
+      assertEquals(sorted(expected), sorted(maskStructs(rows, rules)), "without it, row by row");
     } finally {
       spark.conf().unset("spark.sql.codegen.wholeStage");
       spark.conf().unset("spark.sql.codegen.factoryMode");
@@ -210,23 +221,34 @@ class RowMaskingTest {
   void whatBecomesOfABadValueTheStringSays() {
     Dataset<Row> rows = table(NAMES, RowFactory.create("no"));
     String rules = START + "name=noise(percent=9) name.type=integer ";
-    assertNull(mask(rows, rules).first().get(0));
-    assertEquals("0", mask(rows, rules + "on_error=fixed('0')").first().get(0));
-    Dataset<Row> stops = mask(rows, rules + "on_error=stop");
-    Exception failure = assertThrows(Exception.class, stops::collectAsList);
-    assertTrue(failure.toString().contains("column \"name\": 7503"), failure::toString);
-    assertFalse(failure.toString().contains("\"no\""), failure::toString);
+    requireErrorAsSaid(rows, rules, "column \"name\": 7503");
   }
 
   @Test
   void aNumberThatItsColumnCannotHoldIsAnError() {
     Dataset<Row> rows = spark.sql("select 1Y as y");
-    String rules = START + "y=fixed('128') y.type=integer ";
-    assertNull(mask(rows, rules).first().get(0));
-    Dataset<Row> stops = mask(rows, rules + "on_error=stop");
-    Exception failure = assertThrows(Exception.class, stops::collectAsList);
     String told = "column \"y\": the column's type cannot hold the masked value";
-    assertTrue(failure.toString().contains(told), failure::toString);
+    requireErrorAsSaid(rows, START + "y=fixed('128') y.type=integer ", told);
+  }
+
+  private static void requireErrorAsSaid(Dataset<Row> rows, String rules, String told) {
+    List<BiFunction<Dataset<Row>, String, Dataset<Row>>> ways =
+        List.of(RowMaskingTest::mask, RowMaskingTest::maskStructs);
+    for (BiFunction<Dataset<Row>, String, Dataset<Row>> way : ways) {
+      assertNull(way.apply(rows, rules).first().get(0));
+      Dataset<Row> stops = way.apply(rows, rules + "on_error=stop");
+      Exception failure = assertThrows(Exception.class, stops::collectAsList);
+      assertTrue(failure.toString().contains(told), failure::toString);
+      assertFalse(failure.toString().contains("\"no\""), failure::toString);
+    }
+  }
+
+  @Test
+  void aReplacementTakesThePlaceOfABadValue() {
+    Dataset<Row> rows = table(NAMES, RowFactory.create("no"));
+    String rules = START + "name=noise(percent=9) name.type=integer on_error=fixed('0')";
+    assertEquals("0", mask(rows, rules).first().get(0));
+    assertEquals("0", maskStructs(rows, rules).first().get(0));
   }
 
   @Test
