@@ -348,7 +348,9 @@ class CopyJdbcRefusalIT {
         other.err().contains(": a constraint is violated (SQLSTATE 23505, code 23505)"),
         other.err());
     try (Stream<Path> files = Files.list(h2.folder)) {
-      assertFalse(files.anyMatch(file -> file.toString().endsWith(".trace.db")));
+      for (Path trace : files.filter(file -> file.toString().endsWith(".trace.db")).toList()) {
+        assertFalse(Files.readString(trace).contains("word177"), Files.readString(trace));
+      }
     }
   }
 
@@ -439,7 +441,6 @@ class CopyJdbcRefusalIT {
             .filter(path -> !path.equals(jar))
             .collect(Collectors.joining(File.pathSeparator));
     String[] arguments = arguments(h2.url("source"), h2.url("target"), "[PUBLIC.A] = keep");
-    List<String> path = List.of("-Djava.class.path=" + others);
     Run without = ofClassPath(others, arguments);
     assertTrue(
         without.expect(ExitCode.USAGE).err().contains("no driver is found for it"), without.err());
@@ -450,7 +451,6 @@ class CopyJdbcRefusalIT {
         nothing.err());
     ofClassPath(others, with(arguments, "--driver-path", jar)).expect(ExitCode.DONE);
     assertEquals("here", h2.row("target", "SELECT x FROM a"));
-    assertEquals(1, path.size());
     Run draft =
         ofClassPath(
             others, new String[] {"init", "--from", h2.url("source"), "--driver-path", jar});

@@ -26,7 +26,7 @@ class Dialect {
   static Dialect of(String product) {
     return switch (product) {
       case "PostgreSQL" -> new PostgresDialect();
-      case "MariaDB", "MySQL" -> new MariaDbDialect();
+      case "MariaDB" -> new MariaDbDialect();
       case "H2" -> new H2Dialect();
       default -> new Dialect();
     };
