@@ -20,7 +20,7 @@ import picocli.CommandLine.ParentCommand;
 
 @Command(
     name = "copy",
-    description = "Copies a PostgreSQL database into another one, masked.",
+    description = "Copies a database into another one, masked.",
     footer = {
       "",
       "The tables are in the target already, and empty. The source is read in one snapshot and never"
@@ -39,7 +39,10 @@ final class CopyCommand implements Callable<Integer> {
       names = "--from",
       required = true,
       paramLabel = "URL",
-      description = "The source: postgresql://[user@]host[:port]/database.")
+      description = {
+        "The source: postgresql://[user@]host[:port]/database, mariadb://[user@]host[:port]/database or"
+            + " another URL that begins with jdbc: and whose driver is known by --driver-path."
+      })
   private String from;
 
   @Option(names = "--to", required = true, paramLabel = "URL", description = "The target.")
@@ -69,7 +72,10 @@ final class CopyCommand implements Callable<Integer> {
       names = {"-j", "--jobs"},
       paramLabel = "N",
       defaultValue = "2",
-      description = "Have N pieces on their way at a time (default: ${DEFAULT-VALUE}).")
+      description = {
+        "Have N pieces on their way at a time (default: ${DEFAULT-VALUE}), from PostgreSQL to PostgreSQL;"
+            + " by JDBC it is one."
+      })
   private int jobs;
 
   @Option(
@@ -94,7 +100,8 @@ final class CopyCommand implements Callable<Integer> {
       paramLabel = "N",
       defaultValue = "5000",
       description = {
-        "Commit N rows together where a database is not PostgreSQL (default: ${DEFAULT-VALUE})."
+        "Commit N rows together where one of the databases is not PostgreSQL (default:"
+            + " ${DEFAULT-VALUE})."
       })
   private int rows;
 

@@ -166,7 +166,7 @@ public final class DatabaseCopy implements MaskedCopy {
     return (whole ? "ONLY " : "") + table.sql();
   }
 
-  private static boolean allowsReplicaRole(Postgres target) throws SQLException {
+  static boolean allowsReplicaRole(Session target) throws SQLException {
     try {
       target.execute("SET session_replication_role = replica");
       target.execute("RESET session_replication_role");

@@ -144,9 +144,13 @@ class Dialect {
     return "";
   }
 
-  /** Rows that a driver brings at a time. */
-  int fetched(boolean isLong) {
-    return isLong ? FETCHED / 10 : FETCHED;
+  /**
+   * Rows that a driver is to bring at a time.
+   *
+   * @param isLong whether a column has no limit
+   */
+  int fetched(JdbcSession source, TableName table, boolean isLong) throws SQLException {
+    return isLong ? FETCHED / 25 : FETCHED;
   }
 
   /** Goes on counting behind the numbers that were copied. */

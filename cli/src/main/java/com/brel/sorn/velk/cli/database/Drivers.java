@@ -12,6 +12,8 @@ import java.util.ArrayList;
 import java.util.List;
 import java.util.Properties;
 import java.util.ServiceLoader;
+import java.util.logging.Level;
+import java.util.logging.Logger;
 
 /** Finds drivers by their service files: beside the command, and in jars that are named. */
 final class Drivers {
@@ -24,6 +26,9 @@ final class Drivers {
    * @throws CopyException if there is no such jar, or no driver in them
    */
   Drivers(List<Path> jars) {
+    // What drivers tell a log of refused rows quotes their values.
+    System.setProperty("mariadb.logging.disable", "true");
+    Logger.getLogger("").setLevel(Level.OFF);
     ClassLoader own = Drivers.class.getClassLoader();
     // Stays open, for drivers load classes until their last connection is closed.
     ClassLoader loader = jars.isEmpty() ? own : new URLClassLoader(urls(jars), own);

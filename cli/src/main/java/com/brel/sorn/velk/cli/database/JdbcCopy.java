@@ -1,7 +1,6 @@
 package com.brel.sorn.velk.cli.database;
 
 import com.brel.sorn.velk.cli.database.Catalogue.ForeignKey;
-import com.brel.sorn.velk.cli.database.ColumnResult.Errors;
 import com.brel.sorn.velk.cli.database.DatabaseCopy.Listener;
 import com.brel.sorn.velk.cli.database.DatabaseCopy.TableResult;
 import com.brel.sorn.velk.cli.database.JdbcMarks.Mark;
@@ -9,11 +8,10 @@ import com.brel.sorn.velk.cli.database.Marks.Fingerprint;
 import com.brel.sorn.velk.masking.Engine;
 import java.sql.SQLException;
 import java.util.ArrayList;
+import java.util.Collections;
 import java.util.HexFormat;
 import java.util.List;
 import java.util.Map;
-import java.util.SortedMap;
-import java.util.TreeMap;
 import java.util.UUID;
 import java.util.function.Consumer;
 
@@ -306,30 +304,19 @@ final class JdbcCopy implements MaskedCopy {
     List<TableResult> results = new ArrayList<>();
     for (JdbcStep step : steps) {
       long rows = 0;
-      long[] counts = new long[4 * step.step().rules().size()];
+      List<ColumnResult> columns =
+          new ArrayList<>(Collections.nCopies(step.step().rules().size(), ColumnResult.NONE));
       for (Mark mark : marks) {
         if (mark.table().equals(step.name())) {
           rows += mark.rows();
-          for (int i = 0; i < counts.length; i++) {
-            counts[i] += mark.counts().get(i);
+          for (int i = 0; i < columns.size(); i++) {
+            columns.set(i, columns.get(i).plus(mark.columns().get(i)));
           }
         }
       }
-      results.add(new TableResult(step.name(), rows, step.step().rules(), columns(counts)));
+      results.add(new TableResult(step.name(), rows, step.step().rules(), columns));
     }
     return results;
-  }
-
-  private static List<ColumnResult> columns(long[] counts) {
-    List<ColumnResult> columns = new ArrayList<>();
-    for (int i = 0; i < counts.length; i += 4) {
-      SortedMap<Integer, Errors> errors = new TreeMap<>();
-      if (counts[i + 3] > 0) {
-        errors.put(0, new Errors("the value could not be masked", counts[i + 3]));
-      }
-      columns.add(new ColumnResult(counts[i], counts[i + 1], counts[i + 2], 0, errors));
-    }
-    return columns;
   }
 
   @Override

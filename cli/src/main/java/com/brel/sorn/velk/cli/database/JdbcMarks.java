@@ -1,11 +1,14 @@
 package com.brel.sorn.velk.cli.database;
 
+import com.brel.sorn.velk.cli.database.ColumnResult.Errors;
 import com.brel.sorn.velk.cli.database.Marks.Fingerprint;
 import java.sql.ResultSet;
 import java.sql.SQLException;
+import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Set;
+import java.util.TreeMap;
 import java.util.stream.Collectors;
 
 /**
@@ -31,10 +34,15 @@ final class JdbcMarks {
    * @param table the table, as the rules have it
    * @param number counted from 0
    * @param from how many rows are before it
-   * @param counts of each column what became of its values: masked, null, left equal, errors
+   * @param columns of each column what became of its values; empty where all went over as they are
    */
   record Mark(
-      String table, long number, long from, long rows, String checksum, List<Long> counts) {}
+      String table,
+      long number,
+      long from,
+      long rows,
+      String checksum,
+      List<ColumnResult> columns) {}
 
   private String table(String name) throws SQLException {
     return session.sql(new TableName(session.schema(), name));
@@ -130,13 +138,57 @@ final class JdbcMarks {
   }
 
   private static Mark mark(ResultSet row) throws SQLException {
-    List<Long> counts =
-        Arrays.stream(row.getString(6).strip().split(","))
-            .filter(text -> !text.isBlank())
-            .map(Long::valueOf)
-            .toList();
     return new Mark(
-        row.getString(1), row.getLong(2), row.getLong(3), row.getLong(4), row.getString(5), counts);
+        row.getString(1),
+        row.getLong(2),
+        row.getLong(3),
+        row.getLong(4),
+        row.getString(5),
+        columns(row.getString(6)));
+  }
+
+  /** A line for each column and each of its errors, below one that is never empty. */
+  private static String text(List<ColumnResult> columns) {
+    StringBuilder text = new StringBuilder("masked nulls equal empty\n");
+    for (ColumnResult column : columns) {
+      text.append(column.masked()).append(' ').append(column.nullsKept()).append(' ');
+      text.append(column.leftEqual()).append(' ').append(column.emptyKept()).append('\n');
+      column
+          .errors()
+          .forEach(
+              (code, found) ->
+                  text.append("error ")
+                      .append(code)
+                      .append(' ')
+                      .append(found.count())
+                      .append(' ')
+                      .append(
+                          found
+                              .text()
+                              .replace("\\", "\\\\")
+                              .replace("\n", "\\n")
+                              .replace("\r", "\\r"))
+                      .append('\n'));
+    }
+    return text.toString();
+  }
+
+  private static List<ColumnResult> columns(String text) {
+    List<ColumnResult> columns = new ArrayList<>();
+    for (String line : text.lines().skip(1).toList()) {
+      String[] words = line.split(" ", 4);
+      if (words[0].equals("error")) {
+        String told = words[3].translateEscapes();
+        columns
+            .get(columns.size() - 1)
+            .errors()
+            .put(Integer.valueOf(words[1]), new Errors(told, Long.parseLong(words[2])));
+      } else {
+        long[] counts = Arrays.stream(words).mapToLong(Long::parseLong).toArray();
+        columns.add(new ColumnResult(counts[0], counts[1], counts[2], counts[3], new TreeMap<>()));
+      }
+    }
+    return columns;
   }
 
   /** Adds a mark within the transaction that writes the piece. */
@@ -152,8 +204,7 @@ final class JdbcMarks {
         mark.from,
         mark.rows,
         mark.checksum,
-        // An empty text is null in some databases.
-        mark.counts.stream().map(String::valueOf).collect(Collectors.joining(",", " ", "")));
+        text(mark.columns));
   }
 
   /** Takes the marks of a table back. */

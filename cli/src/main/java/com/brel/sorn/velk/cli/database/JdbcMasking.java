@@ -1,20 +1,28 @@
 package com.brel.sorn.velk.cli.database;
 
+import com.brel.sorn.velk.cli.database.ColumnResult.Errors;
 import com.brel.sorn.velk.masking.Batch;
 import com.brel.sorn.velk.masking.FieldError;
 import com.brel.sorn.velk.masking.OnError;
 import java.util.ArrayList;
-import java.util.HashMap;
+import java.util.HashSet;
 import java.util.List;
-import java.util.Map;
+import java.util.Objects;
+import java.util.Set;
+import java.util.SortedMap;
+import java.util.TreeMap;
 
 /** Masks rows of a table, and counts what became of their values. */
 final class JdbcMasking implements AutoCloseable {
-  private static final int KINDS = 4;
+  private static final int MASKED = 0;
+  private static final int NULL = 1;
+  private static final int EQUAL = 2;
+  private static final int EMPTY = 3;
 
   private final JdbcStep step;
   private final Batch batch;
-  private long[] counts;
+  private long[][] counts;
+  private List<SortedMap<Integer, Errors>> errors;
 
   JdbcMasking(JdbcStep step) {
     this.step = step;
@@ -24,14 +32,21 @@ final class JdbcMasking implements AutoCloseable {
 
   /** Begins to count anew. */
   void forget() {
-    counts = new long[step.step().keep() ? 0 : KINDS * step.from().size()];
+    int columns = step.step().keep() ? 0 : step.from().size();
+    counts = new long[columns][4];
+    errors = new ArrayList<>();
+    for (int i = 0; i < columns; i++) {
+      errors.add(new TreeMap<>());
+    }
   }
 
-  /** Of each column what became of its values: masked, null, left equal, errors. */
-  List<Long> counts() {
-    List<Long> all = new ArrayList<>();
-    for (long count : counts) {
-      all.add(count);
+  /** What became of the values of each column, since counts were begun. */
+  List<ColumnResult> columns() {
+    List<ColumnResult> all = new ArrayList<>();
+    for (int i = 0; i < counts.length; i++) {
+      long[] count = counts[i];
+      all.add(
+          new ColumnResult(count[MASKED], count[NULL], count[EQUAL], count[EMPTY], errors.get(i)));
     }
     return all;
   }
@@ -53,23 +68,25 @@ final class JdbcMasking implements AutoCloseable {
       batch.endRow();
     }
     batch.mask();
-    Map<Long, FieldError> errors = errors();
+    Set<Long> failed = failed();
     List<Object[]> masked = new ArrayList<>();
     for (int i = 0; i < rows.size(); i++) {
-      masked.add(row(rows.get(i), i, errors));
+      masked.add(row(rows.get(i), i, failed));
     }
     return masked;
   }
 
-  private Map<Long, FieldError> errors() {
-    Map<Long, FieldError> errors = new HashMap<>();
+  /** The places of values that could not be masked, and that the rules replace. */
+  private Set<Long> failed() {
+    Set<Long> failed = new HashSet<>();
     for (FieldError error : batch.errors()) {
       if (step.step().onError().way() != OnError.Way.REPLACEMENT) {
         throw CopyException.failed("table " + step.name() + ", in a piece of it: " + error);
       }
-      errors.put(place(error.row(), error.column()), error);
+      failed.add(place(error.row(), error.column()));
+      errors.get(error.column()).merge(error.code(), new Errors(error.message(), 1), Errors::plus);
     }
-    return errors;
+    return failed;
   }
 
   private long place(long row, int column) {
@@ -83,38 +100,29 @@ final class JdbcMasking implements AutoCloseable {
     return text != null && padded ? text.replaceFirst(" +$", "") : text;
   }
 
-  private Object[] row(Object[] row, int number, Map<Long, FieldError> errors) {
+  private Object[] row(Object[] row, int number, Set<Long> failed) {
     Object[] masked = new Object[row.length];
     for (int i = 0; i < row.length; i++) {
       if (step.isNulled(i)) {
-        counts[KINDS * i + (Boolean.TRUE.equals(row[i]) ? 0 : 1)]++;
+        counts[i][Boolean.TRUE.equals(row[i]) ? MASKED : NULL]++;
       } else if (!step.step().isMasked(i)) {
         masked[i] = row[i];
-        counts[KINDS * i + (row[i] == null ? 1 : 2)] += isEmpty(row[i]) ? 0 : 1;
+        count(i, row[i], row[i]);
+      } else if (failed.contains(place(number, i))) {
+        masked[i] = value(i, step.step().onError().replacement());
       } else {
-        boolean failed = errors.containsKey(place(number, i));
-        String result = failed ? step.step().onError().replacement() : batch.string(number, i);
-        count(i, text(row[i], i), result, failed);
+        String result = batch.string(number, i);
+        count(i, text(row[i], i), result);
         masked[i] = value(i, result);
       }
     }
     return masked;
   }
 
-  private static boolean isEmpty(Object value) {
-    return value instanceof String text && text.isEmpty();
-  }
-
-  private void count(int column, String before, String after, boolean failed) {
-    if (failed) {
-      counts[KINDS * column + 3]++;
-    } else if (before == null && after == null) {
-      counts[KINDS * column + 1]++;
-    } else if (!after.equals(before)) {
-      counts[KINDS * column]++;
-    } else if (!after.isEmpty()) {
-      counts[KINDS * column + 2]++;
-    }
+  private void count(int column, Object before, Object after) {
+    boolean equal = Objects.equals(before, after);
+    int kind = !equal ? MASKED : before == null ? NULL : "".equals(before) ? EMPTY : EQUAL;
+    counts[column][kind]++;
   }
 
   private Object value(int column, String result) {

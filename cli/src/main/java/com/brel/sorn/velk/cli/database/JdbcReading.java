@@ -10,8 +10,10 @@ import java.util.List;
 
 /** The rows of a table, in the order of its key, as they come from the source. */
 final class JdbcReading implements AutoCloseable {
-  /** Bytes of rows that are held at a time, as far as they can be told. */
-  private static final long MOST_BYTES = 4 << 20;
+  /** Rows and their bytes that are held at a time, as far as they can be told. */
+  private static final int MOST_ROWS = 250;
+
+  private static final long MOST_BYTES = 1 << 18;
 
   private static final int BYTES_OF_A_VALUE = 24;
 
@@ -21,18 +23,16 @@ final class JdbcReading implements AutoCloseable {
   private final ResultSet rows;
   private Checksum checksum;
   private final byte[] checksumKey;
-  private final int most;
   private long bytes;
 
   /**
    * Begins to read.
    *
-   * @param most how many rows are a piece at most
+   * @param checksumKey what nobody makes a checksum without
    */
-  JdbcReading(JdbcSession source, JdbcStep step, byte[] checksumKey, int most) throws SQLException {
+  JdbcReading(JdbcSession source, JdbcStep step, byte[] checksumKey) throws SQLException {
     this.step = step;
     this.checksumKey = checksumKey;
-    this.most = most;
     dialect = source.dialect();
     statement =
         source
@@ -40,7 +40,7 @@ final class JdbcReading implements AutoCloseable {
             .prepareStatement(
                 step.select(source), ResultSet.TYPE_FORWARD_ONLY, ResultSet.CONCUR_READ_ONLY);
     try {
-      statement.setFetchSize(dialect.fetched(step.isLong()));
+      statement.setFetchSize(dialect.fetched(source, step.step().source().name(), step.isLong()));
       rows = statement.executeQuery();
     } catch (SQLException e) {
       statement.close();
@@ -57,11 +57,11 @@ final class JdbcReading implements AutoCloseable {
     return checksum.end();
   }
 
-  /** The next rows, so many as are held at a time; empty at the end. */
-  List<Object[]> next() {
+  /** The next rows, so many as are wanted and are held at a time; empty at the end. */
+  List<Object[]> next(long wanted) {
     List<Object[]> next = new ArrayList<>();
     bytes = 0;
-    while (next.size() < most && bytes < MOST_BYTES) {
+    while (next.size() < Math.min(wanted, MOST_ROWS) && bytes < MOST_BYTES) {
       Object[] row = row();
       if (row == null) {
         break;

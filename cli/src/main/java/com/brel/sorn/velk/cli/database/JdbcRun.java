@@ -53,7 +53,7 @@ final class JdbcRun {
   }
 
   private JdbcReading read(JdbcStep step) throws SQLException {
-    return new JdbcReading(source, step, checksumKey, most);
+    return new JdbcReading(source, step, checksumKey);
   }
 
   private boolean isAsRead(JdbcStep step, JdbcReading reading, List<Mark> marked)
@@ -125,16 +125,16 @@ final class JdbcRun {
     List<Object[]> next;
     try {
       do {
-        next = piece.reading.next();
+        next = piece.reading.next(piece.whole ? Long.MAX_VALUE : most - rows);
         if (!next.isEmpty()) {
           piece.writing.write(piece.masking.mask(next));
         }
         rows += next.size();
-      } while (piece.whole && !next.isEmpty());
+      } while (!next.isEmpty());
       if (rows > 0 || evenEmpty) {
-        List<Long> counts = piece.masking.counts();
         String checksum = piece.reading.checksum();
-        marks.add(new Mark(piece.step.name(), number, from, rows, checksum, counts));
+        marks.add(
+            new Mark(piece.step.name(), number, from, rows, checksum, piece.masking.columns()));
       }
       target.connection().commit();
     } catch (SQLException | RuntimeException e) {

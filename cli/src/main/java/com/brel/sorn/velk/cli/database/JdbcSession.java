@@ -3,26 +3,22 @@ package com.brel.sorn.velk.cli.database;
 import java.io.Console;
 import java.sql.Connection;
 import java.sql.DatabaseMetaData;
-import java.sql.PreparedStatement;
 import java.sql.ResultSet;
 import java.sql.SQLException;
 import java.sql.Statement;
-import java.util.ArrayList;
-import java.util.List;
 import java.util.Properties;
 
 /** A session of any database. */
-final class JdbcSession implements AutoCloseable {
+final class JdbcSession extends Session {
   private static final int LOGIN_SECONDS = 30;
 
   private final DatabaseUrl url;
-  private final Connection connection;
   private final Dialect dialect;
   private final String quote;
 
   private JdbcSession(DatabaseUrl url, Connection connection) throws SQLException {
+    super(connection);
     this.url = url;
-    this.connection = connection;
     DatabaseMetaData metadata = connection.getMetaData();
     dialect = Dialect.of(metadata.getDatabaseProductName());
     String told = metadata.getIdentifierQuoteString();
@@ -54,11 +50,14 @@ final class JdbcSession implements AutoCloseable {
   private static Connection connect(Drivers drivers, DatabaseUrl url) throws SQLException {
     java.sql.DriverManager.setLoginTimeout(LOGIN_SECONDS);
     String address = Dialect.address(url.jdbc());
+    if (url.isPostgres() && !url.hasPassword()) {
+      PasswordFile.refused();
+    }
     try {
       return drivers.connect(url, address, properties(url));
     } catch (SQLException e) {
       Console console = System.console();
-      boolean asks = e.getSQLState() != null && e.getSQLState().startsWith("28");
+      boolean asks = String.valueOf(e.getSQLState()).matches("28.*|08004");
       if (!asks || url.hasPassword() || console == null) {
         throw e;
       }
@@ -81,14 +80,6 @@ final class JdbcSession implements AutoCloseable {
     return dialect;
   }
 
-  Connection connection() {
-    return connection;
-  }
-
-  DatabaseUrl url() {
-    return url;
-  }
-
   /** An identifier as the database writes it, whatever is in it. */
   String quoted(String identifier) {
     return quote + identifier.replace(quote, quote + quote) + quote;
@@ -96,8 +87,8 @@ final class JdbcSession implements AutoCloseable {
 
   /** The schema that the session is in; a database that has none is one itself. */
   String schema() throws SQLException {
-    String schema = connection.getSchema();
-    schema = schema != null ? schema : connection.getCatalog();
+    String schema = connection().getSchema();
+    schema = schema != null ? schema : connection().getCatalog();
     if (schema == null || schema.isEmpty()) {
       throw CopyException.refused(url + ": the URL names no database");
     }
@@ -109,59 +100,13 @@ final class JdbcSession implements AutoCloseable {
     return quoted(table.schema()) + "." + quoted(table.name());
   }
 
-  void execute(String sql) throws SQLException {
-    try (Statement statement = connection.createStatement()) {
-      statement.execute(sql);
-    }
-  }
-
-  <T> List<T> rows(String sql, Postgres.RowReader<T> reader, Object... arguments)
-      throws SQLException {
-    try (PreparedStatement statement = connection.prepareStatement(sql)) {
-      bind(statement, arguments);
-      try (ResultSet rows = statement.executeQuery()) {
-        return all(rows, reader);
-      }
-    }
-  }
-
-  static <T> List<T> all(ResultSet rows, Postgres.RowReader<T> reader) throws SQLException {
-    List<T> all = new ArrayList<>();
-    while (rows.next()) {
-      all.add(reader.read(rows));
-    }
-    return all;
-  }
-
-  /** The first column of the only row. */
-  String text(String sql, Object... arguments) throws SQLException {
-    return rows(sql, row -> row.getString(1), arguments).get(0);
-  }
-
-  long number(String sql, Object... arguments) throws SQLException {
-    return rows(sql, row -> row.getLong(1), arguments).get(0);
-  }
-
-  int update(String sql, Object... arguments) throws SQLException {
-    try (PreparedStatement statement = connection.prepareStatement(sql)) {
-      bind(statement, arguments);
-      return statement.executeUpdate();
-    }
-  }
-
   /** Whether a table of the session's own schema has a row. */
   boolean hasRows(TableName table) throws SQLException {
-    try (Statement statement = connection.createStatement()) {
+    try (Statement statement = connection().createStatement()) {
       statement.setMaxRows(1);
       try (ResultSet rows = statement.executeQuery("SELECT 1 FROM " + sql(table))) {
         return rows.next();
       }
-    }
-  }
-
-  private static void bind(PreparedStatement statement, Object... arguments) throws SQLException {
-    for (int i = 0; i < arguments.length; i++) {
-      statement.setObject(i + 1, arguments[i]);
     }
   }
 
@@ -188,16 +133,12 @@ final class JdbcSession implements AutoCloseable {
   @Override
   public void close() {
     try {
-      if (!connection.getAutoCommit()) {
-        connection.rollback();
+      if (!connection().getAutoCommit()) {
+        connection().rollback();
       }
     } catch (SQLException e) {
       // The server undoes what is not committed.
     }
-    try {
-      connection.close();
-    } catch (SQLException e) {
-      // Nothing of it is needed any more.
-    }
+    super.close();
   }
 }

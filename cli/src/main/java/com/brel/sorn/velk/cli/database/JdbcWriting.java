@@ -10,8 +10,6 @@ import java.util.stream.IntStream;
 
 /** Writes rows of a table into the target, within a transaction that others begin and end. */
 final class JdbcWriting implements AutoCloseable {
-  private static final int BATCH = 500;
-
   private final JdbcSession target;
   private final JdbcStep step;
   private final PreparedStatement insert;
@@ -62,21 +60,18 @@ final class JdbcWriting implements AutoCloseable {
   }
 
   private void insert(List<Object[]> rows) throws SQLException {
-    for (int from = 0; from < rows.size(); from += BATCH) {
-      List<Object[]> part = rows.subList(from, Math.min(from + BATCH, rows.size()));
-      insert.clearBatch();
-      for (Object[] row : part) {
-        bind(row);
-        insert.addBatch();
-      }
-      long written = 0;
-      for (long count : insert.executeBatch()) {
-        written += count == Statement.SUCCESS_NO_INFO ? 1 : count;
-      }
-      if (written != part.size()) {
-        throw CopyException.failed(
-            "table " + step.name() + ": of " + part.size() + " rows " + written + " were written");
-      }
+    insert.clearBatch();
+    for (Object[] row : rows) {
+      bind(row);
+      insert.addBatch();
+    }
+    long written = 0;
+    for (long count : insert.executeBatch()) {
+      written += count == Statement.SUCCESS_NO_INFO ? 1 : count;
+    }
+    if (written != rows.size()) {
+      throw CopyException.failed(
+          "table " + step.name() + ": of " + rows.size() + " rows " + written + " were written");
     }
   }
 

@@ -113,6 +113,12 @@ final class MariaDbDialect extends Dialect {
     return " ENGINE = InnoDB CHARACTER SET utf8mb4 COLLATE utf8mb4_bin";
   }
 
+  /** The server sends them anyway; the driver takes them off the wire. */
+  @Override
+  int fetched(JdbcSession source, TableName table, boolean isLong) throws SQLException {
+    return isLong ? 1 : super.fetched(source, table, false);
+  }
+
   @Override
   Form form(int jdbcType, String typeName, int size) {
     return switch (typeName.toUpperCase(Locale.ROOT)) {

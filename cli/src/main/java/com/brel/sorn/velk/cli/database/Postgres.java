@@ -3,11 +3,7 @@ package com.brel.sorn.velk.cli.database;
 import java.io.Console;
 import java.sql.Connection;
 import java.sql.DriverManager;
-import java.sql.PreparedStatement;
-import java.sql.ResultSet;
 import java.sql.SQLException;
-import java.sql.Statement;
-import java.util.ArrayList;
 import java.util.Collection;
 import java.util.List;
 import java.util.Optional;
@@ -18,7 +14,7 @@ import org.postgresql.util.PSQLException;
 import org.postgresql.util.ServerErrorMessage;
 
 /** A session of PostgreSQL in which values are written alike on every server. */
-final class Postgres implements AutoCloseable {
+final class Postgres extends Session {
   private static final String NO_PASSWORD = "08004";
   private static final String WRONG_PASSWORD = "28P01";
 
@@ -46,15 +42,8 @@ final class Postgres implements AutoCloseable {
       "SELECT set_config(name, '0', false) FROM pg_settings"
           + " WHERE name IN ('idle_session_timeout', 'transaction_timeout');";
 
-  /** Makes something of the row that a result is at. */
-  interface RowReader<T> {
-    T read(ResultSet row) throws SQLException;
-  }
-
-  private final Connection connection;
-
   private Postgres(Connection connection) {
-    this.connection = connection;
+    super(connection);
   }
 
   /**
@@ -118,52 +107,6 @@ final class Postgres implements AutoCloseable {
     execute(all.toString());
   }
 
-  void execute(String sql) throws SQLException {
-    try (Statement statement = connection.createStatement()) {
-      statement.execute(sql);
-    }
-  }
-
-  <T> List<T> rows(String sql, RowReader<T> reader, Object... arguments) throws SQLException {
-    try (PreparedStatement statement = connection.prepareStatement(sql)) {
-      bind(statement, arguments);
-      try (ResultSet rows = statement.executeQuery()) {
-        List<T> all = new ArrayList<>();
-        while (rows.next()) {
-          all.add(reader.read(rows));
-        }
-        return all;
-      }
-    }
-  }
-
-  /** The first column of the only row. */
-  String text(String sql, Object... arguments) throws SQLException {
-    return rows(sql, row -> row.getString(1), arguments).get(0);
-  }
-
-  long number(String sql, Object... arguments) throws SQLException {
-    return rows(sql, row -> row.getLong(1), arguments).get(0);
-  }
-
-  boolean isTrue(String sql, Object... arguments) throws SQLException {
-    return rows(sql, row -> row.getBoolean(1), arguments).get(0);
-  }
-
-  /** Changes rows, and tells how many. */
-  int update(String sql, Object... arguments) throws SQLException {
-    try (PreparedStatement statement = connection.prepareStatement(sql)) {
-      bind(statement, arguments);
-      return statement.executeUpdate();
-    }
-  }
-
-  private static void bind(PreparedStatement statement, Object... arguments) throws SQLException {
-    for (int i = 0; i < arguments.length; i++) {
-      statement.setObject(i + 1, arguments[i]);
-    }
-  }
-
   /** Begins a transaction that sees one state of the database and cannot write. */
   void beginSnapshot() throws SQLException {
     execute("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY");
@@ -182,24 +125,11 @@ final class Postgres implements AutoCloseable {
   }
 
   CopyManager copies() throws SQLException {
-    return connection.unwrap(PGConnection.class).getCopyAPI();
+    return connection().unwrap(PGConnection.class).getCopyAPI();
   }
 
   PGConnection driver() throws SQLException {
-    return connection.unwrap(PGConnection.class);
-  }
-
-  Connection connection() {
-    return connection;
-  }
-
-  @Override
-  public void close() {
-    try {
-      connection.close();
-    } catch (SQLException e) {
-      // Nothing of it is needed any more, and what is not committed is undone by the server.
-    }
+    return connection().unwrap(PGConnection.class);
   }
 
   /** What failed, without a word of the server that might hold a value. */

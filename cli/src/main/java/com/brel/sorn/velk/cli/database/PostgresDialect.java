@@ -69,16 +69,7 @@ final class PostgresDialect extends Dialect {
 
   @Override
   boolean isUnordered(JdbcSession target) throws SQLException {
-    try {
-      setUnordered(target);
-      target.execute("RESET session_replication_role");
-      return true;
-    } catch (SQLException e) {
-      if ("42501".equals(e.getSQLState())) {
-        return false;
-      }
-      throw e;
-    }
+    return DatabaseCopy.allowsReplicaRole(target);
   }
 
   @Override
@@ -101,6 +92,20 @@ final class PostgresDialect extends Dialect {
   @Override
   String overriding() {
     return " OVERRIDING SYSTEM VALUE";
+  }
+
+  /** The driver holds them all; what is long stands in a table of its own, which may be empty. */
+  @Override
+  int fetched(JdbcSession source, TableName table, boolean isLong) throws SQLException {
+    boolean none =
+        source
+            .rows(
+                "SELECT reltoastrelid = 0 OR pg_catalog.pg_relation_size(reltoastrelid) = 0"
+                    + " FROM pg_catalog.pg_class WHERE relkind = 'r' AND oid = ?::regclass",
+                row -> row.getBoolean(1),
+                source.sql(table))
+            .contains(true);
+    return super.fetched(source, table, isLong && !none);
   }
 
   @Override
