@@ -44,6 +44,6 @@ rem The second compiler of Java takes longer than it saves: values are masked by
 set "told=-XX:+DisplayVMOutputToStderr -Xlog:disable -Xlog:all=warning:stderr -XX:-CreateCoredumpOnCrash"
 rem The rows of a copy of a database are garbage once they are masked: few pages for them cost less than many.
 set "copying="
-if "%~1"=="copy" set "copying=-XX:+UseSerialGC -Xms16m -Xmn8m"
+if "%~1"=="copy" set "copying=-XX:+UseSerialGC -Xms16m -Xmn8m -Xmx144m"
 "%java%" -Xmx256m --enable-native-access=ALL-UNNAMED -XX:TieredStopAtLevel=1 %told% %copying% %packaged% %VELK_JAVA_OPTIONS% -jar "%folder%\%jar%" %*
 exit /b %errorlevel%

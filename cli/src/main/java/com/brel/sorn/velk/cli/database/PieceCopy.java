@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.cli.database;
 
 import com.brel.sorn.velk.VELKException;
+import com.brel.sorn.velk.masking.CsvException;
 import com.brel.sorn.velk.masking.CsvReport;
 import com.brel.sorn.velk.masking.OnError;
 import java.io.IOException;
@@ -133,13 +134,16 @@ final class PieceCopy {
           .header(false)
           .onError(stops ? OnError.stop() : step.onError())
           .mask(in, out);
+    } catch (CsvException e) {
+      throw failed(step, e);
     } catch (VELKException e) {
-      if (e.kind() != VELKException.Kind.VALUE) {
-        throw e;
-      }
-      throw CopyException.failed(
-          "table " + step.source().name() + ", in a piece of it: " + e.getMessage());
+      throw e.kind() == VELKException.Kind.VALUE ? failed(step, e) : e;
     }
+  }
+
+  private static CopyException failed(Step step, Exception e) {
+    return CopyException.failed(
+        "table " + step.source().name() + ", in a piece of it: " + e.getMessage());
   }
 
   /** Why the target ended the copy, null where something else did. */
