@@ -495,7 +495,7 @@ class CopyJdbcIT {
         "INSERT INTO photos SELECT x, " + photo + " FROM (SELECT " + series + 30 + end + ") AS s",
         "INSERT INTO loose SELECT x, concat('Some name of a person, ', x) FROM (SELECT "
             + series
-            + 60000
+            + 30000
             + end
             + ") AS s");
   }
