@@ -272,6 +272,43 @@ class CopyJdbcRefusalIT {
   }
 
   @Test
+  void whatIsNoTableOfItsOwnIsRefusedOrLeftOut() throws IOException {
+    one(
+        postgres,
+        "source",
+        "CREATE TABLE old (id int PRIMARY KEY)",
+        "CREATE TABLE young (y int) INHERITS (old)",
+        "CREATE TABLE parted (id int) PARTITION BY RANGE (id)",
+        "CREATE TABLE part PARTITION OF parted FOR VALUES FROM (1) TO (9)",
+        "INSERT INTO parted VALUES (1), (8)",
+        "CREATE MATERIALIZED VIEW seen AS SELECT 1");
+    one(
+        maria,
+        "target",
+        "CREATE TABLE old (id int PRIMARY KEY)",
+        "CREATE TABLE young (id int, y int)",
+        "CREATE TABLE parted (id int)");
+    String rules = "[public.old] = keep\n[public.young] = keep\n[public.parted] = keep";
+    expect(
+        postgres.url("source"),
+        maria.url("target"),
+        rules,
+        "table public.old: others inherit from it, and would be read with it");
+    Run run =
+        copy(postgres.url("source"), maria.url("target"), rules, "--tables", "young,parted")
+            .expect(ExitCode.DONE);
+    assertTrue(run.err().contains("materialized view public.seen is not copied"), run.err());
+    assertEquals("2", maria.row("target", "SELECT count(*) FROM parted"));
+    one(maria, "source", "CREATE TABLE a (id int) WITH SYSTEM VERSIONING");
+    one(h2, "target", "CREATE TABLE a (id int)");
+    expect(
+        maria.url("source"),
+        h2.url("target"),
+        "[source.a] = keep",
+        "table source.a: its rows have a history, which is not copied");
+  }
+
+  @Test
   void aCircleOfForeignKeysNeedsATargetThatChecksThemLater() throws IOException {
     String[] circle = {
       "CREATE TABLE a (id int PRIMARY KEY, b int)",

@@ -98,6 +98,11 @@ class Dialect {
     return Set.of();
   }
 
+  /** Tables that are not copied, each with the reason. */
+  Map<String, String> unfit(JdbcSession session) throws SQLException {
+    return Map.of();
+  }
+
   /** Tables of which the session does not see all rows. */
   Set<String> hidden(JdbcSession session) throws SQLException {
     return Set.of();
