@@ -316,6 +316,10 @@ class CopyIT {
             + " 'z' || i || '@x.org', date '1980-01-01' + i FROM generate_series(1, 100) i",
         "INSERT INTO orders SELECT account, 1, 10.50 FROM customers",
         "INSERT INTO countries VALUES ('DE', 'Germany')");
+    server.execute("postgres", "DROP ROLE IF EXISTS reader", "DROP ROLE IF EXISTS owner");
+    server.execute("production", blocks(page, "sql source").toArray(String[]::new));
+    String grants = blocks(page, "sql target").get(0);
+    server.execute("testing", grants.replace("DATABASE shop", "DATABASE testing"));
     Path rules = Files.writeString(folder.resolve("shop.rules"), blocks(page, "rules").get(0));
     List<String> commands =
         String.join("", blocks(page, "sh"))
@@ -326,8 +330,8 @@ class CopyIT {
     for (String command : commands) {
       String made =
           command
-              .replace("postgresql://reader@production/shop", server.url("production"))
-              .replace("postgresql://owner@testing/shop", server.url("testing"))
+              .replace("postgresql://reader@production/shop", server.url("reader", "production"))
+              .replace("postgresql://owner@testing/shop", server.url("owner", "testing"))
               .replace("shop.rules", rules.toString());
       Run.velk(made.substring("velk ".length()).split(" ")).expect(ExitCode.DONE);
     }

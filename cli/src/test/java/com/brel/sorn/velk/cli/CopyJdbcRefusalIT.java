@@ -272,6 +272,43 @@ class CopyJdbcRefusalIT {
   }
 
   @Test
+  void whatIsNoTableOfItsOwnIsRefusedOrLeftOut() throws IOException {
+    one(
+        postgres,
+        "source",
+        "CREATE TABLE old (id int PRIMARY KEY)",
+        "CREATE TABLE young (y int) INHERITS (old)",
+        "CREATE TABLE parted (id int) PARTITION BY RANGE (id)",
+        "CREATE TABLE part PARTITION OF parted FOR VALUES FROM (1) TO (9)",
+        "INSERT INTO parted VALUES (1), (8)",
+        "CREATE MATERIALIZED VIEW seen AS SELECT 1");
+    one(
+        maria,
+        "target",
+        "CREATE TABLE old (id int PRIMARY KEY)",
+        "CREATE TABLE young (id int, y int)",
+        "CREATE TABLE parted (id int)");
+    String rules = "[public.old] = keep\n[public.young] = keep\n[public.parted] = keep";
+    expect(
+        postgres.url("source"),
+        maria.url("target"),
+        rules,
+        "table public.old: others inherit from it, and would be read with it");
+    Run run =
+        copy(postgres.url("source"), maria.url("target"), rules, "--tables", "young,parted")
+            .expect(ExitCode.DONE);
+    assertTrue(run.err().contains("materialized view public.seen is not copied"), run.err());
+    assertEquals("2", maria.row("target", "SELECT count(*) FROM parted"));
+    one(maria, "source", "CREATE TABLE a (id int) WITH SYSTEM VERSIONING");
+    one(h2, "target", "CREATE TABLE a (id int)");
+    expect(
+        maria.url("source"),
+        h2.url("target"),
+        "[source.a] = keep",
+        "table source.a: its rows have a history, which is not copied");
+  }
+
+  @Test
   void aCircleOfForeignKeysNeedsATargetThatChecksThemLater() throws IOException {
     String[] circle = {
       "CREATE TABLE a (id int PRIMARY KEY, b int)",
@@ -348,7 +385,9 @@ class CopyJdbcRefusalIT {
         other.err().contains(": a constraint is violated (SQLSTATE 23505, code 23505)"),
         other.err());
     try (Stream<Path> files = Files.list(h2.folder)) {
-      assertFalse(files.anyMatch(file -> file.toString().endsWith(".trace.db")));
+      for (Path trace : files.filter(file -> file.toString().endsWith(".trace.db")).toList()) {
+        assertFalse(Files.readString(trace).contains("word177"), Files.readString(trace));
+      }
     }
   }
 
@@ -439,7 +478,6 @@ class CopyJdbcRefusalIT {
             .filter(path -> !path.equals(jar))
             .collect(Collectors.joining(File.pathSeparator));
     String[] arguments = arguments(h2.url("source"), h2.url("target"), "[PUBLIC.A] = keep");
-    List<String> path = List.of("-Djava.class.path=" + others);
     Run without = ofClassPath(others, arguments);
     assertTrue(
         without.expect(ExitCode.USAGE).err().contains("no driver is found for it"), without.err());
@@ -450,7 +488,6 @@ class CopyJdbcRefusalIT {
         nothing.err());
     ofClassPath(others, with(arguments, "--driver-path", jar)).expect(ExitCode.DONE);
     assertEquals("here", h2.row("target", "SELECT x FROM a"));
-    assertEquals(1, path.size());
     Run draft =
         ofClassPath(
             others, new String[] {"init", "--from", h2.url("source"), "--driver-path", jar});

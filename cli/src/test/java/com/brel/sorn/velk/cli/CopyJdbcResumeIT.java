@@ -174,7 +174,7 @@ class CopyJdbcResumeIT {
     long seed = System.nanoTime();
     Random random = new Random(seed);
     int midway = 0;
-    for (int i = 0; i < KILLS; i++) {
+    for (int i = 0; i < KILLS || midway == 0 && i < 4 * KILLS; i++) {
       if (isBegun(make) && isFinished(make)) {
         assertEquals(expected, contents(make), "seed " + seed);
         emptyTarget(make);

@@ -1,5 +1,8 @@
 package com.brel.sorn.velk.cli;
 
+import java.io.IOException;
+import java.io.UncheckedIOException;
+import java.nio.file.Files;
 import java.sql.Connection;
 import java.sql.DriverManager;
 import java.sql.SQLException;
@@ -26,6 +29,11 @@ final class H2Files extends TestDatabases {
 
   @Override
   void create(String database) {
-    execute(database, "DROP ALL OBJECTS");
+    try {
+      Files.deleteIfExists(folder.resolve(database + ".mv.db"));
+    } catch (IOException e) {
+      throw new UncheckedIOException(e);
+    }
+    execute(database, "SELECT 1");
   }
 }

@@ -106,18 +106,22 @@ abstract class TestDatabases implements AutoCloseable {
     try (Connection connection = connect(database);
         Statement statement = connection.createStatement();
         ResultSet rows = statement.executeQuery(sql)) {
-      List<String> all = new ArrayList<>();
-      while (rows.next()) {
-        StringBuilder row = new StringBuilder();
-        for (int i = 1; i <= rows.getMetaData().getColumnCount(); i++) {
-          row.append(i == 1 ? "" : "|").append(rows.getString(i));
-        }
-        all.add(row.toString());
-      }
-      return all;
+      return texts(rows);
     } catch (SQLException e) {
       throw new IllegalStateException(sql, e);
     }
+  }
+
+  static List<String> texts(ResultSet rows) throws SQLException {
+    List<String> all = new ArrayList<>();
+    while (rows.next()) {
+      StringBuilder row = new StringBuilder();
+      for (int i = 1; i <= rows.getMetaData().getColumnCount(); i++) {
+        row.append(i == 1 ? "" : "|").append(rows.getString(i));
+      }
+      all.add(row.toString());
+    }
+    return all;
   }
 
   String row(String database, String sql) {

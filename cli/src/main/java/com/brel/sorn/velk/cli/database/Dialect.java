@@ -26,7 +26,7 @@ class Dialect {
   static Dialect of(String product) {
     return switch (product) {
       case "PostgreSQL" -> new PostgresDialect();
-      case "MariaDB", "MySQL" -> new MariaDbDialect();
+      case "MariaDB" -> new MariaDbDialect();
       case "H2" -> new H2Dialect();
       default -> new Dialect();
     };
@@ -96,6 +96,11 @@ class Dialect {
   /** Tables that are no tables of their own. */
   Set<String> parts(JdbcSession session) throws SQLException {
     return Set.of();
+  }
+
+  /** Tables that are not copied, each with the reason. */
+  Map<String, String> unfit(JdbcSession session) throws SQLException {
+    return Map.of();
   }
 
   /** Tables of which the session does not see all rows. */

@@ -83,6 +83,8 @@ record JdbcCatalogue(
     private final String schema;
     private final TreeMap<String, List<JdbcColumn>> columns = new TreeMap<>();
     private final List<String> warnings = new ArrayList<>();
+    private Set<String> hidden = Set.of();
+    private Map<String, String> unfit = Map.of();
 
     Reader(JdbcSession session) throws SQLException {
       this.session = session;
@@ -110,7 +112,7 @@ record JdbcCatalogue(
               && !parts.contains(name)
               && !mark
               && kind.matches(
-                  "TABLE|BASE TABLE|PARTITIONED TABLE|SYSTEM VERSIONED|TABLE LINK|FOREIGN TABLE|MATERIALIZED VIEW")) {
+                  "TABLE|BASE TABLE|PARTITIONED TABLE|TABLE LINK|FOREIGN TABLE|MATERIALIZED VIEW")) {
             found.put(new TableName(session.schema(), name), kind);
           }
         }
@@ -129,23 +131,27 @@ record JdbcCatalogue(
 
     JdbcCatalogue read(Collection<TableName> wanted) throws SQLException {
       readColumns();
-      Set<String> hidden = dialect.hidden(session);
+      hidden = dialect.hidden(session);
+      unfit = dialect.unfit(session);
       Map<TableName, JdbcTable> tables = new TreeMap<>();
       List<ForeignKey> keys = new ArrayList<>();
       for (Map.Entry<TableName, String> relation : relations().entrySet()) {
         TableName name = relation.getKey();
         if (wanted.contains(name)) {
-          tables.put(name, table(name, relation.getValue(), hidden.contains(name.name())));
+          tables.put(name, table(name, relation.getValue()));
           keys.addAll(foreignKeys(name));
         }
       }
       return new JdbcCatalogue(tables, keys, warnings);
     }
 
-    private JdbcTable table(TableName name, String kind, boolean hidden) throws SQLException {
+    private JdbcTable table(TableName name, String kind) throws SQLException {
       List<String> findings = new ArrayList<>();
-      if (kind.equals("SYSTEM VERSIONED") || kind.equals("TABLE LINK")) {
-        findings.add("it is a " + kind.toLowerCase(Locale.ROOT) + " table, which is not copied");
+      if (kind.equals("TABLE LINK")) {
+        findings.add("it is a link to another database, which is not copied");
+      }
+      if (unfit.containsKey(name.name())) {
+        findings.add(unfit.get(name.name()));
       }
       List<JdbcColumn> all = columns.getOrDefault(name.name(), List.of());
       List<Column> plain = all.stream().map(JdbcColumn::column).toList();
@@ -157,7 +163,7 @@ record JdbcCatalogue(
               plain,
               uniques,
               List.of(new Part(name, 0)),
-              hidden,
+              hidden.contains(name.name()),
               findings,
               unjudged,
               List.of());

@@ -224,17 +224,7 @@ final class JdbcCopy implements MaskedCopy {
       throws SQLException {
     List<TableResult> results = results(marks.read());
     for (int i = 0; i < steps.size(); i++) {
-      long found = target.number("SELECT COUNT(*) FROM " + target.sql(steps.get(i).target()));
-      if (found != results.get(i).rows()) {
-        throw CopyException.failed(
-            "table "
-                + steps.get(i).name()
-                + ": "
-                + results.get(i).rows()
-                + " rows were written and "
-                + found
-                + " are there");
-      }
+      requireAll(target, steps.get(i), results.get(i).rows());
     }
     for (ForeignKey key : plan.foreignKeys()) {
       requireParents(target, key);
@@ -244,6 +234,33 @@ final class JdbcCopy implements MaskedCopy {
     }
     marks.finish();
     target.connection().commit();
+  }
+
+  /** The source is asked as well, in the snapshot that was read: a driver may end too soon. */
+  private void requireAll(JdbcSession target, JdbcStep step, long written) throws SQLException {
+    String count = "SELECT COUNT(*) FROM ";
+    long there = source.number(count + source.sql(step.step().source().name()));
+    if (there != written && !settings.noSnapshot()) {
+      throw CopyException.failed(
+          "table "
+              + step.name()
+              + ": the source has "
+              + there
+              + " rows and "
+              + written
+              + " were read");
+    }
+    long found = target.number(count + target.sql(step.target()));
+    if (found != written) {
+      throw CopyException.failed(
+          "table "
+              + step.name()
+              + ": "
+              + written
+              + " rows were written and "
+              + found
+              + " are there");
+    }
   }
 
   private JdbcStep step(TableName name) {

@@ -88,6 +88,17 @@ final class MariaDbDialect extends Dialect {
   }
 
   @Override
+  Map<String, String> unfit(JdbcSession session) throws SQLException {
+    Map<String, String> unfit = new TreeMap<>();
+    session.rows(
+        "SELECT TABLE_NAME FROM information_schema.TABLES WHERE TABLE_SCHEMA = ?"
+            + " AND TABLE_TYPE = 'SYSTEM VERSIONED'",
+        row -> unfit.put(row.getString(1), "its rows have a history, which is not copied"),
+        session.schema());
+    return unfit;
+  }
+
+  @Override
   boolean isUnordered(JdbcSession target) {
     return true;
   }

@@ -5,6 +5,7 @@ import java.sql.SQLException;
 import java.util.List;
 import java.util.Map;
 import java.util.Set;
+import java.util.TreeMap;
 import java.util.TreeSet;
 
 /** PostgreSQL beside another database. */
@@ -60,6 +61,17 @@ final class PostgresDialect extends Dialect {
   @Override
   Set<String> parts(JdbcSession session) throws SQLException {
     return names(session, "relispartition");
+  }
+
+  @Override
+  Map<String, String> unfit(JdbcSession session) throws SQLException {
+    Map<String, String> unfit = new TreeMap<>();
+    names(
+            session,
+            "relkind = 'r' AND EXISTS (SELECT FROM pg_catalog.pg_inherits i WHERE i.inhparent ="
+                + " pg_class.oid)")
+        .forEach(name -> unfit.put(name, "others inherit from it, and would be read with it"));
+    return unfit;
   }
 
   @Override
