@@ -168,7 +168,7 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
     }
     synchronized (task) {
       Batch batch = task.batch();
-      batch.mask();
+      ProcessEngine.mask(batch);
       read(batch);
     }
     ready = passed.size();

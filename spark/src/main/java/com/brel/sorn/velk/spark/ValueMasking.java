@@ -62,7 +62,7 @@ public final class ValueMasking implements Serializable {
       Batch batch = task.batch();
       add(batch, value);
       batch.endRow();
-      batch.mask();
+      ProcessEngine.mask(batch);
       return result(batch);
     }
   }
