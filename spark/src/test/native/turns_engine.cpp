@@ -1,11 +1,12 @@
-// A provider library that passes each call on to the real one, which lies in the folder "real" beside it, and fails a
-// call that comes while another is under way. It says that it allows threads only where ALLOWS_THREADS is defined.
+// A provider library that passes each call on to the real one, which lies in the folder "real" beside it, and
+// fails a call that comes while another is under way. It says that it allows threads only where
+// ALLOWS_THREADS is defined.
 
 #include <atomic>
 #include <cstdint>
 #include <dlfcn.h>
 #include <string>
-#include <time.h>
+#include <unistd.h>
 
 namespace {
 
@@ -36,8 +37,7 @@ std::atomic<int> under_way{0};
 // Long enough that two callers who do not take turns meet.
 void wait_a_little()
 {
-    const timespec some{0, 3'000'000};
-    nanosleep(&some, nullptr);
+    usleep(3000);
 }
 
 Word alone(const char* name, Word a, Word b, Word c, Word d, Word e, Word f)
@@ -52,10 +52,10 @@ Word alone(const char* name, Word a, Word b, Word c, Word d, Word e, Word f)
 } // namespace
 
 // All arguments are whole numbers and addresses, at most six: they pass through as they came.
-#define PASS_ON(name, how)                                                                                            \
-    extern "C" Word name(Word a, Word b, Word c, Word d, Word e, Word f)                                              \
-    {                                                                                                                 \
-        return how;                                                                                                   \
+#define PASS_ON(name, how)                                                                                   \
+    extern "C" Word name(Word a, Word b, Word c, Word d, Word e, Word f)                                     \
+    {                                                                                                        \
+        return how;                                                                                          \
     }
 #define ALONE(name) PASS_ON(name, alone(#name, a, b, c, d, e, f))
 #define ANY_TIME(name) PASS_ON(name, real(#name)(a, b, c, d, e, f))
