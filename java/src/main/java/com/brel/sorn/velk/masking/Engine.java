@@ -126,6 +126,22 @@ public final class Engine implements AutoCloseable {
   }
 
   /**
+   * Tells whether batches of several threads are masked at the same time; else they take turns.
+   *
+   * @return true if the engine says that it allows it
+   * @throws IllegalStateException if the engine is closed
+   */
+  public boolean allowsThreads() {
+    Bridge.LOCK.lock();
+    try {
+      requireOpen();
+      return NativeBulk.allowsThreads();
+    } finally {
+      Bridge.LOCK.unlock();
+    }
+  }
+
+  /**
    * Begins the description of a service.
    *
    * @param id the service's name, 1 to 9 ASCII letters, digits, {@code _} and {@code -}

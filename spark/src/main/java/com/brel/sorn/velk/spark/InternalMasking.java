@@ -59,7 +59,7 @@ public abstract class InternalMasking implements Serializable {
       Batch batch = task.batch();
       add(batch, value);
       batch.endRow();
-      batch.mask();
+      ProcessEngine.mask(batch);
       return result(batch, value);
     }
   }

@@ -57,7 +57,16 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
     }
 
     private int[] ordinals() {
-      return inputs.stream().mapToInt(one -> Plans.indexOf(one, given)).toArray();
+      return inputs.stream().mapToInt(this::ordinal).toArray();
+    }
+
+    /** A plan that lost a column must not mask whatever stands elsewhere. */
+    private int ordinal(Attribute input) {
+      int ordinal = Plans.indexOf(input, given);
+      if (ordinal < 0) {
+        throw new IllegalStateException("the plan has no column " + input + " to be masked");
+      }
+      return ordinal;
     }
   }
 
@@ -168,7 +177,7 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
     }
     synchronized (task) {
       Batch batch = task.batch();
-      batch.mask();
+      ProcessEngine.mask(batch);
       read(batch);
     }
     ready = passed.size();

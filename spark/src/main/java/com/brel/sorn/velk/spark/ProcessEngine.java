@@ -1,10 +1,13 @@
 package com.brel.sorn.velk.spark;
 
+import com.brel.sorn.velk.masking.Batch;
 import com.brel.sorn.velk.masking.Engine;
 import com.brel.sorn.velk.masking.ParsedService;
 import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
+import java.util.concurrent.locks.Lock;
+import java.util.concurrent.locks.ReentrantLock;
 
 /** The engine of a driver or an executor: opened at its first use, and open until it ends. */
 final class ProcessEngine {
@@ -25,7 +28,13 @@ final class ProcessEngine {
         }
       };
 
+  /** Where copies of these classes, of other class loaders, find the lock. */
+  private static final String LOCK = "com.brel.sorn.velk.spark.lock";
+
   private static Engine engine;
+
+  /** Null where the engine allows threads. */
+  private static volatile Lock lock;
 
   private ProcessEngine() {}
 
@@ -39,6 +48,7 @@ final class ProcessEngine {
     if (engine == null) {
       try {
         engine = Engine.open();
+        lock = engine.allowsThreads() ? null : shared();
       } catch (IllegalStateException e) {
         throw new IllegalStateException(
             e.getMessage()
@@ -48,6 +58,25 @@ final class ProcessEngine {
       }
     }
     return engine;
+  }
+
+  private static Lock shared() {
+    return (Lock) System.getProperties().computeIfAbsent(LOCK, key -> new ReentrantLock(true));
+  }
+
+  /** Masks a batch of this process's engine, in turns where it does not allow threads. */
+  static void mask(Batch batch) {
+    Lock turns = lock;
+    if (turns == null) {
+      batch.mask();
+      return;
+    }
+    turns.lock();
+    try {
+      batch.mask();
+    } finally {
+      turns.unlock();
+    }
   }
 
   /**

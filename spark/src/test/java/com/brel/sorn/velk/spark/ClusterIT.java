@@ -10,6 +10,8 @@ import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.StandardCopyOption;
+import java.util.ArrayList;
 import java.util.Base64;
 import java.util.Comparator;
 import java.util.HexFormat;
@@ -79,22 +81,36 @@ class ClusterIT {
   }
 
   private void start(int executors, int cores) {
-    spark =
-        SparkSession.builder()
-            .master("local-cluster[%d,%d,1024]".formatted(executors, cores))
-            .appName("cluster")
-            .config("spark.ui.enabled", false)
-            .config("spark.master.rest.enabled", false)
-            .config("spark.executor.memory", "512m")
-            .config("spark.sql.shuffle.partitions", 2)
-            .config("spark.eventLog.enabled", true)
-            .config("spark.eventLog.compress", false)
-            .config("spark.eventLog.dir", EVENTS.toUri().toString())
-            .config(
-                "spark.executor.extraJavaOptions",
-                "-Dvelk.test.log=info -Djava.io.tmpdir=" + TEMPORARY)
-            .config("spark.velk.key", "env:MASK_KEY")
-            .getOrCreate();
+    start(executors, cores, "", 4);
+  }
+
+  private void start(int executors, int cores, String options, int tries) {
+    spark = cluster(executors, cores, options, tries);
+  }
+
+  /**
+   * A session with executors of its own.
+   *
+   * @param options more of each executor's virtual machine, with a blank in front
+   * @param tries how often a task is tried
+   */
+  static SparkSession cluster(int executors, int cores, String options, int tries) {
+    return SparkSession.builder()
+        .master("local-cluster[%d,%d,1024]".formatted(executors, cores))
+        .appName("cluster")
+        .config("spark.ui.enabled", false)
+        .config("spark.master.rest.enabled", false)
+        .config("spark.executor.memory", "512m")
+        .config("spark.sql.shuffle.partitions", 2)
+        .config("spark.eventLog.enabled", true)
+        .config("spark.eventLog.compress", false)
+        .config("spark.eventLog.dir", EVENTS.toUri().toString())
+        .config(
+            "spark.executor.extraJavaOptions",
+            "-Dvelk.test.log=info -Djava.io.tmpdir=" + TEMPORARY + options)
+        .config("spark.task.maxFailures", tries)
+        .config("spark.velk.key", "env:MASK_KEY")
+        .getOrCreate();
   }
 
   @AfterEach
@@ -145,6 +161,43 @@ class ClusterIT {
       requireSameRows(partitions);
     }
     requireTheSameOfTheFunction();
+  }
+
+  /** Two tasks in one executor, whose engine fails a call that comes while another is under way. */
+  @Test
+  void anEngineThatForbidsThreadsIsCalledInTurns() throws Exception {
+    start(1, 2, " -Dvelk.library.dir=" + engineOfTurns("forbids"), 1);
+    for (int partitions : new int[] {1, 4}) {
+      requireSameRows(partitions);
+    }
+    requireTheSameOfTheFunction();
+  }
+
+  /** The same engine says that it allows threads, so that nothing has tasks take turns. */
+  @Test
+  void withoutTheLockTheCallsOfTwoTasksMeet() throws Exception {
+    start(1, 2, " -Dvelk.library.dir=" + engineOfTurns("allows", "-DALLOWS_THREADS"), 1);
+    Dataset<Row> masked = VelkMasking.mask(table().repartition(4), RULES);
+    Exception failure = assertThrows(Exception.class, masked::collectAsList);
+    assertTrue(failure.toString().contains("9001"), failure::toString);
+  }
+
+  private static Path engineOfTurns(String name, String... options) throws Exception {
+    Path built = Path.of(System.getProperty("velk.native.dir"));
+    Path engine = FOLDER.resolve(name);
+    Files.createDirectories(engine.resolve("real"));
+    for (String library : List.of("DataCnvLib", "Parser", "Adapter", "JNI", "Bulk", "Provider")) {
+      String file = "libVELK" + library + ".so";
+      Path target = library.equals("Provider") ? engine.resolve("real") : engine;
+      Files.copy(built.resolve(file), target.resolve(file), StandardCopyOption.REPLACE_EXISTING);
+    }
+    List<String> compiler =
+        new ArrayList<>(List.of("g++", "-std=c++20", "-shared", "-fPIC", "-Wall", "-Werror"));
+    compiler.addAll(List.of(options));
+    compiler.addAll(List.of("-Wl,-soname,libVELKProvider.so", "src/test/native/turns_engine.cpp"));
+    compiler.addAll(List.of("-ldl", "-o", engine.resolve("libVELKProvider.so").toString()));
+    assertEquals(0, new ProcessBuilder(compiler).inheritIO().start().waitFor());
+    return engine;
   }
 
   private void requireSameRows(int partitions) {

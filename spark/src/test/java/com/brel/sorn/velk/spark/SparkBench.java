@@ -1,6 +1,9 @@
 package com.brel.sorn.velk.spark;
 
+import java.io.IOException;
 import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
 import java.security.GeneralSecurityException;
 import java.util.ArrayList;
 import java.util.Arrays;
@@ -10,6 +13,8 @@ import java.util.List;
 import java.util.Map;
 import java.util.concurrent.atomic.AtomicLong;
 import java.util.function.Supplier;
+import java.util.regex.Matcher;
+import java.util.regex.Pattern;
 import javax.crypto.Mac;
 import javax.crypto.SecretKey;
 import org.apache.spark.scheduler.SparkListener;
@@ -44,6 +49,8 @@ class SparkBench {
   private static final List<String> KEYED_A = List.of("name", "email");
   private static final List<String> KEYED_B =
       List.of("name", "email", "city", "street", "card", "born");
+
+  private static final String SHA2 = "Spark's `sha2(concat(key, col), 256)`";
 
   private final SparkSession spark;
   private final Dataset<Row> rows;
@@ -123,13 +130,17 @@ class SparkBench {
     return nanos.get() / 1e9;
   }
 
-  private void compare(String profile, String rules, List<String> keyed) throws Exception {
+  private Map<String, Double> compare(String rules, List<String> keyed) throws Exception {
+    String same = String.join("=hash(length=64) ", keyed) + "=hash(length=64) *=keep";
     Map<String, Supplier<Dataset<Row>>> ways = new LinkedHashMap<>();
-    ways.put("VelkMasking.mask", () -> VelkMasking.mask(rows, LocalSpark.START + rules));
-    ways.put("velk_mask", () -> hashed(keyed, "velk_mask(col, 'hash(length=64)')"));
-    ways.put("sha2", () -> hashed(keyed, "sha2(concat('0123456789abcdef', col), 256)"));
-    ways.put("mask()", () -> hashed(keyed, "mask(col)"));
-    ways.put("Java UDF with Mac", () -> hashed(keyed, "mac(col)"));
+    ways.put("`VelkMasking.mask`", () -> VelkMasking.mask(rows, LocalSpark.START + rules));
+    ways.put("the same, hashing alone", () -> VelkMasking.mask(rows, LocalSpark.START + same));
+    ways.put(
+        "`velk_mask(col, 'hash(length=64)')`",
+        () -> hashed(keyed, "velk_mask(col, 'hash(length=64)')"));
+    ways.put(SHA2, () -> hashed(keyed, "sha2(concat('0123456789abcdef', col), 256)"));
+    ways.put("Spark's `mask(col)`", () -> hashed(keyed, "mask(col)"));
+    ways.put("a Java function with `javax.crypto.Mac`", () -> hashed(keyed, "mac(col)"));
     Map<String, List<Double>> seconds = new LinkedHashMap<>();
     for (int turn = 0; turn <= TURNS; turn++) {
       for (Map.Entry<String, Supplier<Dataset<Row>>> way : ways.entrySet()) {
@@ -139,21 +150,42 @@ class SparkBench {
         }
       }
     }
-    double sha2 = median(seconds.get("sha2"));
-    seconds.forEach(
-        (way, all) ->
-            System.out.printf(
-                "%s %-18s %6.2f CPU s, %.2f times sha2%n",
-                profile, way, median(all), median(all) / sha2));
+    Map<String, Double> medians = new LinkedHashMap<>();
+    seconds.forEach((way, all) -> medians.put(way, median(all)));
+    return medians;
   }
 
-  private static double median(List<Double> seconds) {
+  static double median(List<Double> seconds) {
     return seconds.stream().sorted().skip(seconds.size() / 2).findFirst().orElseThrow();
   }
 
   @Test
   void masksBesideOthers() throws Exception {
-    compare("A", A, KEYED_A);
-    compare("B", B, KEYED_B);
+    Map<String, Double> a = compare(A, KEYED_A);
+    Map<String, Double> b = compare(B, KEYED_B);
+    StringBuilder table = new StringBuilder();
+    a.forEach(
+        (way, seconds) ->
+            table.append(
+                "| %-41s | %8.2f | %12.2f | %8.2f | %12.2f |%n"
+                    .formatted(
+                        way,
+                        seconds,
+                        seconds / a.get(SHA2),
+                        b.get(way),
+                        b.get(way) / b.get(SHA2))));
+    System.out.print(table);
+    write(table.toString());
+  }
+
+  /** Puts the figures in the place of those in the page, where as many rows were masked. */
+  private static void write(String table) throws IOException {
+    Path page = LocalSpark.examples().resolve("../docs/spark.md");
+    Pattern former = Pattern.compile("(\\| +\\| A: CPU s .*\\n\\|-.*\\n)(\\|.*\\n)+");
+    Matcher matcher = former.matcher(Files.readString(page));
+    if (ROWS == 1_000_000 && matcher.find()) {
+      String rows = Matcher.quoteReplacement(table);
+      Files.writeString(page, matcher.replaceFirst("$1" + rows));
+    }
   }
 }
