@@ -122,9 +122,11 @@ def java_lane():
     """One after the other: they share what Maven builds."""
     end_to_end = str(ROOT / "tests" / "end_to_end" / "run")
     yield Layer("Linux", "java", ["mvn", "-B", "-ntp", "verify"], surefire, ["build linux"])
-    yield Layer("Linux", "spark",
-                ["mvn", "-B", "-ntp", "-Pspark", "-pl", "java,spark", "-Dtest=com/brel/sorn/velk/spark/*Test",
-                 "-Dsurefire.failIfNoSpecifiedTests=false", "verify"], surefire)
+    def spark(name, *options):
+        return Layer("Linux", name, ["mvn", "-B", "-ntp", "-Pspark", "-pl", "java,spark", *options,
+                                     "-Dsurefire.failIfNoSpecifiedTests=false", "verify"], surefire)
+    yield spark("spark", "-Dtest=com/brel/sorn/velk/spark/*Test")
+    yield spark("spark, Java 25", "-Dtest=VelkMaskingTest", "-Dit.test=ClusterIT#twoTasks*", f"-Dvelk.spark.java={JAVA25}")
     yield Layer("Linux", "demo", ["scripts/demo"], one_check)
     yield Layer("Linux", "end to end, Java 17", [end_to_end, JDK17], closing_line)
     yield Layer("Linux", "end to end, Java 25", [end_to_end, JAVA25], closing_line)

@@ -10,7 +10,6 @@ import java.time.LocalDateTime;
 import java.time.LocalTime;
 import java.time.OffsetDateTime;
 import java.util.List;
-import java.util.Locale;
 import java.util.Map;
 import java.util.Properties;
 import java.util.Set;
@@ -32,11 +31,9 @@ class Dialect {
     };
   }
 
-  /** A URL by which nothing is made that is not there. */
-  static String address(String url) {
-    boolean maybeNew =
-        url.startsWith("jdbc:h2:") && !url.toUpperCase(Locale.ROOT).contains("IFEXISTS");
-    return maybeNew && !url.startsWith("jdbc:h2:mem:") ? url + ";IFEXISTS=TRUE" : url;
+  /** A URL by which nothing is made that is not there, nor changed by being read. */
+  static String address(String url, boolean readOnly) {
+    return url.startsWith("jdbc:h2:") ? H2Dialect.ownAddress(url, readOnly) : url;
   }
 
   /** What a driver is told beside user and password. */

@@ -154,25 +154,38 @@ final class JdbcCopy implements MaskedCopy {
 
   @Override
   public List<TableResult> run(Listener listener, Consumer<String> warned) {
+    boolean done = inTarget(target -> !write(target, listener, warned));
+    // Another session counts: only that sees what a database lost as it was closed.
+    return inTarget(
+        target -> done ? results(new JdbcMarks(target).read()) : finish(target, warned));
+  }
+
+  /** Something that a session of the target does. */
+  private interface Work<T> {
+    T in(JdbcSession target) throws SQLException;
+  }
+
+  private <T> T inTarget(Work<T> work) {
     try (JdbcSession target = JdbcSession.open(drivers, settings.to(), false)) {
       try {
-        return run(target, listener, warned);
+        if (!target.dialect().lock(target)) {
+          throw CopyException.refused("another copy writes into the target");
+        }
+        return work.in(target);
       } catch (SQLException e) {
         throw CopyException.failed(target.told(e));
       }
     }
   }
 
-  private List<TableResult> run(JdbcSession target, Listener listener, Consumer<String> warned)
+  /** Writes what is not there yet; false if a copy before this one has set the last mark. */
+  private boolean write(JdbcSession target, Listener listener, Consumer<String> warned)
       throws SQLException {
-    if (!target.dialect().lock(target)) {
-      throw CopyException.refused("another copy writes into the target");
-    }
     JdbcMarks marks = new JdbcMarks(target);
     prepare(marks);
     if (marks.isFinished()) {
       warned.accept("the copy was complete already");
-      return results(marks.read());
+      return false;
     }
     if (plan.unordered()) {
       target.dialect().setUnordered(target);
@@ -183,8 +196,7 @@ final class JdbcCopy implements MaskedCopy {
     for (JdbcStep step : steps) {
       run.copy(step);
     }
-    finish(target, marks, warned);
-    return results(marks.read());
+    return true;
   }
 
   private void prepare(JdbcMarks marks) throws SQLException {
@@ -220,8 +232,10 @@ final class JdbcCopy implements MaskedCopy {
   }
 
   /** Sets the last mark, once all rows are found and no child is without its parent. */
-  private void finish(JdbcSession target, JdbcMarks marks, Consumer<String> warned)
+  private List<TableResult> finish(JdbcSession target, Consumer<String> warned)
       throws SQLException {
+    target.connection().setAutoCommit(false);
+    JdbcMarks marks = new JdbcMarks(target);
     List<TableResult> results = results(marks.read());
     for (int i = 0; i < steps.size(); i++) {
       requireAll(target, steps.get(i), results.get(i).rows());
@@ -234,6 +248,7 @@ final class JdbcCopy implements MaskedCopy {
     }
     marks.finish();
     target.connection().commit();
+    return results;
   }
 
   /** The source is asked as well, in the snapshot that was read: a driver may end too soon. */

@@ -32,7 +32,7 @@ final class JdbcSession extends Session {
    */
   static JdbcSession open(Drivers drivers, DatabaseUrl url, boolean readOnly) {
     try {
-      Connection connection = connect(drivers, url);
+      Connection connection = connect(drivers, url, readOnly);
       try {
         connection.setReadOnly(readOnly);
         JdbcSession session = new JdbcSession(url, connection);
@@ -47,9 +47,10 @@ final class JdbcSession extends Session {
     }
   }
 
-  private static Connection connect(Drivers drivers, DatabaseUrl url) throws SQLException {
+  private static Connection connect(Drivers drivers, DatabaseUrl url, boolean readOnly)
+      throws SQLException {
     java.sql.DriverManager.setLoginTimeout(LOGIN_SECONDS);
-    String address = Dialect.address(url.jdbc());
+    String address = Dialect.address(url.jdbc(), readOnly);
     if (url.isPostgres() && !url.hasPassword()) {
       PasswordFile.refused();
     }
