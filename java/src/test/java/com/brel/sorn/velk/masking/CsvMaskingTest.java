@@ -17,7 +17,6 @@ import java.io.InputStream;
 import java.io.InterruptedIOException;
 import java.io.OutputStream;
 import java.io.SequenceInputStream;
-import java.io.UncheckedIOException;
 import java.nio.channels.FileChannel;
 import java.nio.channels.IllegalBlockingModeException;
 import java.nio.channels.Pipe;
@@ -411,32 +410,31 @@ class CsvMaskingTest {
 
   @Test
   void memoryDoesNotGrowWithTheTable() throws IOException {
-    assumeTrue(Files.exists(Path.of("/proc/self/statm")));
+    assumeTrue(Memory.isTold());
     try (MaskingService service = service("a=hash b=keep")) {
       CsvMasking masking = service.csv().header(false).threads(3);
       String row = "x".repeat(500) + ",\"" + "y".repeat(20_000) + "\"\n";
       OutputStream nowhere = OutputStream.nullOutputStream();
-      // Java's own heap is gone through first.
       masking.mask(new Endless(row, 400L << 20), nowhere);
-      long before = Memory.resident();
+      long before = Memory.outsideTheHeap();
       CsvReport report = masking.mask(new Endless(row, 400L << 20), nowhere);
       assertEquals((400L << 20) / row.length(), report.rows());
-      long grown = Memory.resident() - before;
-      assertTrue(grown < 100 << 20, grown + " bytes");
+      long grown = Memory.outsideTheHeap() - before;
+      assertTrue(grown < 40 << 20, grown + " bytes");
     }
   }
 
   @Test
   void severalThreadsHoldOneOfTheLargestRows() throws IOException {
-    assumeTrue(Files.exists(Path.of("/proc/self/statm")));
+    assumeTrue(Memory.isTold());
     String value = "я".repeat(1 << 22);
     String row = value + "," + value + "\n";
     try (MaskingService service = service("a=partial(keep_first=4) b=keep")) {
       long[] most = new long[1];
       CsvMasking masking = service.csv().header(false).threads(6);
       masking.mask(new Endless(row, 50L << 20), OutputStream.nullOutputStream());
-      long before = Memory.resident();
-      masking.onBlock(sofar -> most[0] = Math.max(most[0], resident()));
+      long before = Memory.outsideTheHeap();
+      masking.onBlock(sofar -> most[0] = Math.max(most[0], Memory.outsideTheHeap()));
       CsvReport report =
           masking.mask(new Endless(row, 200L << 20), OutputStream.nullOutputStream());
       assertEquals((200L << 20) / row.getBytes(UTF_8).length, report.rows());
@@ -444,28 +442,19 @@ class CsvMaskingTest {
     }
   }
 
-  private static long resident() {
-    try {
-      return Memory.resident();
-    } catch (IOException e) {
-      throw new UncheckedIOException(e);
-    }
-  }
-
   @Test
   void manyRunsLeaveNothingBehind() throws IOException {
-    assumeTrue(Files.exists(Path.of("/proc/self/statm")));
+    assumeTrue(Memory.isTold());
     byte[] csv = ("a,b\n" + "x".repeat(1 << 20) + ",y\n").getBytes(UTF_8);
     try (MaskingService service = service("a=hash b=keep")) {
       CsvMasking masking = service.csv().threads(2);
       long before = 0;
       for (int i = 0; i < 300; i++) {
         assertTrue(mask(masking, csv).length > 0);
-        // By then Java's own heap has been gone through.
-        before = i == 150 ? Memory.resident() : before;
+        before = i == 150 ? Memory.outsideTheHeap() : before;
       }
-      long grown = Memory.resident() - before;
-      assertTrue(grown < 100 << 20, grown + " bytes");
+      long grown = Memory.outsideTheHeap() - before;
+      assertTrue(grown < 40 << 20, grown + " bytes");
     }
   }
 
