@@ -5,6 +5,7 @@ import com.brel.sorn.velk.cli.database.CopySettings;
 import com.brel.sorn.velk.cli.database.DatabaseCopy;
 import com.brel.sorn.velk.cli.database.DatabaseUrl;
 import com.brel.sorn.velk.cli.database.MaskedCopy;
+import com.brel.sorn.velk.cli.database.Sessions;
 import com.brel.sorn.velk.masking.Engine;
 import java.io.IOException;
 import java.nio.charset.Charset;
@@ -144,19 +145,26 @@ final class CopyCommand implements Callable<Integer> {
   @Override
   public Integer call() throws IOException {
     checkArguments();
-    try (Engine engine = Engine.open();
-        MaskedCopy copy = MaskedCopy.open(engine, settings())) {
+    try {
+      return call(settings());
+    } catch (CopyException e) {
+      List<String> all = e.findings();
+      all.subList(0, all.size() - 1).forEach(finding -> velk.streams().say("velk: " + finding));
+      String last = all.get(all.size() - 1);
+      throw e.isRefused() ? Failure.usage(last) : Failure.inputOutput(last);
+    }
+  }
+
+  private int call(CopySettings settings) throws IOException {
+    try (Sessions sessions = Sessions.begin(settings);
+        Engine engine = Engine.open();
+        MaskedCopy copy = MaskedCopy.open(engine, settings, sessions)) {
       copy.warnings().forEach(this::warn);
       if (planOnly) {
         velk.print(Table.of(copy.table()) + "\n" + String.join("\n", copy.notes()) + "\n");
         return ExitCode.DONE;
       }
       return run(engine, copy);
-    } catch (CopyException e) {
-      List<String> all = e.findings();
-      all.subList(0, all.size() - 1).forEach(finding -> velk.streams().say("velk: " + finding));
-      String last = all.get(all.size() - 1);
-      throw e.isRefused() ? Failure.usage(last) : Failure.inputOutput(last);
     }
   }
 

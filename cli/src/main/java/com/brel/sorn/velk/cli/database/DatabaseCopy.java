@@ -55,10 +55,10 @@ public final class DatabaseCopy implements MaskedCopy {
   private Plan plan;
   private boolean hasMarks;
 
-  private DatabaseCopy(Engine engine, CopySettings settings) {
+  private DatabaseCopy(Engine engine, CopySettings settings, Postgres source) {
     this.engine = engine;
     this.settings = settings;
-    this.source = Postgres.open(settings.from(), true);
+    this.source = source;
   }
 
   /**
@@ -66,14 +66,15 @@ public final class DatabaseCopy implements MaskedCopy {
    *
    * @param engine masks the values
    * @param settings what is asked for
+   * @param sessions those that were begun for it
    * @return the copy, not begun
    * @throws CopyException if it is refused, with all that is wrong
    */
-  public static DatabaseCopy open(Engine engine, CopySettings settings) {
+  public static DatabaseCopy open(Engine engine, CopySettings settings, Sessions sessions) {
     RulesFile rules = new RulesFile(settings.rules());
-    DatabaseCopy copy = new DatabaseCopy(engine, settings);
-    try {
-      copy.plan(rules);
+    DatabaseCopy copy = new DatabaseCopy(engine, settings, sessions.source());
+    try (Postgres target = sessions.target()) {
+      copy.plan(rules, target);
       return copy;
     } catch (SQLException e) {
       copy.close();
@@ -84,27 +85,31 @@ public final class DatabaseCopy implements MaskedCopy {
     }
   }
 
-  private void plan(RulesFile rules) throws SQLException {
-    try (Postgres target = Postgres.open(settings.to(), true)) {
-      if (Locks.areInOneDatabase(source, target, new SecureRandom().nextLong())) {
-        throw CopyException.refused(
-            "the target is the source: " + settings.from() + " and " + settings.to());
-      }
-      identity = Locks.identity(source);
-      List<TableName> all = CatalogueReader.names(source);
-      List<String> findings = new ArrayList<>();
-      List<TableName> chosen = chosen(all, settings.tables(), findings);
-      beginSnapshot(chosen);
-      if (!CatalogueReader.names(source).equals(all)) {
-        throw CopyException.refused("the source got or lost tables just now: begin anew");
-      }
-      Catalogue ours = CatalogueReader.read(source, chosen);
-      Catalogue theirs = CatalogueReader.read(target, chosen);
-      inspect(target, theirs, findings);
-      plan =
-          new Planner(engine, rules, ours, theirs, new PostgresCrossing(allowsReplicaRole(target)))
-              .plan(all, findings);
+  private void plan(RulesFile rules, Postgres target) throws SQLException {
+    if (Locks.areInOneDatabase(source, target, new SecureRandom().nextLong())) {
+      throw CopyException.refused(
+          "the target is the source: " + settings.from() + " and " + settings.to());
     }
+    identity = Locks.identity(source);
+    List<TableName> all = CatalogueReader.names(source);
+    List<String> findings = new ArrayList<>();
+    List<TableName> chosen = chosen(all, settings.tables(), findings);
+    beginSnapshot(chosen);
+    if (!CatalogueReader.names(source).equals(all)) {
+      throw CopyException.refused("the source got or lost tables just now: begin anew");
+    }
+    Beside<Catalogue> reading = Beside.begin(() -> CatalogueReader.read(target, chosen));
+    Catalogue ours;
+    try {
+      ours = CatalogueReader.read(source, chosen);
+    } finally {
+      reading.await();
+    }
+    Catalogue theirs = reading.get();
+    inspect(target, theirs, findings);
+    plan =
+        new Planner(engine, rules, ours, theirs, new PostgresCrossing(allowsReplicaRole(target)))
+            .plan(all, findings);
   }
 
   /** Those of all tables that are to be copied. */
@@ -233,15 +238,13 @@ public final class DatabaseCopy implements MaskedCopy {
    */
   @Override
   public List<TableResult> run(Listener listener, Consumer<String> warned) throws IOException {
-    try (Postgres control = Postgres.open(settings.to(), false)) {
+    try (PieceRun pieces = new PieceRun(engine, settings, plan, snapshot, checksumKey(), listener);
+        Postgres control = Postgres.open(settings.to(), false)) {
       Locks.enter(control);
       prepare(control);
       if (!Marks.isFinished(control)) {
-        List<Mark> done = Marks.read(control);
-        try (PieceRun pieces =
-            new PieceRun(engine, settings, plan, snapshot, checksumKey(), listener)) {
-          pieces.run(done);
-        }
+        pieces.run(Marks.read(control));
+        pieces.end();
         finish(control, warned);
       } else {
         warned.accept("the copy was complete already");

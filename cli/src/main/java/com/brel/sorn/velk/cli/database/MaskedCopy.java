@@ -15,12 +15,13 @@ public interface MaskedCopy extends AutoCloseable {
    *
    * @param engine masks the values
    * @param settings what is asked for
+   * @param sessions those that were begun for it
    * @return the copy, not begun
    * @throws CopyException if it is refused, with all that is wrong
    */
-  static MaskedCopy open(Engine engine, CopySettings settings) {
-    return settings.from().isPostgres() && settings.to().isPostgres()
-        ? DatabaseCopy.open(engine, settings)
+  static MaskedCopy open(Engine engine, CopySettings settings, Sessions sessions) {
+    return sessions != null
+        ? DatabaseCopy.open(engine, settings, sessions)
         : JdbcCopy.open(engine, settings);
   }
 

@@ -34,27 +34,25 @@ final class PieceRun implements AutoCloseable {
   private final DatabaseCopy.Listener listener;
   private final List<Worker> workers = new ArrayList<>();
   private final ExecutorService threads;
+  private final List<Future<Void>> opening = new ArrayList<>();
   private long rows;
   private long pages;
   private volatile boolean stopped;
 
+  /** Begins to open the sessions. */
   PieceRun(
       Engine engine,
       CopySettings settings,
       Plan plan,
       String snapshot,
       byte[] checksumKey,
-      DatabaseCopy.Listener listener)
-      throws IOException, SQLException {
+      DatabaseCopy.Listener listener) {
     this.plan = plan;
     this.settings = settings;
     this.listener = listener;
     threads = Executors.newFixedThreadPool(settings.jobs());
-    try {
-      each(settings.jobs(), () -> add(Worker.open(settings, snapshot, plan, checksumKey, engine)));
-    } catch (IOException | SQLException | RuntimeException e) {
-      close();
-      throw e;
+    for (int i = 0; i < settings.jobs(); i++) {
+      opening.add(submit(() -> add(Worker.open(settings, snapshot, plan, checksumKey, engine))));
     }
   }
 
@@ -65,6 +63,10 @@ final class PieceRun implements AutoCloseable {
    *     what differs is done again
    */
   void run(List<Mark> done) throws IOException, SQLException {
+    await(opening);
+    for (Worker worker : workers) {
+      worker.join();
+    }
     Map<Place, Mark> kept = new ConcurrentHashMap<>();
     Queue<Task> comparisons = new ConcurrentLinkedQueue<>();
     Map<TableName, Step> steps = new HashMap<>();
@@ -173,8 +175,16 @@ final class PieceRun implements AutoCloseable {
   private void each(int times, Callable<Void> task) throws IOException, SQLException {
     List<Future<Void>> ends = new ArrayList<>();
     for (int i = 0; i < times; i++) {
-      ends.add(threads.submit(() -> stoppingOthers(task)));
+      ends.add(submit(task));
     }
+    await(ends);
+  }
+
+  private Future<Void> submit(Callable<Void> task) {
+    return threads.submit(() -> stoppingOthers(task));
+  }
+
+  private static void await(List<Future<Void>> ends) throws IOException, SQLException {
     Throwable failure = null;
     for (Future<Void> end : ends) {
       try {
@@ -215,8 +225,18 @@ final class PieceRun implements AutoCloseable {
 
   @Override
   public void close() {
+    end();
+  }
+
+  /** Ends the sessions. */
+  void end() {
     stopped = true;
     threads.shutdown();
+    try {
+      await(opening);
+    } catch (IOException | SQLException | RuntimeException e) {
+      // Whoever wanted the sessions has heard of it.
+    }
     workers.forEach(Worker::close);
   }
 }

@@ -52,8 +52,17 @@ final class Postgres extends Session {
    * @param readOnly whether the server is to refuse every write in it
    */
   static Postgres open(DatabaseUrl url, boolean readOnly) {
+    return open(url, readOnly, () -> connection(url));
+  }
+
+  /** Opens a session by a connection that was begun before. */
+  static Postgres open(DatabaseUrl url, boolean readOnly, Beside<Connection> begun) {
+    return open(url, readOnly, begun::get);
+  }
+
+  private static Postgres open(DatabaseUrl url, boolean readOnly, Beside.Work<Connection> first) {
     try {
-      Postgres session = new Postgres(connect(url));
+      Postgres session = new Postgres(connect(url, first));
       try {
         session.set(readOnly);
         return session;
@@ -66,10 +75,20 @@ final class Postgres extends Session {
     }
   }
 
-  private static Connection connect(DatabaseUrl url) throws SQLException {
+  /** Begins to connect; nobody is asked for a password before the session is opened. */
+  static Beside<Connection> connecting(DatabaseUrl url) {
+    return Beside.begin(() -> connection(url));
+  }
+
+  private static Connection connection(DatabaseUrl url) throws SQLException {
+    return DriverManager.getConnection(url.jdbc(), properties(url));
+  }
+
+  private static Connection connect(DatabaseUrl url, Beside.Work<Connection> first)
+      throws SQLException {
     Optional<String> unused = url.hasPassword() ? Optional.empty() : PasswordFile.refused();
     try {
-      return DriverManager.getConnection(url.jdbc(), properties(url));
+      return first.get();
     } catch (SQLException e) {
       Console console = System.console();
       boolean asks = NO_PASSWORD.equals(e.getSQLState()) || WRONG_PASSWORD.equals(e.getSQLState());
@@ -84,7 +103,7 @@ final class Postgres extends Session {
         throw e;
       }
       url.password(new String(password));
-      return DriverManager.getConnection(url.jdbc(), properties(url));
+      return connection(url);
     }
   }
 

@@ -22,34 +22,59 @@ final class Worker implements AutoCloseable {
   }
 
   /**
-   * Opens the sessions.
+   * Opens the sessions, the one beside the other; nothing is written before they join.
    *
    * @param snapshot what the source's sessions share
    */
   static Worker open(
       CopySettings settings, String snapshot, Plan plan, byte[] checksumKey, Engine engine)
       throws SQLException {
+    Beside<Postgres> writing = Beside.begin(() -> writer(settings, plan));
+    Postgres reader = null;
+    try {
+      reader = reader(settings, snapshot, plan);
+      return new Worker(reader, writing.get(), checksumKey, engine);
+    } catch (SQLException | RuntimeException e) {
+      if (reader != null) {
+        reader.close();
+      }
+      writing.whenThere(Postgres::close);
+      throw e;
+    }
+  }
+
+  private static Postgres reader(CopySettings settings, String snapshot, Plan plan)
+      throws SQLException {
     Postgres source = Postgres.open(settings.from(), true);
-    Postgres target = null;
     try {
       source.beginSnapshot();
       source.execute("SET TRANSACTION SNAPSHOT " + TableName.literal(snapshot));
       lock(source, plan);
-      target = Postgres.open(settings.to(), false);
-      Locks.joinWriters(target);
+      return source;
+    } catch (SQLException | RuntimeException e) {
+      source.close();
+      throw e;
+    }
+  }
+
+  private static Postgres writer(CopySettings settings, Plan plan) throws SQLException {
+    Postgres target = Postgres.open(settings.to(), false);
+    try {
       // Rows and mark are lost together, if at all: the last mark waits for all that was logged.
       target.execute("SET synchronous_commit = off");
       if (plan.unordered()) {
         target.execute("SET session_replication_role = replica");
       }
-      return new Worker(source, target, checksumKey, engine);
+      return target;
     } catch (SQLException | RuntimeException e) {
-      source.close();
-      if (target != null) {
-        target.close();
-      }
+      target.close();
       throw e;
     }
+  }
+
+  /** From here on, another copy sees that there is one. */
+  void join() throws SQLException {
+    Locks.joinWriters(target);
   }
 
   /**

@@ -1,0 +1,50 @@
+package com.brel.sorn.velk.cli.database;
+
+import java.sql.Connection;
+import java.sql.SQLException;
+
+/** The sessions in which a copy is planned, which are opened while the engine is. */
+public final class Sessions implements AutoCloseable {
+  private final CopySettings settings;
+  private final Beside<Connection> source;
+  private final Beside<Connection> target;
+
+  private Sessions(CopySettings settings) {
+    this.settings = settings;
+    this.source = Postgres.connecting(settings.from());
+    this.target = Postgres.connecting(settings.to());
+  }
+
+  /**
+   * Begins to open them.
+   *
+   * @param settings says of which databases
+   * @return the sessions; null where the databases are not both PostgreSQL, which takes more
+   */
+  public static Sessions begin(CopySettings settings) {
+    boolean both = settings.from().isPostgres() && settings.to().isPostgres();
+    return both ? new Sessions(settings) : null;
+  }
+
+  Postgres source() {
+    return Postgres.open(settings.from(), true, source);
+  }
+
+  Postgres target() {
+    return Postgres.open(settings.to(), true, target);
+  }
+
+  @Override
+  public void close() {
+    source.whenThere(Sessions::close);
+    target.whenThere(Sessions::close);
+  }
+
+  private static void close(Connection connection) {
+    try {
+      connection.close();
+    } catch (SQLException e) {
+      // Nothing of it is needed any more.
+    }
+  }
+}
