@@ -202,6 +202,42 @@ class ClassArchiveIT {
     assertFalse(Files.exists(archives));
   }
 
+  /** Ends before it is connected, which is all the same to the archive. */
+  private String copyNowhere(String log) throws Exception {
+    Path rules = Files.writeString(folder.resolve("rules"), "[public.a] = keep");
+    String nowhere = "postgresql://velk@127.0.0.1:1/";
+    List<String> command = new ArrayList<>(List.of(LAUNCHER.toString(), "copy", "-r", rules + ""));
+    command.addAll(List.of("--from", nowhere + "source", "--to", nowhere + "target"));
+    ProcessBuilder builder = new ProcessBuilder(command).redirectErrorStream(true);
+    builder.environment().put("HOME", home.toString());
+    builder.environment().put("VELK_JAVA_OPTIONS", "'-Xlog:class+load:file=" + log + "'");
+    builder.environment().remove("XDG_CACHE_HOME");
+    builder.environment().remove("VELK_CLASS_ARCHIVES");
+    Process process = builder.start();
+    String told = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
+    assertEquals(ExitCode.INPUT_OUTPUT, process.waitFor(), told);
+    return told;
+  }
+
+  @Test
+  void ofCopiesIsAnotherOneAndUntilThenThatOfAll() throws Exception {
+    Path masking = make(LAUNCHER);
+    Path log = folder.resolve("copy.log");
+    String shared = " source: shared objects file (top)";
+    String driver = "org.postgresql.jdbc.PgConnection" + shared;
+    String told = copyNowhere(log.toString());
+    String first = Files.readString(log);
+    assertTrue(first.contains(Velk.class.getName() + shared), told);
+    assertFalse(first.contains(driver), told);
+    List<Path> both = filesOf(archives);
+    assertEquals(2, both.size());
+    assertTrue(both.contains(masking));
+    assertEquals(told, copyNowhere(log.toString()));
+    assertTrue(Files.readString(log).contains(driver), told);
+    assertEquals(both, filesOf(archives));
+    assertTrue(usesArchive());
+  }
+
   @Test
   void isNotMadeWhereNobodyWantsIt() throws Exception {
     for (int i = 0; i < 2; i++) {

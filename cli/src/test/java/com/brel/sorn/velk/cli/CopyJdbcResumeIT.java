@@ -47,7 +47,8 @@ class CopyJdbcResumeIT {
 
   @BeforeAll
   static void start() throws Exception {
-    makes = Map.of("mariadb", new MariaDbServer(), "h2", new H2Files());
+    makes =
+        Map.of("mariadb", new MariaDbServer(), "h2", new H2Files(), "postgres", new TestServer());
   }
 
   @AfterAll
@@ -57,8 +58,13 @@ class CopyJdbcResumeIT {
     }
   }
 
+  /** One of the same make, but that PostgreSQL is filled by JDBC from others alone. */
+  private static TestDatabases source(String make) {
+    return makes.get(make.equals("postgres") ? "mariadb" : make);
+  }
+
   private static void fill(String make) {
-    TestDatabases databases = makes.get(make);
+    TestDatabases databases = source(make);
     databases.create("source");
     databases.execute("source", SCHEMA);
     boolean isH2 = make.equals("h2");
@@ -90,9 +96,8 @@ class CopyJdbcResumeIT {
             ? new Object[] {"PUBLIC", "PEOPLE", "VISITS", "ID", "NAME", "WHO", "AT", "NO"}
             : new Object[] {"source", "people", "visits", "id", "name", "who", "at", "no"};
     Path rules = Files.writeString(folder.resolve("rules"), RULES.formatted(names));
-    TestDatabases databases = makes.get(make);
-    List<String> arguments = new ArrayList<>(List.of("copy", "--from", databases.url("source")));
-    arguments.addAll(List.of("--to", databases.url("target"), "-r", rules.toString()));
+    List<String> arguments = new ArrayList<>(List.of("copy", "--from", source(make).url("source")));
+    arguments.addAll(List.of("--to", makes.get(make).url("target"), "-r", rules.toString()));
     arguments.addAll(List.of("-q", "--piece-rows", "100"));
     arguments.addAll(List.of(more));
     return arguments;
@@ -112,11 +117,9 @@ class CopyJdbcResumeIT {
 
   private static int marks(String make) {
     TestDatabases databases = makes.get(make);
-    String schema = make.equals("h2") ? "PUBLIC" : "target";
     String exists =
-        "SELECT count(*) FROM information_schema.tables WHERE table_schema = '"
-            + schema
-            + "' AND table_name = 'velk_copy_run'";
+        "SELECT count(*) FROM information_schema.tables WHERE table_schema IN ('target', 'public',"
+            + " 'PUBLIC') AND table_name = 'velk_copy_run'";
     if (databases.row("target", exists).equals("0")) {
       return 0;
     }
@@ -163,9 +166,9 @@ class CopyJdbcResumeIT {
   /**
    * A file of H2 whose process is killed may hold a part of a transaction, rows without their mark.
    */
-  @Test
-  void killedAtRandomMomentsAndResumedItIsTheSameCopy() throws Exception {
-    String make = "mariadb";
+  @ParameterizedTest
+  @ValueSource(strings = {"mariadb", "postgres"})
+  void killedAtRandomMomentsAndResumedItIsTheSameCopy(String make) throws Exception {
     fill(make);
     long start = System.nanoTime();
     Process whole = begin(arguments(make));

@@ -116,7 +116,7 @@ class CopyProcessIT extends CopyTests {
 
   @Test
   void aCopyIsSmallAndTalksToItsDatabasesAlone() throws Exception {
-    int rows = Integer.parseInt(System.getenv().getOrDefault("VELK_COPY_ROWS", "200000"));
+    int rows = Integer.parseInt(System.getenv().getOrDefault("VELK_COPY_ROWS", "1000000"));
     fill(rows);
     Process process = begin();
     long peak = 0;

@@ -116,6 +116,37 @@ class CopyShapesIT extends CopyTests {
   }
 
   @Test
+  void sequencesThatStayBehindAreNamed() throws IOException {
+    both(
+        "CREATE SEQUENCE first",
+        "CREATE SEQUENCE second",
+        "CREATE TABLE a (id int DEFAULT nextval('first') * 1000 + nextval('second'))",
+        "CREATE TABLE b (id int)");
+    server.execute(
+        "source",
+        "CREATE SEQUENCE \"Lone one\"",
+        "CREATE SEQUENCE named",
+        "ALTER TABLE b ALTER id SET DEFAULT nextval('named'::text)",
+        "CREATE SEQUENCE gone",
+        "CREATE TABLE c (id int DEFAULT nextval('gone'))",
+        "SELECT setval('first', 7), setval('second', 70), setval('gone', 700)");
+    server.execute("target", "CREATE TABLE c (id int)");
+    String rules = "[public.a] = keep\n[public.b] = keep\n[public.c] = keep";
+    String told =
+        """
+        velk: warning: sequence public."Lone one" is no column's, and does not follow
+        velk: warning: sequence public.named is no column's, and does not follow
+        """;
+    assertEquals(told, copy(rules, "--plan").expect(ExitCode.DONE).err());
+    assertEquals(
+        told
+            + "velk: warning: table public.c, column \"id\": the target has no sequence for it that could"
+            + " follow public.gone\n",
+        copy(rules).expect(ExitCode.DONE).err());
+    assertEquals("8071", server.row("target", "INSERT INTO a DEFAULT VALUES RETURNING id"));
+  }
+
+  @Test
   void aCircleNeedsAUserWhoMayLeaveKeysUnchecked() throws IOException {
     both(
         "CREATE TABLE a (id int PRIMARY KEY, b int)",

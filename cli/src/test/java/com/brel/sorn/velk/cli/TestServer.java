@@ -51,6 +51,39 @@ final class TestServer extends TestDatabases {
     begin();
   }
 
+  /** What it has written to its log. */
+  String log() throws IOException {
+    return Files.readString(folder.resolve("log"));
+  }
+
+  /** Sessions that begin from now on write no file that is longer; less than 1 for any length. */
+  void limitFiles(long bytes) throws Exception {
+    String limit = bytes < 1 ? "unlimited" : "" + bytes;
+    run(
+        asUser(
+            USER,
+            Path.of("/usr/bin/prlimit"),
+            "--pid=" + process().pid(),
+            "--fsize=" + limit + ":unlimited"));
+  }
+
+  /** A tablespace on a disk of its own, of so many megabytes; root's to make. */
+  void createSmallDisk(String tablespace, int megabytes) throws Exception {
+    Path disk = Files.createDirectory(folder.resolve(tablespace));
+    run(List.of("mount", "-t", "tmpfs", "-o", "size=" + megabytes + "m", "tmpfs", "" + disk));
+    run(List.of("chown", USER, "" + disk));
+    execute("postgres", "CREATE TABLESPACE " + tablespace + " LOCATION '" + disk + "'");
+  }
+
+  void enlargeDisk(String tablespace, int megabytes) throws Exception {
+    String size = "remount,size=" + megabytes + "m";
+    run(List.of("mount", "-o", size, "" + folder.resolve(tablespace)));
+  }
+
+  void removeDisk(String tablespace) throws Exception {
+    run(List.of("umount", "-l", "" + folder.resolve(tablespace)));
+  }
+
   /** Has a user asked for a password. */
   void requirePassword(String user, String password) throws IOException {
     execute("postgres", "CREATE ROLE " + user + " SUPERUSER LOGIN PASSWORD '" + password + "'");

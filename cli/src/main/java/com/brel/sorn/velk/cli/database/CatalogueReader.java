@@ -95,6 +95,19 @@ final class CatalogueReader {
       ORDER BY 1, 2, 3
       """;
 
+  /** Sequences that belong to no column and that no default takes numbers of. */
+  private static final String LONE_SEQUENCES =
+      """
+      SELECT n.nspname, s.relname
+      FROM pg_class s JOIN pg_namespace n ON n.oid = s.relnamespace
+      WHERE s.relkind = 'S' AND n.nspname !~ '^pg_' AND n.nspname <> 'information_schema'
+        AND NOT EXISTS (SELECT FROM pg_depend d WHERE d.classid = 'pg_class'::regclass AND d.objid = s.oid
+                        AND d.deptype IN ('a', 'i', 'e'))
+        AND NOT EXISTS (SELECT FROM pg_depend d WHERE d.refclassid = 'pg_class'::regclass AND d.refobjid = s.oid
+                        AND d.classid = 'pg_attrdef'::regclass)
+      ORDER BY n.nspname COLLATE "C", s.relname COLLATE "C"
+      """;
+
   private static final String FOREIGN_KEYS =
       """
       SELECT f.conname, cn.nspname, c.relname, pn.nspname, p.relname,
@@ -173,6 +186,9 @@ final class CatalogueReader {
     if (session.isTrue("SELECT EXISTS (SELECT FROM pg_largeobject_metadata)")) {
       warnings.add("large objects are not copied");
     }
+    session
+        .rows(LONE_SEQUENCES, row -> new TableName(row.getString(1), row.getString(2)))
+        .forEach(name -> warnings.add("sequence " + name + " is no column's, and does not follow"));
     List<ForeignKey> keys =
         session.rows(FOREIGN_KEYS, CatalogueReader::foreignKey).stream()
             .filter(key -> tables.containsKey(key.child()))

@@ -361,20 +361,29 @@ public final class DatabaseCopy implements MaskedCopy {
         + TableName.quoted(key.name());
   }
 
-  private void follow(Postgres control, Step step, Sequence sequence, Consumer<String> warned)
-      throws SQLException {
-    Catalogue.Table table = plan.target().tables().get(step.source().name());
+  /** The target's of the same name that fills the column, or else the only one that does. */
+  private List<Sequence> followers(TableName table, Sequence sequence) {
     List<Sequence> theirs =
-        table.sequences().stream()
+        plan.target().tables().get(table).sequences().stream()
             .filter(other -> other.column().equals(sequence.column()))
             .toList();
+    List<Sequence> namesakes =
+        theirs.stream().filter(other -> other.name().equals(sequence.name())).toList();
+    return theirs.size() > 1 || !namesakes.isEmpty() ? namesakes : theirs;
+  }
+
+  private void follow(Postgres control, Step step, Sequence sequence, Consumer<String> warned)
+      throws SQLException {
+    TableName table = step.source().name();
+    List<Sequence> theirs = followers(table, sequence);
     if (theirs.isEmpty()) {
       warned.accept(
           "table "
-              + table.name()
+              + table
               + ", column "
               + TableName.quoted(sequence.column())
-              + ": the target has no sequence for it");
+              + ": the target has no sequence for it that could follow "
+              + sequence.name());
     }
     String[] state =
         source

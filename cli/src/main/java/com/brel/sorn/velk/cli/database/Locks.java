@@ -17,10 +17,8 @@ final class Locks {
     if (!target.isTrue("SELECT pg_try_advisory_lock(?)", COPY)) {
       throw CopyException.refused("another copy writes into the target");
     }
-    target.execute("SET lock_timeout = '60s'");
     target.text("SELECT pg_advisory_lock(?)", WRITERS);
     target.text("SELECT pg_advisory_unlock(?)", WRITERS);
-    target.execute("SET lock_timeout = 0");
   }
 
   /** Makes the session one that writes pieces. */

@@ -6,6 +6,7 @@ import java.sql.DriverManager;
 import java.sql.SQLException;
 import java.util.Collection;
 import java.util.List;
+import java.util.Map;
 import java.util.Optional;
 import java.util.Properties;
 import org.postgresql.PGConnection;
@@ -18,7 +19,16 @@ final class Postgres extends Session {
   private static final String NO_PASSWORD = "08004";
   private static final String WRONG_PASSWORD = "28P01";
 
-  /** How values are written, and that nothing waits for a limit set for others. */
+  /** What to do where the server cannot know. */
+  private static final Map<String, String> ADVICE =
+      Map.of(
+          "53100",
+          ": make room for it; --resume goes on with a copy that has marks",
+          "55P03",
+          ": somebody else holds a lock (pg_locks tells who); --resume goes on with a copy that has"
+              + " marks");
+
+  /** How values are written, and no limit set for others; locks may be held for ever. */
   private static final List<String> SETTINGS =
       List.of(
           "search_path = pg_catalog",
@@ -34,7 +44,8 @@ final class Postgres extends Session {
           "row_security = off",
           "synchronize_seqscans = off",
           "statement_timeout = 0",
-          "lock_timeout = 0",
+          "default_transaction_isolation = 'read committed'",
+          "lock_timeout = '" + Integer.getInteger("velk.lock.seconds", 60) + "s'",
           "idle_in_transaction_session_timeout = 0");
 
   /** Limits that not every version has. */
@@ -112,6 +123,8 @@ final class Postgres extends Session {
     properties.setProperty("ApplicationName", "velk copy");
     // What a server says in detail of a row holds its values.
     properties.setProperty("logServerErrorDetail", "false");
+    // The session that keeps the snapshot says nothing for hours.
+    properties.setProperty("tcpKeepAlive", "true");
     return properties;
   }
 
@@ -164,7 +177,8 @@ final class Postgres extends Session {
       append(text, "constraint", server.getConstraint());
       append(text, "column", server.getColumn());
     }
-    return text.append(" (SQLSTATE ").append(state).append(')').toString();
+    text.append(" (SQLSTATE ").append(state).append(')');
+    return text.append(ADVICE.getOrDefault(state, "")).toString();
   }
 
   /** Data, constraints, and what functions of the database raise: their messages quote values. */

@@ -27,7 +27,7 @@ final class PostgresDialect extends Dialect {
           "extra_float_digits = 3",
           "row_security = off",
           "statement_timeout = 0",
-          "lock_timeout = 0",
+          "lock_timeout = '60s'",
           "idle_in_transaction_session_timeout = 0");
 
   private static final long COPY = 0x76656c6b_636f7079L;
