@@ -139,6 +139,8 @@ def main(turns=5, rows=data.ROWS):
         try:
             server.make_source(rows)
             ways = commands(server, files)
+            server.make_target()
+            measure.run([*ways[MASKED], "--plan"])  # which leaves an archive of the classes
 
             def once(way):
                 server.make_target()

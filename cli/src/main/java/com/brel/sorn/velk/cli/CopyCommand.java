@@ -14,6 +14,8 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.List;
 import java.util.concurrent.Callable;
+import java.util.stream.Collectors;
+import java.util.stream.Stream;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Mixin;
 import picocli.CommandLine.Option;
@@ -161,11 +163,19 @@ final class CopyCommand implements Callable<Integer> {
         MaskedCopy copy = MaskedCopy.open(engine, settings, sessions)) {
       copy.warnings().forEach(this::warn);
       if (planOnly) {
-        velk.print(Table.of(copy.table()) + "\n" + String.join("\n", copy.notes()) + "\n");
+        velk.print(plan(copy));
         return ExitCode.DONE;
       }
       return run(engine, copy);
     }
+  }
+
+  /** The names in it are a database's, which may hold anything. */
+  private static String plan(MaskedCopy copy) {
+    Stream<List<String>> rows =
+        copy.table().stream().map(row -> row.stream().map(Show::text).toList());
+    String notes = copy.notes().stream().map(Show::text).collect(Collectors.joining("\n"));
+    return Table.of(rows.toList()) + "\n" + notes + "\n";
   }
 
   private int run(Engine engine, MaskedCopy copy) throws IOException {

@@ -35,7 +35,7 @@ class CopyProcessIT extends CopyTests {
     both(TABLE);
     server.execute(
         "source",
-        "INSERT INTO a SELECT i, 'text ' || i, repeat('Word ', 20) FROM generate_series(1, "
+        "INSERT INTO a SELECT i, 'text ' || i, repeat('Word ', 8) FROM generate_series(1, "
             + rows
             + ") i");
   }
