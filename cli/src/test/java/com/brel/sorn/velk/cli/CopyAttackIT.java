@@ -29,7 +29,7 @@ class CopyAttackIT extends CopyTests {
     "xmloption = 'document'",
     "standard_conforming_strings = off",
     "client_encoding = 'LATIN1'",
-    "statement_timeout = 1",
+    "statement_timeout = 5",
     "default_transaction_isolation = 'serializable'",
     "search_path = evil, public, pg_catalog"
   };

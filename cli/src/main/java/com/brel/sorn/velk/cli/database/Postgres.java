@@ -31,6 +31,7 @@ final class Postgres extends Session {
   /** How values are written, and no limit set for others; locks may be held for ever. */
   private static final List<String> SETTINGS =
       List.of(
+          "statement_timeout = 0",
           "search_path = pg_catalog",
           "TimeZone = 'UTC'",
           "DateStyle = 'ISO, YMD'",
@@ -43,7 +44,6 @@ final class Postgres extends Session {
           "standard_conforming_strings = on",
           "row_security = off",
           "synchronize_seqscans = off",
-          "statement_timeout = 0",
           "default_transaction_isolation = 'read committed'",
           "lock_timeout = '" + Integer.getInteger("velk.lock.seconds", 60) + "s'",
           "idle_in_transaction_session_timeout = 0");
