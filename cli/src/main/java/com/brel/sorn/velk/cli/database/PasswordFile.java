@@ -10,7 +10,7 @@ import java.util.Optional;
 import java.util.Set;
 
 /** The file of passwords, {@code .pgpass}: one that others may read is not used, as with psql. */
-final class PasswordFile {
+public final class PasswordFile {
   private static final String PROPERTY = "org.postgresql.pgpassfile";
   private static final Set<PosixFilePermission> OTHERS =
       EnumSet.of(
@@ -34,10 +34,18 @@ final class PasswordFile {
     return REFUSAL;
   }
 
-  private static Optional<String> look() {
+  /**
+   * Tells where it is.
+   *
+   * @return a file that need not be there
+   */
+  public static Path place() {
     String named = System.getProperty(PROPERTY, System.getenv("PGPASSFILE"));
-    Path file =
-        named == null ? Path.of(System.getProperty("user.home"), ".pgpass") : Path.of(named);
+    return named == null ? Path.of(System.getProperty("user.home"), ".pgpass") : Path.of(named);
+  }
+
+  private static Optional<String> look() {
+    Path file = place();
     if (isOwnAlone(file)) {
       return Optional.empty();
     }
