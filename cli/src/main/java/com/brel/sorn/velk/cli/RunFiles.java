@@ -191,7 +191,7 @@ final class RunFiles {
     for (int i = 0; i < written.size(); i++) {
       Named file = written.get(i);
       for (Named other : read) {
-        if (isSame(file.path, other.path) && Files.isRegularFile(other.path)) {
+        if (isSame(file.path, other.path) && !mayBeBoth(other.path)) {
           throw Failure.usage(file.what + " would take the place of " + other.what);
         }
       }
@@ -201,6 +201,11 @@ final class RunFiles {
         }
       }
     }
+  }
+
+  /** As a terminal is, and the one connection of a process that was begun from elsewhere. */
+  private static boolean mayBeBoth(Path file) throws IOException {
+    return !Files.isRegularFile(file) && !Target.isPipe(file);
   }
 
   private static boolean isNowhere(Path file) throws IOException {
