@@ -666,6 +666,34 @@ class LauncherIT {
   }
 
   @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = "its files have no such modes")
+  void aReportOfACopyIsNotWrittenOverPasswords() throws Exception {
+    Path rules = Files.writeString(folder.resolve("rules"), "[public.t] = keep\n");
+    Path passwords = Files.writeString(folder.resolve("passwords"), "*:*:*:me:secret\n");
+    String nowhere = "postgresql://127.0.0.1:1/";
+    for (String mode : List.of("rw-------", "rw-r--r--")) {
+      Files.setPosixFilePermissions(passwords, PosixFilePermissions.fromString(mode));
+      Ended run =
+          start(
+              Map.of("PGPASSFILE", passwords.toString()),
+              LAUNCHER.toString(),
+              "copy",
+              "--from",
+              nowhere + "a",
+              "--to",
+              nowhere + "b",
+              "-r",
+              rules.toString(),
+              "--report",
+              passwords.toString());
+      String told = "velk: the report would take the place of the file of passwords";
+      assertEquals(told, run.err().strip());
+      assertEquals(ExitCode.USAGE, run.exitCode());
+      assertEquals("*:*:*:me:secret\n", Files.readString(passwords));
+    }
+  }
+
+  @Test
   void aTraceThatCannotBeWrittenIsTold() throws Exception {
     Files.writeString(folder.resolve("in"), "a\nx\n");
     String[] arguments = {"mask", "-q", "-s", "service=s a=keep", "-", "-"};

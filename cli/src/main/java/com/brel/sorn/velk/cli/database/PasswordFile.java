@@ -21,6 +21,7 @@ public final class PasswordFile {
           PosixFilePermission.OTHERS_WRITE,
           PosixFilePermission.OTHERS_EXECUTE);
 
+  private static final Path FILE = find();
   private static final Optional<String> REFUSAL = look();
 
   private PasswordFile() {}
@@ -40,18 +41,21 @@ public final class PasswordFile {
    * @return a file that need not be there
    */
   public static Path place() {
+    return FILE;
+  }
+
+  private static Path find() {
     String named = System.getProperty(PROPERTY, System.getenv("PGPASSFILE"));
     return named == null ? Path.of(System.getProperty("user.home"), ".pgpass") : Path.of(named);
   }
 
   private static Optional<String> look() {
-    Path file = place();
-    if (isOwnAlone(file)) {
+    if (isOwnAlone(FILE)) {
       return Optional.empty();
     }
     // The driver looks here first, and there is nothing below a file.
-    System.setProperty(PROPERTY, file.resolve("none").toString());
-    return Optional.of(file + " is not used, for others may use it too: chmod 0600");
+    System.setProperty(PROPERTY, FILE.resolve("none").toString());
+    return Optional.of(FILE + " is not used, for others may use it too: chmod 0600");
   }
 
   private static boolean isOwnAlone(Path file) {
