@@ -6,10 +6,7 @@ namespace velk::engine {
 
 Mask mask_of(const KeepRule&)
 {
-    return [](const Batch& batch, Results& results) {
-        make_room(results, batch.values);
-        for (const std::u16string_view value : batch.values) add_result(results, value);
-    };
+    return {};
 }
 
 Mask mask_of(const NullRule&)

@@ -9,7 +9,7 @@
 namespace velk::engine {
 
 // A key that is null: the service has none, which is a Failure where the rule needs one. It is not referred
-// to afterwards.
+// to afterwards. Of values that stay as they are nothing is made: their mask is empty.
 Mask make_mask(const Rule& rule, const HmacKey* key);
 
 // One per function, in the source named after it.

@@ -135,19 +135,19 @@ LargeNumber largest_of(const ColumnType& type, const Written& number, const Larg
 void add_number(const Written& value, std::u16string_view digits, Results& results)
 {
     const std::size_t offset = results.text.size();
-    const std::size_t fraction = value.fraction.size();
-    const std::size_t width = std::max(value.whole.starts_with(u'0') ? value.whole.size() : 1,
-                                       digits.size() - std::min(fraction, digits.size()));
+    const std::size_t places = value.fraction.size();
+    const std::u16string_view whole = digits.substr(0, digits.size() - std::min(places, digits.size()));
+    const std::u16string_view fraction = digits.substr(whole.size());
+    const std::size_t width = std::max(value.whole.starts_with(u'0') ? value.whole.size() : 1, whole.size());
     const std::size_t sign = value.negative ? 1 : 0;
-    const std::size_t point = fraction > 0 ? 1 : 0;
-    results.text.append(sign + width + point + fraction, u'0');
-    char16_t* const whole = results.text.data() + offset + sign;
-    std::copy(digits.begin(), digits.end(), whole + width + point + fraction - digits.size());
-    if (fraction > 0) {
-        std::copy_n(whole + 1, width, whole);
-        whole[width] = u'.';
-    }
-    if (value.negative) whole[-1] = u'-';
+    const std::size_t point = places > 0 ? 1 : 0;
+    results.text.append(sign + width + point + places, u'0');
+    char16_t* const begin = results.text.data() + offset;
+    char16_t* const end = begin + sign + width + point + places;
+    if (value.negative) *begin = u'-';
+    std::copy(whole.begin(), whole.end(), begin + sign + width - whole.size());
+    if (places > 0) begin[sign + width] = u'.';
+    std::copy(fraction.begin(), fraction.end(), end - fraction.size());
     close_result(results, offset);
 }
 

@@ -282,7 +282,7 @@ std::size_t longest_result(const Rule& rule)
 bool may_leave_type(const Rule& rule)
 {
     // An exchange of digits can pass the largest integer. What noise makes it has compared with the largest.
-    return !std::holds_alternative<KeepRule>(rule) && !std::holds_alternative<NoiseRule>(rule);
+    return !std::holds_alternative<NoiseRule>(rule);
 }
 
 std::string_view other_column(const Rule& rule)

@@ -77,11 +77,16 @@ bool write_text(DATA& field, std::u16string_view text)
 {
     if (text.empty()) return clear_buffer(field), true;
     if (text.size() >= capacity(field)) return false;
-    const std::size_t bytes = text.size() * sizeof(char16_t);
-    std::memcpy(field.buffer, text.data(), bytes);
+    std::memcpy(field.buffer, text.data(), text.size() * sizeof(char16_t));
+    end_text(field, text.size());
+    return true;
+}
+
+void end_text(DATA& field, std::size_t units)
+{
+    const std::size_t bytes = units * sizeof(char16_t);
     std::memset(static_cast<char*>(field.buffer) + bytes, 0,
                 static_cast<std::size_t>(field.bufferSize) - bytes);
-    return true;
 }
 
 } // namespace velk::engine

@@ -24,4 +24,7 @@ void clear_buffer(DATA& field);
 // because the last unit of a buffer is read as one.
 bool write_text(DATA& field, std::u16string_view text);
 
+// Zeroes what is behind the text that stands in the buffer, which has room for more than these units.
+void end_text(DATA& field, std::size_t units);
+
 } // namespace velk::engine

@@ -221,6 +221,18 @@ void write_results(const Provider& provider, const Column& column, Scratch& scra
     }
 }
 
+// They stand there already, of their type and no longer than their column.
+void keep_value(const Provider& provider, const Column& column, Cell& cell)
+{
+    if (cell.error != 0) return write_error(provider, column, cell, cell.error);
+    if (cell.was_null) return write_null(*cell.field);
+    if (cell.value.empty())
+        clear_buffer(*cell.field);
+    else
+        end_text(*cell.field, cell.value.size());
+    cell.field->errorCode = 0;
+}
+
 [[noreturn]] void stop_at(const Column& column, std::size_t row, ErrorCode code)
 {
     Failure failure{code};
@@ -242,9 +254,13 @@ void mask_column(const Provider& provider, std::size_t index, Scratch& scratch)
 {
     const Column& column = provider.columns[index];
     read_cells(provider, index, scratch);
-    collect_values(provider, column, scratch);
-    column.mask({scratch.values, scratch.by}, scratch.results);
-    write_results(provider, column, scratch);
+    if (column.mask) {
+        collect_values(provider, column, scratch);
+        column.mask({scratch.values, scratch.by}, scratch.results);
+        write_results(provider, column, scratch);
+    } else {
+        for (Cell& cell : scratch.cells) keep_value(provider, column, cell);
+    }
     forget_texts(scratch);
     report_errors(provider, column, scratch);
 }

@@ -5,11 +5,11 @@ import com.brel.sorn.velk.cli.database.CopySettings;
 import com.brel.sorn.velk.cli.database.DatabaseCopy;
 import com.brel.sorn.velk.cli.database.DatabaseUrl;
 import com.brel.sorn.velk.cli.database.MaskedCopy;
+import com.brel.sorn.velk.cli.database.PasswordFile;
+import com.brel.sorn.velk.cli.database.RulesFile;
 import com.brel.sorn.velk.cli.database.Sessions;
 import com.brel.sorn.velk.masking.Engine;
 import java.io.IOException;
-import java.nio.charset.Charset;
-import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.List;
@@ -37,6 +37,7 @@ final class CopyCommand implements Callable<Integer> {
 
   @ParentCommand private Velk velk;
   @Mixin private HelpOption help;
+  @Mixin private ReportOptions reporting;
 
   @Option(
       names = "--from",
@@ -123,32 +124,11 @@ final class CopyCommand implements Callable<Integer> {
       description = "Jars of JDBC drivers; PostgreSQL's is here already.")
   private List<Path> drivers = List.of();
 
-  @Option(
-      names = {"-q", "--quiet"},
-      description = "No progress, and no report but that of --report.")
-  private boolean quiet;
-
-  @Option(
-      names = "--report",
-      paramLabel = "FILE",
-      description = {
-        "Write the report to this file, or to standard output (-); without it, it goes to standard"
-            + " error."
-      })
-  private String reportFile;
-
-  @Option(
-      names = "--report-format",
-      paramLabel = "text|json",
-      defaultValue = "text",
-      description = "How the report is written (default: ${DEFAULT-VALUE}).")
-  private ReportFormat reportFormat;
-
   @Override
   public Integer call() throws IOException {
     checkArguments();
     try {
-      return call(settings());
+      return call(rulesText());
     } catch (CopyException e) {
       List<String> all = e.findings();
       all.subList(0, all.size() - 1).forEach(finding -> velk.streams().say("velk: " + finding));
@@ -157,11 +137,15 @@ final class CopyCommand implements Callable<Integer> {
     }
   }
 
-  private int call(CopySettings settings) throws IOException {
+  private int call(String text) throws IOException {
+    RunFiles files = files();
+    List<String> rules = new RulesFile(text).maskingStrings();
+    CopySettings settings = settings(text);
     try (Sessions sessions = Sessions.begin(settings);
-        Engine engine = Engine.open();
+        Engine engine = files.engine(rules);
         MaskedCopy copy = MaskedCopy.open(engine, settings, sessions)) {
-      copy.warnings().forEach(this::warn);
+      files.keyWarnings().forEach(velk.streams()::warn);
+      copy.warnings().forEach(velk.streams()::warn);
       if (planOnly) {
         velk.print(plan(copy));
         return ExitCode.DONE;
@@ -180,20 +164,19 @@ final class CopyCommand implements Callable<Integer> {
 
   private int run(Engine engine, MaskedCopy copy) throws IOException {
     CopyReport report = new CopyReport();
-    try (Output told = reportFile == null ? null : new Output(reportFile, velk.streams())) {
-      try (Progress progress =
-          quiet ? Progress.none() : Progress.to(velk.streams(), PAGE * copy.pages())) {
+    try (ReportOutput told = reporting.open(velk.streams())) {
+      try (Progress progress = reporting.progress(velk.streams(), PAGE * copy.pages())) {
         report.from = new DatabaseUrl(from, "from", System.getenv()).toString();
         report.to = new DatabaseUrl(to, "to", System.getenv()).toString();
         report.engine = engine.library().identification();
-        run(copy, progress).forEach(report::add);
+        for (DatabaseCopy.TableResult table : run(copy, progress)) {
+          report.add(table, Masking.keyFingerprint(engine, table.key()));
+        }
       }
-      if (!quiet) {
-        report.unchanged().forEach(this::warn);
-      }
-      tell(report, told);
+      told.write(report);
+      told.commit();
     }
-    return report.errorCount() > 0 ? ExitCode.FIELD_ERRORS : ExitCode.DONE;
+    return reporting.exitCode(report);
   }
 
   private List<DatabaseCopy.TableResult> run(MaskedCopy copy, Progress progress)
@@ -202,30 +185,13 @@ final class CopyCommand implements Callable<Integer> {
         new Interruption(
             velk.streams(), () -> "stopped; the copy is not complete, --resume goes on with it");
     try {
-      return copy.run((rows, done) -> progress.update(rows, PAGE * done), this::warn);
+      return copy.run((rows, done) -> progress.update(rows, PAGE * done), velk.streams()::warn);
     } finally {
       interruption.close();
     }
   }
 
-  private void tell(CopyReport report, Output told) throws IOException {
-    String text = reportFormat == ReportFormat.JSON ? report.json() : report.text();
-    if (told != null) {
-      Charset charset =
-          Input.isStandard(reportFile) ? velk.streams().outCharset() : StandardCharsets.UTF_8;
-      told.write(text.getBytes(charset));
-      told.commit();
-    } else if (!quiet) {
-      velk.streams().err().print(text);
-      velk.streams().err().flush();
-    }
-  }
-
-  private void warn(String text) {
-    velk.streams().say("velk: warning: " + text);
-  }
-
-  private void checkArguments() throws IOException {
+  private void checkArguments() {
     if (jobs < 1 || jobs > MOST_JOBS) {
       throw Failure.usage("--jobs " + jobs + ": 1 to " + MOST_JOBS);
     }
@@ -235,17 +201,21 @@ final class CopyCommand implements Callable<Integer> {
     if (rows < 1) {
       throw Failure.usage("--piece-rows " + rows + ": at least 1");
     }
-    new RunFiles()
-        .reads("the rules file", rules.toString())
-        .writes("the report", reportFile)
-        .check();
   }
 
-  private CopySettings settings() {
+  private RunFiles files() {
+    RunFiles files = new RunFiles().reads("the rules file", rules.toString());
+    drivers.forEach(jar -> files.reads("a driver", jar.toString()));
+    return files
+        .reads("the file of passwords", PasswordFile.place().toString())
+        .writes("the report", reporting.file());
+  }
+
+  private CopySettings settings(String text) {
     return new CopySettings(
         new DatabaseUrl(from, "from", System.getenv()),
         new DatabaseUrl(to, "to", System.getenv()),
-        rulesText(),
+        text,
         tables,
         jobs,
         resume,

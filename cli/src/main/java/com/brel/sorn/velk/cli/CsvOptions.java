@@ -141,9 +141,8 @@ final class CsvOptions {
       if (first.get(0).indexOf(other) >= 0) {
         String named = other == '\t' ? TAB : "\"" + other + '"';
         String what = hasHeader() ? "the header" : "the first row";
-        streams.say(
-            "velk: warning: "
-                + what
+        streams.warn(
+            what
                 + " is one value with "
                 + named
                 + " in it: with --delimiter "

@@ -7,9 +7,6 @@ import com.brel.sorn.velk.masking.MaskingService;
 import com.brel.sorn.velk.masking.ParsedService;
 import java.io.IOException;
 import java.io.OutputStream;
-import java.nio.charset.Charset;
-import java.nio.charset.StandardCharsets;
-import java.util.List;
 import java.util.concurrent.Callable;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Mixin;
@@ -40,6 +37,7 @@ final class MaskCommand implements Callable<Integer> {
   @Mixin private MaskingStringSource maskingString;
   @Mixin private CsvOptions csv;
   @Mixin private OnErrorOptions onError;
+  @Mixin private ReportOptions reporting;
 
   @Option(
       names = {"-j", "--jobs"},
@@ -49,35 +47,6 @@ final class MaskCommand implements Callable<Integer> {
             + " with as many as there are processors, up to 4."
       })
   private Integer jobs;
-
-  @Option(
-      names = "--fail-on-unchanged",
-      description = {
-        "End with exit code 3 where a rule other than keep left values as they were; without it,"
-            + " that is a warning. The report counts them by column as left equal."
-      })
-  private boolean failOnUnchanged;
-
-  @Option(
-      names = {"-q", "--quiet"},
-      description = "No progress, no warnings of the results, and no report but that of --report.")
-  private boolean quiet;
-
-  @Option(
-      names = "--report",
-      paramLabel = "FILE",
-      description = {
-        "Write the report to this file, or to standard output (-); without it, it goes to standard"
-            + " error."
-      })
-  private String reportFile;
-
-  @Option(
-      names = "--report-format",
-      paramLabel = "text|json",
-      defaultValue = "text",
-      description = "How the report is written (default: ${DEFAULT-VALUE}).")
-  private ReportFormat reportFormat;
 
   @Parameters(paramLabel = "IN", description = "The CSV file in UTF-8; - is standard input.")
   private String in;
@@ -97,46 +66,18 @@ final class MaskCommand implements Callable<Integer> {
   private int run() throws IOException {
     Input input = new Input(in, velk.streams());
     checkArguments();
-    try (Masking masking = files().masking(maskingString.read());
+    RunFiles files = files();
+    try (Masking masking = files.masking(maskingString.read());
         Output output = new Output(out, velk.streams());
-        Output told = reportFile == null ? null : new Output(reportFile, velk.streams())) {
+        ReportOutput told = reporting.open(velk.streams())) {
       output.tellWhenStopped();
-      masking.keyWarning().ifPresent(text -> warn(List.of(text)));
+      files.keyWarnings().forEach(velk.streams()::warn);
       Report report = mask(masking, onError.policy(masking), input, output.stream());
-      warn(report.unchecked());
-      if (!quiet) {
-        warn(report.unchanged());
-      }
-      // A file is read by something else than this terminal.
-      int width = told == null ? velk.streams().terminalWidth() : 0;
-      String text = reportFormat.write(report, width);
-      if (told != null) {
-        Charset charset =
-            Input.isStandard(reportFile) ? velk.streams().outCharset() : StandardCharsets.UTF_8;
-        // What can fail does so before the output appears.
-        told.write(text.getBytes(charset));
-      }
+      told.write(report);
       output.commit();
-      if (told != null) {
-        told.commit();
-      } else if (!quiet) {
-        velk.streams().err().print(text);
-        velk.streams().err().flush();
-      }
-      return exitCode(report);
+      told.commit();
+      return reporting.exitCode(report);
     }
-  }
-
-  private void warn(List<String> warnings) {
-    warnings.forEach(text -> velk.streams().say("velk: warning: " + text));
-  }
-
-  private int exitCode(Report report) {
-    boolean flawed =
-        report.errorCount() > 0
-            || report.repeatCount() > 0
-            || failOnUnchanged && report.unchangedCount() > 0;
-    return flawed ? ExitCode.FIELD_ERRORS : ExitCode.DONE;
   }
 
   private void checkArguments() {
@@ -150,7 +91,7 @@ final class MaskCommand implements Callable<Integer> {
         .reads("the input", in)
         .reads("the rules file", maskingString.file())
         .writes("the output", out)
-        .writes("the report", reportFile);
+        .writes("the report", reporting.file());
   }
 
   private Report mask(Masking masking, ErrorPolicy policy, Input input, OutputStream output)
@@ -159,7 +100,7 @@ final class MaskCommand implements Callable<Integer> {
         ParsedService rules = masking.rulesOf(source);
         MaskingService service = rules.open()) {
       csv.requireNoBlankEnd(input, source);
-      warn(Masking.warnings(rules.columns()));
+      velk.streams().warn(Masking.warnings(rules.columns()));
       CsvMasking table = service.csv().onError(policy.replacement()).threads(threads(input));
       return report(masking, input, mask(table, policy, input, source, output));
     }
@@ -168,7 +109,7 @@ final class MaskCommand implements Callable<Integer> {
   private CsvReport mask(
       CsvMasking table, ErrorPolicy policy, Input input, CsvInput source, OutputStream output)
       throws IOException {
-    try (Progress progress = quiet ? Progress.none() : Progress.to(velk.streams(), input.size())) {
+    try (Progress progress = reporting.progress(velk.streams(), input.size())) {
       return table
           .onBlock(
               sofar -> {

@@ -108,17 +108,21 @@ final class Masking implements AutoCloseable {
     return parsed.key();
   }
 
-  /** What should be said of the key before it is used, if anything. */
-  Optional<String> keyWarning() {
-    return parsed.key().flatMap(KeyFile::warning);
-  }
-
   /** Says which key was used without saying the key: null where there is none. */
   String keyFingerprint() {
-    return parsed.key().map(this::fingerprint).orElse(null);
+    return keyFingerprint(engine, parsed.key().orElse(null));
   }
 
-  private String fingerprint(String place) {
+  /**
+   * Tells keys apart without telling a key.
+   *
+   * @param place where the key is, null where there is none
+   * @return its fingerprint, null where there is none
+   */
+  static String keyFingerprint(Engine engine, String place) {
+    if (place == null) {
+      return null;
+    }
     try (MaskingService service =
         engine
             .service("velk-key")

@@ -62,7 +62,7 @@ final class PreviewCommand implements Callable<Integer> {
         new RunFiles().reads("the input", in).reads("the rules file", maskingString.file());
     try (Masking masking = files.masking(maskingString.read());
         CsvInput source = csv.open(masking.engine(), input, velk.streams())) {
-      masking.keyWarning().ifPresent(text -> velk.streams().say("velk: warning: " + text));
+      files.keyWarnings().forEach(velk.streams()::warn);
       ParsedService rules = masking.rulesOf(source);
       List<List<String>> rows = read(source.reader());
       List<List<String>> table = new ArrayList<>();

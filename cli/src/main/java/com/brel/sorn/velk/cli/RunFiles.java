@@ -1,6 +1,9 @@
 package com.brel.sorn.velk.cli;
 
+import com.brel.sorn.velk.VELKException;
 import com.brel.sorn.velk.masking.ColumnRule;
+import com.brel.sorn.velk.masking.Engine;
+import com.brel.sorn.velk.masking.ParsedService;
 import java.io.IOException;
 import java.nio.file.FileSystems;
 import java.nio.file.Files;
@@ -8,8 +11,10 @@ import java.nio.file.InvalidPathException;
 import java.nio.file.LinkOption;
 import java.nio.file.Path;
 import java.util.ArrayList;
+import java.util.LinkedHashSet;
 import java.util.List;
 import java.util.Optional;
+import java.util.Set;
 import java.util.regex.MatchResult;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
@@ -34,6 +39,7 @@ final class RunFiles {
 
   private final List<Named> read = new ArrayList<>();
   private final List<Named> written = new ArrayList<>();
+  private final Set<String> keys = new LinkedHashSet<>();
 
   /**
    * Adds a file that is read.
@@ -65,30 +71,71 @@ final class RunFiles {
    * these are found by an engine that does not, because a trace is written from the start.
    */
   Masking masking(String text) throws IOException {
-    Optional<Path> trace = Tracing.file(System.getenv());
-    if (trace.isPresent()) {
-      writes("the trace", trace.get().toString());
-      check();
-      Tracing.requireWritable(trace.get());
+    if (addTrace()) {
       checkWith(Masking.untraced(text)).close();
       return new Masking(text);
     }
-    check();
     return checkWith(new Masking(text));
+  }
+
+  /**
+   * Opens the engine that is to read masking strings, in the same way. What is wrong with one of
+   * them is told by who masks by it.
+   */
+  Engine engine(List<String> maskingStrings) throws IOException {
+    if (addTrace()) {
+      checkWith(Masking.untracedEngine(), maskingStrings).close();
+      return Engine.open();
+    }
+    return checkWith(Engine.open(), maskingStrings);
+  }
+
+  /** Whether there is a trace, which can be written and takes the place of no other file so far. */
+  private boolean addTrace() throws IOException {
+    Optional<Path> trace = Tracing.file(System.getenv());
+    trace.ifPresent(file -> writes("the trace", file.toString()));
+    check();
+    trace.ifPresent(Tracing::requireWritable);
+    return trace.isPresent();
   }
 
   private Masking checkWith(Masking masking) throws IOException {
     try {
-      masking.keyPlace().filter(place -> place.startsWith(KEY_FILE)).ifPresent(this::addKey);
-      for (ColumnRule rule : masking.rules()) {
-        addFiles(rule.rule().arguments());
-      }
+      addFilesOf(masking.keyPlace(), masking.rules());
       check();
       return masking;
     } catch (IOException | RuntimeException e) {
       masking.close();
       throw e;
     }
+  }
+
+  private Engine checkWith(Engine engine, List<String> maskingStrings) throws IOException {
+    try {
+      for (String text : maskingStrings) {
+        try (ParsedService parsed = engine.parse(text)) {
+          addFilesOf(parsed.key(), parsed.columns());
+        } catch (IllegalArgumentException | VELKException e) {
+          // It names no file then.
+        }
+      }
+      check();
+      return engine;
+    } catch (IOException | RuntimeException e) {
+      engine.close();
+      throw e;
+    }
+  }
+
+  private void addFilesOf(Optional<String> key, List<ColumnRule> rules) {
+    key.ifPresent(keys::add);
+    key.filter(place -> place.startsWith(KEY_FILE)).ifPresent(this::addKey);
+    rules.forEach(rule -> addFiles(rule.rule().arguments()));
+  }
+
+  /** What should be said of the keys of the masking strings before they are used, if anything. */
+  List<String> keyWarnings() {
+    return keys.stream().map(KeyFile::warning).flatMap(Optional::stream).toList();
   }
 
   private void addKey(String place) {
@@ -144,7 +191,7 @@ final class RunFiles {
     for (int i = 0; i < written.size(); i++) {
       Named file = written.get(i);
       for (Named other : read) {
-        if (isSame(file.path, other.path) && Files.isRegularFile(other.path)) {
+        if (isSame(file.path, other.path) && !mayBeBoth(other.path)) {
           throw Failure.usage(file.what + " would take the place of " + other.what);
         }
       }
@@ -154,6 +201,11 @@ final class RunFiles {
         }
       }
     }
+  }
+
+  /** As a terminal is, and the one connection of a process that was begun from elsewhere. */
+  private static boolean mayBeBoth(Path file) throws IOException {
+    return !Files.isRegularFile(file) && !Target.isPipe(file);
   }
 
   private static boolean isNowhere(Path file) throws IOException {

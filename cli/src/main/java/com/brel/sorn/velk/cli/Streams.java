@@ -28,6 +28,8 @@ record Streams(
     PrintStream err,
     Charset errCharset,
     int terminalWidth) {
+  /** Lines that say the same, beyond which nobody reads on. */
+  private static final int MOST_WARNINGS = 20;
 
   /** Those of the process. */
   static Streams standard() {
@@ -104,5 +106,18 @@ record Streams(
   void say(String line) {
     err.print(Show.lines(line) + "\n");
     err.flush();
+  }
+
+  /** Says what is to be known of a run, though it goes on. */
+  void warn(String text) {
+    say("velk: warning: " + text);
+  }
+
+  /** Says the same of some columns, and of many that there are more. */
+  void warn(List<String> texts) {
+    texts.stream().limit(MOST_WARNINGS).forEach(this::warn);
+    if (texts.size() > MOST_WARNINGS) {
+      warn("the same is true of " + Show.counted(texts.size() - MOST_WARNINGS, "other column"));
+    }
   }
 }

@@ -11,6 +11,7 @@ final class Target {
   private static final int MOST_LINKS = 40;
   private static final int KIND = 0170000;
   private static final int BLOCK_DEVICE = 0060000;
+  private static final int PIPE = 0010000;
 
   private Target() {}
 
@@ -59,7 +60,17 @@ final class Target {
 
   /** A disk is never written over, whoever may. */
   static boolean isDisk(Path file) throws IOException {
+    return isOfKind(file, BLOCK_DEVICE);
+  }
+
+  /** A pipe with a name gives what is written into it to whoever reads it. */
+  static boolean isPipe(Path file) throws IOException {
+    return isOfKind(file, PIPE);
+  }
+
+  private static boolean isOfKind(Path file, int kind) throws IOException {
     return file.getFileSystem().supportedFileAttributeViews().contains("unix")
-        && ((int) Files.getAttribute(file, "unix:mode") & KIND) == BLOCK_DEVICE;
+        && Files.exists(file)
+        && ((int) Files.getAttribute(file, "unix:mode") & KIND) == kind;
   }
 }

@@ -10,6 +10,7 @@ import com.fasterxml.jackson.databind.ObjectMapper;
 import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.attribute.PosixFilePermissions;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.regex.Pattern;
@@ -244,12 +245,43 @@ class CopyIT {
     assertEquals(
         "public.old 2", tables.get(0).get("name").asText() + " " + tables.get(0).get("rows"));
     assertEquals(
-        "{\"name\":\"x\",\"rule\":\"hash\",\"masked\":2,\"nullsKept\":0,\"leftEqual\":0,\"errors\":{}}",
+        "{\"name\":\"x\",\"rule\":\"hash\",\"rows\":2,\"masked\":2,\"nullsKept\":0,\"leftEqual\":0,\"errors\":{}}",
         tables.get(0).get("columns").get(0).toString());
     assertEquals(
         "2|1",
         server.row(
             "other", "SELECT (SELECT count(*) FROM ONLY old), (SELECT count(*) FROM young)"));
+  }
+
+  @Test
+  void theReportTellsKeysApartAndWhatStayedAsItWas() throws IOException {
+    String[] tables = {
+      "CREATE TABLE a (x text)", "CREATE TABLE b (x text)", "CREATE TABLE c (x int)"
+    };
+    server.create("family");
+    server.execute("family", tables);
+    server.execute("family", "INSERT INTO a VALUES ('-')", "INSERT INTO b VALUES ('1')");
+    server.create("other");
+    server.execute("other", tables);
+    Path key = Files.writeString(folder.resolve("key"), "0123456789abcdef0123456789abcdef");
+    Files.setPosixFilePermissions(key, PosixFilePermissions.fromString("rw-r--r--"));
+    String rules =
+        "service=s\n[public.a]\nkey=file:"
+            + key
+            + " x=partial(keep_last=1, with='-')\n"
+            + "[public.b]\nkey=env:MASK_KEY x=hash\n[public.c]=keep\n";
+    Run run = copyOf("family", "other", rules, "--fail-on-unchanged", "--report", "-");
+    run.expect(ExitCode.FIELD_ERRORS);
+    String open = "velk: warning: others than its owner may read the key file ";
+    assertTrue(run.err().startsWith(open), run.err());
+    String unchanged = "table public.a, column \"x\": 1 value came out as it went in\n";
+    assertTrue(run.err().contains("velk: warning: " + unchanged), run.err());
+    List<String> keys =
+        run.out().lines().filter(line -> line.contains("key fingerprint: ")).toList();
+    assertEquals(2, keys.size());
+    assertTrue(keys.get(0).matches("table public.a, key fingerprint: [0-9a-z]{16}"), keys.get(0));
+    assertTrue(keys.get(1).matches("table public.b, key fingerprint: [0-9a-z]{16}"), keys.get(1));
+    assertNotEquals(keys.get(0).split(": ")[1], keys.get(1).split(": ")[1]);
   }
 
   @Test

@@ -642,6 +642,58 @@ class LauncherIT {
   }
 
   @Test
+  void aTraceOfACopyIsNotWrittenOverWhatItReads() throws Exception {
+    Path list = Files.writeString(folder.resolve("list"), "Anna\nBert\nCarl\nDora\n");
+    Path rules =
+        Files.writeString(
+            folder.resolve("rules"),
+            "service=s key=env:MASK_KEY\n[public.t]\na=dict(file='" + list + "', scope=x)\n");
+    String nowhere = "postgresql://127.0.0.1:1/";
+    String[] arguments = {
+      "copy", "--from", nowhere + "a", "--to", nowhere + "b", "-r", rules.toString()
+    };
+    for (Map.Entry<String, Path> file :
+        Map.of("the rules file", rules, "a dictionary", list).entrySet()) {
+      byte[] before = Files.readAllBytes(file.getValue());
+      Map<String, String> trace =
+          Map.of("VELK_TRACE", "all", "VELK_TRACE_FILE", file.getValue().toString());
+      Ended run = start(trace, LAUNCHER.toString(), arguments);
+      String told = "velk: the trace would take the place of " + file.getKey();
+      assertEquals(told, run.err().strip());
+      assertEquals(ExitCode.USAGE, run.exitCode());
+      assertArrayEquals(before, Files.readAllBytes(file.getValue()));
+    }
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = "its files have no such modes")
+  void aReportOfACopyIsNotWrittenOverPasswords() throws Exception {
+    Path rules = Files.writeString(folder.resolve("rules"), "[public.t] = keep\n");
+    Path passwords = Files.writeString(folder.resolve("passwords"), "*:*:*:me:secret\n");
+    String nowhere = "postgresql://127.0.0.1:1/";
+    for (String mode : List.of("rw-------", "rw-r--r--")) {
+      Files.setPosixFilePermissions(passwords, PosixFilePermissions.fromString(mode));
+      Ended run =
+          start(
+              Map.of("PGPASSFILE", passwords.toString()),
+              LAUNCHER.toString(),
+              "copy",
+              "--from",
+              nowhere + "a",
+              "--to",
+              nowhere + "b",
+              "-r",
+              rules.toString(),
+              "--report",
+              passwords.toString());
+      String told = "velk: the report would take the place of the file of passwords";
+      assertEquals(told, run.err().strip());
+      assertEquals(ExitCode.USAGE, run.exitCode());
+      assertEquals("*:*:*:me:secret\n", Files.readString(passwords));
+    }
+  }
+
+  @Test
   void aTraceThatCannotBeWrittenIsTold() throws Exception {
     Files.writeString(folder.resolve("in"), "a\nx\n");
     String[] arguments = {"mask", "-q", "-s", "service=s a=keep", "-", "-"};

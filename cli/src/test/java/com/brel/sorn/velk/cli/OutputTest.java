@@ -2,6 +2,7 @@ package com.brel.sorn.velk.cli;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertTimeoutPreemptively;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
@@ -10,6 +11,7 @@ import java.nio.file.Files;
 import java.nio.file.LinkOption;
 import java.nio.file.Path;
 import java.nio.file.attribute.PosixFilePermissions;
+import java.time.Duration;
 import java.util.List;
 import java.util.concurrent.CompletableFuture;
 import java.util.stream.Stream;
@@ -155,6 +157,20 @@ class OutputTest {
       Run run = Run.velk("mask", "-qj", jobs, "-s", "service=s * = keep", pipe.toString(), "-");
       assertEquals(csv, run.expect(ExitCode.DONE).out());
     }
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = POSIX)
+  void aPipeThatWouldBeReadAndWrittenIsRefused() throws Exception {
+    Path pipe = folder.resolve("pipe");
+    assertEquals(0, new ProcessBuilder("mkfifo", pipe.toString()).start().waitFor());
+    String name = pipe.toString();
+    Run run =
+        assertTimeoutPreemptively(
+            Duration.ofSeconds(20),
+            () -> Run.velk("mask", "-qs", "service=s * = keep", name, name));
+    assertEquals(
+        "velk: the output would take the place of the input\n", run.expect(ExitCode.USAGE).err());
   }
 
   @Test

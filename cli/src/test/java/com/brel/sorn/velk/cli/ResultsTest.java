@@ -88,6 +88,22 @@ class ResultsTest {
   }
 
   @Test
+  void ofAThousandColumnsTheFirstAreToldOfAndHowManyThereAre() throws IOException {
+    StringBuilder header = new StringBuilder("c0");
+    StringBuilder row = new StringBuilder("x");
+    for (int i = 1; i < 1000; i++) {
+      header.append(",c").append(i);
+      row.append(",x");
+    }
+    Run run = Run.mask("service=s *=fixed('x')", header + "\n" + row + "\n");
+    List<String> warnings =
+        run.expect(ExitCode.DONE).err().lines().filter(line -> line.contains("warning")).toList();
+    assertEquals(21, warnings.size());
+    assertEquals("velk: warning: column \"c19\": 1 value came out as it went in", warnings.get(19));
+    assertEquals("velk: warning: the same is true of 980 other columns", warnings.get(20));
+  }
+
+  @Test
   void emptyValuesHaveNothingThatCouldHaveBeenMasked() throws IOException {
     String csv = "a,b\n\"\",\n\"\",\n";
     Run run =

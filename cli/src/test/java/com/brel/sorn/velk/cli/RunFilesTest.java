@@ -100,6 +100,50 @@ class RunFilesTest {
   }
 
   @Test
+  void aCopyWritesOverNothingThatItReads() throws IOException {
+    Path sections =
+        Files.writeString(
+            folder.resolve("sections"),
+            "service=s\n[public.other] = keep\n[public.wrong]\n= =\n[public.t]\nkey='file:"
+                + key
+                + "' a=dict("
+                + file("'", "''")
+                + ")\n");
+    Path driver = Files.writeString(folder.resolve("driver.jar"), "x");
+    Map<String, Path> files =
+        Map.of(
+            "the rules file", sections,
+            "the key file", key,
+            "a dictionary", dictionary,
+            "a driver", driver);
+    for (Map.Entry<String, Path> file : files.entrySet()) {
+      byte[] before = Files.readAllBytes(file.getValue());
+      Run run = copy(sections, driver, named("hard link", file.getValue()));
+      String told = "velk: the report would take the place of " + file.getKey() + "\n";
+      assertEquals(told, run.expect(ExitCode.USAGE).err());
+      assertArrayEquals(before, Files.readAllBytes(file.getValue()));
+      Files.delete(folder.resolve("hard"));
+    }
+  }
+
+  /** Nobody is asked where these databases are. */
+  private static Run copy(Path rules, Path driver, Path report) {
+    String nowhere = "postgresql://127.0.0.1:1/";
+    return Run.velk(
+        "copy",
+        "--from",
+        nowhere + "a",
+        "--to",
+        nowhere + "b",
+        "--rules",
+        rules.toString(),
+        "--driver-path",
+        driver.toString(),
+        "--report",
+        report.toString());
+  }
+
+  @Test
   void theSameRunToAnotherPlaceIsMasked() throws IOException {
     Path out = folder.resolve("out.csv");
     Run.velk("mask", "-r", rules.toString(), in.toString(), out.toString()).expect(ExitCode.DONE);

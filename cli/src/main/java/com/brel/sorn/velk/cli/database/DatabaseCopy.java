@@ -43,9 +43,10 @@ public final class DatabaseCopy implements MaskedCopy {
    * @param rows its rows
    * @param rules the rules of its columns; empty where it went over as it is
    * @param columns what became of the values of these columns
+   * @param key where the key of its rules is, null where they have none
    */
   public record TableResult(
-      String name, long rows, List<ColumnRule> rules, List<ColumnResult> columns) {}
+      String name, long rows, List<ColumnRule> rules, List<ColumnResult> columns, String key) {}
 
   private final Engine engine;
   private final CopySettings settings;
@@ -416,7 +417,9 @@ public final class DatabaseCopy implements MaskedCopy {
           }
         }
       }
-      results.add(new TableResult(step.source().name().toString(), rows, step.rules(), columns));
+      results.add(
+          new TableResult(
+              step.source().name().toString(), rows, step.rules(), columns, step.key()));
     }
     return results;
   }

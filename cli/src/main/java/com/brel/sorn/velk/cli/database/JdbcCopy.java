@@ -346,7 +346,8 @@ final class JdbcCopy implements MaskedCopy {
           }
         }
       }
-      results.add(new TableResult(step.name(), rows, step.step().rules(), columns));
+      results.add(
+          new TableResult(step.name(), rows, step.step().rules(), columns, step.step().key()));
     }
     return results;
   }

@@ -10,7 +10,7 @@ import java.util.Optional;
 import java.util.Set;
 
 /** The file of passwords, {@code .pgpass}: one that others may read is not used, as with psql. */
-final class PasswordFile {
+public final class PasswordFile {
   private static final String PROPERTY = "org.postgresql.pgpassfile";
   private static final Set<PosixFilePermission> OTHERS =
       EnumSet.of(
@@ -21,6 +21,7 @@ final class PasswordFile {
           PosixFilePermission.OTHERS_WRITE,
           PosixFilePermission.OTHERS_EXECUTE);
 
+  private static final Path FILE = find();
   private static final Optional<String> REFUSAL = look();
 
   private PasswordFile() {}
@@ -34,16 +35,27 @@ final class PasswordFile {
     return REFUSAL;
   }
 
-  private static Optional<String> look() {
+  /**
+   * Tells where it is.
+   *
+   * @return a file that need not be there
+   */
+  public static Path place() {
+    return FILE;
+  }
+
+  private static Path find() {
     String named = System.getProperty(PROPERTY, System.getenv("PGPASSFILE"));
-    Path file =
-        named == null ? Path.of(System.getProperty("user.home"), ".pgpass") : Path.of(named);
-    if (isOwnAlone(file)) {
+    return named == null ? Path.of(System.getProperty("user.home"), ".pgpass") : Path.of(named);
+  }
+
+  private static Optional<String> look() {
+    if (isOwnAlone(FILE)) {
       return Optional.empty();
     }
     // The driver looks here first, and there is nothing below a file.
-    System.setProperty(PROPERTY, file.resolve("none").toString());
-    return Optional.of(file + " is not used, for others may use it too: chmod 0600");
+    System.setProperty(PROPERTY, FILE.resolve("none").toString());
+    return Optional.of(FILE + " is not used, for others may use it too: chmod 0600");
   }
 
   private static boolean isOwnAlone(Path file) {

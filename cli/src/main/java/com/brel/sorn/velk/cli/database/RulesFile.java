@@ -97,6 +97,18 @@ public final class RulesFile {
         : part;
   }
 
+  /**
+   * Gives the masking strings of the tables that do not go over as they are.
+   *
+   * @return one for each, in the order of the file
+   */
+  public List<String> maskingStrings() {
+    return sections.values().stream()
+        .filter(section -> !section.keep())
+        .map(Section::maskingString)
+        .toList();
+  }
+
   /** The sections by their tables, in the order of the file. */
   Map<TableName, Section> sections() {
     return sections;
