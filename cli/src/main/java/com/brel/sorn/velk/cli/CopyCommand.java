@@ -93,9 +93,9 @@ final class CopyCommand implements Callable<Integer> {
   @Option(
       names = "--piece-pages",
       paramLabel = "N",
-      defaultValue = "1024",
+      defaultValue = "2048",
       description = {
-        "Commit N pages of a table together (default: ${DEFAULT-VALUE}, which is 8 MiB)."
+        "Commit N pages of a table together (default: ${DEFAULT-VALUE}, which is 16 MiB)."
       })
   private long pages;
 
