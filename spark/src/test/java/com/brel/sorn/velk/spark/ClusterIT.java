@@ -59,9 +59,7 @@ class ClusterIT {
   /** The file and what the command makes of it: some names are too long, some cards are none. */
   @BeforeAll
   static void askTheCommand() throws Exception {
-    for (Path folder : List.of(FOLDER.resolve("home/jars"), TEMPORARY, EVENTS)) {
-      Files.createDirectories(folder);
-    }
+    layOut();
     StringBuilder text = new StringBuilder("id,name,card,born\n");
     for (int i = 0; i < ROWS; i++) {
       String name = i % 100 == 7 ? "A name that is too long " + i : "Zoë " + i;
@@ -82,6 +80,12 @@ class ClusterIT {
     }
   }
 
+  private static void layOut() {
+    for (Path folder : List.of(FOLDER.resolve("home/jars"), TEMPORARY, EVENTS)) {
+      assertTrue(folder.toFile().isDirectory() || folder.toFile().mkdirs());
+    }
+  }
+
   private void start(int executors, int cores) {
     start(executors, cores, "", 4);
   }
@@ -97,6 +101,12 @@ class ClusterIT {
    * @param tries how often a task is tried
    */
   static SparkSession cluster(int executors, int cores, String options, int tries) {
+    return builder(executors, cores, options, tries).getOrCreate();
+  }
+
+  /** The same, of which more can be said. */
+  static SparkSession.Builder builder(int executors, int cores, String options, int tries) {
+    layOut();
     return SparkSession.builder()
         .master("local-cluster[%d,%d,1024]".formatted(executors, cores))
         .appName("cluster")
@@ -112,8 +122,7 @@ class ClusterIT {
             "-Dvelk.test.log=info -Djava.io.tmpdir=" + TEMPORARY + options)
         .config("spark.executorEnv.JAVA_HOME", executorJava())
         .config("spark.task.maxFailures", tries)
-        .config("spark.velk.key", "env:MASK_KEY")
-        .getOrCreate();
+        .config("spark.velk.key", "env:MASK_KEY");
   }
 
   /**
