@@ -125,6 +125,7 @@ public final class MaskExec extends SparkPlan implements UnaryExecNode {
             Plans.list(results),
             Plans.expressions(Plans.list(list)),
             Plans.list(child.output()),
+            MaskingErrors.newRun(),
             longMetric(ROWS),
             longMetric(ERRORS));
     return child

@@ -33,6 +33,7 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
    * @param results what becomes of each of these
    * @param list what comes out, by the given columns and the results
    * @param given the columns of the rows that come in
+   * @param run tells one action's masking from others'
    */
   record Step(
       TableMasking masking,
@@ -40,6 +41,7 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
       List<Attribute> results,
       List<Expression> list,
       List<Attribute> given,
+      long run,
       SQLMetric rows,
       SQLMetric errors)
       implements PartitionEvaluatorFactory<InternalRow, InternalRow> {
@@ -49,7 +51,7 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
     }
 
     private Iterator<InternalRow> eval(int part, Seq<Iterator<InternalRow>> rows) {
-      return new MaskedPart(this, rows.apply(0));
+      return new MaskedPart(this, new MaskingErrors.Part(run, part), rows.apply(0));
     }
 
     private int[] ordinals() {
@@ -67,6 +69,7 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
   }
 
   private final Step step;
+  private final MaskingErrors.Part part;
   private final TableMasking masking;
   private final Iterator<InternalRow> rows;
   private final HeldRows held;
@@ -93,8 +96,9 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
   /** The rows of all batches before. */
   private long before;
 
-  MaskedPart(Step step, Iterator<InternalRow> rows) {
+  MaskedPart(Step step, MaskingErrors.Part part, Iterator<InternalRow> rows) {
     this.step = step;
+    this.part = part;
     this.masking = step.masking();
     this.rows = rows;
     this.held = new HeldRows(step.given());
@@ -198,6 +202,6 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
 
   private void report(int row, int column, int code, String reason) {
     step.errors().add(1);
-    masking.report(before + row, column, code, reason);
+    masking.report(part, before + row, column, code, reason);
   }
 }

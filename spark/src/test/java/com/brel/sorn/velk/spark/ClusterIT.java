@@ -41,7 +41,7 @@ import org.junit.jupiter.api.Test;
  */
 class ClusterIT {
   /** Unknown to executors, which have this class for its functions alone. */
-  private static final Path FOLDER = Path.of(System.getProperty("velk.cluster", "none"));
+  static final Path FOLDER = Path.of(System.getProperty("velk.cluster", "none"));
 
   private static final Path TEMPORARY = FOLDER.resolve("tmp");
   private static final Path EVENTS = FOLDER.resolve("events");
@@ -158,6 +158,10 @@ class ClusterIT {
   }
 
   private Dataset<Row> table() {
+    return table(spark);
+  }
+
+  static Dataset<Row> table(SparkSession spark) {
     return spark
         .read()
         .option("header", true)
@@ -316,7 +320,7 @@ class ClusterIT {
   }
 
   /** Rows that end their executor the first time that it has masked enough of them. */
-  private record KilledOnce(Iterator<Row> rows, String mark, int[] count) implements Iterator<Row> {
+  record KilledOnce(Iterator<Row> rows, String mark, int[] count) implements Iterator<Row> {
     KilledOnce(Iterator<Row> rows, String mark) {
       this(rows, mark, new int[1]);
     }
