@@ -160,8 +160,11 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
   }
 
   private void end() {
-    most.end();
-    all.end();
+    try {
+      most.end();
+    } finally {
+      all.end();
+    }
   }
 
   private void leaveBatch() {

@@ -227,7 +227,7 @@ class ClusterIT {
         failure.toString().matches("(?s).*(9001|Provider_[A-Z]\\w+ failed).*"), failure::toString);
   }
 
-  private static Path engineOfTurns(String name, String... options) throws Exception {
+  static Path engineOfTurns(String name, String... options) throws Exception {
     Path built = Path.of(System.getProperty("velk.native.dir"));
     Path engine = FOLDER.resolve(name);
     Files.createDirectories(engine.resolve("real"));
@@ -239,6 +239,7 @@ class ClusterIT {
     List<String> compiler =
         new ArrayList<>(List.of("g++", "-std=c++20", "-shared", "-fPIC", "-Wall", "-Werror"));
     compiler.addAll(List.of(options));
+    compiler.add("-I../include");
     compiler.addAll(List.of("-Wl,-soname,libVELKProvider.so", "src/test/native/turns_engine.cpp"));
     compiler.addAll(List.of("-ldl", "-o", engine.resolve("libVELKProvider.so").toString()));
     assertEquals(0, new ProcessBuilder(compiler).inheritIO().start().waitFor());

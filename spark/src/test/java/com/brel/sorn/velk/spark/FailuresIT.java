@@ -86,4 +86,23 @@ class FailuresIT {
     assertTrue(failure.contains(folder), failure);
     assertFalse(failure.contains("UnsatisfiedLinkError"), failure);
   }
+
+  /**
+   * An engine that says of a row that it is in error, and of no value: none of it can be trusted.
+   */
+  @Test
+  void aRowThatTheEngineRefusesKeepsNothing() throws Exception {
+    Path engine = ClusterIT.engineOfTurns("refuses", "-DREFUSES_ROWS");
+    start(ClusterIT.builder(1, 1, " -Dvelk.library.dir=" + engine, 1));
+    String rules = RULES + " name=keep";
+    Dataset<Row> rows = rows().selectExpr("*", "concat('name ', id) as name").coalesce(1);
+    MaskingErrors errors = MaskingErrors.in(spark, "errors");
+    Dataset<Row> masked = VelkMasking.mask(rows, rules, errors);
+    MaskingErrors shownErrors = MaskingErrors.in(spark, "errors");
+    Dataset<Row> shown = VelkMasking.mask(rows, rules + "\n# on_null", shownErrors);
+    assertEquals(LocalSpark.sorted(shown), LocalSpark.sorted(masked));
+    assertEquals(shownErrors.value(), errors.value());
+    assertTrue(masked.where("id = 0").first().isNullAt(2), "what is kept of it, too");
+    assertEquals("name 1", masked.where("id = 1").first().get(2));
+  }
 }

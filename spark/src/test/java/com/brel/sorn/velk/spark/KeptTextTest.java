@@ -18,6 +18,7 @@ import java.util.Random;
 import org.apache.spark.sql.Dataset;
 import org.apache.spark.sql.Row;
 import org.apache.spark.sql.RowFactory;
+import org.apache.spark.sql.RuntimeConfig;
 import org.apache.spark.sql.types.StructType;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.Test;
@@ -156,6 +157,18 @@ class KeptTextTest {
     return new Result(all, errors.value(), MaskStepTest.errors(shown));
   }
 
+  private static Result withoutGeneratedCode(Dataset<Row> rows, String rules) {
+    RuntimeConfig settings = LocalSpark.session().conf();
+    settings.set("spark.sql.codegen.wholeStage", false);
+    settings.set("spark.sql.codegen.factoryMode", "NO_CODEGEN");
+    try {
+      return masked(rows, rules);
+    } finally {
+      settings.unset("spark.sql.codegen.wholeStage");
+      settings.unset("spark.sql.codegen.factoryMode");
+    }
+  }
+
   @ParameterizedTest
   @CsvSource({"0,''", "1500,''", "3,''", "1500,null", "3,null", "1500,fixed('?')", "2,fixed('?')"})
   void theyAreWhatTheyWereInTheEnginesHands(int oneIn, String onError) {
@@ -166,6 +179,7 @@ class KeptTextTest {
       Result around = masked(rows, rules);
       Result shown = masked(rows, rules + ALL_SHOWN);
       assertEquals(shown, around);
+      assertEquals(shown, withoutGeneratedCode(rows, rules));
       assertEquals(3500, around.rows().size());
       long flaws = around.errors().getOrDefault("a", Map.of()).size();
       assertEquals(oneIn > 0, flaws > 0, "kept values with errors");
