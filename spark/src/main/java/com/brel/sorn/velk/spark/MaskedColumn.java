@@ -42,6 +42,11 @@ final class MaskedColumn {
     this.values = new Object[made ? MaskedPart.MOST_ROWS : 0];
   }
 
+  /** Where it is in the rows that are given. */
+  int ordinal() {
+    return ordinal;
+  }
+
   /** Whether its texts are kept, and the engine is shown rows in which one is no text. */
   boolean isChecked() {
     return way == Way.CHECKED;

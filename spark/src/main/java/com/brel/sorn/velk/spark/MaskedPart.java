@@ -2,6 +2,7 @@ package com.brel.sorn.velk.spark;
 
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.Collections;
 import java.util.List;
 import java.util.NoSuchElementException;
 import java.util.Objects;
@@ -86,7 +87,17 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
   private final ShownColumns all;
   private final MaskedRow results;
   private final JoinedRow joined;
-  private final UnsafeProjection completes;
+
+  /**
+   * Writes rows that come out; kept texts are read as they were given, and only if all are texts.
+   */
+  private final UnsafeProjection straight;
+
+  /** Writes any rows; null before there are such. */
+  private UnsafeProjection any;
+
+  /** Which of both is for the batch. */
+  private UnsafeProjection writes;
 
   /** How many rows of the batch are masked, and how many of these were asked for. */
   private int ready;
@@ -111,9 +122,26 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
     this.most = shown.isEmpty() ? all : new ShownColumns(masking, shown, columns);
     this.results = new MaskedRow(sent);
     this.joined = new JoinedRow(held.row(), results);
-    List<Attribute> joinedColumns = new ArrayList<>(step.given());
-    joinedColumns.addAll(step.results());
-    this.completes = UnsafeProjection.create(Plans.seq(step.list()), Plans.seq(joinedColumns));
+    List<Attribute> swapped = joinedColumns();
+    for (int i = 0; i < sent.size(); i++) {
+      if (sent.get(i).isChecked()) {
+        Collections.swap(swapped, sent.get(i).ordinal(), step.given().size() + i);
+      }
+    }
+    this.straight = UnsafeProjection.create(Plans.seq(step.list()), Plans.seq(swapped));
+  }
+
+  private List<Attribute> joinedColumns() {
+    List<Attribute> all = new ArrayList<>(step.given());
+    all.addAll(step.results());
+    return all;
+  }
+
+  private UnsafeProjection any() {
+    if (any == null) {
+      any = UnsafeProjection.create(Plans.seq(step.list()), Plans.seq(joinedColumns()));
+    }
+    return any;
   }
 
   private static MaskedColumn[] columns(Step step, HeldRows held) {
@@ -156,7 +184,7 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
     held.at(next);
     results.at(next);
     next++;
-    return completes.apply(joined);
+    return writes.apply(joined);
   }
 
   private void end() {
@@ -185,9 +213,11 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
       held.add(rows.next());
       texts = texts && keptAreTexts();
     }
-    if (!texts || !most.mask(held, this::report)) {
+    boolean stay = texts && most != all && most.mask(held, this::report);
+    if (!stay) {
       all.mask(held, this::report);
     }
+    writes = stay ? straight : any();
     ready = held.count();
     step.rows().add(ready);
   }

@@ -111,6 +111,16 @@ class OddTablesTest {
     assertEquals(7, row.get(2));
   }
 
+  /** The same column, so that the plan has one of it. */
+  @Test
+  void aColumnThatIsThereSeveralTimes() {
+    Dataset<Row> rows = spark.sql("select 'Ada' as n, 'Löw' as l from range(3)");
+    Dataset<Row> several = rows.select("n", "l", "n", "n", "l");
+    Row row = VelkMasking.mask(several, START + "$1=keep $2=keep $3=hash $4=keep $5=hash").first();
+    Row hashes = spark.sql("select velk_mask('Ada', 'hash'), velk_mask('Löw', 'hash')").first();
+    assertEquals(RowFactory.create("Ada", "Löw", hashes.get(0), "Ada", hashes.get(1)), row);
+  }
+
   @Test
   void aShuffleBehindItMovesMaskedRows() {
     Dataset<Row> rows = spark.range(0, 3000, 1, 3).selectExpr("id", "concat('p', id) as name");
