@@ -1,12 +1,17 @@
 // A provider library that passes each call on to the real one, which lies in the folder "real" beside it, and
 // fails a call that comes while another is under way. It says that it allows threads only where
-// ALLOWS_THREADS is defined.
+// ALLOWS_THREADS is defined. Where REFUSES_ROWS is, the first row of each call is in error, and none of its
+// values.
 
 #include <atomic>
 #include <cstdint>
 #include <dlfcn.h>
 #include <string>
 #include <unistd.h>
+
+#if defined(REFUSES_ROWS)
+#include "records/rowdata.h"
+#endif
 
 namespace {
 
@@ -49,6 +54,15 @@ Word alone(const char* name, Word a, Word b, Word c, Word d, Word e, Word f)
     return status;
 }
 
+Word serve(Word a, Word b, Word c, Word d, Word e, Word f)
+{
+    const Word status = alone("Provider_Service", a, b, c, d, e, f);
+#if defined(REFUSES_ROWS)
+    reinterpret_cast<velk::RWST*>(d)->firstRow->hasError = 1;
+#endif
+    return status;
+}
+
 } // namespace
 
 // All arguments are whole numbers and addresses, at most six: they pass through as they came.
@@ -63,7 +77,7 @@ Word alone(const char* name, Word a, Word b, Word c, Word d, Word e, Word f)
 ALONE(Provider_FrmwInit)
 ALONE(Provider_FrmwTerm)
 ALONE(Provider_Init)
-ALONE(Provider_Service)
+PASS_ON(Provider_Service, serve(a, b, c, d, e, f))
 ALONE(Provider_Term)
 ANY_TIME(Provider_GetErrorMessage)
 ANY_TIME(Provider_ListFile)

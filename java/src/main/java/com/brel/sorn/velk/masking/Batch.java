@@ -9,7 +9,6 @@ import java.util.List;
 import java.util.Map;
 import java.util.Objects;
 import java.util.Optional;
-import java.util.stream.IntStream;
 import org.jspecify.annotations.Nullable;
 
 /**
@@ -56,10 +55,11 @@ public final class Batch implements AutoCloseable {
   private boolean masked;
   private boolean closed;
 
-  Batch(MaskingService service) {
-    int width = service.running().size();
+  /** A batch of some of the service's columns. */
+  Batch(MaskingService service, int[] some) {
+    int width = some.length;
     onError = service.onError();
-    lane = service.openLane(IntStream.range(0, width).toArray(), onError);
+    lane = service.openLane(some, onError);
     columns = new BatchColumn[width];
     results = new BatchResult[width];
     Arrays.setAll(columns, i -> new BatchColumn());

@@ -42,6 +42,15 @@ record BulkOrder(List<Integer> sent, int[] places) {
         && !column.unique();
   }
 
+  /** A table may lack columns that go round the engine, and no others. */
+  void requireAllSent(int[] table) {
+    List<Integer> lacking = new ArrayList<>(sent);
+    lacking.removeAll(Arrays.stream(table).boxed().toList());
+    if (!lacking.isEmpty()) {
+      throw new IllegalArgumentException("the engine is to be shown columns " + lacking + ", too");
+    }
+  }
+
   /** The places of a table's columns, given by those of the service. */
   int[] of(int[] table) {
     return Arrays.stream(table).map(column -> places[column]).toArray();

@@ -11,6 +11,7 @@ import java.util.Objects;
 import java.util.Set;
 import java.util.Spliterator;
 import java.util.Spliterators;
+import java.util.stream.IntStream;
 import java.util.stream.Stream;
 import java.util.stream.StreamSupport;
 import org.jspecify.annotations.Nullable;
@@ -200,7 +201,25 @@ public final class MaskingService implements Masker {
    * @throws VELKException if the engine starts no provider for it
    */
   public Batch batch() {
-    return new Batch(this);
+    return new Batch(this, IntStream.range(0, columns.size()).toArray());
+  }
+
+  /**
+   * Makes a batch of some columns only. The others are those that are kept, whatever they hold, and
+   * of which no other rule has need: whoever has their values elsewhere need not have them copied.
+   *
+   * @param some the columns, each of them once, in the order that the batch has
+   * @return an empty batch, to be closed by the thread that asks for it
+   * @throws IllegalArgumentException if there are none, or one is left out that the engine is to be
+   *     shown
+   * @throws IllegalStateException if the service or its engine is closed
+   * @throws VELKException if the engine starts no provider for it
+   */
+  public Batch batch(List<Integer> some) {
+    if (some.isEmpty() || Set.copyOf(some).size() < some.size()) {
+      throw new IllegalArgumentException("a batch has columns, and each of them once: " + some);
+    }
+    return new Batch(this, some.stream().mapToInt(Integer::intValue).toArray());
   }
 
   /**
@@ -246,6 +265,7 @@ public final class MaskingService implements Masker {
    *
    * @param table for each column of the table the service's, each of them once
    * @param onError what a value with an error becomes
+   * @throws IllegalArgumentException if the table lacks a column that the engine is to be shown
    * @throws IllegalStateException if the service or its engine is closed
    * @throws VELKException if the engine starts no provider
    */
@@ -256,6 +276,7 @@ public final class MaskingService implements Masker {
         throw new IllegalStateException("the service \"" + id + "\" is closed");
       }
       BulkOrder order = BulkOrder.of(definition, columns);
+      order.requireAllSent(table);
       List<Column> all = Arrays.stream(table).mapToObj(columns::get).toList();
       ServiceDefinition sent =
           order.sent().isEmpty() ? null : Definitions.copy(definition, order.sent());

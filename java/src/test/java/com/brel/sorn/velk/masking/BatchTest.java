@@ -128,6 +128,39 @@ class BatchTest {
   }
 
   @Test
+  void whatIsKeptMayBeLeftOut() {
+    try (MaskingService service = service("a=keep b=hash c=keep d=card(keep_first=6)");
+        Batch whole = service.batch();
+        Batch some = service.batch(List.of(3, 1))) {
+      fill(whole, List.of(List.of("x", "Ada", "y", "none")));
+      fill(some, List.of(List.of("none", "Ada")));
+      whole.mask();
+      some.mask();
+      assertEquals(whole.string(0, 1), some.string(0, 1));
+      FieldError error = whole.errors().get(0);
+      assertEquals(
+          List.of(new FieldError(0, 0, "d", error.code(), error.message())), some.errors());
+    }
+  }
+
+  @Test
+  void whatTheEngineIsToBeShownMayNot() {
+    try (MaskingService service = service("a=keep b=hash c=keep")) {
+      for (List<Integer> some : List.of(List.of(0), List.of(0, 2), List.<Integer>of())) {
+        assertThrows(IllegalArgumentException.class, () -> service.batch(some));
+      }
+      assertThrows(IllegalArgumentException.class, () -> service.batch(List.of(1, 1)));
+      assertThrows(IndexOutOfBoundsException.class, () -> service.batch(List.of(1, 3)));
+    }
+    try (MaskingService service = service("a=keep b=hash c=keep\non_null=mask")) {
+      assertThrows(IllegalArgumentException.class, () -> service.batch(List.of(1)));
+    }
+    try (MaskingService service = service("a=keep b=dateshift(days=9,by=a) b.type=date")) {
+      assertThrows(IllegalArgumentException.class, () -> service.batch(List.of(1)));
+    }
+  }
+
+  @Test
   void valuesGoInAndOutAsBytes() {
     try (MaskingService service =
             service("a=keep b=partial(keep_first=1,keep_last=0,with='*',hide_least=1)");

@@ -4,6 +4,7 @@ import com.brel.sorn.velk.masking.Batch;
 import java.io.Serializable;
 import java.nio.charset.StandardCharsets;
 import java.util.List;
+import java.util.stream.IntStream;
 import org.apache.spark.TaskContext;
 import org.apache.spark.unsafe.types.UTF8String;
 
@@ -37,7 +38,7 @@ public abstract class InternalMasking implements Serializable {
       return maskOutsideOfTasks(value);
     }
     if (task == null) {
-      task = new TaskBatch(maskingString, names);
+      task = newBatch();
     }
     return mask(task, value);
   }
@@ -46,12 +47,16 @@ public abstract class InternalMasking implements Serializable {
    * A driver does so for the keys of the small side of a join; nothing tells it when it is done.
    */
   private Object maskOutsideOfTasks(Object value) {
-    TaskBatch once = new TaskBatch(maskingString, names);
+    TaskBatch once = newBatch();
     try {
       return mask(once, value);
     } finally {
       once.end();
     }
+  }
+
+  private TaskBatch newBatch() {
+    return new TaskBatch(maskingString, names, IntStream.range(0, names.size()).boxed().toList());
   }
 
   private Object mask(TaskBatch task, Object value) {

@@ -115,7 +115,7 @@ final class MaskCalls {
     for (VelkMask call : calls) {
       TableColumn.Way way = call.tries() ? TableColumn.Way.TRIED : TableColumn.Way.MASKED;
       String name = ValueRule.COLUMN + (columns.size() + 1);
-      columns.add(new TableColumn(name, call.rule().toString(), call.form(), way));
+      columns.add(new TableColumn(name, call.rule().toString(), call.form(), way, true));
     }
     List<ValueRule> rules = calls.stream().map(VelkMask::rule).toList();
     String maskingString = ValueRule.maskingString(columns, rules, calls.get(0).key());

@@ -24,7 +24,7 @@ import scala.reflect.ClassTag$;
  * Masks columns of its child, batch by batch, and computes its output from the child's columns and
  * the results.
  */
-public final class MaskExec extends SparkPlan implements UnaryExecNode {
+public final class MaskExec extends SparkPlan implements UnaryExecNode, PlanNode {
   private static final long serialVersionUID = 1L;
   private static final String ROWS = "numOutputRows";
   private static final String ERRORS = "velkErrors";
@@ -125,6 +125,7 @@ public final class MaskExec extends SparkPlan implements UnaryExecNode {
             Plans.list(results),
             Plans.expressions(Plans.list(list)),
             Plans.list(child.output()),
+            MaskingErrors.newRun(),
             longMetric(ROWS),
             longMetric(ERRORS));
     return child
@@ -148,30 +149,13 @@ public final class MaskExec extends SparkPlan implements UnaryExecNode {
   }
 
   @Override
-  public int productArity() {
-    return 5;
-  }
-
-  @Override
-  public Object productElement(int index) {
-    return switch (index) {
-      case 0 -> masking;
-      case 1 -> inputs;
-      case 2 -> results;
-      case 3 -> list;
-      case 4 -> child;
-      default -> throw new IndexOutOfBoundsException("element " + index);
-    };
-  }
-
-  @Override
-  public boolean canEqual(Object other) {
-    return other instanceof MaskExec;
+  public List<Object> elements() {
+    return List.of(masking, inputs, results, list, child);
   }
 
   @Override
   public boolean equals(Object other) {
-    return other instanceof MaskExec step && Plans.equal(this, step);
+    return isSame(other);
   }
 
   @Override

@@ -1,10 +1,12 @@
 package com.brel.sorn.velk.spark;
 
-import com.brel.sorn.velk.masking.Batch;
-import com.brel.sorn.velk.masking.FieldError;
 import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.Collections;
 import java.util.List;
 import java.util.NoSuchElementException;
+import java.util.Objects;
+import java.util.stream.IntStream;
 import org.apache.spark.PartitionEvaluator;
 import org.apache.spark.PartitionEvaluatorFactory;
 import org.apache.spark.sql.catalyst.InternalRow;
@@ -20,10 +22,10 @@ import scala.collection.immutable.Seq;
 /** The rows of a part of a table, masked some at a time as they are asked for. */
 final class MaskedPart extends AbstractIterator<InternalRow> {
   /** Enough to make the engine's calls few, and so few that they stay in a processor's cache. */
-  static final int MOST_ROWS = 250;
+  static final int MOST_ROWS = 1000;
 
   /** Of large values a batch has fewer rows. */
-  private static final int ENOUGH_BYTES = 4 << 20;
+  static final int MOST_BYTES = 4 << 20;
 
   /**
    * The step of a plan as it is sent to tasks.
@@ -32,6 +34,7 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
    * @param results what becomes of each of these
    * @param list what comes out, by the given columns and the results
    * @param given the columns of the rows that come in
+   * @param run tells one action's masking from others'
    */
   record Step(
       TableMasking masking,
@@ -39,6 +42,7 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
       List<Attribute> results,
       List<Expression> list,
       List<Attribute> given,
+      long run,
       SQLMetric rows,
       SQLMetric errors)
       implements PartitionEvaluatorFactory<InternalRow, InternalRow> {
@@ -48,12 +52,7 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
     }
 
     private Iterator<InternalRow> eval(int part, Seq<Iterator<InternalRow>> rows) {
-      return new MaskedPart(this, rows.apply(0));
-    }
-
-    /** Which given columns are read behind the masking. */
-    private List<Attribute> passed() {
-      return Plans.references(list).stream().filter(one -> Plans.indexOf(one, given) >= 0).toList();
+      return new MaskedPart(this, new MaskingErrors.Part(run, part), rows.apply(0));
     }
 
     private int[] ordinals() {
@@ -71,18 +70,34 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
   }
 
   private final Step step;
+  private final MaskingErrors.Part part;
   private final TableMasking masking;
   private final Iterator<InternalRow> rows;
-  private final TaskBatch task;
+  private final HeldRows held;
 
-  /** For each column of the masking what the engine is shown, null where that is nothing. */
+  /** By column of the masking, null where there is no result. */
   private final MaskedColumn[] columns;
 
-  private final UnsafeProjection passes;
-  private final UnsafeProjection completes;
-  private final List<InternalRow> passed = new ArrayList<>();
+  /** Those of texts that are kept. */
+  private final MaskedColumn[] checked;
+
+  /** What the engine is shown of rows whose kept texts are texts, and what of others. */
+  private final ShownColumns most;
+
+  private final ShownColumns all;
   private final MaskedRow results;
-  private final JoinedRow joined = new JoinedRow();
+  private final JoinedRow joined;
+
+  /**
+   * Writes rows that come out; kept texts are read as they were given, and only if all are texts.
+   */
+  private final UnsafeProjection straight;
+
+  /** Writes any rows; null before there are such. */
+  private UnsafeProjection any;
+
+  /** Which of both is for the batch. */
+  private UnsafeProjection writes;
 
   /** How many rows of the batch are masked, and how many of these were asked for. */
   private int ready;
@@ -92,36 +107,54 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
   /** The rows of all batches before. */
   private long before;
 
-  MaskedPart(Step step, Iterator<InternalRow> rows) {
+  MaskedPart(Step step, MaskingErrors.Part part, Iterator<InternalRow> rows) {
     this.step = step;
+    this.part = part;
     this.masking = step.masking();
     this.rows = rows;
-    this.task = new TaskBatch(masking.maskingString(), masking.names());
-    this.columns = new MaskedColumn[masking.columns().size()];
-    this.results = new MaskedRow(columns());
-    List<Attribute> passing = step.passed();
-    // A copy of the whole row costs less than to take most of it apart.
-    boolean whole = 2 * passing.size() > step.given().size();
-    passing = whole ? step.given() : passing;
-    this.passes =
-        whole ? null : UnsafeProjection.create(Plans.seq(passing), Plans.seq(step.given()));
-    List<Attribute> all = new ArrayList<>(passing);
-    all.addAll(step.results());
-    this.completes = UnsafeProjection.create(Plans.seq(step.list()), Plans.seq(all));
-  }
-
-  /** Describes the columns that are sent, in their order. */
-  private List<MaskedColumn> columns() {
-    int[] ordinals = step.ordinals();
-    List<MaskedColumn> sent = new ArrayList<>();
-    for (int i = 0; i < columns.length; i++) {
-      TableColumn column = masking.columns().get(i);
-      if (column.sent()) {
-        columns[i] = new MaskedColumn(i, ordinals[sent.size()], column);
-        sent.add(columns[i]);
+    this.held = new HeldRows(step.given());
+    this.columns = columns(step, held);
+    List<MaskedColumn> sent = Arrays.stream(columns).filter(Objects::nonNull).toList();
+    this.checked = sent.stream().filter(MaskedColumn::isChecked).toArray(MaskedColumn[]::new);
+    List<Integer> indexes = IntStream.range(0, columns.length).boxed().toList();
+    List<Integer> shown = indexes.stream().filter(i -> masking.columns().get(i).shown()).toList();
+    this.all = new ShownColumns(masking, indexes, columns);
+    this.most = shown.isEmpty() ? all : new ShownColumns(masking, shown, columns);
+    this.results = new MaskedRow(sent);
+    this.joined = new JoinedRow(held.row(), results);
+    List<Attribute> swapped = joinedColumns();
+    for (int i = 0; i < sent.size(); i++) {
+      if (sent.get(i).isChecked()) {
+        Collections.swap(swapped, sent.get(i).ordinal(), step.given().size() + i);
       }
     }
-    return sent;
+    this.straight = UnsafeProjection.create(Plans.seq(step.list()), Plans.seq(swapped));
+  }
+
+  private List<Attribute> joinedColumns() {
+    List<Attribute> all = new ArrayList<>(step.given());
+    all.addAll(step.results());
+    return all;
+  }
+
+  private UnsafeProjection any() {
+    if (any == null) {
+      any = UnsafeProjection.create(Plans.seq(step.list()), Plans.seq(joinedColumns()));
+    }
+    return any;
+  }
+
+  private static MaskedColumn[] columns(Step step, HeldRows held) {
+    List<TableColumn> described = step.masking().columns();
+    MaskedColumn[] columns = new MaskedColumn[described.size()];
+    int[] ordinals = step.ordinals();
+    int sent = 0;
+    for (int i = 0; i < columns.length; i++) {
+      if (described.get(i).sent()) {
+        columns[i] = new MaskedColumn(ordinals[sent++], described.get(i), held);
+      }
+    }
+    return columns;
   }
 
   @Override
@@ -132,13 +165,13 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
     leaveBatch();
     try {
       if (!rows.hasNext()) {
-        task.end(); // That need not wait for the end of the task.
+        end(); // That need not wait for the end of the task.
         return false;
       }
       maskBatch();
       return true;
     } catch (Throwable e) {
-      task.end(); // Whoever asks again must not get a row of half a batch.
+      end(); // Whoever asks again must not get a row of half a batch.
       throw e;
     }
   }
@@ -148,16 +181,25 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
     if (!hasNext()) {
       throw new NoSuchElementException();
     }
-    InternalRow row = joined.apply(passed.get(next), results.at(next));
+    held.at(next);
+    results.at(next);
     next++;
-    return completes.apply(row);
+    return writes.apply(joined);
+  }
+
+  private void end() {
+    try {
+      most.end();
+    } finally {
+      all.end();
+    }
   }
 
   private void leaveBatch() {
     before += ready;
     ready = 0;
     next = 0;
-    passed.clear();
+    held.clear();
     for (MaskedColumn column : columns) {
       if (column != null) {
         column.clear();
@@ -166,62 +208,33 @@ final class MaskedPart extends AbstractIterator<InternalRow> {
   }
 
   private void maskBatch() {
-    long bytes = 0;
-    while (passed.size() < MOST_ROWS && bytes < ENOUGH_BYTES && rows.hasNext()) {
-      // Not under the monitor: it may take any time to come.
-      InternalRow row = rows.next();
-      synchronized (task) {
-        bytes += add(task.batch(), row);
-      }
-      passed.add((passes == null ? row : passes.apply(row)).copy());
+    boolean texts = true;
+    while (held.count() < MOST_ROWS && held.size() < MOST_BYTES && rows.hasNext()) {
+      held.add(rows.next());
+      texts = texts && keptAreTexts();
     }
-    synchronized (task) {
-      Batch batch = task.batch();
-      ProcessEngine.mask(batch);
-      read(batch);
+    boolean stay = texts && most != all && most.mask(held, this::report);
+    if (!stay) {
+      all.mask(held, this::report);
     }
-    ready = passed.size();
+    writes = stay ? straight : any();
+    ready = held.count();
     step.rows().add(ready);
   }
 
-  /** Adds a row; tells how many bytes its texts have. */
-  private int add(Batch batch, InternalRow row) {
-    int bytes = 0;
-    for (int i = 0; i < columns.length; i++) {
-      if (columns[i] == null) {
-        batch.addNull(i);
-      } else {
-        bytes += columns[i].add(batch, row, passed.size());
+  /** Whether the texts that are kept are texts in the latest row. */
+  private boolean keptAreTexts() {
+    held.at(held.count() - 1);
+    for (MaskedColumn column : checked) {
+      if (!column.isText()) {
+        return false;
       }
     }
-    batch.endRow();
-    return bytes;
-  }
-
-  private void read(Batch batch) {
-    Integer[][] codes = new Integer[columns.length][];
-    for (FieldError error : batch.errors()) {
-      report(error.row(), error.column(), error.code(), error.message());
-      if (codes[error.column()] == null) {
-        codes[error.column()] = new Integer[MOST_ROWS];
-      }
-      codes[error.column()][error.row()] = error.code();
-    }
-    for (int i = 0; i < columns.length; i++) {
-      int column = i;
-      if (columns[i] != null) {
-        columns[i].read(batch, codes[i], row -> reportOutOfRange(row, column));
-      }
-    }
-  }
-
-  private void reportOutOfRange(int row, int column) {
-    String reason = "the column's type cannot hold the masked value";
-    report(row, column, MaskingErrors.OUT_OF_RANGE, reason);
+    return true;
   }
 
   private void report(int row, int column, int code, String reason) {
     step.errors().add(1);
-    masking.report(before + row, column, code, reason);
+    masking.report(part, before + row, column, code, reason);
   }
 }

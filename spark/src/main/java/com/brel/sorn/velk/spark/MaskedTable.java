@@ -14,7 +14,7 @@ import scala.collection.immutable.Seq;
  * behind them the results. All columns of the table are masked, though later steps read some of
  * them only: the count of errors is that of the table, whatever is asked of it.
  */
-public final class MaskedTable extends LogicalPlan implements UnaryNode {
+public final class MaskedTable extends LogicalPlan implements UnaryNode, PlanNode {
   private final TableMasking masking;
   private final Seq<Attribute> inputs;
   private final Seq<Attribute> results;
@@ -86,29 +86,13 @@ public final class MaskedTable extends LogicalPlan implements UnaryNode {
   }
 
   @Override
-  public int productArity() {
-    return 4;
-  }
-
-  @Override
-  public Object productElement(int index) {
-    return switch (index) {
-      case 0 -> masking;
-      case 1 -> inputs;
-      case 2 -> results;
-      case 3 -> child;
-      default -> throw new IndexOutOfBoundsException("element " + index);
-    };
-  }
-
-  @Override
-  public boolean canEqual(Object other) {
-    return other instanceof MaskedTable;
+  public List<Object> elements() {
+    return List.of(masking, inputs, results, child);
   }
 
   @Override
   public boolean equals(Object other) {
-    return other instanceof MaskedTable table && Plans.equal(this, table);
+    return isSame(other);
   }
 
   @Override

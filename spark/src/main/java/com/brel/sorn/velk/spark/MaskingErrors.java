@@ -4,7 +4,7 @@ import java.io.Serializable;
 import java.util.HashMap;
 import java.util.Map;
 import java.util.TreeMap;
-import org.apache.spark.TaskContext;
+import java.util.concurrent.atomic.AtomicLong;
 import org.apache.spark.sql.SparkSession;
 import org.apache.spark.util.AccumulatorV2;
 
@@ -12,10 +12,9 @@ import org.apache.spark.util.AccumulatorV2;
  * How many values of a table could not be masked, by column and code. Spark shows it with the
  * stages that masked.
  *
- * <p>However often a task is tried, be it with its stage or beside itself, its rows count once: of
- * the tasks of one part of a stage the last that succeeded counts, and none that failed. What masks
- * the table again counts again: another action on a result that is not kept, or a sort of it, for
- * which Spark looks at it twice.
+ * <p>However often Spark masks a part of the table for one action, its rows count once, and none of
+ * a task that failed: where a task is tried beside itself, where what it wrote is lost, where a
+ * sort looks at the table beforehand. Another action on a result that is not kept counts again.
  */
 public final class MaskingErrors
     extends AccumulatorV2<MaskingErrors.Value, Map<String, Map<Integer, Long>>> {
@@ -27,19 +26,29 @@ public final class MaskingErrors
   /**
    * A value with an error.
    *
+   * @param part where it was found
    * @param column its column's name
    * @param code the engine's code, one of {@code FieldError}, or {@link #OUT_OF_RANGE}
    */
-  public record Value(String column, int code) implements Serializable {}
+  public record Value(Part part, String column, int code) implements Serializable {}
 
-  /** A part of a stage, whose tasks are tries of the same. */
-  private record Part(int stage, int partition) implements Serializable {}
+  /**
+   * A part of a table that is masked.
+   *
+   * @param run tells one action's masking from others'
+   * @param index which part it is
+   */
+  public record Part(long run, int index) implements Serializable {}
+
+  private record Kind(String column, int code) implements Serializable {}
+
+  private static final AtomicLong RUNS = new AtomicLong();
 
   @SuppressWarnings("serial") // A HashMap of records that can be serialized.
-  private final HashMap<Part, HashMap<Value, Long>> parts = new HashMap<>();
+  private final HashMap<Part, HashMap<Kind, Long>> parts = new HashMap<>();
 
   @SuppressWarnings("serial") // As above.
-  private final HashMap<Value, Long> sums = new HashMap<>();
+  private final HashMap<Kind, Long> sums = new HashMap<>();
 
   private MaskingErrors() {}
 
@@ -54,6 +63,11 @@ public final class MaskingErrors
     MaskingErrors errors = new MaskingErrors();
     session.sparkContext().register(errors, name);
     return errors;
+  }
+
+  /** What a driver calls the masking that it begins; stages that are repeated are of the same. */
+  static long newRun() {
+    return RUNS.incrementAndGet();
   }
 
   /** A task sends them when it ends, not while it counts. */
@@ -80,27 +94,31 @@ public final class MaskingErrors
     sums.clear();
   }
 
-  /** Counts a value of the running task. */
   @Override
   public synchronized void add(Value value) {
-    TaskContext task = TaskContext.get();
-    Part part = new Part(task.stageId(), task.partitionId());
-    parts.computeIfAbsent(part, key -> new HashMap<>()).merge(value, 1L, Long::sum);
-    sums.merge(value, 1L, Long::sum);
+    Kind kind = new Kind(value.column(), value.code());
+    parts.computeIfAbsent(value.part(), key -> new HashMap<>()).merge(kind, 1L, Long::sum);
+    sums.merge(kind, 1L, Long::sum);
   }
 
-  /** Takes another's counts, in the place of those of the same parts. */
+  /** Takes another's counts; of a part that both have, those of whoever saw more of it. */
   @Override
   public synchronized void merge(
       AccumulatorV2<Value, Map<String, Map<Integer, Long>>> accumulator) {
     MaskingErrors other = (MaskingErrors) accumulator;
-    for (Map.Entry<Part, HashMap<Value, Long>> entry : other.parts.entrySet()) {
-      Map<Value, Long> former = parts.put(entry.getKey(), new HashMap<>(entry.getValue()));
-      if (former != null) {
-        former.forEach((value, count) -> sums.merge(value, -count, Long::sum));
-      }
-      entry.getValue().forEach((value, count) -> sums.merge(value, count, Long::sum));
-    }
+    other.parts.forEach(
+        (part, counts) -> {
+          Map<Kind, Long> former = parts.getOrDefault(part, new HashMap<>());
+          if (sum(counts) > sum(former)) {
+            former.forEach((kind, count) -> sums.merge(kind, -count, Long::sum));
+            counts.forEach((kind, count) -> sums.merge(kind, count, Long::sum));
+            parts.put(part, new HashMap<>(counts));
+          }
+        });
+  }
+
+  private static long sum(Map<Kind, Long> counts) {
+    return counts.values().stream().mapToLong(Long::longValue).sum();
   }
 
   /**
@@ -112,9 +130,9 @@ public final class MaskingErrors
   public synchronized Map<String, Map<Integer, Long>> value() {
     Map<String, Map<Integer, Long>> all = new TreeMap<>();
     sums.forEach(
-        (value, count) -> {
+        (kind, count) -> {
           if (count > 0) {
-            all.computeIfAbsent(value.column(), key -> new TreeMap<>()).put(value.code(), count);
+            all.computeIfAbsent(kind.column(), key -> new TreeMap<>()).put(kind.code(), count);
           }
         });
     return all;

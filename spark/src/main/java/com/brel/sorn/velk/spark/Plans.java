@@ -14,7 +14,6 @@ import org.apache.spark.sql.catalyst.expressions.NamedExpression;
 import org.apache.spark.sql.types.DataType;
 import org.apache.spark.sql.types.Metadata;
 import scala.Option;
-import scala.Product;
 import scala.collection.immutable.Seq;
 import scala.jdk.javaapi.CollectionConverters;
 
@@ -67,10 +66,5 @@ final class Plans {
   static AttributeSet set(Seq<Attribute> attributes) {
     return AttributeSet.fromAttributeSets(
         seq(list(attributes).stream().map(AttributeSet::apply).toList()));
-  }
-
-  /** Nodes of plans are equal where their elements are. */
-  static boolean equal(Product one, Product other) {
-    return list(one.productIterator().toSeq()).equals(list(other.productIterator().toSeq()));
   }
 }

@@ -52,7 +52,7 @@ final class RowMasking extends InternalMasking {
     String keyed = withKey(maskingString, key, names);
     try (ParsedService table = ProcessEngine.table(keyed, names)) {
       OnError.Way onError = table.onError().way();
-      List<TableColumn> columns = VelkMasking.columns(table, fields, zone);
+      List<TableColumn> columns = VelkMasking.columns(table, keyed, fields, zone);
       return new RowMasking(new TableMasking(keyed, columns, onError, null), type, onError);
     }
   }

@@ -9,21 +9,25 @@ import java.io.Serializable;
  * @param rule its rule as it is shown
  * @param form how its values are masked, null where the engine has no form for them
  * @param way what becomes of its values
+ * @param shown whether the engine has to know of the column, be it with no value
  */
-record TableColumn(String name, String rule, Form form, Way way) implements Serializable {
+record TableColumn(String name, String rule, Form form, Way way, boolean shown)
+    implements Serializable {
   /** What becomes of the values of a column. */
   enum Way {
     /** They go round the engine: it is not shown them, and they stay or are made null. */
     AROUND,
     /** They stay what they are, and the engine is shown them because of others. */
     KEPT,
+    /** Texts stay what they are; the engine is shown rows in which one is no text. */
+    CHECKED,
     /** They become what the engine makes of them. */
     MASKED,
     /** They become a struct of that and an error's code. */
     TRIED
   }
 
-  /** Whether the engine is shown its values, and there is a result. */
+  /** Whether the engine may be shown its values, and there is a result. */
   boolean sent() {
     return way != Way.AROUND;
   }

@@ -52,16 +52,17 @@ final class TableMasking implements Serializable {
   /**
    * Counts a value that could not be masked, or ends the task where the masking string says so.
    *
-   * @param row the row of this part of the table, counted from 0
+   * @param part the part of the table
+   * @param row the row of this part, counted from 0
    */
-  void report(long row, int column, int code, String reason) {
+  void report(MaskingErrors.Part part, long row, int column, int code, String reason) {
     String name = columns.get(column).name();
     if (onError == OnError.Way.FAILURE) {
       String place = "partition " + TaskContext.getPartitionId() + ", row " + (row + 1);
       throw new VELKException(place + ", column \"" + name + "\": " + reason, code);
     }
     if (errors != null) {
-      errors.add(new MaskingErrors.Value(name, code));
+      errors.add(new MaskingErrors.Value(part, name, code));
     }
   }
 

@@ -21,14 +21,22 @@ final class TaskBatch {
 
   private final String maskingString;
   private final List<String> names;
+  private final List<Integer> shown;
   private MaskingService service;
   private Batch batch;
   private boolean opened;
   private boolean ended;
 
-  TaskBatch(String maskingString, List<String> names) {
+  /**
+   * Describes a batch.
+   *
+   * @param names the columns that the string has rules for
+   * @param shown which of them the batch has
+   */
+  TaskBatch(String maskingString, List<String> names, List<Integer> shown) {
     this.maskingString = maskingString;
     this.names = names;
+    this.shown = shown;
   }
 
   /**
@@ -72,7 +80,7 @@ final class TaskBatch {
     }
     try {
       service = table.open();
-      batch = service.batch();
+      batch = service.batch(shown);
     } catch (VELKException e) {
       throw new VELKException(place() + key + ": " + e.getMessage(), e.code());
     }

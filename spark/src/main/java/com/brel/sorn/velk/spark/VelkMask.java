@@ -32,7 +32,7 @@ import scala.jdk.javaapi.CollectionConverters;
  * keeps the optimizer from doing so: the driver need not have the key. A constant is masked by a
  * task, too.
  */
-public final class VelkMask extends Expression implements Unevaluable, Serializable {
+public final class VelkMask extends Expression implements Unevaluable, Serializable, PlanNode {
   private static final long serialVersionUID = 1L;
 
   @SuppressWarnings("serial") // All of Spark's can be.
@@ -231,35 +231,13 @@ public final class VelkMask extends Expression implements Unevaluable, Serializa
   }
 
   @Override
-  public int productArity() {
-    return 5;
-  }
-
-  @Override
-  public Object productElement(int index) {
-    return switch (index) {
-      case 0 -> value;
-      case 1 -> rule;
-      case 2 -> key;
-      case 3 -> zone;
-      case 4 -> tries;
-      default -> throw new IndexOutOfBoundsException("element " + index);
-    };
-  }
-
-  @Override
-  public boolean canEqual(Object other) {
-    return other instanceof VelkMask;
+  public List<Object> elements() {
+    return List.of(value, rule, key, zone, tries);
   }
 
   @Override
   public boolean equals(Object other) {
-    return other instanceof VelkMask call
-        && value.equals(call.value)
-        && rule.equals(call.rule)
-        && key.equals(call.key)
-        && zone.equals(call.zone)
-        && tries == call.tries;
+    return isSame(other);
   }
 
   @Override

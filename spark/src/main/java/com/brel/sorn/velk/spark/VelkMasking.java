@@ -2,6 +2,7 @@ package com.brel.sorn.velk.spark;
 
 import com.brel.sorn.velk.masking.ColumnRule;
 import com.brel.sorn.velk.masking.ParsedService;
+import com.brel.sorn.velk.masking.Rule;
 import com.brel.sorn.velk.masking.Type;
 import com.brel.sorn.velk.spark.TableColumn.Way;
 import java.time.ZoneId;
@@ -70,7 +71,7 @@ public final class VelkMasking {
     TableMasking masking;
     try (ParsedService table =
         ProcessEngine.table(maskingString, Arrays.stream(fields).map(StructField::name).toList())) {
-      List<TableColumn> columns = columns(table, fields, zone);
+      List<TableColumn> columns = columns(table, maskingString, fields, zone);
       masking = new TableMasking(maskingString, columns, table.onError().way(), errors);
     }
     return masked(rows, masking);
@@ -82,21 +83,23 @@ public final class VelkMasking {
    * @throws IllegalArgumentException if a column's type cannot hold what its rule gives: with the
    *     places of all such rules
    */
-  static List<TableColumn> columns(ParsedService table, StructField[] fields, ZoneId zone) {
+  static List<TableColumn> columns(
+      ParsedService table, String maskingString, StructField[] fields, ZoneId zone) {
     List<ColumnRule> rules = table.columns();
     List<String> findings = new ArrayList<>();
     // Whose values another rule goes by is not looked for: a few more that are sent do no harm.
     boolean oneGoesByAnother =
         rules.stream().anyMatch(rule -> rule.rule().arguments().contains("by"));
+    // As little is whether the word stands in a quoted text.
+    boolean allShown = oneGoesByAnother || maskingString.contains("on_null");
     List<TableColumn> columns = new ArrayList<>();
     for (int i = 0; i < fields.length; i++) {
       Optional<Form> form = Form.of(fields[i].dataType(), zone);
       flaw(fields[i], rules.get(i), form, table.place(i)).ifPresent(findings::add);
-      boolean kept = isKept(rules.get(i), form);
-      boolean goesAround = form.isEmpty() || kept && !oneGoesByAnother;
-      Way way = goesAround ? Way.AROUND : kept ? Way.KEPT : Way.MASKED;
+      boolean shown = allShown || !isKeptAsItIs(rules.get(i));
+      Way way = way(rules.get(i), form, oneGoesByAnother, shown);
       String rule = rules.get(i).rule().toString();
-      columns.add(new TableColumn(fields[i].name(), rule, form.orElse(null), way));
+      columns.add(new TableColumn(fields[i].name(), rule, form.orElse(null), way, shown));
     }
     if (!findings.isEmpty()) {
       throw new IllegalArgumentException(String.join("\n", findings));
@@ -104,7 +107,22 @@ public final class VelkMasking {
     return columns;
   }
 
-  /** Texts are shown to the engine even so: what is no text is an error, as in a file. */
+  private static Way way(
+      ColumnRule rule, Optional<Form> form, boolean oneGoesByAnother, boolean shown) {
+    if (form.isEmpty()) {
+      return Way.AROUND;
+    }
+    if (isKept(rule, form)) {
+      return oneGoesByAnother ? Way.KEPT : Way.AROUND;
+    }
+    return shown ? Way.MASKED : Way.CHECKED;
+  }
+
+  private static boolean isKeptAsItIs(ColumnRule rule) {
+    return rule.rule().equals(Rule.keep()) && rule.type().equals(Type.text()) && !rule.unique();
+  }
+
+  /** Texts are not among them: one that is none is an error, as in a file. */
   private static boolean isKept(ColumnRule rule, Optional<Form> form) {
     return rule.rule().function().equals("keep")
         && rule.type().equals(Type.text())

@@ -41,7 +41,7 @@ import org.junit.jupiter.api.Test;
  */
 class ClusterIT {
   /** Unknown to executors, which have this class for its functions alone. */
-  private static final Path FOLDER = Path.of(System.getProperty("velk.cluster", "none"));
+  static final Path FOLDER = Path.of(System.getProperty("velk.cluster", "none"));
 
   private static final Path TEMPORARY = FOLDER.resolve("tmp");
   private static final Path EVENTS = FOLDER.resolve("events");
@@ -59,9 +59,7 @@ class ClusterIT {
   /** The file and what the command makes of it: some names are too long, some cards are none. */
   @BeforeAll
   static void askTheCommand() throws Exception {
-    for (Path folder : List.of(FOLDER.resolve("home/jars"), TEMPORARY, EVENTS)) {
-      Files.createDirectories(folder);
-    }
+    layOut();
     StringBuilder text = new StringBuilder("id,name,card,born\n");
     for (int i = 0; i < ROWS; i++) {
       String name = i % 100 == 7 ? "A name that is too long " + i : "Zoë " + i;
@@ -82,6 +80,12 @@ class ClusterIT {
     }
   }
 
+  private static void layOut() {
+    for (Path folder : List.of(FOLDER.resolve("home/jars"), TEMPORARY, EVENTS)) {
+      assertTrue(folder.toFile().isDirectory() || folder.toFile().mkdirs());
+    }
+  }
+
   private void start(int executors, int cores) {
     start(executors, cores, "", 4);
   }
@@ -97,6 +101,12 @@ class ClusterIT {
    * @param tries how often a task is tried
    */
   static SparkSession cluster(int executors, int cores, String options, int tries) {
+    return builder(executors, cores, options, tries).getOrCreate();
+  }
+
+  /** The same, of which more can be said. */
+  static SparkSession.Builder builder(int executors, int cores, String options, int tries) {
+    layOut();
     return SparkSession.builder()
         .master("local-cluster[%d,%d,1024]".formatted(executors, cores))
         .appName("cluster")
@@ -112,8 +122,7 @@ class ClusterIT {
             "-Dvelk.test.log=info -Djava.io.tmpdir=" + TEMPORARY + options)
         .config("spark.executorEnv.JAVA_HOME", executorJava())
         .config("spark.task.maxFailures", tries)
-        .config("spark.velk.key", "env:MASK_KEY")
-        .getOrCreate();
+        .config("spark.velk.key", "env:MASK_KEY");
   }
 
   /**
@@ -149,6 +158,10 @@ class ClusterIT {
   }
 
   private Dataset<Row> table() {
+    return table(spark);
+  }
+
+  static Dataset<Row> table(SparkSession spark) {
     return spark
         .read()
         .option("header", true)
@@ -214,7 +227,7 @@ class ClusterIT {
         failure.toString().matches("(?s).*(9001|Provider_[A-Z]\\w+ failed).*"), failure::toString);
   }
 
-  private static Path engineOfTurns(String name, String... options) throws Exception {
+  static Path engineOfTurns(String name, String... options) throws Exception {
     Path built = Path.of(System.getProperty("velk.native.dir"));
     Path engine = FOLDER.resolve(name);
     Files.createDirectories(engine.resolve("real"));
@@ -226,6 +239,7 @@ class ClusterIT {
     List<String> compiler =
         new ArrayList<>(List.of("g++", "-std=c++20", "-shared", "-fPIC", "-Wall", "-Werror"));
     compiler.addAll(List.of(options));
+    compiler.add("-I../include");
     compiler.addAll(List.of("-Wl,-soname,libVELKProvider.so", "src/test/native/turns_engine.cpp"));
     compiler.addAll(List.of("-ldl", "-o", engine.resolve("libVELKProvider.so").toString()));
     assertEquals(0, new ProcessBuilder(compiler).inheritIO().start().waitFor());
@@ -307,7 +321,7 @@ class ClusterIT {
   }
 
   /** Rows that end their executor the first time that it has masked enough of them. */
-  private record KilledOnce(Iterator<Row> rows, String mark, int[] count) implements Iterator<Row> {
+  record KilledOnce(Iterator<Row> rows, String mark, int[] count) implements Iterator<Row> {
     KilledOnce(Iterator<Row> rows, String mark) {
       this(rows, mark, new int[1]);
     }

@@ -1,55 +1,62 @@
 package com.brel.sorn.velk.spark;
 
-import java.io.IOException;
-import java.nio.file.Files;
-import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.concurrent.atomic.AtomicLong;
 import org.apache.spark.sql.Dataset;
 import org.apache.spark.sql.Row;
 import org.apache.spark.sql.SparkSession;
 import org.junit.jupiter.api.Test;
 
 /**
- * How masking grows from one executor of one core to two, by the time on the clock. No test by its
- * name: {@code scripts/bench spark} runs it.
+ * How masking grows from one executor of one core to two: the time on the clock, and that of the
+ * processors for the tasks. No test by its name: {@code scripts/bench spark} runs it.
  */
 class SparkGrowth {
   private static final long ROWS = Long.getLong("velk.bench.rows", 1_000_000);
-  private static final int TURNS = Integer.getInteger("velk.bench.turns", 3);
+  private static final int TURNS = Integer.getInteger("velk.bench.turns", 5);
 
-  private static final String RULES =
-      "service=growth key=env:MASK_KEY id=keep name=hash email=hash city=hash";
+  /** Turns before, which are for the compiler. */
+  private static final int FIRST_TURNS = 2;
 
-  private static double seconds(int executors) throws IOException {
+  /** Seconds, each the median. */
+  private record Times(double clock, double tasks) {}
+
+  /** The rows are made in the tasks: one executor of these would not hold all. */
+  private static Times measure(int executors) throws Exception {
     try (SparkSession spark = ClusterIT.cluster(executors, 1, "", 4)) {
-      Dataset<Row> rows =
-          spark
-              .range(0, ROWS, 1, 8)
-              .selectExpr(
-                  "id",
-                  "concat('Name ', id % 70001) as name",
-                  "concat('person', id, '@example.com') as email",
-                  "concat('City ', id % 999) as city");
-      Dataset<Row> masked = VelkMasking.mask(rows, RULES);
-      List<Double> all = new ArrayList<>();
-      for (int turn = 0; turn <= TURNS; turn++) {
+      AtomicLong nanos = SparkBench.taskTime(spark);
+      Dataset<Row> rows = SparkBench.table(spark.range(0, ROWS, 1, 8));
+      Dataset<Row> masked = VelkMasking.mask(rows, LocalSpark.START + SparkBench.B);
+      List<Double> clock = new ArrayList<>();
+      List<Double> tasks = new ArrayList<>();
+      for (int turn = 0; turn < FIRST_TURNS + TURNS; turn++) {
+        nanos.set(0);
         long start = System.nanoTime();
         masked.write().format("noop").mode("overwrite").save();
-        all.add((System.nanoTime() - start) / 1e9);
+        clock.add((System.nanoTime() - start) / 1e9);
+        spark.sparkContext().listenerBus().waitUntilEmpty();
+        tasks.add(nanos.get() / 1e9);
       }
-      // The first turn is for the compiler.
-      return SparkBench.median(all.subList(1, all.size()));
+      return new Times(last(clock), last(tasks));
     }
   }
 
+  private static double last(List<Double> turns) {
+    return SparkBench.median(turns.subList(FIRST_TURNS, turns.size()));
+  }
+
   @Test
-  void growsWithExecutors() throws IOException {
-    Files.createDirectories(Path.of(System.getProperty("velk.cluster"), "home/jars"));
-    double one = seconds(1);
-    double two = seconds(2);
-    System.out.printf(
-        "%d rows: %.2f s by one executor, %.2f s by two, %.2f times as fast%n",
-        ROWS, one, two, one / two);
+  void growsWithExecutors() throws Exception {
+    Times one = measure(1);
+    Times two = measure(2);
+    String table = line(1, one, one) + line(2, two, one);
+    System.out.print(table);
+    SparkBench.write(" executors .*", table);
+  }
+
+  private static String line(int executors, Times times, Times one) {
+    return "| %9d | %20.2f | %14.2f | %13.2f |%n"
+        .formatted(executors, times.clock, times.tasks, one.clock / times.clock);
   }
 }
