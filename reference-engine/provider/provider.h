@@ -18,7 +18,7 @@ struct Column {
     std::string name;
     std::string rule; // as written, without secrets
     ColumnLimits limits;
-    Mask mask; // empty where values stay as they are
+    Mask mask;                       // empty where values stay as they are
     std::optional<std::size_t> by{}; // the column by whose values the rule decides
     bool may_leave_type = true;      // results are tried against the column's type
 };
