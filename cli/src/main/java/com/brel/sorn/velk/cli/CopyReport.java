@@ -53,18 +53,8 @@ final class CopyReport extends RunReport {
   @Override
   String text(int width) {
     long rows = tables.stream().mapToLong(table -> table.rows).sum();
-    return Show.text(from)
-        + " -> "
-        + Show.text(to)
-        + ": "
-        + Show.counted(tables.size(), "table")
-        + ", "
-        + Show.counted(rows, "row")
-        + ", "
-        + Show.counted(errorCount(), "value")
-        + " could not be masked\nengine: "
-        + engine
-        + "\n"
+    String counted = Show.counted(tables.size(), "table") + ", " + Show.counted(rows, "row");
+    return heading(from, to, counted, engine)
         + keys()
         + "\n"
         + com.brel.sorn.velk.cli.Table.of(rows(), width)

@@ -38,16 +38,7 @@ final class Report extends RunReport {
     table.add(ColumnReport.HEADING);
     columns.forEach(column -> table.add(column.cells()));
     String key = keyFingerprint == null ? "" : "key fingerprint: " + keyFingerprint + "\n";
-    return Show.text(input)
-        + " -> "
-        + Show.text(output)
-        + ": "
-        + Show.counted(rows, "row")
-        + ", "
-        + Show.counted(errorCount(), "value")
-        + " could not be masked\nengine: "
-        + engine
-        + "\n"
+    return heading(input, output, Show.counted(rows, "row"), engine)
         + key
         + "\n"
         + Table.of(table, width)

@@ -16,6 +16,24 @@ abstract class RunReport {
    */
   abstract String text(int width);
 
+  /**
+   * The lines that a text begins with.
+   *
+   * @param rows what was gone through, in words
+   */
+  final String heading(String from, String to, String rows, String engine) {
+    return Show.text(from)
+        + " -> "
+        + Show.text(to)
+        + ": "
+        + rows
+        + ", "
+        + Show.counted(errorCount(), "value")
+        + " could not be masked\nengine: "
+        + engine
+        + "\n";
+  }
+
   final long errorCount() {
     return allColumns().mapToLong(ColumnReport::errorCount).sum();
   }
