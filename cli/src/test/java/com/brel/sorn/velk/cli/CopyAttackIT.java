@@ -58,10 +58,14 @@ class CopyAttackIT extends CopyTests {
         "INSERT INTO a VALUES (1, '2024-02-01', '-1 day +02:03:04.5', 1e-7/3, '\\x5c00ff27', '2024-03-31 02:30+01',"
             + " ARRAY['NULL', NULL, 'a\\b'], XMLPARSE(CONTENT 'a<b/>c'), 'Zoë ''\\ ΩЖ',"
             + " '[2024-10-27 00:30+00,2024-10-27 01:30+00)', 12.34, '2024-02-01', '2024-10-27 01:30+00')");
-    String all = "SELECT d, i, f, b, t, n, n[2] IS NULL, x::text, s, r, m FROM a";
+    // Writing the first row takes longer than the user's statements may, and so does reading what
+    // no buffer between the two servers holds in the meantime.
+    server.execute(
+        "source",
+        "INSERT INTO a (id, s) SELECT i, repeat('x', 4000000) FROM generate_series(2, 13) i");
+    server.execute("target", "ALTER TABLE a ADD CHECK (id > 1 OR pg_sleep(0.8)::text IS NOT NULL)");
+    String all = "SELECT d, i, f, b, t, n, n[2] IS NULL, x::text, s, r, m FROM a WHERE id = 1";
     List<String> before = server.rows("source", all);
-    // Writing a row takes longer than the user's statements may.
-    server.execute("target", "ALTER TABLE a ADD CHECK (pg_sleep(0.6)::text IS NOT NULL)");
     setOddly();
     String rules = HEAD + "[public.a]\nborn=dateshift(days=3) seen=dateshift(days=3) *=keep";
     copy(rules).expect(ExitCode.DONE);
@@ -72,7 +76,9 @@ class CopyAttackIT extends CopyTests {
         server.row(
             "target",
             "SELECT abs(born - date '2024-02-01') BETWEEN 1 AND 3,"
-                + " abs(extract(epoch FROM seen - '2024-10-27 01:30+00')) BETWEEN 1 AND 3*86400 FROM a"));
+                + " abs(extract(epoch FROM seen - '2024-10-27 01:30+00')) BETWEEN 1 AND 3*86400"
+                + " FROM a WHERE id = 1"));
+    assertEquals("13", server.row("target", "SELECT count(*) FROM a"));
   }
 
   @Test
