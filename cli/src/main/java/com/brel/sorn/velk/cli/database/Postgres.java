@@ -92,6 +92,8 @@ final class Postgres extends Session {
   }
 
   private static Connection connection(DatabaseUrl url) throws SQLException {
+    // Asked before the driver looks for the file, in whatever thread.
+    PasswordFile.refused();
     return DriverManager.getConnection(url.jdbc(), properties(url));
   }
 
