@@ -132,6 +132,14 @@ class ClassArchiveIT {
     assertEquals(1, filesOf(archives).size());
     assertEquals(named(archive, Files.readAllBytes(archive)), archive);
     assertTrue(usesArchive());
+    assertEquals(List.of(), classesOfJars(folder.resolve("classes.log")));
+  }
+
+  /** Those that a run had from no archive: Java keeps none that were compiled for one of old. */
+  private static List<String> classesOfJars(Path log) throws IOException {
+    try (Stream<String> lines = Files.lines(log)) {
+      return lines.filter(line -> line.contains(" source: file:")).toList();
+    }
   }
 
   @Test
@@ -234,6 +242,7 @@ class ClassArchiveIT {
     assertTrue(both.contains(masking));
     assertEquals(told, copyNowhere(log.toString()));
     assertTrue(Files.readString(log).contains(driver), told);
+    assertEquals(List.of(), classesOfJars(log));
     assertEquals(both, filesOf(archives));
     assertTrue(usesArchive());
   }
