@@ -1,8 +1,12 @@
 package com.brel.sorn.velk.cli;
 
 import java.io.IOException;
+import java.net.InetAddress;
+import java.net.ServerSocket;
 import java.net.URISyntaxException;
 import java.nio.file.Path;
+import java.sql.DriverManager;
+import java.sql.SQLException;
 import java.util.Enumeration;
 import java.util.jar.JarEntry;
 import java.util.jar.JarFile;
@@ -26,7 +30,30 @@ final class CopyClasses {
   public static void main(String[] arguments) throws Exception {
     load(CopyClasses.class, OWN);
     load(Class.forName("org.postgresql.Driver"), DRIVER);
+    connect();
     Velk.main(arguments);
+  }
+
+  /** Connects to a server of this process that hangs up, which takes what connecting does. */
+  private static void connect() throws IOException {
+    try (ServerSocket server = new ServerSocket(0, 1, InetAddress.getLoopbackAddress())) {
+      Thread thread = new Thread(() -> hangUp(server));
+      thread.setDaemon(true);
+      thread.start();
+      DriverManager.getConnection(
+              "jdbc:postgresql://127.0.0.1:" + server.getLocalPort() + "/none", "nobody", "none")
+          .close();
+    } catch (SQLException e) {
+      // As it must be.
+    }
+  }
+
+  private static void hangUp(ServerSocket server) {
+    try {
+      server.accept().close();
+    } catch (IOException e) {
+      // Nobody has called.
+    }
   }
 
   /** Loads all classes of a jar that are in a package or below. */
