@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.cli;
 
 import com.brel.sorn.velk.VELKException;
+import com.brel.sorn.velk.cli.database.Sessions;
 import com.brel.sorn.velk.masking.EngineLoadException;
 import com.brel.sorn.velk.masking.TableException;
 import java.io.IOException;
@@ -126,6 +127,9 @@ public sealed class Velk {
   /** Reading what all the subcommands are takes longer than masking a small file. */
   static CommandLine commandLine(Streams streams, String[] arguments) {
     Class<?> alone = arguments.length == 0 ? null : ALONE.get(arguments[0]);
+    if (alone == CopyCommand.class) {
+      Sessions.prepare();
+    }
     return alone == null
         ? new CommandLine(new Whole(streams))
         : new CommandLine(new Velk(streams)).addSubcommand(alone);

@@ -51,6 +51,17 @@ record Catalogue(
           .map(Unique::columns)
           .orElse(List.of());
     }
+
+    /** What must be as it was where a copy goes on, and in no other table is the same. */
+    String form() {
+      StringBuilder form = new StringBuilder(name.sql());
+      columns.forEach(column -> column.addTo(form));
+      for (Unique unique : uniques) {
+        form.append('\n').append(unique.primary()).append(TableName.quoted(unique.name()));
+        unique.columns().forEach(column -> form.append(TableName.quoted(column)));
+      }
+      return form.toString();
+    }
   }
 
   /**
@@ -69,7 +80,13 @@ record Catalogue(
       boolean padded,
       boolean notNull,
       boolean generated,
-      String collation) {}
+      String collation) {
+    private void addTo(StringBuilder form) {
+      form.append('\n').append(TableName.quoted(name)).append(TableName.quoted(type));
+      form.append(masked).append(' ').append(limit).append(' ').append(padded).append(' ');
+      form.append(notNull).append(' ').append(generated).append(' ').append(collation);
+    }
+  }
 
   /** A unique index or primary key over columns alone. */
   record Unique(String name, List<String> columns, boolean primary) {}

@@ -8,7 +8,6 @@ import com.brel.sorn.velk.cli.database.Marks.Mark;
 import com.brel.sorn.velk.masking.ColumnRule;
 import com.brel.sorn.velk.masking.Engine;
 import java.io.IOException;
-import java.security.SecureRandom;
 import java.sql.SQLException;
 import java.util.ArrayList;
 import java.util.Collections;
@@ -17,6 +16,7 @@ import java.util.List;
 import java.util.Map;
 import java.util.Set;
 import java.util.TreeMap;
+import java.util.concurrent.ThreadLocalRandom;
 import java.util.function.Consumer;
 import java.util.stream.Collectors;
 
@@ -87,7 +87,7 @@ public final class DatabaseCopy implements MaskedCopy {
   }
 
   private void plan(RulesFile rules, Postgres target) throws SQLException {
-    if (Locks.areInOneDatabase(source, target, new SecureRandom().nextLong())) {
+    if (Locks.areInOneDatabase(source, target, ThreadLocalRandom.current().nextLong())) {
       throw CopyException.refused(
           "the target is the source: " + settings.from() + " and " + settings.to());
     }
@@ -277,8 +277,8 @@ public final class DatabaseCopy implements MaskedCopy {
     StringBuilder catalogue = new StringBuilder(identity);
     for (Step step : plan.steps()) {
       Catalogue.Table table = step.source();
-      catalogue.append('\n').append(table.name()).append(table.columns()).append(table.uniques());
-      table.parts().forEach(part -> catalogue.append(part.name()));
+      catalogue.append('\n').append(table.form());
+      table.parts().forEach(part -> catalogue.append('\n').append(part.name().sql()));
     }
     return new Fingerprint(
         Fingerprints.hex(settings.rules() + "\n" + settings.tables()),

@@ -220,8 +220,8 @@ final class JdbcCopy implements MaskedCopy {
     StringBuilder catalogue = new StringBuilder(source.schema());
     for (JdbcStep step : steps) {
       Catalogue.Table table = step.step().source();
-      catalogue.append('\n').append(table.name()).append(table.columns()).append(table.uniques());
-      step.to().forEach(column -> catalogue.append(column.column().type()));
+      catalogue.append('\n').append(table.form());
+      step.to().forEach(column -> catalogue.append('\n').append(column.column().type()));
     }
     return new Fingerprint(
         Fingerprints.hex(settings.rules() + "\n" + settings.tables()),

@@ -26,9 +26,6 @@ final class PieceRun implements AutoCloseable {
     void run(Worker worker) throws IOException, SQLException;
   }
 
-  /** Where a piece begins. */
-  private record Place(TableName part, long page) {}
-
   private final Plan plan;
   private final CopySettings settings;
   private final DatabaseCopy.Listener listener;
@@ -67,7 +64,7 @@ final class PieceRun implements AutoCloseable {
     for (Worker worker : workers) {
       worker.join();
     }
-    Map<Place, Mark> kept = new ConcurrentHashMap<>();
+    Map<TableName, Map<Long, Mark>> kept = new ConcurrentHashMap<>();
     Queue<Task> comparisons = new ConcurrentLinkedQueue<>();
     Map<TableName, Step> steps = new HashMap<>();
     plan.steps()
@@ -90,10 +87,11 @@ final class PieceRun implements AutoCloseable {
     }
   }
 
-  private void compare(Worker worker, Step step, Mark mark, Map<Place, Mark> kept)
+  private void compare(Worker worker, Step step, Mark mark, Map<TableName, Map<Long, Mark>> kept)
       throws IOException, SQLException {
     if (worker.isAsRead(step, mark)) {
-      kept.put(new Place(mark.piece().part(), mark.piece().from()), mark);
+      kept.computeIfAbsent(mark.piece().part(), part -> new ConcurrentHashMap<>())
+          .put(mark.piece().from(), mark);
       tell(mark.rows(), mark.piece(), step);
       return;
     }
@@ -120,13 +118,17 @@ final class PieceRun implements AutoCloseable {
     listener.done(rows, pages);
   }
 
-  /** The pieces of a table that have no mark. The last one is open: nothing is behind it. */
-  private List<Piece> left(Step step, Map<Place, Mark> kept) {
+  /**
+   * The pieces of a table that have no mark. The last one is open: nothing is behind it.
+   *
+   * @param kept the marks by the part and the page where their piece begins
+   */
+  private List<Piece> left(Step step, Map<TableName, Map<Long, Mark>> kept) {
     List<Piece> left = new ArrayList<>();
     for (Part part : step.source().parts()) {
       long from = 0;
       for (boolean open = false; !open; ) {
-        Mark mark = kept.get(new Place(part.name(), from));
+        Mark mark = kept.getOrDefault(part.name(), Map.of()).get(from);
         long end = from + (isWhole(step) ? Piece.OPEN - from : settings.pages());
         Piece piece =
             mark != null

