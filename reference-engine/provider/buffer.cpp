@@ -5,6 +5,10 @@
 #include <cstdint>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace velk::engine {
 
 namespace {
@@ -38,6 +42,30 @@ constexpr std::size_t first_zero_unit(Group zeros)
     return static_cast<std::size_t>(std::countr_zero(zeros)) / 16;
 }
 
+// As far as whole blocks of units go. True where the zero unit was found among them.
+bool measure_blocks([[maybe_unused]] const char* text, [[maybe_unused]] std::size_t units,
+                    [[maybe_unused]] BufferText& found)
+{
+    bool ends = false;
+#if defined(__SSE2__)
+    constexpr std::size_t block_units = sizeof(__m128i) / sizeof(char16_t);
+    const __m128i top_bits = _mm_set1_epi16(static_cast<short>(0xF800));
+    const __m128i surrogate = _mm_set1_epi16(static_cast<short>(0xD800));
+    __m128i surrogates = _mm_setzero_si128();
+    for (; !ends && units - found.length >= block_units;) {
+        const char* start = text + found.length * sizeof(char16_t);
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(start));
+        surrogates = _mm_or_si128(surrogates, _mm_cmpeq_epi16(_mm_and_si128(block, top_bits), surrogate));
+        const auto zeros =
+            static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(block, _mm_setzero_si128())));
+        ends = zeros != 0;
+        found.length += ends ? static_cast<std::size_t>(std::countr_zero(zeros)) / 2 : block_units;
+    }
+    found.has_surrogates = _mm_movemask_epi8(surrogates) != 0;
+#endif
+    return ends;
+}
+
 } // namespace
 
 std::size_t capacity(const DATA& field)
@@ -52,6 +80,7 @@ BufferText measure_text(const DATA& field)
     const std::size_t units = capacity(field);
     const char* text = static_cast<const char*>(field.buffer);
     BufferText found{0, false};
+    if (measure_blocks(text, units, found)) return found;
     for (; units - found.length >= group_units; found.length += group_units) {
         const Group group = read_group(text + found.length * sizeof(char16_t));
         found.has_surrogates |= has_surrogate(group);
