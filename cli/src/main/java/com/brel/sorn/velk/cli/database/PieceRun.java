@@ -35,6 +35,7 @@ final class PieceRun implements AutoCloseable {
   private long rows;
   private long pages;
   private volatile boolean stopped;
+  private Beside<Void> ending;
 
   /** Begins to open the sessions. */
   PieceRun(
@@ -225,20 +226,29 @@ final class PieceRun implements AutoCloseable {
     }
   }
 
-  @Override
-  public void close() {
-    end();
+  /** Begins to end the sessions; nothing can be copied any more. */
+  void end() {
+    if (ending == null) {
+      stopped = true;
+      threads.shutdown();
+      ending = Beside.begin(this::closeAll);
+    }
   }
 
-  /** Ends the sessions. */
-  void end() {
-    stopped = true;
-    threads.shutdown();
+  private Void closeAll() {
     try {
       await(opening);
     } catch (IOException | SQLException | RuntimeException e) {
       // Whoever wanted the sessions has heard of it.
     }
     workers.forEach(Worker::close);
+    return null;
+  }
+
+  /** Returns when the sessions have ended. */
+  @Override
+  public void close() {
+    end();
+    ending.await();
   }
 }
