@@ -1,8 +1,11 @@
 package com.brel.sorn.velk.cli.database;
 
+import java.lang.management.ManagementFactory;
 import java.sql.Connection;
 import java.sql.DriverManager;
 import java.sql.SQLException;
+import java.text.NumberFormat;
+import java.util.GregorianCalendar;
 
 /** The sessions in which a copy is planned, which are opened while the engine is. */
 public final class Sessions implements AutoCloseable {
@@ -16,9 +19,19 @@ public final class Sessions implements AutoCloseable {
     this.target = Postgres.connecting(settings.to());
   }
 
-  /** Begins to load the driver, which takes as long as reading the arguments does. */
+  /**
+   * Begins to load the driver and what of Java it takes for its first session, and the copy for its
+   * fingerprint: all of it takes as long as reading the arguments does.
+   */
   public static void prepare() {
-    Beside.begin(() -> DriverManager.drivers().count());
+    Beside.begin(
+        () -> {
+          DriverManager.drivers().count();
+          ManagementFactory.getMemoryMXBean().getHeapMemoryUsage();
+          NumberFormat.getIntegerInstance();
+          new GregorianCalendar();
+          return Fingerprints.digest("");
+        });
   }
 
   /**
