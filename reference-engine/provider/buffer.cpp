@@ -42,28 +42,31 @@ constexpr std::size_t first_zero_unit(Group zeros)
     return static_cast<std::size_t>(std::countr_zero(zeros)) / 16;
 }
 
-// As far as whole blocks of units go. True where the zero unit was found among them.
+// All units, by blocks of eight of which the last overlaps the one before it; false where there are fewer.
 bool measure_blocks([[maybe_unused]] const char* text, [[maybe_unused]] std::size_t units,
                     [[maybe_unused]] BufferText& found)
 {
-    bool ends = false;
 #if defined(__SSE2__)
     constexpr std::size_t block_units = sizeof(__m128i) / sizeof(char16_t);
+    if (units < block_units) return false;
     const __m128i top_bits = _mm_set1_epi16(static_cast<short>(0xF800));
     const __m128i surrogate = _mm_set1_epi16(static_cast<short>(0xD800));
     __m128i surrogates = _mm_setzero_si128();
-    for (; !ends && units - found.length >= block_units;) {
-        const char* start = text + found.length * sizeof(char16_t);
-        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(start));
+    unsigned zeros = 0;
+    while (found.length < units && zeros == 0) {
+        const std::size_t start = std::min(found.length, units - block_units);
+        const __m128i block =
+            _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + start * sizeof(char16_t)));
         surrogates = _mm_or_si128(surrogates, _mm_cmpeq_epi16(_mm_and_si128(block, top_bits), surrogate));
-        const auto zeros =
-            static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(block, _mm_setzero_si128())));
-        ends = zeros != 0;
-        found.length += ends ? static_cast<std::size_t>(std::countr_zero(zeros)) / 2 : block_units;
+        zeros = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(block, _mm_setzero_si128())));
+        found.length =
+            start + (zeros != 0 ? static_cast<std::size_t>(std::countr_zero(zeros)) / 2 : block_units);
     }
     found.has_surrogates = _mm_movemask_epi8(surrogates) != 0;
+    return true;
+#else
+    return false;
 #endif
-    return ends;
 }
 
 } // namespace

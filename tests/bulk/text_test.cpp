@@ -2,6 +2,7 @@
 
 #include "bulk/blocks.h"
 
+#include <bit>
 #include <cstring>
 #include <random>
 #include <string>
@@ -201,8 +202,9 @@ TEST(Text, marks_of_a_whole_block_are_those_of_its_bytes)
             if (std::strchr(";'\r\n", bytes[i]) != nullptr) expected |= std::uint64_t{1} << i;
         }
         ASSERT_EQ(blocks::mark(bytes, wanted), expected);
-        ASSERT_EQ(blocks::has_any(bytes, 64, wanted), expected != 0);
-        ASSERT_EQ(blocks::has_any(bytes, 3, wanted), (expected & 7) != 0);
+        const std::vector<char> copy(bytes, bytes + random() % 65);
+        const auto in_front = static_cast<std::size_t>(std::countr_zero(expected));
+        ASSERT_EQ(blocks::has_any(copy.data(), copy.size(), wanted), in_front < copy.size());
     }
 }
 
