@@ -44,7 +44,7 @@ rem The second compiler of Java takes longer than it saves: values are masked by
 set "told=-XX:+DisplayVMOutputToStderr -Xlog:disable -Xlog:all=warning:stderr -XX:-CreateCoredumpOnCrash"
 rem The rows of a copy of a database are garbage once they are masked: few pages for them cost less than many.
 set "copying="
-if "%~1"=="copy" set "copying=-Xmx144m -Xms16m -Xmn8m -XX:CompileThresholdScaling=4"
+if "%~1"=="copy" set "copying=-Xmx144m -Xms32m -Xmn24m -XX:CompileThresholdScaling=4"
 rem Java takes one collector: who names one gets that.
 if "%~1"=="copy" if not defined VELK_JAVA_OPTIONS set "copying=%copying% -XX:+UseSerialGC"
 "%java%" -Xmx192m --enable-native-access=ALL-UNNAMED -XX:TieredStopAtLevel=1 %told% %copying% %packaged% %VELK_JAVA_OPTIONS% -jar "%folder%\%jar%" %*
