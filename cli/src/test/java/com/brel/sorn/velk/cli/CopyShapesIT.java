@@ -4,6 +4,7 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
+import java.util.ArrayList;
 import java.util.List;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.condition.DisabledOnOs;
@@ -207,6 +208,35 @@ class CopyShapesIT extends CopyTests {
             .err()
             .contains("table public.a has changed in the source and others refer to it"),
         refused.err());
+  }
+
+  /** What is not part of the copy is somebody else's: nothing of it may go. */
+  @Test
+  void rowsThatWouldTakeOthersWithThemAreNotTakenBack() throws IOException {
+    String rules = HEAD + "[public.a]\nid=keep x=hash";
+    both(
+        "CREATE TABLE a (id int PRIMARY KEY, x text)",
+        "CREATE TABLE b (a int REFERENCES a ON DELETE CASCADE)");
+    server.execute("source", "INSERT INTO a SELECT i, 'x' || i FROM generate_series(1, 3000) i");
+    String plain = plainTarget("a", "b");
+    server.execute("target", "ALTER TABLE a ADD CONSTRAINT early CHECK (id < 2500)");
+    String[] options = {"--tables", "a", "--jobs", "1", "--piece-pages", "4"};
+    copyPlainly(plain, rules, options).expect(ExitCode.INPUT_OUTPUT);
+    server.execute(
+        "target",
+        "ALTER TABLE a DROP CONSTRAINT early",
+        "INSERT INTO b SELECT generate_series(1, 100)");
+    server.execute("source", "UPDATE a SET x = 'changed' WHERE id = 5");
+    List<String> more = new ArrayList<>(List.of(options));
+    more.add("--resume");
+    Run refused = copyPlainly(plain, rules, more.toArray(String[]::new));
+    assertTrue(
+        refused
+            .expect(ExitCode.INPUT_OUTPUT)
+            .err()
+            .contains("table public.a has changed in the source and others refer to it"),
+        refused.err());
+    assertEquals("100", server.row("target", "SELECT count(*) FROM b"));
   }
 
   @Test

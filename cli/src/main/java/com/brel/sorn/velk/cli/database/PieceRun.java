@@ -96,9 +96,7 @@ final class PieceRun implements AutoCloseable {
       tell(mark.rows(), mark.piece(), step);
       return;
     }
-    boolean isParent =
-        plan.foreignKeys().stream().anyMatch(key -> key.parent().equals(step.source().name()));
-    if (isParent && !plan.unordered()) {
+    if (!plan.unordered() && worker.isReferredTo(step)) {
       throw CopyException.failed(
           "table "
               + step.source().name()

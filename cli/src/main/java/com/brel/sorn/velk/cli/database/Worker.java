@@ -126,6 +126,14 @@ final class Worker implements AutoCloseable {
     return copy.checksum(step, mark.piece()).equals(mark.checksum());
   }
 
+  /** Whether rows of the target, be they a copy's or not, may hang on those of a table. */
+  boolean isReferredTo(Step step) throws SQLException {
+    return target.isTrue(
+        "SELECT EXISTS (SELECT FROM pg_constraint WHERE contype = 'f'"
+            + " AND coalesce(pg_partition_root(confrelid), confrelid) = ?::regclass)",
+        step.source().name().sql());
+  }
+
   /** Takes a piece back, and its mark: its rows are those that its transaction wrote. */
   void undo(Step step, Mark mark) throws SQLException {
     target.execute("BEGIN");
