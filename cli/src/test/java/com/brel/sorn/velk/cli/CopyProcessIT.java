@@ -144,6 +144,10 @@ class CopyProcessIT extends CopyTests {
   private Run copyOne(int length, String rules) throws Exception {
     fill(0);
     server.execute("source", "INSERT INTO a VALUES (1, repeat('x', " + length + "), 'Word')");
+    return copySmall(rules);
+  }
+
+  private Run copySmall(String rules) throws Exception {
     Process process = builder(arguments(server.url("source"), server.url("target"), rules)).start();
     long peak = 0;
     while (process.isAlive()) {
@@ -172,6 +176,15 @@ class CopyProcessIT extends CopyTests {
     assertTrue(kept.err().startsWith("velk: "), kept.err());
     assertTrue(kept.exitCode() != ExitCode.DONE, kept.err());
     assertEquals("0", server.row("target", "SELECT count(*) FROM a"));
+  }
+
+  @Test
+  void noJobHoldsMoreThanOneLargeRow() throws Exception {
+    both("CREATE TABLE a (x text)", "CREATE TABLE b (x text)");
+    String rows = " SELECT repeat('x', 45000000) FROM generate_series(1, 3)";
+    server.execute("source", "INSERT INTO a" + rows, "INSERT INTO b" + rows);
+    copySmall("[public.a] = keep\n[public.b] = keep").expect(ExitCode.DONE);
+    assertEquals("3|3", server.row("target", "SELECT (SELECT count(*) FROM a), count(*) FROM b"));
   }
 
   @Test

@@ -9,7 +9,8 @@ import java.io.InputStream;
 import java.io.OutputStream;
 import java.sql.SQLException;
 import java.util.List;
-import org.postgresql.copy.PGCopyInputStream;
+import org.postgresql.copy.CopyOperation;
+import org.postgresql.copy.CopyOut;
 import org.postgresql.copy.PGCopyOutputStream;
 
 /** Reads rows, masks them and writes them, on a session of each database. */
@@ -111,10 +112,10 @@ final class PieceCopy {
     }
   }
 
-  private static void cancel(PGCopyOutputStream out) {
+  private static void cancel(CopyOperation copy) {
     try {
-      if (out.isActive()) {
-        out.cancelCopy();
+      if (copy.isActive()) {
+        copy.cancelCopy();
       }
     } catch (SQLException e) {
       // The server has ended it, or answers that it has.
@@ -192,11 +193,13 @@ final class PieceCopy {
 
   /** What comes from the source, with its checksum. */
   private final class Reading extends InputStream {
-    private final PGCopyInputStream in;
+    private final CopyOut in;
     private final Checksum checksum = new Checksum(checksumKey);
+    private byte[] row = {};
+    private int taken;
 
     Reading(String sql) throws SQLException {
-      in = new PGCopyInputStream(source.driver(), sql);
+      in = source.copies().copyOut(sql);
     }
 
     @Override
@@ -205,20 +208,41 @@ final class PieceCopy {
       return read(one, 0, 1) < 0 ? -1 : one[0] & 0xFF;
     }
 
+    /** Gives as many rows as there is place for. */
     @Override
     public int read(byte[] bytes, int from, int length) throws IOException {
-      int count = in.read(bytes, from, length);
-      if (count > 0) {
-        checksum.update(bytes, from, count);
+      int count = 0;
+      while (count < length && hasMore()) {
+        int part = Math.min(length - count, row.length - taken);
+        System.arraycopy(row, taken, bytes, from + count, part);
+        taken += part;
+        count += part;
       }
-      return count;
+      checksum.update(bytes, from, count);
+      return count > 0 || length == 0 ? count : -1;
+    }
+
+    /** Lets go of a row, which may be large, before it gets the next one. */
+    private boolean hasMore() throws IOException {
+      while (row != null && taken == row.length) {
+        row = null;
+        taken = 0;
+        try {
+          row = in.isActive() ? in.readFromCopy() : null;
+        } catch (SQLException e) {
+          throw new IOException("the source cannot be read: " + Postgres.told(e), e);
+        }
+      }
+      return row != null;
     }
 
     /**
      * Reads what is left, because a source that is interrupted would see another state after it.
      */
     void drain() throws IOException {
-      in.transferTo(OutputStream.nullOutputStream());
+      while (hasMore()) {
+        taken = row.length;
+      }
     }
 
     long rows() {
@@ -230,8 +254,8 @@ final class PieceCopy {
     }
 
     @Override
-    public void close() throws IOException {
-      in.close();
+    public void close() {
+      cancel(in);
     }
   }
 
