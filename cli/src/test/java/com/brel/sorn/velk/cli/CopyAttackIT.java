@@ -2,6 +2,7 @@ package com.brel.sorn.velk.cli;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.sql.Connection;
@@ -331,6 +332,42 @@ class CopyAttackIT extends CopyTests {
             + " started timestamptz, finished timestamptz)");
     Run none = copy("[public.a] = keep", "--resume").expect(ExitCode.INPUT_OUTPUT);
     assertTrue(none.err().contains("are not a copy's"), none.err());
+  }
+
+  private static String checksum() {
+    String checksum = server.row("target", "SELECT checksum FROM velk_copy.piece");
+    server.execute("target", "TRUNCATE a", "DROP SCHEMA velk_copy CASCADE");
+    return checksum;
+  }
+
+  /** Whoever can make a checksum of clear rows tries values until it is the mark's. */
+  @Test
+  void rulesWithoutAKeyLeaveNoChecksumThatAnybodyCanMake() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY, x text)");
+    server.execute("source", "INSERT INTO a VALUES (1, 'Anna')");
+    for (String rule : List.of("null", "fixed('x')")) {
+      String rules = "service=s\n[public.a]\nid=keep x=" + rule;
+      copy(rules).expect(ExitCode.DONE);
+      String first = checksum();
+      copy(rules).expect(ExitCode.DONE);
+      assertNotEquals(first, checksum(), rule);
+    }
+    copy("[public.a] = keep").expect(ExitCode.DONE);
+    String kept = checksum();
+    copy("[public.a] = keep").expect(ExitCode.DONE);
+    assertEquals(kept, checksum());
+  }
+
+  @Test
+  void whatIsDoneWithoutAKeyIsDoneAgain() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY, x text)");
+    server.execute("source", "INSERT INTO a SELECT i, 'Anna' FROM generate_series(1, 3000) i");
+    server.execute("target", "ALTER TABLE a ADD CONSTRAINT early CHECK (id < 2500)");
+    String rules = "service=s\n[public.a]\nid=keep x=null";
+    copy(rules, "--piece-pages", "4", "--jobs", "1").expect(ExitCode.INPUT_OUTPUT);
+    server.execute("target", "ALTER TABLE a DROP CONSTRAINT early");
+    copy(rules, "--piece-pages", "4", "--resume").expect(ExitCode.DONE);
+    assertEquals("3000|3000|0", server.row("target", "SELECT count(*), sum(1), count(x) FROM a"));
   }
 
   @Test

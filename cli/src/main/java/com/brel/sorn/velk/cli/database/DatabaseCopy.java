@@ -270,7 +270,7 @@ public final class DatabaseCopy implements MaskedCopy {
   }
 
   private byte[] checksumKey() {
-    return Fingerprints.ofKeys(engine, plan.keys(), "velk copy checksum");
+    return Fingerprints.ofChecksums(engine, plan);
   }
 
   private Fingerprint fingerprint() {

@@ -7,6 +7,7 @@ import com.brel.sorn.velk.masking.Type;
 import java.nio.charset.StandardCharsets;
 import java.security.MessageDigest;
 import java.security.NoSuchAlgorithmException;
+import java.security.SecureRandom;
 import java.util.Collection;
 import java.util.HexFormat;
 import java.util.List;
@@ -14,6 +15,7 @@ import java.util.List;
 /** Digests by which a copy knows that it is the same. */
 final class Fingerprints {
   private static final int LONGEST_HASH = 64;
+  private static final int CHECKSUM_KEY = 16;
   private static final String TEXT = "velk";
 
   private Fingerprints() {}
@@ -39,6 +41,20 @@ final class Fingerprints {
     StringBuilder all = new StringBuilder(use);
     places.forEach(place -> all.append('\n').append(ofKey(engine, place, use)));
     return digest(all.toString());
+  }
+
+  /**
+   * What nobody makes a checksum of clear rows without. Where nothing is masked the target has them
+   * as they are; where something is and no key is named, nothing else is secret either, and no
+   * later run takes a piece for done.
+   */
+  static byte[] ofChecksums(Engine engine, Plan plan) {
+    if (plan.keys().isEmpty() && plan.steps().stream().anyMatch(Step::isMasked)) {
+      byte[] random = new byte[CHECKSUM_KEY];
+      new SecureRandom().nextBytes(random);
+      return random;
+    }
+    return ofKeys(engine, plan.keys(), "velk copy checksum");
   }
 
   private static String ofKey(Engine engine, String place, String use) {

@@ -213,7 +213,7 @@ final class JdbcCopy implements MaskedCopy {
   }
 
   private byte[] checksumKey() {
-    return Fingerprints.ofKeys(engine, plan.keys(), "velk copy checksum");
+    return Fingerprints.ofChecksums(engine, plan);
   }
 
   private Fingerprint fingerprint() throws SQLException {

@@ -8,6 +8,7 @@ import com.brel.sorn.velk.masking.OnError;
 import java.util.List;
 import java.util.Set;
 import java.util.stream.Collectors;
+import java.util.stream.IntStream;
 
 /**
  * A table of the plan.
@@ -29,6 +30,11 @@ record Step(
   /** Types whose texts are digits and letters. */
   private static final Set<String> BARE =
       Set.of("smallint", "integer", "bigint", "date", "uuid", "boolean");
+
+  /** Whether any value comes out as another one. */
+  boolean isMasked() {
+    return IntStream.range(0, rules.size()).anyMatch(this::isMasked);
+  }
 
   boolean isMasked(int column) {
     return !keep && !rules.get(column).rule().function().equals("keep");
