@@ -370,6 +370,26 @@ class CopyAttackIT extends CopyTests {
     assertEquals("3000|3000|0", server.row("target", "SELECT count(*), sum(1), count(x) FROM a"));
   }
 
+  /** A session that leaves keys unchecked leaves a deferrable unique constraint unchecked, too. */
+  @Test
+  void rowsThatADeferrableConstraintWouldRefuseEndTheCopy() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY, x text, y text)");
+    server.execute(
+        "target", "ALTER TABLE a ADD CONSTRAINT \"No \"\"two\" UNIQUE (y, x) DEFERRABLE");
+    server.execute(
+        "source",
+        "INSERT INTO a VALUES (1, '4111111111111111'), (2, 'wrong'), (3, 'wrong too'), (4, null)");
+    String rules = HEAD + "on_error=fixed('z')\n[public.a]\nid=keep x=card y=card";
+    server.execute("source", "UPDATE a SET y = '4111111111111111'");
+    Run run = copy(rules).expect(ExitCode.INPUT_OUTPUT);
+    assertEquals(
+        "velk: table public.a: 2 rows are not unique by constraint \"No \"\"two\"\n", run.err());
+    assertEquals("f", server.row("target", "SELECT finished IS NOT NULL FROM velk_copy.run"));
+    server.execute("source", "DELETE FROM a WHERE id = 3");
+    copy(rules, "--resume").expect(ExitCode.FIELD_ERRORS);
+    assertEquals("3", server.row("target", "SELECT count(*) FROM a"));
+  }
+
   @Test
   @Timeout(60)
   void tablesKeepTheirFormWhileTheyAreCopied() throws Exception {
