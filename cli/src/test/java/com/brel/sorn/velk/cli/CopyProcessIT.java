@@ -9,6 +9,8 @@ import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.attribute.PosixFilePermissions;
+import java.sql.Connection;
+import java.sql.Statement;
 import java.util.ArrayList;
 import java.util.HashSet;
 import java.util.List;
@@ -196,6 +198,32 @@ class CopyProcessIT extends CopyTests {
     assertEquals(130, process.waitFor(), said());
     assertEquals("velk: stopped; the copy is not complete, --resume goes on with it\n", said());
     expectResumed(100000);
+  }
+
+  private static void await(String condition) throws Exception {
+    for (long end = System.nanoTime() + TimeUnit.SECONDS.toNanos(20);
+        !server.row("postgres", "SELECT " + condition).equals("t"); ) {
+      assertTrue(System.nanoTime() < end, condition);
+      TimeUnit.MILLISECONDS.sleep(20);
+    }
+  }
+
+  /** The server would else answer a copy that is gone first, which takes it as long as it takes. */
+  @Test
+  void aCopyThatIsKilledWhileTheServerIsAtWorkKeepsNoOtherOut() throws Exception {
+    both("CREATE TABLE a (id serial, x text, y text)");
+    server.execute("source", "INSERT INTO a (x) VALUES ('text')");
+    String ours = "FROM pg_stat_activity WHERE application_name = 'velk copy'";
+    try (Connection other = server.connect("target");
+        Statement statement = other.createStatement()) {
+      statement.execute("BEGIN; ALTER SEQUENCE a_id_seq CACHE 2");
+      Process process = begin();
+      await("EXISTS (SELECT " + ours + " AND query LIKE '%setval%' AND wait_event_type = 'Lock')");
+      process.destroyForcibly().waitFor();
+      await("NOT EXISTS (SELECT " + ours + ")");
+    }
+    copy(RULES, "--resume").expect(ExitCode.DONE);
+    assertEquals("1", server.row("target", "SELECT count(*) FROM a WHERE x NOT LIKE 'text%'"));
   }
 
   @Test

@@ -48,10 +48,15 @@ final class Postgres extends Session {
           "lock_timeout = '" + Integer.getInteger("velk.lock.seconds", 60) + "s'",
           "idle_in_transaction_session_timeout = 0");
 
-  /** Limits that not every version has. */
-  private static final String NEWER_LIMITS =
+  /**
+   * What not every version has: limits, and that a server looks for who asks it while it counts. A
+   * copy that was killed would else keep the next one out until then.
+   */
+  private static final String NEWER_SETTINGS =
       "SELECT set_config(name, '0', false) FROM pg_settings"
-          + " WHERE name IN ('idle_session_timeout', 'transaction_timeout');";
+          + " WHERE name IN ('idle_session_timeout', 'transaction_timeout');"
+          + "SELECT set_config(name, '5s', false) FROM pg_settings"
+          + " WHERE name = 'client_connection_check_interval' AND version() LIKE '%linux%';";
 
   private Postgres(Connection connection) {
     super(connection);
@@ -134,7 +139,7 @@ final class Postgres extends Session {
     // One after the other in one go, for each that waits for the server is felt.
     StringBuilder all = new StringBuilder();
     SETTINGS.forEach(setting -> all.append("SET ").append(setting).append(';'));
-    all.append(NEWER_LIMITS);
+    all.append(NEWER_SETTINGS);
     if (readOnly) {
       all.append("SET SESSION CHARACTERISTICS AS TRANSACTION READ ONLY");
     }
