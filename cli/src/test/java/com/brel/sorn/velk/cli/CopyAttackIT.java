@@ -5,6 +5,8 @@ import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.nio.file.Files;
+import java.nio.file.Path;
 import java.sql.Connection;
 import java.sql.Statement;
 import java.util.ArrayList;
@@ -368,6 +370,20 @@ class CopyAttackIT extends CopyTests {
     server.execute("target", "ALTER TABLE a DROP CONSTRAINT early");
     copy(rules, "--piece-pages", "4", "--resume").expect(ExitCode.DONE);
     assertEquals("3000|3000|0", server.row("target", "SELECT count(*), sum(1), count(x) FROM a"));
+  }
+
+  @Test
+  void aCopyIsNotResumedWithAnotherKeyInTheSamePlace() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY, x text)");
+    server.execute("source", "INSERT INTO a SELECT i, 'Anna' FROM generate_series(1, 3000) i");
+    server.execute("target", "ALTER TABLE a ADD CONSTRAINT early CHECK (id < 2500)");
+    Path key = Files.writeString(folder.resolve("key"), "one key of 16 bytes or more");
+    String rules = "service=s key='file:" + key + "'\n[public.a]\nid=keep x=hash";
+    copy(rules, "--piece-pages", "4", "--jobs", "1").expect(ExitCode.INPUT_OUTPUT);
+    Files.writeString(key, "another key of 16 bytes or more");
+    Run other = copy(rules, "--piece-pages", "4", "--resume").expect(ExitCode.USAGE);
+    String told = "the copy that was begun is another one, for it differs in the key\n";
+    assertTrue(other.err().endsWith("velk: --resume: " + told), other.err());
   }
 
   /** A session that leaves keys unchecked leaves a deferrable unique constraint unchecked, too. */
