@@ -149,8 +149,9 @@ class CopyProcessIT extends CopyTests {
     return copySmall(rules);
   }
 
-  private Run copySmall(String rules) throws Exception {
-    Process process = builder(arguments(server.url("source"), server.url("target"), rules)).start();
+  private Run copySmall(String rules, String... more) throws Exception {
+    Process process =
+        builder(arguments(server.url("source"), server.url("target"), rules, more)).start();
     long peak = 0;
     while (process.isAlive()) {
       try {
@@ -187,6 +188,23 @@ class CopyProcessIT extends CopyTests {
     server.execute("source", "INSERT INTO a" + rows, "INSERT INTO b" + rows);
     copySmall("[public.a] = keep\n[public.b] = keep").expect(ExitCode.DONE);
     assertEquals("3|3", server.row("target", "SELECT (SELECT count(*) FROM a), count(*) FROM b"));
+  }
+
+  @Test
+  void manyJobsMaskLargeRowsInLittleMemory() throws Exception {
+    StringBuilder rules = new StringBuilder(HEAD);
+    List<String> tables = new ArrayList<>();
+    for (int i = 0; i < 8; i++) {
+      tables.add("CREATE TABLE t" + i + " (x text, y text, z text)");
+      rules.append("[public.t" + i + "]\nx=classes y=keep z=keep\n");
+    }
+    both(tables.toArray(String[]::new));
+    String rows = " SELECT v, v, v FROM repeat('ሀ', 1000000) v, generate_series(1, 3)";
+    for (int i = 0; i < tables.size(); i++) {
+      server.execute("source", "INSERT INTO t" + i + rows);
+    }
+    copySmall(rules.toString(), "--jobs", "8").expect(ExitCode.DONE);
+    assertEquals("3", server.row("target", "SELECT count(*) FROM t7 WHERE y = z AND x <> y"));
   }
 
   @Test

@@ -9,6 +9,7 @@ import java.io.InputStream;
 import java.io.OutputStream;
 import java.sql.SQLException;
 import java.util.List;
+import java.util.concurrent.locks.ReentrantLock;
 import org.postgresql.copy.CopyOperation;
 import org.postgresql.copy.CopyOut;
 import org.postgresql.copy.PGCopyOutputStream;
@@ -16,6 +17,12 @@ import org.postgresql.copy.PGCopyOutputStream;
 /** Reads rows, masks them and writes them, on a session of each database. */
 final class PieceCopy {
   private static final int BUFFER = 1 << 16;
+
+  /** Bytes of a row for which the lane needs much memory, to the end of the piece. */
+  private static final int LARGE = 1 << 18;
+
+  /** Held by the only piece of the process that goes on with large rows. */
+  private static final ReentrantLock LARGE_ROWS = new ReentrantLock();
 
   private final Postgres source;
   private final Postgres target;
@@ -57,7 +64,7 @@ final class PieceCopy {
 
   /** Copies the rows that a condition is true of; whoever calls this commits. */
   Copied copy(Step step, TableName part, String condition) throws IOException, SQLException {
-    try (Reading in = new Reading(step.read(part, condition))) {
+    try (Reading in = new Reading(step.read(part, condition), !step.keep())) {
       Copied copied;
       try {
         copied = write(step, in);
@@ -195,10 +202,17 @@ final class PieceCopy {
   private final class Reading extends InputStream {
     private final CopyOut in;
     private final Checksum checksum = new Checksum(checksumKey);
+    private final boolean masks;
     private byte[] row = {};
     private int taken;
 
-    Reading(String sql) throws SQLException {
+    /**
+     * Begins to read.
+     *
+     * @param masks whether what is read is masked
+     */
+    Reading(String sql, boolean masks) throws SQLException {
+      this.masks = masks;
       in = source.copies().copyOut(sql);
     }
 
@@ -233,6 +247,9 @@ final class PieceCopy {
           throw new IOException("the source cannot be read: " + Postgres.told(e), e);
         }
       }
+      if (masks && row != null && row.length > LARGE && !LARGE_ROWS.isHeldByCurrentThread()) {
+        LARGE_ROWS.lock();
+      }
       return row != null;
     }
 
@@ -256,12 +273,15 @@ final class PieceCopy {
     @Override
     public void close() {
       cancel(in);
+      if (LARGE_ROWS.isHeldByCurrentThread()) {
+        LARGE_ROWS.unlock();
+      }
     }
   }
 
   /** The checksum of a piece as the source has it now. */
   String checksum(Step step, Piece piece) throws IOException, SQLException {
-    try (Reading in = new Reading(step.read(piece.part(), piece.condition()))) {
+    try (Reading in = new Reading(step.read(piece.part(), piece.condition()), false)) {
       in.transferTo(OutputStream.nullOutputStream());
       return in.checksum();
     }
