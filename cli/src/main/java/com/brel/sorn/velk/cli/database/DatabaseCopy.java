@@ -48,20 +48,6 @@ public final class DatabaseCopy implements MaskedCopy {
   public record TableResult(
       String name, long rows, List<ColumnRule> rules, List<ColumnResult> columns, String key) {}
 
-  /** With their table, the relation that they are of, and its columns. */
-  private static final String DEFERRABLE =
-      """
-      SELECT n.nspname, t.relname, c.conname,
-        CASE t.relkind WHEN 'p' THEN '' ELSE 'ONLY ' END || c.conrelid::regclass::text,
-        (SELECT string_agg(quote_ident(a.attname), ', ') FROM pg_attribute a
-         WHERE a.attrelid = c.conrelid AND a.attnum = ANY (c.conkey))
-      FROM pg_constraint c
-        JOIN pg_class t ON t.oid = coalesce(pg_partition_root(c.conrelid), c.conrelid)
-        JOIN pg_namespace n ON n.oid = t.relnamespace
-      WHERE c.condeferrable AND c.contype IN ('p', 'u') AND c.conparentid = 0
-      ORDER BY 1, 2, 3
-      """;
-
   private final Engine engine;
   private final CopySettings settings;
   private final Postgres source;
@@ -326,7 +312,7 @@ public final class DatabaseCopy implements MaskedCopy {
       requireParents(control, key);
     }
     if (plan.unordered()) {
-      requireUnique(control);
+      DeferrableConstraints.require(control, plan.target().tables().keySet());
     }
     for (Step step : plan.steps()) {
       for (Sequence sequence : step.source().sequences()) {
@@ -342,43 +328,6 @@ public final class DatabaseCopy implements MaskedCopy {
         .filter(step -> step.source().name().toString().equals(name))
         .findFirst()
         .orElseThrow();
-  }
-
-  /** What is unique is checked with every row, but not where it may be checked at the end. */
-  private void requireUnique(Postgres control) throws SQLException {
-    Set<TableName> tables = plan.target().tables().keySet();
-    control.rows(
-        DEFERRABLE,
-        row -> {
-          TableName table = new TableName(row.getString(1), row.getString(2));
-          if (tables.contains(table)) {
-            requireUnique(control, table, row.getString(3), row.getString(4), row.getString(5));
-          }
-          return table;
-        });
-  }
-
-  private static void requireUnique(
-      Postgres control, TableName table, String constraint, String relation, String columns)
-      throws SQLException {
-    long same =
-        control.number(
-            "SELECT coalesce(sum(n), 0) FROM (SELECT count(*) n FROM "
-                + relation
-                + " WHERE num_nulls("
-                + columns
-                + ") = 0 GROUP BY "
-                + columns
-                + " HAVING count(*) > 1) s");
-    if (same > 0) {
-      throw CopyException.failed(
-          "table "
-              + table
-              + ": "
-              + same
-              + " rows are not unique by constraint "
-              + TableName.quoted(constraint));
-    }
   }
 
   private static void requireParents(Postgres control, ForeignKey key) throws SQLException {

@@ -53,10 +53,9 @@ final class Postgres extends Session {
    * copy that was killed would else keep the next one out until then.
    */
   private static final String NEWER_SETTINGS =
-      "SELECT set_config(name, '0', false) FROM pg_settings"
-          + " WHERE name IN ('idle_session_timeout', 'transaction_timeout');"
-          + "SELECT set_config(name, '5s', false) FROM pg_settings"
-          + " WHERE name = 'client_connection_check_interval' AND version() LIKE '%linux%';";
+      "SELECT set_config(name, CASE name WHEN 'client_connection_check_interval' THEN '5s' ELSE '0' END, false)"
+          + " FROM pg_settings WHERE name IN ('idle_session_timeout', 'transaction_timeout')"
+          + " OR name = 'client_connection_check_interval' AND version() LIKE '%linux%';";
 
   private Postgres(Connection connection) {
     super(connection);
