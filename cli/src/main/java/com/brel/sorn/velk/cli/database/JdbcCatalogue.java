@@ -85,6 +85,7 @@ record JdbcCatalogue(
     private final List<String> warnings = new ArrayList<>();
     private Set<String> hidden = Set.of();
     private Map<String, String> unfit = Map.of();
+    private Map<List<String>, String> narrow = Map.of();
 
     Reader(JdbcSession session) throws SQLException {
       this.session = session;
@@ -130,6 +131,7 @@ record JdbcCatalogue(
     }
 
     JdbcCatalogue read(Collection<TableName> wanted) throws SQLException {
+      narrow = dialect.narrowTypes(session);
       readColumns();
       hidden = dialect.hidden(session);
       unfit = dialect.unfit(session);
@@ -195,10 +197,12 @@ record JdbcCatalogue(
       int size = size(form, jdbcType, type, told);
       boolean unsigned = type.toUpperCase(Locale.ROOT).contains("UNSIGNED");
       boolean generated = "YES".equals(row.getString("IS_GENERATEDCOLUMN"));
-      String described = described(form, type, size, scale);
+      String name = row.getString("COLUMN_NAME");
+      String whole = narrow.get(List.of(row.getString("TABLE_NAME"), name));
+      String described = whole == null ? described(form, type, size, scale) : whole;
       Column column =
           new Column(
-              row.getString("COLUMN_NAME"),
+              name,
               described,
               masked(form, jdbcType, size, scale, unsigned),
               form == Form.TEXT ? size : 0,
@@ -207,7 +211,7 @@ record JdbcCatalogue(
               generated,
               null);
       boolean counted = "YES".equals(row.getString("IS_AUTOINCREMENT"));
-      return new JdbcColumn(column, form, size, scale, unsigned, counted);
+      return new JdbcColumn(column, form, size, scale, unsigned, counted, whole != null);
     }
 
     private static int fraction(Form form, int size) {

@@ -1,7 +1,10 @@
 package com.brel.sorn.velk.cli.database;
 
 import java.sql.Connection;
+import java.sql.ResultSet;
+import java.sql.SQLDataException;
 import java.sql.SQLException;
+import java.time.LocalTime;
 import java.util.List;
 import java.util.Map;
 import java.util.Set;
@@ -104,6 +107,16 @@ final class PostgresDialect extends Dialect {
   @Override
   String overriding() {
     return " OVERRIDING SYSTEM VALUE";
+  }
+
+  /** What the driver has in place of 24:00, which no clock of Java shows. */
+  @Override
+  Object read(ResultSet row, int at, JdbcColumn column) throws SQLException {
+    Object value = super.read(row, at, column);
+    if (LocalTime.MAX.equals(value)) {
+      throw new SQLDataException("no time of a day", "22008");
+    }
+    return value;
   }
 
   /** The driver holds them all; what is long stands in a table of its own, which may be empty. */
