@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.cli;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
@@ -210,5 +211,28 @@ class CopyJdbcEdgeIT {
     Run run = copy("h2", "mariadb", "=keep\n[PUBLIC.a]=keep").expect(ExitCode.USAGE);
     assertTrue(run.err().contains("table PUBLIC.A: the target has no such table"), run.err());
     assertTrue(run.err().contains("table PUBLIC.a: the target has no such table"), run.err());
+  }
+
+  @Test
+  void whatATriggerSaysAtTheEndOfATransactionIsNotShown() throws IOException {
+    tables("mariadb", "varchar(20)", "postgres", "varchar(20)");
+    insert("mariadb", "(1, 's3cret')");
+    TestDatabases target = makes.get("postgres");
+    target.execute(
+        "target",
+        "CREATE FUNCTION tell() RETURNS trigger LANGUAGE plpgsql AS"
+            + " $$ BEGIN RAISE EXCEPTION 'not %', NEW.x; END $$",
+        "CREATE CONSTRAINT TRIGGER t AFTER INSERT ON a DEFERRABLE INITIALLY DEFERRED"
+            + " FOR EACH ROW EXECUTE FUNCTION tell()",
+        // Whatever role the session has.
+        "ALTER TABLE a ENABLE ALWAYS TRIGGER t");
+    Run run = keep("mariadb", "postgres").expect(ExitCode.INPUT_OUTPUT);
+    assertTrue(
+        run.err()
+            .contains(
+                "table source.a: the target refuses a piece: the database fails (SQLSTATE P0001"),
+        run.err());
+    assertFalse(run.err().contains("s3cret"), run.err());
+    assertNothingIn("postgres");
   }
 }
