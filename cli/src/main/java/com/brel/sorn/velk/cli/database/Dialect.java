@@ -190,6 +190,11 @@ class Dialect {
     };
   }
 
+  /** The digits of a decimal by its metadata, 0 for no limit. */
+  int digits(int told) {
+    return told;
+  }
+
   /** What a statement selects to read a column. */
   String selected(JdbcColumn column, String name) {
     return name;

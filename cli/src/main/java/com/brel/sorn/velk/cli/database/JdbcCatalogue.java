@@ -39,6 +39,8 @@ record JdbcCatalogue(
 
   private static final int TIME_BEFORE_FRACTION = 11;
 
+  private static final int OFFSET = "+00:00".length();
+
   /** The tables that there are. */
   static List<TableName> names(JdbcSession session) throws SQLException {
     return List.copyOf(new Reader(session).relations().keySet());
@@ -193,7 +195,7 @@ record JdbcCatalogue(
       int digits = row.getInt("DECIMAL_DIGITS");
       boolean noDigits = row.wasNull();
       Form form = dialect.form(jdbcType, type, told);
-      int scale = form == Form.DECIMAL || !noDigits ? digits : fraction(form, told);
+      int scale = form == Form.DECIMAL || !noDigits ? digits : fraction(form, jdbcType, told);
       int size = size(form, jdbcType, type, told);
       boolean unsigned = type.toUpperCase(Locale.ROOT).contains("UNSIGNED");
       boolean generated = "YES".equals(row.getString("IS_GENERATEDCOLUMN"));
@@ -214,15 +216,16 @@ record JdbcCatalogue(
       return new JdbcColumn(column, form, size, scale, unsigned, counted, whole != null);
     }
 
-    private static int fraction(Form form, int size) {
+    private static int fraction(Form form, int jdbcType, int size) {
       int before = form == Form.TIME ? TIME_BEFORE_FRACTION : BEFORE_FRACTION;
-      return Math.max(0, size - before);
+      int behind = jdbcType == Types.TIMESTAMP_WITH_TIMEZONE ? OFFSET : 0;
+      return Math.max(0, size - before - behind);
     }
 
-    private static int size(Form form, int jdbcType, String type, int told) {
+    private int size(Form form, int jdbcType, String type, int told) {
       return switch (form) {
         case INTEGER -> bits(jdbcType, type);
-        case DECIMAL -> told > GREATEST_PRECISION ? 0 : told;
+        case DECIMAL -> dialect.digits(told);
         case TEXT, BINARY, OWN_TEXT, OWN_BYTES ->
             told >= Dialect.NO_LIMIT || isLong(jdbcType) ? 0 : told;
         default -> 0;
@@ -256,7 +259,10 @@ record JdbcCatalogue(
     private static Type masked(Form form, int jdbcType, int size, int scale, boolean unsigned) {
       return switch (form) {
         case INTEGER -> unsigned && size == Long.SIZE ? Type.decimal(20, 0) : Type.integer();
-        case DECIMAL -> size > 0 ? Type.ofJdbc(Types.DECIMAL, size, scale) : WIDEST;
+        case DECIMAL ->
+            size > 0 && size <= GREATEST_PRECISION
+                ? Type.ofJdbc(Types.DECIMAL, size, scale)
+                : WIDEST;
         case DOUBLE, REAL -> WIDEST;
         case DATE -> Type.date();
         case CLOCK, INSTANT -> Type.timestamp();

@@ -23,6 +23,10 @@ final class PostgresDialect extends Dialect {
           "stringtype",
           "unspecified");
 
+  private static final String LOCKED = "55P03";
+  private static final String LOCK_TIMEOUT = "lock_timeout = '60s'";
+  private static final int MOST_DIGITS = 1000;
+
   private static final List<String> SETTINGS =
       List.of(
           "TimeZone = 'UTC'",
@@ -30,7 +34,7 @@ final class PostgresDialect extends Dialect {
           "extra_float_digits = 3",
           "row_security = off",
           "statement_timeout = 0",
-          "lock_timeout = '60s'",
+          LOCK_TIMEOUT,
           "idle_in_transaction_session_timeout = 0");
 
   private static final long COPY = 0x76656c6b_636f7079L;
@@ -92,11 +96,21 @@ final class PostgresDialect extends Dialect {
     target.execute("SET session_replication_role = replica");
   }
 
+  /** A session that ends, as the one before this does, has its lock for a moment more. */
   @Override
   boolean lock(JdbcSession target) throws SQLException {
-    return target
-        .rows("SELECT pg_catalog.pg_try_advisory_lock(?)", row -> row.getBoolean(1), COPY)
-        .get(0);
+    target.execute("SET lock_timeout = '10s'");
+    try {
+      target.rows("SELECT pg_catalog.pg_advisory_lock(?)", row -> null, COPY);
+      return true;
+    } catch (SQLException e) {
+      if (LOCKED.equals(e.getSQLState())) {
+        return false;
+      }
+      throw e;
+    } finally {
+      target.execute("SET " + LOCK_TIMEOUT);
+    }
   }
 
   @Override
@@ -107,6 +121,11 @@ final class PostgresDialect extends Dialect {
   @Override
   String overriding() {
     return " OVERRIDING SYSTEM VALUE";
+  }
+
+  @Override
+  int digits(int told) {
+    return told > MOST_DIGITS ? 0 : told;
   }
 
   /** What the driver has in place of 24:00, which no clock of Java shows. */
