@@ -280,4 +280,34 @@ class CopyJdbcEdgeIT {
     }
     assertEquals("1|2", makes.get("postgres").row("target", "SELECT id, x FROM a"));
   }
+
+  /** Of a driver that says less than there is, or more than it should. */
+  @ParameterizedTest
+  @CsvSource(
+      delimiter = ';',
+      value = {
+        "early; from; 4; the source has 9 rows and 3 were read",
+        "quoting; from; 4; the source cannot be read: a value is refused (SQLSTATE null",
+        "running; from; 1; internal error: java.lang.NumberFormatException at ",
+        "unwritten; to; 4; 9 rows were written and 0 are there"
+      })
+  void aDriverIsNotBelieved(String lie, String side, int exitCode, String told) throws IOException {
+    tables("h2", "varchar(9)", "h2", "varchar(9)");
+    insert("h2", "(1, 's3cret')");
+    makes.get("h2").execute("source", "INSERT INTO a SELECT x, 'b' FROM system_range(2, 9)");
+    Path file =
+        Files.writeString(folder.resolve("rules"), "service=s key=env:MASK_KEY\n[PUBLIC.A]=keep");
+    String from = lying("source", lie, side.equals("from"));
+    String to = lying("target", lie, side.equals("to"));
+    Run run = Run.velk("copy", "--from", from, "--to", to, "-r", file.toString(), "-q");
+    run.expect(exitCode);
+    assertTrue(run.err().contains(told), run.err());
+    assertFalse(run.err().contains("s3cret"), run.err());
+    assertEquals("0", makes.get("h2").row("target", "SELECT \"finished\" FROM \"velk_copy_run\""));
+  }
+
+  private static String lying(String database, String lie, boolean isLying) {
+    String url = makes.get("h2").url(database);
+    return isLying ? url.replace("jdbc:h2:", "jdbc:lying:" + lie + ":") : url;
+  }
 }
