@@ -281,6 +281,20 @@ class CopyJdbcEdgeIT {
     assertEquals("1|2", makes.get("postgres").row("target", "SELECT id, x FROM a"));
   }
 
+  @Test
+  void aLockOfMariaDbIsWaitedForAMinute() throws IOException {
+    tables("mariadb", "int", "mariadb", "int");
+    insert("mariadb", "(1, 0)");
+    makes
+        .get("mariadb")
+        .execute(
+            "target",
+            "CREATE TRIGGER t BEFORE INSERT ON a FOR EACH ROW SET NEW.x ="
+                + " 1000 * @@SESSION.lock_wait_timeout + @@SESSION.innodb_lock_wait_timeout");
+    keep("mariadb", "mariadb").expect(ExitCode.DONE);
+    assertEquals("60060", makes.get("mariadb").row("target", "SELECT x FROM a"));
+  }
+
   /** Of a driver that says less than there is, or more than it should. */
   @ParameterizedTest
   @CsvSource(

@@ -32,7 +32,10 @@ final class MariaDbDialect extends Dialect {
           "useServerPrepStmts", "true",
           "useBulkStmts", "true");
 
-  /** A text that is too long is refused, 0 stays 0, and a date that is none stays what it is. */
+  /**
+   * A text that is too long is refused, 0 stays 0, and a date that is none stays what it is. A lock
+   * of somebody else's is waited for a minute, and not a day.
+   */
   private static final List<String> SETTINGS =
       List.of(
           "sql_mode = 'STRICT_ALL_TABLES,NO_AUTO_VALUE_ON_ZERO,ALLOW_INVALID_DATES,NO_ENGINE_SUBSTITUTION'",
@@ -40,6 +43,8 @@ final class MariaDbDialect extends Dialect {
           "net_write_timeout = 86400",
           "net_read_timeout = 86400",
           "wait_timeout = 86400",
+          "lock_wait_timeout = 60",
+          "innodb_lock_wait_timeout = 60",
           "max_statement_time = 0");
 
   private static final DateTimeFormatter CLOCK =
