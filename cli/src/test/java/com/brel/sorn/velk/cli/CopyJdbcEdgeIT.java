@@ -295,6 +295,46 @@ class CopyJdbcEdgeIT {
     assertEquals("60060", makes.get("mariadb").row("target", "SELECT x FROM a"));
   }
 
+  @ParameterizedTest
+  @CsvSource(
+      delimiter = ';',
+      value = {
+        "mariadb; bigint AUTO_INCREMENT UNIQUE; root@; reader@; writer@; source.*; target.*; CREATE ON"
+            + " target.*",
+        "h2; bigint GENERATED ALWAYS AS IDENTITY; USER=sa; USER=reader; USER=writer; SCHEMA PUBLIC;"
+            + " SCHEMA PUBLIC; ALTER ANY SCHEMA"
+      })
+  void whatIsToBeGrantedIsEnough(
+      String make,
+      String type,
+      String owner,
+      String reader,
+      String writer,
+      String from,
+      String to,
+      String more)
+      throws IOException {
+    tables(make, type, make, type);
+    insert(make, "(1, DEFAULT)");
+    TestDatabases databases = makes.get(make);
+    String noPassword = make.equals("h2") ? " PASSWORD ''" : "";
+    databases.execute(
+        "source", "CREATE USER reader" + noPassword, "GRANT SELECT ON " + from + " TO reader");
+    databases.execute(
+        "target",
+        "CREATE USER writer" + noPassword,
+        "GRANT SELECT, INSERT, UPDATE, DELETE ON " + to + " TO writer",
+        "GRANT " + more + " TO writer");
+    Path file =
+        Files.writeString(
+            folder.resolve("rules"), "service=s key=env:MASK_KEY\n" + table(make) + "=keep");
+    String source = databases.url("source").replace(owner, reader);
+    String target = databases.url("target").replace(owner, writer);
+    Run run = Run.velk("copy", "--from", source, "--to", target, "-r", file.toString(), "-q");
+    assertEquals("", run.expect(ExitCode.DONE).err());
+    assertEquals("1|1", databases.row("target", "SELECT id, x FROM a"));
+  }
+
   /** Of a driver that says less than there is, or more than it should. */
   @ParameterizedTest
   @CsvSource(
