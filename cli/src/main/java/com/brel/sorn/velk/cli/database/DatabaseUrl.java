@@ -15,12 +15,18 @@ public final class DatabaseUrl {
   private static final Pattern POSTGRES = Pattern.compile("(?s)(jdbc:)?postgres(ql)?:.*");
   private static final Pattern OTHER = Pattern.compile("(?s)jdbc:[A-Za-z][\\w+.-]*:.+");
 
+  /** What stands behind a host instead: a port, and a parameter, whose value may have an @. */
+  private static final String PORT = "\\d{1,5}[/,?;](?:[^@]*[?;:&])?[\\w.]+=";
+
   /** Before a host; a password may hold what is no part of a host. */
   private static final Pattern BEFORE_HOST =
-      Pattern.compile("(?s)(jdbc:[^/@?;]*//)([^:@/?;]*)(?::(.*))?@(.*)");
+      Pattern.compile("(?s)(jdbc:[^/@?;]*//)(?!\\[)([^:@/?;]*)(?::(?!" + PORT + ")(.*))?@(.*)");
 
   private static final Pattern BEFORE_SERVICE =
       Pattern.compile("(?s)(jdbc:(?:[\\w+.-]+:)+)([^/@:?;]+)/(.*)@(.*)");
+
+  private static final Pattern SECRET =
+      Pattern.compile("(?i)(\\w*(password|pwd|secret|token)\\w*)\\s*=\\s*[^&;\\s]*");
 
   private final String address;
   private final String shown;
@@ -126,21 +132,36 @@ public final class DatabaseUrl {
     user = parameter == null ? user : parameter;
     parameter = parameter(left, "password");
     password = parameter == null ? password : parameter;
-    return left.replaceAll("(?i)(?<=[?&;])(user|password)=[^&;]*[&;]?", "")
-        .replaceFirst("[?&;]$", "");
+    String cleaned =
+        left.replaceAll(
+            "(?i)(?<=" + before(left) + ")(user|password)=" + value(left) + "[&;]?", "");
+    return cleaned.equals(left) ? left : cleaned.replaceFirst("[?&;:]$", "");
   }
 
-  /** H2 and SQL Server part parameters by semicolons and take them as they are. */
+  /** H2, DB2 and SQL Server part parameters by semicolons and take them as they are. */
   private static String parameter(String url, String name) {
-    Matcher found = Pattern.compile("(?i)[?&;]" + name + "=([^&;]*)").matcher(url);
+    Matcher found =
+        Pattern.compile("(?i)" + before(url) + name + "=(" + value(url) + ")").matcher(url);
     if (!found.find()) {
       return null;
     }
-    return url.indexOf('?') >= 0 ? decoded(found.group(1)) : found.group(1);
+    return hasQuery(url) ? decoded(found.group(1)) : found.group(1);
+  }
+
+  private static boolean hasQuery(String url) {
+    return url.matches("(?s)[^;?]*[?].*");
+  }
+
+  private static String before(String url) {
+    return hasQuery(url) ? "[?&]" : "[;:]";
+  }
+
+  private static String value(String url) {
+    return hasQuery(url) ? "[^&]*" : "[^;]*";
   }
 
   private String shown() {
-    String place = address.replaceFirst("(?s)[?;].*", "");
+    String place = SECRET.matcher(address.replaceFirst("(?s)[?;].*", "")).replaceAll("$1=***");
     int slashes = place.indexOf("//");
     return user == null || slashes < 0
         ? place
@@ -179,7 +200,7 @@ public final class DatabaseUrl {
   String stripped(String message) {
     String text = String.valueOf(message).replace(address, shown);
     text = password == null || password.isEmpty() ? text : text.replace(password, "***");
-    return text.replaceAll("(?i)(\\w*(password|pwd|secret|token)\\w*)\\s*=\\s*[^&;\\s]*", "$1=***");
+    return SECRET.matcher(text).replaceAll("$1=***");
   }
 
   @Override

@@ -3,6 +3,7 @@ package com.brel.sorn.velk.cli.database;
 import java.sql.Connection;
 import java.sql.PreparedStatement;
 import java.sql.ResultSet;
+import java.sql.SQLDataException;
 import java.sql.SQLException;
 import java.sql.Types;
 import java.time.LocalDate;
@@ -100,6 +101,15 @@ class Dialect {
     return Map.of();
   }
 
+  /**
+   * Types into which values of others do not go without being changed.
+   *
+   * @return the whole type of each such column, by its table and its name
+   */
+  Map<List<String>, String> narrowTypes(JdbcSession session) throws SQLException {
+    return Map.of();
+  }
+
   /** Tables of which the session does not see all rows. */
   Set<String> hidden(JdbcSession session) throws SQLException {
     return Set.of();
@@ -180,6 +190,11 @@ class Dialect {
     };
   }
 
+  /** The digits of a decimal by its metadata, 0 for no limit. */
+  int digits(int told) {
+    return told;
+  }
+
   /** What a statement selects to read a column. */
   String selected(JdbcColumn column, String name) {
     return name;
@@ -216,10 +231,26 @@ class Dialect {
     if (value instanceof byte[] bytes) {
       statement.setBytes(at, bytes);
     } else if (value instanceof String text) {
-      statement.setString(at, text);
+      statement.setString(at, whole(text));
     } else {
       statement.setObject(at, value);
     }
+  }
+
+  /** Drivers put a question mark in place of half a surrogate pair, which has no UTF-8. */
+  String whole(String text) throws SQLException {
+    for (int i = 0; i < text.length(); i += Character.charCount(text.codePointAt(i))) {
+      int codePoint = text.codePointAt(i);
+      if (codePoint >= Character.MIN_SURROGATE && codePoint <= Character.MAX_SURROGATE) {
+        throw new SQLDataException("half a surrogate pair", "22021");
+      }
+    }
+    return text;
+  }
+
+  /** Has a statement write null. */
+  void writeNull(PreparedStatement statement, int at, JdbcColumn column) throws SQLException {
+    statement.setNull(at, nullType(column));
   }
 
   /** The type by which null is written. */

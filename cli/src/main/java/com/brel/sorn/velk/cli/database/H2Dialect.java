@@ -115,6 +115,12 @@ final class H2Dialect extends Dialect {
     }
   }
 
+  /** It keeps a text as Java has it. */
+  @Override
+  String whole(String text) {
+    return text;
+  }
+
   @Override
   Form form(int jdbcType, String typeName, int size) {
     String name = typeName.toUpperCase(Locale.ROOT);

@@ -39,6 +39,8 @@ record JdbcCatalogue(
 
   private static final int TIME_BEFORE_FRACTION = 11;
 
+  private static final int OFFSET = "+00:00".length();
+
   /** The tables that there are. */
   static List<TableName> names(JdbcSession session) throws SQLException {
     return List.copyOf(new Reader(session).relations().keySet());
@@ -85,6 +87,7 @@ record JdbcCatalogue(
     private final List<String> warnings = new ArrayList<>();
     private Set<String> hidden = Set.of();
     private Map<String, String> unfit = Map.of();
+    private Map<List<String>, String> narrow = Map.of();
 
     Reader(JdbcSession session) throws SQLException {
       this.session = session;
@@ -130,6 +133,7 @@ record JdbcCatalogue(
     }
 
     JdbcCatalogue read(Collection<TableName> wanted) throws SQLException {
+      narrow = dialect.narrowTypes(session);
       readColumns();
       hidden = dialect.hidden(session);
       unfit = dialect.unfit(session);
@@ -191,14 +195,16 @@ record JdbcCatalogue(
       int digits = row.getInt("DECIMAL_DIGITS");
       boolean noDigits = row.wasNull();
       Form form = dialect.form(jdbcType, type, told);
-      int scale = form == Form.DECIMAL || !noDigits ? digits : fraction(form, told);
+      int scale = form == Form.DECIMAL || !noDigits ? digits : fraction(form, jdbcType, told);
       int size = size(form, jdbcType, type, told);
       boolean unsigned = type.toUpperCase(Locale.ROOT).contains("UNSIGNED");
       boolean generated = "YES".equals(row.getString("IS_GENERATEDCOLUMN"));
-      String described = described(form, type, size, scale);
+      String name = row.getString("COLUMN_NAME");
+      String whole = narrow.get(List.of(row.getString("TABLE_NAME"), name));
+      String described = whole == null ? described(form, type, size, scale) : whole;
       Column column =
           new Column(
-              row.getString("COLUMN_NAME"),
+              name,
               described,
               masked(form, jdbcType, size, scale, unsigned),
               form == Form.TEXT ? size : 0,
@@ -207,18 +213,19 @@ record JdbcCatalogue(
               generated,
               null);
       boolean counted = "YES".equals(row.getString("IS_AUTOINCREMENT"));
-      return new JdbcColumn(column, form, size, scale, unsigned, counted);
+      return new JdbcColumn(column, form, size, scale, unsigned, counted, whole != null);
     }
 
-    private static int fraction(Form form, int size) {
+    private static int fraction(Form form, int jdbcType, int size) {
       int before = form == Form.TIME ? TIME_BEFORE_FRACTION : BEFORE_FRACTION;
-      return Math.max(0, size - before);
+      int behind = jdbcType == Types.TIMESTAMP_WITH_TIMEZONE ? OFFSET : 0;
+      return Math.max(0, size - before - behind);
     }
 
-    private static int size(Form form, int jdbcType, String type, int told) {
+    private int size(Form form, int jdbcType, String type, int told) {
       return switch (form) {
         case INTEGER -> bits(jdbcType, type);
-        case DECIMAL -> told > GREATEST_PRECISION ? 0 : told;
+        case DECIMAL -> dialect.digits(told);
         case TEXT, BINARY, OWN_TEXT, OWN_BYTES ->
             told >= Dialect.NO_LIMIT || isLong(jdbcType) ? 0 : told;
         default -> 0;
@@ -252,7 +259,10 @@ record JdbcCatalogue(
     private static Type masked(Form form, int jdbcType, int size, int scale, boolean unsigned) {
       return switch (form) {
         case INTEGER -> unsigned && size == Long.SIZE ? Type.decimal(20, 0) : Type.integer();
-        case DECIMAL -> size > 0 ? Type.ofJdbc(Types.DECIMAL, size, scale) : WIDEST;
+        case DECIMAL ->
+            size > 0 && size <= GREATEST_PRECISION
+                ? Type.ofJdbc(Types.DECIMAL, size, scale)
+                : WIDEST;
         case DOUBLE, REAL -> WIDEST;
         case DATE -> Type.date();
         case CLOCK, INSTANT -> Type.timestamp();

@@ -12,15 +12,22 @@ import com.brel.sorn.velk.cli.database.Catalogue.Column;
  * @param scale digits behind the point of a decimal, or of a second
  * @param unsigned whether it has no negative numbers
  * @param counted whether the database gives it numbers
+ * @param narrow whether it changes values of other types
  */
 record JdbcColumn(
-    Column column, Form form, int size, int scale, boolean unsigned, boolean counted) {
+    Column column,
+    Form form,
+    int size,
+    int scale,
+    boolean unsigned,
+    boolean counted,
+    boolean narrow) {
   private static final int[] DIGITS_BY_BYTES = {0, 3, 5, 8, 10, 13, 15, 18, 20};
 
   /** Why values of another column cannot go into this one, null where they can. */
   String obstacle(JdbcColumn from, boolean sameProduct) {
     boolean known = form != Form.NONE && from.form != Form.NONE;
-    boolean own = form == Form.OWN_TEXT || form == Form.OWN_BYTES;
+    boolean own = narrow || form == Form.OWN_TEXT || form == Form.OWN_BYTES;
     boolean alike = own ? sameProduct && column.type().equals(from.column.type()) : true;
     if (!known || !alike || !takes(from.form)) {
       return from.column.type() + " does not go over to " + column.type() + " by JDBC";
@@ -41,10 +48,20 @@ record JdbcColumn(
     return switch (form) {
       case INTEGER -> from.form == Form.INTEGER ? holdsBits(from) : holdsDigits(from);
       case DECIMAL -> holdsDigits(from);
-      case TEXT, BINARY -> size == 0 || from.size > 0 && from.size <= size;
+      case TEXT -> holdsLength(from);
+      case BINARY -> isFilledUp() ? column.type().equals(from.column.type()) : holdsLength(from);
       case TIME, CLOCK, INSTANT -> from.scale <= scale;
       default -> true;
     };
+  }
+
+  private boolean holdsLength(JdbcColumn from) {
+    return size == 0 || from.size > 0 && from.size <= size;
+  }
+
+  /** Bytes of 0 behind a value cannot be told from its own. */
+  private boolean isFilledUp() {
+    return column.type().startsWith("binary(");
   }
 
   private boolean holdsBits(JdbcColumn from) {

@@ -65,6 +65,9 @@ final class JdbcCrossing implements Crossing {
 
   private String masked(JdbcColumn from, JdbcColumn to, String function, IntSupplier longest) {
     Form form = from.form();
+    if (form.isText() && to.narrow() && !function.equals("fixed")) {
+      return function + " gives no value of the type " + to.column().type();
+    }
     if (form.isText()) {
       return to.form().isText() ? tooLong(from, to, longest) : to.obstacle(from, sameProduct);
     }

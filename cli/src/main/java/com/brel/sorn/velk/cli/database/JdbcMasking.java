@@ -97,7 +97,7 @@ final class JdbcMasking implements AutoCloseable {
   private String text(Object value, int column) {
     String text = step.from().get(column).form().text(value);
     boolean padded = step.from().get(column).column().padded() && step.step().isMasked(column);
-    return text != null && padded ? text.replaceFirst(" +$", "") : text;
+    return text != null && padded ? text.replaceFirst(" +\\z", "") : text;
   }
 
   private Object[] row(Object[] row, int number, Set<Long> failed) {

@@ -137,13 +137,22 @@ final class JdbcRun {
             new Mark(piece.step.name(), number, from, rows, checksum, piece.masking.columns()));
       }
       target.connection().commit();
-    } catch (SQLException | RuntimeException e) {
+    } catch (SQLException e) {
+      target.connection().rollback();
+      throw refusal(piece.step, "refuses a piece", e);
+    } catch (RuntimeException e) {
       target.connection().rollback();
       throw e;
     }
     done += rows;
     listener.done(done, 0);
     return rows;
+  }
+
+  /** A trigger of the target says what it likes of a row, as late as the transaction ends. */
+  private static CopyException refusal(JdbcStep step, String what, SQLException e) {
+    return CopyException.failed(
+        "table " + step.name() + ": the target " + what + ": " + JdbcSession.toldOfData(e));
   }
 
   /** Takes a table back, and its marks: its rows are as many as those that the copy wrote. */
@@ -162,7 +171,7 @@ final class JdbcRun {
               + " target");
     }
     long written = marked.stream().mapToLong(Mark::rows).sum();
-    int gone = target.update("DELETE FROM " + target.sql(step.target()));
+    int gone = deleted(step);
     if (gone != written) {
       target.connection().rollback();
       throw CopyException.failed(
@@ -176,5 +185,14 @@ final class JdbcRun {
     }
     marks.remove(step.name());
     target.connection().commit();
+  }
+
+  private int deleted(JdbcStep step) throws SQLException {
+    try {
+      return target.update("DELETE FROM " + target.sql(step.target()));
+    } catch (SQLException e) {
+      target.connection().rollback();
+      throw refusal(step, "does not give rows back", e);
+    }
   }
 }

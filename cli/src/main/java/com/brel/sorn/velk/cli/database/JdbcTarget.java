@@ -7,6 +7,7 @@ import com.brel.sorn.velk.cli.database.Catalogue.Unique;
 import java.sql.SQLException;
 import java.util.ArrayList;
 import java.util.Collection;
+import java.util.Collections;
 import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
@@ -37,6 +38,7 @@ record JdbcTarget(
         names.put(wanted, new TableName(session.schema(), found));
       }
     }
+    requireOneEach(names);
     JdbcCatalogue theirs = JdbcCatalogue.read(session, names.values());
     Map<TableName, JdbcTable> own = new TreeMap<>();
     Map<TableName, JdbcTable> tables = new TreeMap<>();
@@ -49,6 +51,14 @@ record JdbcTarget(
     tables.forEach((name, table) -> described.put(name, table.table()));
     List<ForeignKey> keys = keys(theirs.foreignKeys(), names, own, tables);
     return new JdbcTarget(new Catalogue(described, keys, theirs.warnings()), names, tables, own);
+  }
+
+  /**
+   * Of tables that have one name but for case only one may be in the target: none is taken for it.
+   */
+  private static void requireOneEach(Map<TableName, TableName> names) {
+    List<TableName> taken = new ArrayList<>(names.values());
+    names.values().removeIf(name -> Collections.frequency(taken, name) > 1);
   }
 
   private static String match(String wanted, Collection<String> names) {
@@ -102,7 +112,13 @@ record JdbcTarget(
             c.generated(),
             c.collation());
     return new JdbcColumn(
-        column, their.form(), their.size(), their.scale(), their.unsigned(), their.counted());
+        column,
+        their.form(),
+        their.size(),
+        their.scale(),
+        their.unsigned(),
+        their.counted(),
+        their.narrow());
   }
 
   private static List<ForeignKey> keys(

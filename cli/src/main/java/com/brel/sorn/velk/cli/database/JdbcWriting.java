@@ -80,7 +80,7 @@ final class JdbcWriting implements AutoCloseable {
     for (int i = 0; i < row.length; i++) {
       JdbcColumn column = step.to().get(i);
       if (row[i] == null) {
-        insert.setNull(i + 1, dialect.nullType(column));
+        dialect.writeNull(insert, i + 1, column);
       } else {
         dialect.write(insert, i + 1, column, row[i]);
       }

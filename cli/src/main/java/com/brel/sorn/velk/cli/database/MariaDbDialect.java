@@ -3,6 +3,7 @@ package com.brel.sorn.velk.cli.database;
 import java.sql.PreparedStatement;
 import java.sql.ResultSet;
 import java.sql.SQLException;
+import java.sql.SQLIntegrityConstraintViolationException;
 import java.sql.Types;
 import java.time.LocalDate;
 import java.time.LocalDateTime;
@@ -13,6 +14,7 @@ import java.time.format.DateTimeFormatter;
 import java.time.format.DateTimeFormatterBuilder;
 import java.time.format.DateTimeParseException;
 import java.time.temporal.ChronoField;
+import java.util.HashMap;
 import java.util.List;
 import java.util.Locale;
 import java.util.Map;
@@ -30,7 +32,10 @@ final class MariaDbDialect extends Dialect {
           "useServerPrepStmts", "true",
           "useBulkStmts", "true");
 
-  /** A text that is too long is refused, 0 stays 0, and a date that is none stays what it is. */
+  /**
+   * A text that is too long is refused, 0 stays 0, and a date that is none stays what it is. A lock
+   * of somebody else's is waited for a minute, and not a day.
+   */
   private static final List<String> SETTINGS =
       List.of(
           "sql_mode = 'STRICT_ALL_TABLES,NO_AUTO_VALUE_ON_ZERO,ALLOW_INVALID_DATES,NO_ENGINE_SUBSTITUTION'",
@@ -38,6 +43,8 @@ final class MariaDbDialect extends Dialect {
           "net_write_timeout = 86400",
           "net_read_timeout = 86400",
           "wait_timeout = 86400",
+          "lock_wait_timeout = 60",
+          "innodb_lock_wait_timeout = 60",
           "max_statement_time = 0");
 
   private static final DateTimeFormatter CLOCK =
@@ -96,6 +103,21 @@ final class MariaDbDialect extends Dialect {
         row -> unfit.put(row.getString(1), "its rows have a history, which is not copied"),
         session.schema());
     return unfit;
+  }
+
+  /**
+   * 2 is a label's number, 70 the year 1970, and what has a number of digits is rounded to them.
+   */
+  @Override
+  Map<List<String>, String> narrowTypes(JdbcSession session) throws SQLException {
+    Map<List<String>, String> types = new HashMap<>();
+    session.rows(
+        "SELECT TABLE_NAME, COLUMN_NAME, COLUMN_TYPE FROM information_schema.COLUMNS"
+            + " WHERE TABLE_SCHEMA = ? AND (DATA_TYPE IN ('enum', 'set', 'year')"
+            + " OR DATA_TYPE IN ('float', 'double') AND NUMERIC_SCALE IS NOT NULL)",
+        row -> types.put(List.of(row.getString(1), row.getString(2)), row.getString(3)),
+        session.schema());
+    return types;
   }
 
   @Override
@@ -188,6 +210,16 @@ final class MariaDbDialect extends Dialect {
     }
     boolean asText = value instanceof LocalDate || value instanceof LocalTime;
     return asText || value instanceof UUID ? value.toString() : value;
+  }
+
+  /** In place of null such a column gets the time of day, or the next number. */
+  @Override
+  void writeNull(PreparedStatement statement, int at, JdbcColumn column) throws SQLException {
+    boolean isReplaced = column.counted() || column.form() == Form.INSTANT;
+    if (isReplaced && column.column().notNull()) {
+      throw new SQLIntegrityConstraintViolationException("null", "23000");
+    }
+    super.writeNull(statement, at, column);
   }
 
   @Override

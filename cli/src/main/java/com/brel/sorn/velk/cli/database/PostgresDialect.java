@@ -1,7 +1,10 @@
 package com.brel.sorn.velk.cli.database;
 
 import java.sql.Connection;
+import java.sql.ResultSet;
+import java.sql.SQLDataException;
 import java.sql.SQLException;
+import java.time.LocalTime;
 import java.util.List;
 import java.util.Map;
 import java.util.Set;
@@ -20,6 +23,10 @@ final class PostgresDialect extends Dialect {
           "stringtype",
           "unspecified");
 
+  private static final String LOCKED = "55P03";
+  private static final String LOCK_TIMEOUT = "lock_timeout = '60s'";
+  private static final int MOST_DIGITS = 1000;
+
   private static final List<String> SETTINGS =
       List.of(
           "TimeZone = 'UTC'",
@@ -27,7 +34,7 @@ final class PostgresDialect extends Dialect {
           "extra_float_digits = 3",
           "row_security = off",
           "statement_timeout = 0",
-          "lock_timeout = '60s'",
+          LOCK_TIMEOUT,
           "idle_in_transaction_session_timeout = 0");
 
   private static final long COPY = 0x76656c6b_636f7079L;
@@ -89,11 +96,21 @@ final class PostgresDialect extends Dialect {
     target.execute("SET session_replication_role = replica");
   }
 
+  /** A session that ends, as the one before this does, has its lock for a moment more. */
   @Override
   boolean lock(JdbcSession target) throws SQLException {
-    return target
-        .rows("SELECT pg_catalog.pg_try_advisory_lock(?)", row -> row.getBoolean(1), COPY)
-        .get(0);
+    target.execute("SET lock_timeout = '10s'");
+    try {
+      target.rows("SELECT pg_catalog.pg_advisory_lock(?)", row -> null, COPY);
+      return true;
+    } catch (SQLException e) {
+      if (LOCKED.equals(e.getSQLState())) {
+        return false;
+      }
+      throw e;
+    } finally {
+      target.execute("SET " + LOCK_TIMEOUT);
+    }
   }
 
   @Override
@@ -104,6 +121,21 @@ final class PostgresDialect extends Dialect {
   @Override
   String overriding() {
     return " OVERRIDING SYSTEM VALUE";
+  }
+
+  @Override
+  int digits(int told) {
+    return told > MOST_DIGITS ? 0 : told;
+  }
+
+  /** What the driver has in place of 24:00, which no clock of Java shows. */
+  @Override
+  Object read(ResultSet row, int at, JdbcColumn column) throws SQLException {
+    Object value = super.read(row, at, column);
+    if (LocalTime.MAX.equals(value)) {
+      throw new SQLDataException("no time of a day", "22008");
+    }
+    return value;
   }
 
   /** The driver holds them all; what is long stands in a table of its own, which may be empty. */
