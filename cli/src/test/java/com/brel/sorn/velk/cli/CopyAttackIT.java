@@ -407,6 +407,21 @@ class CopyAttackIT extends CopyTests {
   }
 
   @Test
+  void aDeferrableConstraintMayTakeNullsForAlike() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY, x text)");
+    String unique = "ALTER TABLE a ADD UNIQUE NULLS %s DISTINCT (x) DEFERRABLE";
+    server.execute("target", unique.formatted(""));
+    server.execute("source", "INSERT INTO a VALUES (1, null), (2, null)");
+    String rules = HEAD + "[public.a]\nid=keep x=card";
+    copy(rules).expect(ExitCode.DONE);
+    both("CREATE TABLE a (id int PRIMARY KEY, x text)");
+    server.execute("target", unique.formatted("NOT"));
+    server.execute("source", "INSERT INTO a VALUES (1, null), (2, null)");
+    Run run = copy(rules).expect(ExitCode.INPUT_OUTPUT);
+    assertTrue(run.err().contains("2 rows are not unique by constraint \"a_x_key\""), run.err());
+  }
+
+  @Test
   @Timeout(60)
   void tablesKeepTheirFormWhileTheyAreCopied() throws Exception {
     both("CREATE TABLE a (x text)");

@@ -254,6 +254,16 @@ class CopyJdbcEdgeIT {
     assertTrue(masked.matches("(0\\.9|1\\.[012])\\d+"), masked);
   }
 
+  @Test
+  void rowsThatADeferrableConstraintWouldRefuseEndTheCopy() throws Exception {
+    tables("h2", "varchar(20)", "postgres", "varchar(20)");
+    makes.get("postgres").execute("target", "ALTER TABLE a ADD UNIQUE (x) DEFERRABLE");
+    insert("h2", "(1, 'wrong'), (2, 'wrong too'), (3, null), (4, null)");
+    String fixed = "\nID=keep X=card on_error=fixed('z')";
+    Run run = copy("h2", "postgres", fixed).expect(ExitCode.INPUT_OUTPUT);
+    assertTrue(run.err().contains("2 rows are not unique by constraint \"a_x_key\""), run.err());
+  }
+
   /** The command's own session before this one may not have ended yet. */
   @Test
   void theLockOfASessionThatEndsIsWaitedFor() throws Exception {

@@ -10,6 +10,7 @@ import java.time.LocalDate;
 import java.time.LocalDateTime;
 import java.time.LocalTime;
 import java.time.OffsetDateTime;
+import java.util.Collection;
 import java.util.List;
 import java.util.Map;
 import java.util.Properties;
@@ -163,6 +164,15 @@ class Dialect {
    */
   int fetched(JdbcSession source, TableName table, boolean isLong) throws SQLException {
     return isLong ? FETCHED / 25 : FETCHED;
+  }
+
+  /**
+   * Looks for rows that a unique constraint would have refused in another session than the copy's.
+   *
+   * @throws CopyException if there are such rows
+   */
+  void requireUnique(JdbcSession target, Collection<TableName> tables) throws SQLException {
+    // Such constraints are checked with every row.
   }
 
   /** Goes on counting behind the numbers that were copied. */

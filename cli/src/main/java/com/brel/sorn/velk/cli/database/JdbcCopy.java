@@ -243,6 +243,7 @@ final class JdbcCopy implements MaskedCopy {
     for (ForeignKey key : plan.foreignKeys()) {
       requireParents(target, key);
     }
+    target.dialect().requireUnique(target, steps.stream().map(JdbcStep::target).toList());
     for (JdbcStep step : steps) {
       follow(target, step, warned);
     }

@@ -5,6 +5,7 @@ import java.sql.ResultSet;
 import java.sql.SQLDataException;
 import java.sql.SQLException;
 import java.time.LocalTime;
+import java.util.Collection;
 import java.util.List;
 import java.util.Map;
 import java.util.Set;
@@ -111,6 +112,11 @@ final class PostgresDialect extends Dialect {
     } finally {
       target.execute("SET " + LOCK_TIMEOUT);
     }
+  }
+
+  @Override
+  void requireUnique(JdbcSession target, Collection<TableName> tables) throws SQLException {
+    DeferrableConstraints.require(target, tables);
   }
 
   @Override
