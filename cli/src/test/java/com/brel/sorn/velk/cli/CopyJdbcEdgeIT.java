@@ -11,35 +11,15 @@ import java.sql.Connection;
 import java.sql.SQLException;
 import java.sql.Statement;
 import java.util.Map;
-import org.junit.jupiter.api.AfterAll;
-import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.condition.DisabledOnOs;
 import org.junit.jupiter.api.condition.OS;
-import org.junit.jupiter.api.io.TempDir;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.CsvSource;
 
 /** Values that a driver or a target would take and quietly make others of. */
 @DisabledOnOs(value = OS.WINDOWS, disabledReason = "its servers are this machine's")
-class CopyJdbcEdgeIT {
-  private static Map<String, TestDatabases> makes;
-
-  @TempDir Path folder;
-
-  @BeforeAll
-  static void start() throws Exception {
-    makes =
-        Map.of("mariadb", new MariaDbServer(), "h2", new H2Files(), "postgres", new TestServer());
-  }
-
-  @AfterAll
-  static void stop() throws Exception {
-    for (TestDatabases databases : makes.values()) {
-      databases.close();
-    }
-  }
-
+class CopyJdbcEdgeIT extends DatabaseMakes {
   /** A table of each database with a key, and a column of a type. */
   private static void tables(String from, String type, String to, String targetType) {
     makes.get(from).create("source");
@@ -68,6 +48,10 @@ class CopyJdbcEdgeIT {
     return copy(from, to, "=keep");
   }
 
+  private static void assertTold(Run run, String text) {
+    assertTrue(run.err().contains(text), run.err());
+  }
+
   private static void assertNothingIn(String make) {
     assertEquals("0", makes.get(make).row("target", "SELECT count(*) FROM a"));
   }
@@ -78,11 +62,8 @@ class CopyJdbcEdgeIT {
     tables("postgres", "time(6)", to, "time(6)");
     insert("postgres", "(1, '24:00')");
     Run run = keep("postgres", to).expect(ExitCode.INPUT_OUTPUT);
-    assertTrue(
-        run.err()
-            .contains(
-                "table public.a, at column \"x\": the source cannot be read: a value is refused"),
-        run.err());
+    assertTold(
+        run, "table public.a, at column \"x\": the source cannot be read: a value is refused");
     assertNothingIn(to);
     makes.get("postgres").execute("source", "UPDATE a SET x = '23:59:59.999999'");
     makes.get(to).create("target");
@@ -161,7 +142,7 @@ class CopyJdbcEdgeIT {
     String to = from.equals("h2") || type.equals("numeric") ? "h2" : "mariadb";
     tables(from, type, to, targetType);
     Run run = keep(from, to).expect(ExitCode.USAGE);
-    assertTrue(run.err().contains(refusal), run.err());
+    assertTold(run, refusal);
   }
 
   @ParameterizedTest
@@ -193,7 +174,7 @@ class CopyJdbcEdgeIT {
     tables("mariadb", "enum('a','b')", "mariadb", "enum('a','b')");
     insert("mariadb", "(1, 'a')");
     Run run = copy("mariadb", "mariadb", "\nid=keep x=classes").expect(ExitCode.USAGE);
-    assertTrue(run.err().contains("classes gives no value of the type enum('a','b')"), run.err());
+    assertTold(run, "classes gives no value of the type enum('a','b')");
     copy("mariadb", "mariadb", "\nid=keep x=fixed('b')").expect(ExitCode.DONE);
     assertEquals("b", makes.get("mariadb").row("target", "SELECT x FROM a"));
   }
@@ -214,8 +195,8 @@ class CopyJdbcEdgeIT {
     tables("h2", "int", "mariadb", "int");
     makes.get("h2").execute("source", "CREATE TABLE \"a\" (id int PRIMARY KEY, x int)");
     Run run = copy("h2", "mariadb", "=keep\n[PUBLIC.a]=keep").expect(ExitCode.USAGE);
-    assertTrue(run.err().contains("table PUBLIC.A: the target has no such table"), run.err());
-    assertTrue(run.err().contains("table PUBLIC.a: the target has no such table"), run.err());
+    assertTold(run, "table PUBLIC.A: the target has no such table");
+    assertTold(run, "table PUBLIC.a: the target has no such table");
   }
 
   @Test
@@ -261,7 +242,7 @@ class CopyJdbcEdgeIT {
     insert("h2", "(1, 'wrong'), (2, 'wrong too'), (3, null), (4, null)");
     String fixed = "\nID=keep X=card on_error=fixed('z')";
     Run run = copy("h2", "postgres", fixed).expect(ExitCode.INPUT_OUTPUT);
-    assertTrue(run.err().contains("2 rows are not unique by constraint \"a_x_key\""), run.err());
+    assertTold(run, "2 rows are not unique by constraint \"a_x_key\"");
   }
 
   /** The command's own session before this one may not have ended yet. */
@@ -365,7 +346,7 @@ class CopyJdbcEdgeIT {
     String to = lying("target", lie, side.equals("to"));
     Run run = Run.velk("copy", "--from", from, "--to", to, "-r", file.toString(), "-q");
     run.expect(exitCode);
-    assertTrue(run.err().contains(told), run.err());
+    assertTold(run, told);
     assertFalse(run.err().contains("s3cret"), run.err());
     assertEquals("0", makes.get("h2").row("target", "SELECT \"finished\" FROM \"velk_copy_run\""));
   }

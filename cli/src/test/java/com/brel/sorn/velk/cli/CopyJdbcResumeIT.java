@@ -9,21 +9,17 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
-import java.util.Map;
 import java.util.Random;
 import java.util.concurrent.TimeUnit;
-import org.junit.jupiter.api.AfterAll;
-import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.condition.DisabledOnOs;
 import org.junit.jupiter.api.condition.OS;
-import org.junit.jupiter.api.io.TempDir;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.ValueSource;
 
 /** Copies of MariaDB and H2 that are killed, and resumed. */
 @DisabledOnOs(value = OS.WINDOWS, disabledReason = "its servers are this machine's")
-class CopyJdbcResumeIT {
+class CopyJdbcResumeIT extends DatabaseMakes {
   private static final int KILLS = 5;
   private static final int PEOPLE = 3000;
   private static final int VISITS = 9000;
@@ -40,23 +36,6 @@ class CopyJdbcResumeIT {
       [%1$s.%3$s]
       %6$s=ff1(alphabet=digits, scope=id) %7$s=dateshift(days=9) %8$s=keep
       """;
-
-  private static Map<String, TestDatabases> makes;
-
-  @TempDir Path folder;
-
-  @BeforeAll
-  static void start() throws Exception {
-    makes =
-        Map.of("mariadb", new MariaDbServer(), "h2", new H2Files(), "postgres", new TestServer());
-  }
-
-  @AfterAll
-  static void stop() throws Exception {
-    for (TestDatabases databases : makes.values()) {
-      databases.close();
-    }
-  }
 
   /** One of the same make, but that PostgreSQL is filled by JDBC from others alone. */
   private static TestDatabases source(String make) {
