@@ -580,6 +580,28 @@ class CopyJdbcIT {
     assertTrue(same.err().contains("the target is the source"), same.err());
   }
 
+  /** Its driver counts the offset among the characters of an instant. */
+  @Test
+  void anInstantOfAnotherDatabaseHasAsManyDigitsOfASecondAsItIsDeclaredWith() throws Exception {
+    String table =
+        "CREATE TABLE \"a\" (\"id\" int PRIMARY KEY, \"seen\" timestamp(%d) with time zone)";
+    String from = "jdbc:hsqldb:file:" + folder.resolve("from") + ";shutdown=true;user=SA";
+    hsqldb(
+        from,
+        table.formatted(6),
+        "INSERT INTO \"a\" VALUES (1, TIMESTAMP '2024-03-10 06:59:00.123456+0:00')");
+    TestDatabases h2 = MAKES.get("h2").databases;
+    String rules = "service=s key=env:MASK_KEY\n[PUBLIC.a] = keep";
+    h2.create("instants");
+    h2.execute("instants", table.formatted(6));
+    copy(ELSEWHERE, from, h2.url("instants"), rules).expect(ExitCode.DONE);
+    String utc = "SELECT cast(\"seen\" AT TIME ZONE 'UTC' AS timestamp(6)) FROM \"a\"";
+    assertEquals("2024-03-10 06:59:00.123456", h2.row("instants", utc));
+    h2.create("instants");
+    h2.execute("instants", table.formatted(5));
+    copy(ELSEWHERE, from, h2.url("instants"), rules).expect(ExitCode.USAGE);
+  }
+
   /** The rows of the last statement. */
   private static List<String> hsqldb(String url, String... statements) throws SQLException {
     try (Connection connection = DriverManager.getConnection(url);
