@@ -1,7 +1,7 @@
 // A provider library that passes each call on to the real one, which lies in the folder "real" beside it, and
-// fails a call that comes while another is under way. It says that it allows threads only where
-// ALLOWS_THREADS is defined. Where REFUSES_ROWS is, the first row of each call is in error, and none of its
-// values.
+// fails a call that comes while another is under way. A call that masks waits for such another: a while where
+// callers are to take turns, and where ALLOWS_THREADS is defined, so that it says that it allows threads,
+// until there was one. Where REFUSES_ROWS is, the first row of each call is in error, and none of its values.
 
 #include <atomic>
 #include <cstdint>
@@ -38,17 +38,25 @@ Operation* real(const char* name)
 }
 
 std::atomic<int> under_way{0};
+std::atomic<bool> met{false};
 
-// Long enough that two callers who do not take turns meet.
-void wait_a_little()
+// In milliseconds. Tasks that are to meet may start far apart on a busy machine.
+#if defined(ALLOWS_THREADS)
+constexpr int patience = 60'000;
+#else
+constexpr int patience = 20;
+#endif
+
+void wait_for_another()
 {
-    usleep(3000);
+    for (int waited = 0; waited < patience && !met; ++waited) usleep(1000);
 }
 
-Word alone(const char* name, Word a, Word b, Word c, Word d, Word e, Word f)
+Word alone(const char* name, Word a, Word b, Word c, Word d, Word e, Word f, bool waits = false)
 {
     const bool first = under_way.fetch_add(1) == 0;
-    if (first) wait_a_little();
+    if (!first) met = true;
+    if (first && waits) wait_for_another();
     const Word status = first ? real(name)(a, b, c, d, e, f) : overlapped;
     under_way.fetch_sub(1);
     return status;
@@ -56,7 +64,7 @@ Word alone(const char* name, Word a, Word b, Word c, Word d, Word e, Word f)
 
 Word serve(Word a, Word b, Word c, Word d, Word e, Word f)
 {
-    const Word status = alone("Provider_Service", a, b, c, d, e, f);
+    const Word status = alone("Provider_Service", a, b, c, d, e, f, true);
 #if defined(REFUSES_ROWS)
     reinterpret_cast<velk::RWST*>(d)->firstRow->hasError = 1;
 #endif
