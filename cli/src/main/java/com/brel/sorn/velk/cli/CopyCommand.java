@@ -34,6 +34,7 @@ import picocli.CommandLine.ParentCommand;
 final class CopyCommand implements Callable<Integer> {
   private static final int MOST_JOBS = 32;
   private static final long PAGE = 8192;
+  private static final String BEGUN = "stopped; the copy is not complete, --resume goes on with it";
 
   @ParentCommand private Velk velk;
   @Mixin private HelpOption help;
@@ -183,7 +184,7 @@ final class CopyCommand implements Callable<Integer> {
       throws IOException {
     Interruption interruption =
         new Interruption(
-            velk.streams(), () -> "stopped; the copy is not complete, --resume goes on with it");
+            velk.streams(), () -> copy.hasMarks() ? BEGUN : "stopped; nothing was copied");
     try {
       return copy.run((rows, done) -> progress.update(rows, PAGE * done), velk.streams()::warn);
     } finally {

@@ -422,6 +422,55 @@ class CopyAttackIT extends CopyTests {
   }
 
   @Test
+  void rowsThatExcludeEachOtherEndTheCopy() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY, x text, r int4range, p point, live boolean)");
+    server.execute(
+        "target",
+        "ALTER TABLE a ADD CONSTRAINT \"No \"\"?\" EXCLUDE USING hash (lower(x) WITH =)"
+            + " WHERE (NOT jsonb '{}' ? x) DEFERRABLE",
+        "ALTER TABLE a ADD CONSTRAINT apart EXCLUDE USING gist (r WITH &&, p WITH ~=,"
+            + " (int4range(1, 1 + length(x))) WITH &&) WHERE (live) DEFERRABLE INITIALLY DEFERRED",
+        "ALTER TABLE a ADD CONSTRAINT at_once EXCLUDE USING gist (p WITH ~=, r WITH =)");
+    server.execute(
+        "source",
+        "INSERT INTO a VALUES (1, 'wrong', '[1,5)', '(0,0)', true), (2, 'b', '[4,8)', '(0,0)', true),"
+            + " (3, 'wrong too', '[4,9)', '(0,1)', true), (4, 'd', '[1,9)', '(0,0)', false),"
+            + " (5, null, '[1,8)', '(0,2)', true), (6, 'f', '[8,9)', '(0,0)', true)");
+    String rules = HEAD + "[public.a]\nid=keep r=keep p=keep live=keep ";
+    Run run = copy(rules + "x=card on_error=fixed('z')").expect(ExitCode.INPUT_OUTPUT);
+    String told = "\nvelk: table public.a: %d rows exclude each other by constraint \"%s\"\n";
+    assertTrue(run.err().endsWith(told.formatted(5, "No \"\"?")), run.err());
+    server.execute("target", "DROP SCHEMA velk_copy CASCADE", "DELETE FROM a");
+    run = copy(rules + "x=keep").expect(ExitCode.INPUT_OUTPUT);
+    assertTrue(run.err().endsWith(told.formatted(2, "apart")), run.err());
+    server.execute("source", "UPDATE a SET r = '[5,8)' WHERE id = 2");
+    copy(rules + "x=keep", "--resume").expect(ExitCode.DONE);
+  }
+
+  @Test
+  void aKeyThatIsNullInPartEndsTheCopyWhereItMustBeWhole() throws Exception {
+    both(
+        "CREATE TABLE a (x int, y int, UNIQUE (x, y))",
+        "CREATE TABLE b (id int PRIMARY KEY, x int, y int)");
+    String key = "ALTER TABLE b ADD FOREIGN KEY (x, y) REFERENCES a (x, y) MATCH ";
+    server.execute("target", key + "FULL");
+    server.execute("source", key + "SIMPLE");
+    server.execute(
+        "source",
+        "INSERT INTO a VALUES (1, 2)",
+        "INSERT INTO b VALUES (1, 1, 2), (2, 1, null), (3, null, null), (4, null, 3)");
+    String rules = "[public.a] = keep\n[public.b] = keep";
+    Run run = copy(rules).expect(ExitCode.INPUT_OUTPUT);
+    assertEquals(
+        "velk: table public.b: 2 rows are null in a part of MATCH FULL foreign key"
+            + " \"b_x_y_fkey\"\n",
+        run.err());
+    server.execute("source", "DELETE FROM b WHERE num_nulls(x, y) = 1");
+    copy(rules, "--resume").expect(ExitCode.DONE);
+    assertEquals("2", server.row("target", "SELECT count(*) FROM b"));
+  }
+
+  @Test
   @Timeout(60)
   void tablesKeepTheirFormWhileTheyAreCopied() throws Exception {
     both("CREATE TABLE a (x text)");

@@ -286,6 +286,27 @@ class CopyJdbcEdgeIT extends DatabaseMakes {
     assertEquals("60060", makes.get("mariadb").row("target", "SELECT x FROM a"));
   }
 
+  /** No row is looked for that would be to blame: each try would wait for the lock anew. */
+  @Test
+  void aLockThatIsNotGivenIsNoRefusedValue() throws IOException {
+    tables("mariadb", "int", "mariadb", "int");
+    insert("mariadb", "(1, 0), (2, 0), (3, 0), (4, 0)");
+    makes
+        .get("mariadb")
+        .execute(
+            "target",
+            "CREATE TABLE tries (id int) ENGINE = Aria TRANSACTIONAL = 0",
+            "CREATE TRIGGER t BEFORE INSERT ON a FOR EACH ROW BEGIN INSERT INTO tries VALUES (NEW.id);"
+                + " SIGNAL SQLSTATE 'HY000' SET MYSQL_ERRNO = 1205, MESSAGE_TEXT = 'secret'; END");
+    Run run = keep("mariadb", "mariadb").expect(ExitCode.INPUT_OUTPUT);
+    assertTold(
+        run,
+        "table source.a: the target refuses a piece: another session holds a lock for too long"
+            + " (SQLSTATE HY000, code 1205)");
+    assertFalse(run.err().contains("secret"), run.err());
+    assertEquals("1", makes.get("mariadb").row("target", "SELECT count(*) FROM tries"));
+  }
+
   @ParameterizedTest
   @CsvSource(
       delimiter = ';',

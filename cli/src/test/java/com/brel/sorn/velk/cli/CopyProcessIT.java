@@ -218,6 +218,24 @@ class CopyProcessIT extends CopyTests {
     expectResumed(100000);
   }
 
+  @Test
+  void ctrlCBeforeAnythingIsCopiedSaysSo() throws Exception {
+    fill(10);
+    try (Connection other = server.connect("target");
+        Statement statement = other.createStatement()) {
+      // The lock of a session that writes pieces.
+      statement.execute("SELECT pg_advisory_lock_shared(" + 0x76656c6b_636f707aL + ")");
+      Process process = begin();
+      await(
+          "EXISTS (SELECT FROM pg_stat_activity WHERE application_name = 'velk copy' AND"
+              + " wait_event_type = 'Lock')");
+      new ProcessBuilder("kill", "-INT", "" + process.pid()).start().waitFor();
+      assertEquals(130, process.waitFor(), said());
+      assertEquals("velk: stopped; nothing was copied\n", said());
+    }
+    assertEquals(0, begin().waitFor(), said());
+  }
+
   private static void await(String condition) throws Exception {
     for (long end = System.nanoTime() + TimeUnit.SECONDS.toNanos(20);
         !server.row("postgres", "SELECT " + condition).equals("t"); ) {

@@ -54,7 +54,7 @@ public final class DatabaseCopy implements MaskedCopy {
   private String snapshot;
   private String identity;
   private Plan plan;
-  private boolean hasMarks;
+  private volatile boolean hasMarks;
 
   private DatabaseCopy(Engine engine, CopySettings settings, Postgres source) {
     this.engine = engine;
@@ -185,41 +185,21 @@ public final class DatabaseCopy implements MaskedCopy {
     }
   }
 
-  /**
-   * Shows the plan.
-   *
-   * @return a row for each column, below a heading
-   */
   @Override
   public List<List<String>> table() {
     return plan.table();
   }
 
-  /**
-   * Tells the order of the tables and what joins them.
-   *
-   * @return a line for each step and each foreign key
-   */
   @Override
   public List<String> notes() {
     return plan.notes();
   }
 
-  /**
-   * Tells what nobody can judge.
-   *
-   * @return a text for each
-   */
   @Override
   public List<String> warnings() {
     return plan.warnings();
   }
 
-  /**
-   * Tells how large the source is.
-   *
-   * @return pages of all its tables
-   */
   @Override
   public long pages() {
     return plan.steps().stream()
@@ -228,15 +208,11 @@ public final class DatabaseCopy implements MaskedCopy {
         .sum();
   }
 
-  /**
-   * Copies all tables; when this returns, all of them are complete and the last mark is set.
-   *
-   * @param listener is told how far it is, by one thread at a time
-   * @param warned gets what should be known of the result
-   * @return what became of each table
-   * @throws CopyException if it is refused or a database fails
-   * @throws IOException if reading or writing fails
-   */
+  @Override
+  public boolean hasMarks() {
+    return hasMarks;
+  }
+
   @Override
   public List<TableResult> run(Listener listener, Consumer<String> warned) throws IOException {
     try (PieceRun pieces = new PieceRun(engine, settings, plan, snapshot, checksumKey(), listener);
@@ -260,6 +236,7 @@ public final class DatabaseCopy implements MaskedCopy {
     Fingerprint ours = fingerprint();
     if (!hasMarks) {
       Marks.create(control, ours);
+      hasMarks = true;
       return;
     }
     String difference = Marks.fingerprint(control).difference(ours);
@@ -312,7 +289,7 @@ public final class DatabaseCopy implements MaskedCopy {
       requireParents(control, key);
     }
     if (plan.unordered()) {
-      DeferrableConstraints.require(control, plan.target().tables().keySet());
+      UncheckedConstraints.require(control, plan.target().tables().keySet());
     }
     for (Step step : plan.steps()) {
       for (Sequence sequence : step.source().sequences()) {

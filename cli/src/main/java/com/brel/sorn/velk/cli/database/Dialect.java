@@ -167,12 +167,12 @@ class Dialect {
   }
 
   /**
-   * Looks for rows that a unique constraint would have refused in another session than the copy's.
+   * Looks for rows that a constraint would have refused in another session than the copy's.
    *
    * @throws CopyException if there are such rows
    */
-  void requireUnique(JdbcSession target, Collection<TableName> tables) throws SQLException {
-    // Such constraints are checked with every row.
+  void requireConstraints(JdbcSession target, Collection<TableName> tables) throws SQLException {
+    // All constraints are checked with every row.
   }
 
   /** Goes on counting behind the numbers that were copied. */

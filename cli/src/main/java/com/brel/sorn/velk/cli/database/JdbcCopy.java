@@ -24,7 +24,7 @@ final class JdbcCopy implements MaskedCopy {
   private final List<String> warnings = new ArrayList<>();
   private Plan plan;
   private List<JdbcStep> steps = List.of();
-  private boolean hasMarks;
+  private volatile boolean hasMarks;
 
   private JdbcCopy(Engine engine, CopySettings settings) {
     this.engine = engine;
@@ -153,6 +153,11 @@ final class JdbcCopy implements MaskedCopy {
   }
 
   @Override
+  public boolean hasMarks() {
+    return hasMarks;
+  }
+
+  @Override
   public List<TableResult> run(Listener listener, Consumer<String> warned) {
     boolean done = inTarget(target -> !write(target, listener, warned));
     // Another session counts: only that sees what a database lost as it was closed.
@@ -203,6 +208,7 @@ final class JdbcCopy implements MaskedCopy {
     Fingerprint ours = fingerprint();
     if (!hasMarks) {
       marks.create(ours, UUID.randomUUID().toString());
+      hasMarks = true;
       return;
     }
     String difference = marks.fingerprint().difference(ours);
@@ -243,7 +249,7 @@ final class JdbcCopy implements MaskedCopy {
     for (ForeignKey key : plan.foreignKeys()) {
       requireParents(target, key);
     }
-    target.dialect().requireUnique(target, steps.stream().map(JdbcStep::target).toList());
+    target.dialect().requireConstraints(target, steps.stream().map(JdbcStep::target).toList());
     for (JdbcStep step : steps) {
       follow(target, step, warned);
     }

@@ -6,11 +6,22 @@ import java.sql.DatabaseMetaData;
 import java.sql.ResultSet;
 import java.sql.SQLException;
 import java.sql.Statement;
+import java.util.Map;
+import java.util.Optional;
 import java.util.Properties;
 
 /** A session of any database. */
 final class JdbcSession extends Session {
   private static final int LOGIN_SECONDS = 30;
+
+  /** What MariaDB says with the same SQLSTATE as that it refuses a value. */
+  private static final Map<Integer, String> OF_SERVER =
+      Map.of(
+          1021, "its disk is full",
+          1114, "its table is full",
+          1205, "another session holds a lock for too long",
+          1206, "it has no room for more locks",
+          1290, "it is read-only");
 
   private final DatabaseUrl url;
   private final Dialect dialect;
@@ -120,7 +131,12 @@ final class JdbcSession extends Session {
   static String toldOfData(SQLException e) {
     String state = String.valueOf(e.getSQLState());
     String what = state.startsWith("23") ? "a constraint is violated" : "a value is refused";
-    return (isOfData(e) ? what : "the database fails") + states(e);
+    return (isOfData(e) ? what : ofServer(e).orElse("the database fails")) + states(e);
+  }
+
+  private static Optional<String> ofServer(SQLException e) {
+    return Optional.ofNullable(OF_SERVER.get(e.getErrorCode()))
+        .filter(what -> "HY000".equals(e.getSQLState()));
   }
 
   private static String states(SQLException e) {
@@ -128,7 +144,8 @@ final class JdbcSession extends Session {
   }
 
   static boolean isOfData(SQLException e) {
-    return String.valueOf(e.getSQLState()).matches("(2[123]|44|HY000|01|null).*");
+    return String.valueOf(e.getSQLState()).matches("(2[123]|44|HY000|01|null).*")
+        && ofServer(e).isEmpty();
   }
 
   @Override

@@ -54,6 +54,13 @@ public interface MaskedCopy extends AutoCloseable {
   long pages();
 
   /**
+   * Tells whether the target has the marks of this copy, with which another can go on.
+   *
+   * @return whether it has, asked at any time and by any thread
+   */
+  boolean hasMarks();
+
+  /**
    * Copies all tables; when this returns, all of them are complete and the last mark is set.
    *
    * @param listener is told how far it is, by one thread at a time

@@ -115,8 +115,8 @@ final class PostgresDialect extends Dialect {
   }
 
   @Override
-  void requireUnique(JdbcSession target, Collection<TableName> tables) throws SQLException {
-    DeferrableConstraints.require(target, tables);
+  void requireConstraints(JdbcSession target, Collection<TableName> tables) throws SQLException {
+    UncheckedConstraints.require(target, tables);
   }
 
   @Override
