@@ -98,6 +98,23 @@ class CopyRefusalIT extends CopyTests {
   }
 
   @Test
+  void rulesMayBeWrittenAsSomeEditorsDo() throws IOException {
+    both("CREATE TABLE a (x text)", "CREATE TABLE b (x text)");
+    server.execute("source", "INSERT INTO a VALUES ('1')", "INSERT INTO b VALUES ('1')");
+    String rules =
+        "\uFEFF[public.a] # as it is\r\nservice=s x=keep\r\n\t[ public . \"b\" ]=keep#\r\n";
+    copy(rules).expect(ExitCode.DONE);
+    assertSame("SELECT a.x, b.x FROM a, b");
+    server.create("target");
+    server.execute("target", "CREATE TABLE a (x text)", "CREATE TABLE b (x text)");
+    expect(
+        rules.replace("x=", "\ty="),
+        "table public.a: line 1: there is a rule for column \"y\" (line 2, column 12), and no such"
+            + " column",
+        "table public.a: line 1: there is no rule for column \"x\"");
+  }
+
+  @Test
   void foreignKeysWhoseEndsDifferAreRefused() throws IOException {
     both(
         "CREATE TABLE a (id varchar(20) PRIMARY KEY, no varchar(9) UNIQUE)",
