@@ -528,7 +528,9 @@ class CopyJdbcIT {
             });
     writer.start();
     try {
-      Thread.sleep(300);
+      while (writer.isAlive() && from.databases.row("busy", "SELECT count(*) FROM b").equals("0")) {
+        Thread.sleep(20);
+      }
       String target = to.databases.url("copied");
       copy(ELSEWHERE, from.databases.url("busy"), target, rules, "--piece-rows", "3")
           .expect(ExitCode.DONE);

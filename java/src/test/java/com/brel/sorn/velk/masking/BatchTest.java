@@ -22,7 +22,6 @@ import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
 import java.util.concurrent.Future;
 import java.util.concurrent.TimeUnit;
-import java.util.concurrent.atomic.AtomicBoolean;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
@@ -279,7 +278,7 @@ class BatchTest {
   void onlyAnEngineOfOneThreadIsCalledUnderTheLock(boolean allowsThreads) throws Exception {
     CountDownLatch ready = new CountDownLatch(1);
     CountDownLatch go = new CountDownLatch(1);
-    AtomicBoolean done = new AtomicBoolean();
+    CountDownLatch done = new CountDownLatch(1);
     ExecutorService thread = Executors.newSingleThreadExecutor();
     try (MaskingService service = service("a=hash")) {
       Future<String> masked =
@@ -292,7 +291,7 @@ class BatchTest {
                   ready.countDown();
                   go.await();
                   batch.mask();
-                  done.set(true);
+                  done.countDown();
                   return batch.string(0, 0);
                 }
               });
@@ -300,8 +299,7 @@ class BatchTest {
       Bridge.LOCK.lock();
       try {
         go.countDown();
-        Thread.sleep(1000);
-        assertEquals(allowsThreads, done.get());
+        assertEquals(allowsThreads, done.await(allowsThreads ? 60 : 1, TimeUnit.SECONDS));
       } finally {
         Bridge.LOCK.unlock();
       }
