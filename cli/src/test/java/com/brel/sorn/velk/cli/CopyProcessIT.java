@@ -43,7 +43,9 @@ class CopyProcessIT extends CopyTests {
   }
 
   private ProcessBuilder builder(List<String> arguments) {
-    List<String> command = new ArrayList<>(List.of(System.getProperty("velk.launcher")));
+    // Where these tests run in the background, a shell has had them ignore an interrupt.
+    List<String> command = new ArrayList<>(List.of("env", "--default-signal=INT"));
+    command.add(System.getProperty("velk.launcher"));
     command.addAll(arguments);
     ProcessBuilder builder = new ProcessBuilder(command);
     builder.environment().put("VELK_CLASS_ARCHIVES", "");

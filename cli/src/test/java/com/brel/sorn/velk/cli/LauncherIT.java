@@ -813,6 +813,9 @@ class LauncherIT {
     Path report = folder.resolve("report");
     Process process =
         new ProcessBuilder(
+                "env",
+                // Where these tests run in the background, a shell has had them ignore it.
+                "--default-signal=INT",
                 LAUNCHER.toString(),
                 "mask",
                 "-q",
