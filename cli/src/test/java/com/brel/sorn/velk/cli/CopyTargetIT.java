@@ -1,0 +1,52 @@
+package com.brel.sorn.velk.cli;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+
+import java.util.List;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.condition.DisabledOnOs;
+import org.junit.jupiter.api.condition.OS;
+
+/** Targets that are made otherwise than the source, and users who may do less in them. */
+@DisabledOnOs(value = OS.WINDOWS, disabledReason = "its server is one of this machine's")
+class CopyTargetIT extends CopyTests {
+  /** Makes a user of the target who may not leave keys unchecked. */
+  private static String plainUser(String... tables) {
+    server.execute(
+        "target",
+        "DROP ROLE IF EXISTS plain",
+        "CREATE ROLE plain LOGIN",
+        "GRANT ALL ON DATABASE target TO plain",
+        "GRANT ALL ON " + String.join(", ", tables) + " TO plain");
+    return server.url("plain", "target");
+  }
+
+  @Test
+  void anotherUserWhoResumesACopyWritesNoRowTwice() throws Exception {
+    both("CREATE TABLE a (id int, boss int, x text)");
+    server.execute(
+        "source",
+        "ALTER TABLE a ADD PRIMARY KEY (id)",
+        "ALTER TABLE a ADD FOREIGN KEY (boss) REFERENCES a (id)",
+        "INSERT INTO a SELECT i, greatest(1, i - 1), 'word' FROM generate_series(1, 2000) i");
+    String rules = HEAD + "[public.a]\nid=keep boss=keep x=hash";
+    copy(rules, "--piece-pages", "2").expect(ExitCode.DONE);
+    for (String page : List.of("0", "6")) {
+      server.execute(
+          "target",
+          "DELETE FROM a WHERE xmin::text = (SELECT transaction FROM velk_copy.piece WHERE from_page = "
+              + page
+              + ")",
+          "DELETE FROM velk_copy.piece WHERE from_page = " + page);
+    }
+    String plain = plainUser("a");
+    server.execute(
+        "target",
+        "UPDATE velk_copy.run SET finished = NULL",
+        "GRANT ALL ON SCHEMA velk_copy TO plain",
+        "GRANT ALL ON ALL TABLES IN SCHEMA velk_copy TO plain");
+    copyTo(server.url("source"), plain, rules, "--resume", "--piece-pages", "2")
+        .expect(ExitCode.DONE);
+    assertEquals("2000|2000", server.row("target", "SELECT count(*), count(DISTINCT id) FROM a"));
+  }
+}
