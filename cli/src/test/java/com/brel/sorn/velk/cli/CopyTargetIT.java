@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.cli;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.util.List;
 import org.junit.jupiter.api.Test;
@@ -48,5 +49,40 @@ class CopyTargetIT extends CopyTests {
     copyTo(server.url("source"), plain, rules, "--resume", "--piece-pages", "2")
         .expect(ExitCode.DONE);
     assertEquals("2000|2000", server.row("target", "SELECT count(*), count(DISTINCT id) FROM a"));
+  }
+
+  private static void makePartitions() {
+    both(
+        "CREATE TABLE p (i int PRIMARY KEY)",
+        "CREATE TABLE c (k int, p int) PARTITION BY LIST (k)",
+        "CREATE TABLE c1 PARTITION OF c FOR VALUES IN (1)",
+        "CREATE TABLE c2 PARTITION OF c FOR VALUES IN (2)",
+        "ALTER TABLE c1 ADD CONSTRAINT one FOREIGN KEY (p) REFERENCES p");
+    server.execute("source", "INSERT INTO p VALUES (1)", "INSERT INTO c VALUES (1, 1), (2, 7)");
+  }
+
+  @Test
+  void eachPartitionHasItsOwnForeignKeysChecked() throws Exception {
+    makePartitions();
+    String rules = "[public.p] = keep\n[public.c] = keep";
+    copy(rules).expect(ExitCode.DONE);
+    makePartitions();
+    for (String database : List.of("source", "target")) {
+      server.execute(
+          database, "ALTER TABLE c2 ADD CONSTRAINT two FOREIGN KEY (p) REFERENCES p NOT VALID");
+    }
+    Run run = copy(rules).expect(ExitCode.INPUT_OUTPUT);
+    String told = "table public.c: 1 rows are without their parent in foreign key \"two\"\n";
+    assertTrue(run.err().endsWith(told), run.err());
+  }
+
+  @Test
+  void aForeignKeyOfAPartitionThatTheTargetHasNotIsRefused() throws Exception {
+    makePartitions();
+    server.execute("target", "DROP TABLE c1, c2", "CREATE TABLE d PARTITION OF c DEFAULT");
+    Run run = copy("[public.p] = keep\n[public.c] = keep").expect(ExitCode.USAGE);
+    assertEquals(
+        "velk: table public.c: foreign key \"one\" names public.c1, which is missing in the target\n",
+        run.err());
   }
 }

@@ -100,8 +100,9 @@ record Catalogue(
   /**
    * A foreign key; its ends are named by the tables that partitions belong to.
    *
-   * @param childRelation the relation that declares it, as SQL names it
-   * @param parentRelation the relation that it refers to, as SQL names it
+   * @param childRelation the relation that declares it, which may be a partition, as SQL names it;
+   *     empty where partitions declare none
+   * @param parentRelation the relation that it refers to, in the same way
    * @param operators what compares a parent's column with a child's, as SQL names it
    */
   record ForeignKey(

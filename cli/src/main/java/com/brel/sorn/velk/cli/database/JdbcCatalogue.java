@@ -353,8 +353,8 @@ record JdbcCatalogue(
                 own,
                 first.parent,
                 theirs,
-                session.sql(table),
-                session.sql(first.parent),
+                "",
+                "",
                 Collections.nCopies(own.size(), "=")));
       }
       return keys;

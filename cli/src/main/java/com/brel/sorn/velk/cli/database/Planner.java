@@ -300,7 +300,14 @@ final class Planner {
       for (ForeignKey key : catalogue.foreignKeys()) {
         if (source.tables().containsKey(key.child())) {
           keys.putIfAbsent(
-              List.of(key.child(), key.columns(), key.parent(), key.parentColumns()), key);
+              List.of(
+                  key.child(),
+                  key.columns(),
+                  key.parent(),
+                  key.parentColumns(),
+                  key.childRelation(),
+                  key.parentRelation()),
+              key);
         }
       }
     }
