@@ -5,6 +5,7 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.util.List;
 import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.Timeout;
 import org.junit.jupiter.api.condition.DisabledOnOs;
 import org.junit.jupiter.api.condition.OS;
 
@@ -84,5 +85,20 @@ class CopyTargetIT extends CopyTests {
     assertEquals(
         "velk: table public.c: foreign key \"one\" names public.c1, which is missing in the target\n",
         run.err());
+  }
+
+  @Test
+  @Timeout(60)
+  void whatATriggerHasToSayOfEachRowIsNotWaitedFor() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY)");
+    server.execute("source", "INSERT INTO a SELECT generate_series(1, 60000)");
+    server.execute(
+        "target",
+        "CREATE FUNCTION f() RETURNS trigger LANGUAGE plpgsql AS"
+            + " $$BEGIN RAISE NOTICE 'row %', NEW.id; RETURN NEW; END$$",
+        "CREATE TRIGGER t BEFORE INSERT ON a FOR EACH ROW EXECUTE FUNCTION f()",
+        "ALTER TABLE a ENABLE ALWAYS TRIGGER t");
+    copy("[public.a] = keep").expect(ExitCode.DONE);
+    assertEquals("60000", server.row("target", "SELECT count(*) FROM a"));
   }
 }
