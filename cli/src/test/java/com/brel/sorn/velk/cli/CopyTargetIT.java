@@ -101,4 +101,18 @@ class CopyTargetIT extends CopyTests {
     copy("[public.a] = keep").expect(ExitCode.DONE);
     assertEquals("60000", server.row("target", "SELECT count(*) FROM a"));
   }
+
+  @Test
+  void aValueThatNamesWhatTheTargetHasNotIsNotShown() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY, x regclass, y regrole)");
+    server.execute(
+        "source",
+        "CREATE TABLE secret (x int)",
+        "INSERT INTO a SELECT i, CASE i WHEN 7 THEN regclass 'secret' END FROM generate_series(1, 9) i");
+    Run run = copy("[public.a] = keep", "--tables", "a").expect(ExitCode.INPUT_OUTPUT);
+    assertEquals(
+        "velk: table public.a: the target refuses the row that has, masked, \"id\" = 7: a value is"
+            + " refused (SQLSTATE 42P01)\n",
+        run.err());
+  }
 }

@@ -109,7 +109,7 @@ final class Worker implements AutoCloseable {
   private CopyException refusal(Step step, Piece piece, SQLException reason)
       throws IOException, SQLException {
     String text = "table " + step.source().name() + ": the target refuses ";
-    if (reason.getSQLState() == null || !Postgres.isOfData(reason.getSQLState())) {
+    if (reason.getSQLState() == null || !Postgres.isOfData(reason)) {
       return CopyException.failed(text + "a piece: " + Postgres.told(reason));
     }
     target.execute("BEGIN");
