@@ -115,4 +115,19 @@ class CopyTargetIT extends CopyTests {
             + " refused (SQLSTATE 42P01)\n",
         run.err());
   }
+
+  @Test
+  void whatATypeWouldQuietlyCutIsRefused() throws Exception {
+    both("CREATE TABLE a (x name, y \"char\", z name)");
+    server.execute("source", "INSERT INTO a VALUES ('Anna', 'A', 'Bert')");
+    Run run = copy(HEAD + "[public.a]\nx=hash(length=64) y=hash z=hash(length=63)");
+    assertEquals(
+        "velk: table public.a: column \"x\" (line 3, column 1): a result of 64 characters is longer"
+            + " than the column, which holds 63\n"
+            + "velk: table public.a: column \"y\" (line 3, column 19): a result of 32 characters is"
+            + " longer than the column, which holds 1\n",
+        run.expect(ExitCode.USAGE).err());
+    copy(HEAD + "[public.a]\nx=classes y=keep z=hash(length=63)").expect(ExitCode.DONE);
+    assertEquals("t|A|63", server.row("target", "SELECT x <> 'Anna', y, length(z::text) FROM a"));
+  }
 }

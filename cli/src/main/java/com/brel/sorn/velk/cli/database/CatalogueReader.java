@@ -21,6 +21,7 @@ final class CatalogueReader {
   /** Where the marks of a copy stand, which are no table of the application. */
   static final String MARKS = "velk_copy";
 
+  private static final int LONGEST_NAME = 63;
   private static final int NUMERIC = java.sql.Types.NUMERIC;
 
   /** A partition belongs to its table; what an extension made, it makes in the target as well. */
@@ -265,16 +266,25 @@ final class CatalogueReader {
   private static Column column(ResultSet row) throws SQLException {
     int modifier = row.getInt(4);
     String type = row.getBoolean(8) ? row.getString(3) : "";
-    boolean text = type.equals("varchar") || type.equals("bpchar");
     return new Column(
         row.getString(1),
         row.getString(2),
         masked(type, modifier - 4),
-        text ? Math.max(modifier - 4, 0) : 0,
+        limit(type, modifier - 4),
         type.equals("bpchar"),
         row.getBoolean(5),
         row.getBoolean(6),
         row.getString(7));
+  }
+
+  /** The last two cut what is longer, and say nothing. */
+  private static int limit(String type, int detail) {
+    return switch (type) {
+      case "varchar", "bpchar" -> Math.max(detail, 0);
+      case "name" -> LONGEST_NAME;
+      case "char" -> 1;
+      default -> 0;
+    };
   }
 
   /**
