@@ -130,4 +130,36 @@ class CopyTargetIT extends CopyTests {
     copy(HEAD + "[public.a]\nx=classes y=keep z=hash(length=63)").expect(ExitCode.DONE);
     assertEquals("t|A|63", server.row("target", "SELECT x <> 'Anna', y, length(z::text) FROM a"));
   }
+
+  @Test
+  void aRowWhoseParentComesLaterIsNotTakenForTheOneThatIsRefused() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY, boss int, x text)");
+    server.execute(
+        "source", "INSERT INTO a SELECT i, 1001 - i, 'word' || i FROM generate_series(1, 1000) i");
+    server.execute(
+        "target",
+        "ALTER TABLE a ADD CONSTRAINT boss FOREIGN KEY (boss) REFERENCES a",
+        "ALTER TABLE a ADD CONSTRAINT few CHECK (x <> 'word777')");
+    String plain = plainUser("a");
+    Run check = copyTo(server.url("source"), plain, "[public.a] = keep");
+    assertTrue(
+        check
+            .expect(ExitCode.INPUT_OUTPUT)
+            .err()
+            .endsWith(
+                "the row that has, masked, \"id\" = 777: a constraint is violated, constraint"
+                    + " \"few\" (SQLSTATE 23514)\n"),
+        check.err());
+    server.execute("target", "ALTER TABLE a DROP CONSTRAINT few");
+    server.execute("source", "UPDATE a SET boss = 0 WHERE id = 777");
+    Run orphan = copyTo(server.url("source"), plain, "[public.a] = keep", "--resume");
+    assertTrue(
+        orphan
+            .expect(ExitCode.INPUT_OUTPUT)
+            .err()
+            .endsWith(
+                "the target refuses rows of a piece together: a constraint is violated, constraint"
+                    + " \"boss\" (SQLSTATE 23503)\n"),
+        orphan.err());
+  }
 }

@@ -114,7 +114,7 @@ final class Worker implements AutoCloseable {
     }
     target.execute("BEGIN");
     try {
-      RefusedRow row = new RefusedRow(source, target, copy, step, piece.part());
+      RefusedRow row = new RefusedRow(source, target, copy, step, piece.part(), reason);
       String which = row.find(engine, piece).orElse("rows of a piece together");
       return CopyException.failed(text + which + ": " + Postgres.told(reason));
     } finally {
