@@ -88,7 +88,8 @@ final class Postgres extends Session {
         throw e;
       }
     } catch (SQLException e) {
-      throw CopyException.failed(url + ": " + told(e));
+      // The driver quotes the address, whose parameters may hold the password of a key.
+      throw CopyException.failed(url + ": " + told(e).replace(url.jdbc(), url.toString()));
     }
   }
 
