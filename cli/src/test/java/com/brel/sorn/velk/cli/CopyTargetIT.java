@@ -88,6 +88,43 @@ class CopyTargetIT extends CopyTests {
   }
 
   @Test
+  void whatPartitionsHaveOfTheirOwnIsPlannedFor() throws Exception {
+    both(
+        "CREATE TABLE c (k int, x text, y text, z text) PARTITION BY LIST (k)",
+        "CREATE TABLE c1 PARTITION OF c FOR VALUES IN (1) PARTITION BY LIST (k)",
+        "CREATE TABLE c2 PARTITION OF c1 FOR VALUES IN (1)");
+    server.execute(
+        "source",
+        "ALTER TABLE c1 ALTER x SET NOT NULL",
+        "CREATE UNIQUE INDEX own ON c2 (y)",
+        "DROP ROLE IF EXISTS bound",
+        "CREATE ROLE bound LOGIN",
+        "GRANT SELECT ON ALL TABLES IN SCHEMA public TO bound",
+        "ALTER TABLE c2 ENABLE ROW LEVEL SECURITY",
+        "CREATE POLICY part ON c2 USING (k > 1)");
+    server.execute(
+        "target",
+        "CREATE FUNCTION f() RETURNS trigger LANGUAGE plpgsql AS 'BEGIN RETURN NEW; END'",
+        "CREATE TRIGGER late AFTER INSERT ON c2 FOR EACH ROW EXECUTE FUNCTION f()",
+        "ALTER TABLE c2 ADD CONSTRAINT few CHECK (k < 9)",
+        "CREATE INDEX lowered ON c2 (lower(z))");
+    String rules = HEAD + "[public.c]\nk=keep z=hash ";
+    Run run = copyTo(server.url("bound", "source"), server.url("target"), rules + "x=null y=hash");
+    assertEquals(
+        """
+        velk: table public.c: row-level security of the source would hide rows of its partition public.c2
+        velk: table public.c: column "x" (line 3, column 15): the rule is null, and the column must not be null
+        velk: table public.c: column "y" (line 3, column 22): hash may give two values the same result, and the column is unique by "own"
+        """,
+        run.expect(ExitCode.USAGE).err());
+    Run fine = copy(rules + "x=hash y=ff1(alphabet=digits)").expect(ExitCode.DONE);
+    for (String what :
+        List.of("trigger \"late\"", "check \"few\"", "expression index \"lowered\"")) {
+      assertTrue(fine.err().contains("what masked values mean to " + what + "\n"), fine.err());
+    }
+  }
+
+  @Test
   @Timeout(60)
   void whatATriggerHasToSayOfEachRowIsNotWaitedFor() throws Exception {
     both("CREATE TABLE a (id int PRIMARY KEY)");

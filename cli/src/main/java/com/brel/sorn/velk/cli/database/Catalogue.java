@@ -91,8 +91,13 @@ record Catalogue(
   /** A unique index or primary key over columns alone. */
   record Unique(String name, List<String> columns, boolean primary) {}
 
-  /** A relation with rows, and its size in pages. */
-  record Part(TableName name, long pages) {}
+  /**
+   * A relation with rows.
+   *
+   * @param pages its size
+   * @param hidden whether it is a partition of which row-level security of its own hides rows
+   */
+  record Part(TableName name, long pages, boolean hidden) {}
 
   /** A sequence and the column that takes its numbers. */
   record Sequence(TableName name, String column) {}

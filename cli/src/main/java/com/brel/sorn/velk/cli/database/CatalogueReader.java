@@ -37,11 +37,17 @@ final class CatalogueReader {
       ORDER BY n.nspname COLLATE "C", c.relname COLLATE "C"
       """;
 
-  /** A domain's base type is that at the end of its domains; a domain may forbid null as well. */
+  /**
+   * A domain's base type is that at the end of its domains; a domain may forbid null as well, and
+   * so may a partition alone.
+   */
   private static final String COLUMNS =
       """
       WITH RECURSIVE base AS (
-        SELECT a.attnum, a.atttypid AS type, a.atttypmod AS modifier, a.attnotnull AS forbidden
+        SELECT a.attnum, a.atttypid AS type, a.atttypmod AS modifier,
+          a.attnotnull OR a.attname IN (
+            SELECT o.attname FROM pg_partition_tree(?::oid) p JOIN pg_attribute o ON o.attrelid = p.relid
+            WHERE o.attnotnull) AS forbidden
         FROM pg_attribute a WHERE a.attrelid = ?::oid AND a.attnum > 0 AND NOT a.attisdropped
         UNION ALL
         SELECT b.attnum, t.typbasetype, greatest(b.modifier, t.typtypmod), b.forbidden OR t.typnotnull
@@ -55,27 +61,34 @@ final class CatalogueReader {
       WHERE a.attrelid = ?::oid ORDER BY a.attnum
       """;
 
+  /** A table and its partitions, which may have more of their own. */
+  private static final String RELATION =
+      "IN (SELECT ?::oid UNION ALL SELECT relid FROM pg_partition_tree(?::oid))";
+
   private static final String INDEXES =
       """
       SELECT c.relname, i.indisunique OR i.indisexclusion, i.indisprimary, i.indexprs IS NOT NULL OR i.indisexclusion,
         ARRAY(SELECT a.attname::text FROM generate_series(0, i.indnkeyatts - 1) k
               JOIN pg_attribute a ON a.attrelid = i.indrelid AND a.attnum = i.indkey[k] ORDER BY k)
       FROM pg_index i JOIN pg_class c ON c.oid = i.indexrelid
-      WHERE i.indrelid = ?::oid ORDER BY i.indisprimary DESC, c.relname COLLATE "C"
-      """;
+      WHERE i.indrelid %s AND NOT c.relispartition ORDER BY i.indisprimary DESC, c.relname COLLATE "C"
+      """
+          .formatted(RELATION);
 
   private static final String CODE =
       """
-      SELECT 'trigger', tgname FROM pg_trigger WHERE tgrelid = ?::oid AND NOT tgisinternal
-      UNION ALL
-      SELECT 'check', conname FROM pg_constraint WHERE conrelid = ?::oid AND contype = 'c'
+      SELECT 'trigger', tgname FROM pg_trigger WHERE tgrelid %1$s AND NOT tgisinternal AND tgparentid = 0
+      UNION
+      SELECT 'check', conname FROM pg_constraint WHERE conrelid %1$s AND contype = 'c'
       ORDER BY 1, 2
-      """;
+      """
+          .formatted(RELATION);
 
   private static final String PARTS =
       """
       SELECT n.nspname, c.relname, c.relkind,
-        CASE WHEN c.relkind = 'r' THEN pg_relation_size(c.oid) / current_setting('block_size')::bigint END
+        CASE WHEN c.relkind = 'r' THEN pg_relation_size(c.oid) / current_setting('block_size')::bigint END,
+        row_security_active(c.oid)
       FROM pg_partition_tree(?::oid) p JOIN pg_class c ON c.oid = p.relid
         JOIN pg_namespace n ON n.oid = c.relnamespace
       WHERE p.isleaf ORDER BY 1, 2
@@ -209,11 +222,13 @@ final class CatalogueReader {
             CODE,
             row -> row.getString(1) + " " + TableName.quoted(row.getString(2)),
             relation.oid,
+            relation.oid,
+            relation.oid,
             relation.oid)
         .forEach(unjudged::add);
     return new Table(
         relation.name,
-        session.rows(COLUMNS, CatalogueReader::column, relation.oid, relation.oid),
+        session.rows(COLUMNS, CatalogueReader::column, relation.oid, relation.oid, relation.oid),
         uniques,
         parts(relation, findings),
         relation.hidden,
@@ -235,6 +250,7 @@ final class CatalogueReader {
           }
           return name;
         },
+        relation.oid,
         relation.oid);
     return uniques;
   }
@@ -245,7 +261,7 @@ final class CatalogueReader {
           session.number(
               "SELECT pg_relation_size(?::oid) / current_setting('block_size')::bigint",
               relation.oid);
-      return List.of(new Part(relation.name, pages));
+      return List.of(new Part(relation.name, pages, false));
     }
     List<Part> parts = new ArrayList<>();
     session.rows(
@@ -253,7 +269,7 @@ final class CatalogueReader {
         row -> {
           TableName name = new TableName(row.getString(1), row.getString(2));
           if (row.getString(3).equals("r")) {
-            parts.add(new Part(name, row.getLong(4)));
+            parts.add(new Part(name, row.getLong(4), row.getBoolean(5)));
           } else if (row.getString(3).equals("f")) {
             findings.add("its partition " + name + " is a foreign table");
           }

@@ -166,7 +166,7 @@ record JdbcCatalogue(
               name,
               plain,
               uniques,
-              List.of(new Part(name, 0)),
+              List.of(new Part(name, 0, false)),
               hidden.contains(name.name()),
               findings,
               unjudged,

@@ -93,6 +93,12 @@ final class Planner {
     if (table.hidden()) {
       find(table.name(), "row-level security of the source would hide rows");
     }
+    table.parts().stream()
+        .filter(Catalogue.Part::hidden)
+        .map(
+            part ->
+                "row-level security of the source would hide rows of its partition " + part.name())
+        .forEach(finding -> find(table.name(), finding));
     if (table.stored().isEmpty()) {
       find(table.name(), "it has no columns that could be copied");
     }
