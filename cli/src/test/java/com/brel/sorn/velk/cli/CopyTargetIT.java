@@ -125,6 +125,31 @@ class CopyTargetIT extends CopyTests {
   }
 
   @Test
+  void aTypeOfOtherAttributesIsAnotherOne() throws Exception {
+    both("CREATE TYPE t AS (a text, \"B\" varchar(3))", "CREATE TABLE a (x t, y t[], z text[])");
+    server.execute("source", "INSERT INTO a VALUES (('a', 'b'), ARRAY[('a', 'b')::t], '{z}')");
+    copy("[public.a] = keep").expect(ExitCode.DONE);
+    assertEquals("a|b|z", server.row("target", "SELECT (x).a, (y[1]).\"B\", z[1] FROM a"));
+    server.create("target");
+    server.execute(
+        "target",
+        "CREATE TYPE t AS (\"B\" varchar(3), a text)",
+        "CREATE TABLE a (x t, y t[], z text[])");
+    String is = "(a text, \"B\" character varying(3)), and is public.t";
+    String found = "(\"B\" character varying(3), a text) in the target\n";
+    assertEquals(
+        "velk: table public.a: column \"x\" is public.t "
+            + is
+            + " "
+            + found
+            + "velk: table public.a: column \"y\" is public.t[] "
+            + is
+            + "[] "
+            + found,
+        copy("[public.a] = keep").expect(ExitCode.USAGE).err());
+  }
+
+  @Test
   @Timeout(60)
   void whatATriggerHasToSayOfEachRowIsNotWaitedFor() throws Exception {
     both("CREATE TABLE a (id int PRIMARY KEY)");

@@ -39,7 +39,8 @@ final class CatalogueReader {
 
   /**
    * A domain's base type is that at the end of its domains; a domain may forbid null as well, and
-   * so may a partition alone.
+   * so may a partition alone. The text of a composite value goes by the order of its attributes, so
+   * that these are part of the type.
    */
   private static final String COLUMNS =
       """
@@ -52,11 +53,18 @@ final class CatalogueReader {
         UNION ALL
         SELECT b.attnum, t.typbasetype, greatest(b.modifier, t.typtypmod), b.forbidden OR t.typnotnull
         FROM base b JOIN pg_type t ON t.oid = b.type WHERE t.typtype = 'd')
-      SELECT a.attname, format_type(a.atttypid, a.atttypmod), t.typname, b.modifier, b.forbidden,
+      SELECT a.attname,
+        format_type(a.atttypid, a.atttypmod) || coalesce((
+          SELECT ' (' || string_agg(quote_ident(m.attname) || ' ' || format_type(m.atttypid, m.atttypmod), ', '
+                                    ORDER BY m.attnum) || ')'
+          FROM pg_attribute m
+          WHERE m.attrelid = greatest(t.typrelid, e.typrelid) AND m.attnum > 0 AND NOT m.attisdropped), ''),
+        t.typname, b.modifier, b.forbidden,
         a.attgenerated <> '', co.collname, t.typnamespace = 'pg_catalog'::regnamespace
       FROM pg_attribute a
         JOIN base b ON b.attnum = a.attnum
         JOIN pg_type t ON t.oid = b.type AND t.typtype <> 'd'
+        LEFT JOIN pg_type e ON e.oid = t.typelem
         LEFT JOIN pg_collation co ON co.oid = a.attcollation
       WHERE a.attrelid = ?::oid ORDER BY a.attnum
       """;
