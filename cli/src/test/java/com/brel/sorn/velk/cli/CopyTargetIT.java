@@ -150,6 +150,21 @@ class CopyTargetIT extends CopyTests {
   }
 
   @Test
+  void aSequenceThatCannotFollowIsNamedAndFollowsOnceItCan() throws Exception {
+    both("CREATE TABLE a (id bigint GENERATED ALWAYS AS IDENTITY PRIMARY KEY)");
+    server.execute(
+        "source", "INSERT INTO a DEFAULT VALUES", "SELECT setval('a_id_seq', 5000000000)");
+    server.execute("target", "ALTER SEQUENCE a_id_seq AS int");
+    assertEquals(
+        "velk: sequence public.a_id_seq of the target cannot follow: a value is refused (SQLSTATE"
+            + " 22003)\n",
+        copy("[public.a] = keep").expect(ExitCode.INPUT_OUTPUT).err());
+    server.execute("target", "ALTER SEQUENCE a_id_seq AS bigint");
+    copy("[public.a] = keep", "--resume").expect(ExitCode.DONE);
+    assertEquals("5000000001", server.row("target", "SELECT nextval('a_id_seq')"));
+  }
+
+  @Test
   @Timeout(60)
   void whatATriggerHasToSayOfEachRowIsNotWaitedFor() throws Exception {
     both("CREATE TABLE a (id int PRIMARY KEY)");

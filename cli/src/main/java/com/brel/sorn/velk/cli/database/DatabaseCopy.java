@@ -402,11 +402,18 @@ public final class DatabaseCopy implements MaskedCopy {
                 row -> new String[] {row.getString(1), row.getString(2)})
             .get(0);
     for (Sequence other : theirs) {
+      set(control, other.name(), state);
+    }
+  }
+
+  /** All rows are there by then: whoever is told which one it is can mend it. */
+  private static void set(Postgres control, TableName sequence, String[] state) {
+    try {
       control.text(
-          "SELECT setval(?::regclass, ?::bigint, ?::boolean)",
-          other.name().sql(),
-          state[0],
-          state[1]);
+          "SELECT setval(?::regclass, ?::bigint, ?::boolean)", sequence.sql(), state[0], state[1]);
+    } catch (SQLException e) {
+      throw CopyException.failed(
+          "sequence " + sequence + " of the target cannot follow: " + Postgres.told(e));
     }
   }
 
