@@ -457,6 +457,11 @@ class CopyJdbcRefusalIT {
         copy(missing, maria.url("target"), "[PUBLIC.A] = keep").expect(ExitCode.INPUT_OUTPUT);
     assertFalse(none.err().contains("s3cret"), none.err());
     assertFalse(Files.exists(folder.resolve("none.mv.db")));
+    Run odd =
+        copy("mariadb://who:s3cret%s3cret@h/d", maria.url("target"), "").expect(ExitCode.USAGE);
+    assertEquals(
+        "velk: the URL of a database: % in a user's name or a password is written %25\n",
+        odd.err());
     Run unknown =
         copy("jdbc:unknown:thin:who/s3cret@host", maria.url("target"), "").expect(ExitCode.USAGE);
     assertTrue(unknown.err().contains("no driver is found for it; --driver-path"), unknown.err());

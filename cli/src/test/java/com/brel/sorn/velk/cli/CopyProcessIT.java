@@ -210,6 +210,16 @@ class CopyProcessIT extends CopyTests {
   }
 
   @Test
+  void aRowThatIsRefusedIsFoundAmongMillionsInLittleMemory() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY)");
+    server.execute("source", "INSERT INTO a SELECT generate_series(1, 2000000)");
+    server.execute("target", "ALTER TABLE a ADD CONSTRAINT few CHECK (id <> 1777777)");
+    Run run = copySmall("[public.a] = keep", "--piece-pages", "1000000");
+    String told = "the row that has, masked, \"id\" = 1777777: a constraint is violated";
+    assertTrue(run.expect(ExitCode.INPUT_OUTPUT).err().contains(told), run.err());
+  }
+
+  @Test
   void ctrlCEndsACopyThatCanBeResumed() throws Exception {
     fill(100000);
     Process process = begin("--piece-pages", "64");

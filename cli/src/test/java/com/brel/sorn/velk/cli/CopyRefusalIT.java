@@ -323,6 +323,10 @@ class CopyRefusalIT extends CopyTests {
       assertTrue(refused.err().contains("--from: "), refused.err());
       assertFalse(refused.err().contains("s3cret"), refused.err());
     }
+    String unread = "postgresql://velk@h:99999/d?sslpassword=s3cret";
+    Run quoted = copyTo(unread, server.url("target"), "").expect(ExitCode.INPUT_OUTPUT);
+    assertTrue(quoted.err().contains("velk: postgresql://velk@h:99999/d: "), quoted.err());
+    assertFalse(quoted.err().contains("s3cret"), quoted.err());
   }
 
   @Test

@@ -91,8 +91,13 @@ record Catalogue(
   /** A unique index or primary key over columns alone. */
   record Unique(String name, List<String> columns, boolean primary) {}
 
-  /** A relation with rows, and its size in pages. */
-  record Part(TableName name, long pages) {}
+  /**
+   * A relation with rows.
+   *
+   * @param pages its size
+   * @param hidden whether it is a partition of which row-level security of its own hides rows
+   */
+  record Part(TableName name, long pages, boolean hidden) {}
 
   /** A sequence and the column that takes its numbers. */
   record Sequence(TableName name, String column) {}
@@ -100,8 +105,9 @@ record Catalogue(
   /**
    * A foreign key; its ends are named by the tables that partitions belong to.
    *
-   * @param childRelation the relation that declares it, as SQL names it
-   * @param parentRelation the relation that it refers to, as SQL names it
+   * @param childRelation the relation that declares it, which may be a partition, as SQL names it;
+   *     empty where partitions declare none
+   * @param parentRelation the relation that it refers to, in the same way
    * @param operators what compares a parent's column with a child's, as SQL names it
    */
   record ForeignKey(

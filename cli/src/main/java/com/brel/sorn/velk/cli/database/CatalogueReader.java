@@ -21,6 +21,7 @@ final class CatalogueReader {
   /** Where the marks of a copy stand, which are no table of the application. */
   static final String MARKS = "velk_copy";
 
+  private static final int LONGEST_NAME = 63;
   private static final int NUMERIC = java.sql.Types.NUMERIC;
 
   /** A partition belongs to its table; what an extension made, it makes in the target as well. */
@@ -36,23 +37,41 @@ final class CatalogueReader {
       ORDER BY n.nspname COLLATE "C", c.relname COLLATE "C"
       """;
 
-  /** A domain's base type is that at the end of its domains; a domain may forbid null as well. */
+  /**
+   * A domain's base type is that at the end of its domains; a domain may forbid null as well, and
+   * so may a partition alone. The text of a composite value goes by the order of its attributes, so
+   * that these are part of the type.
+   */
   private static final String COLUMNS =
       """
       WITH RECURSIVE base AS (
-        SELECT a.attnum, a.atttypid AS type, a.atttypmod AS modifier, a.attnotnull AS forbidden
+        SELECT a.attnum, a.atttypid AS type, a.atttypmod AS modifier,
+          a.attnotnull OR a.attname IN (
+            SELECT o.attname FROM pg_partition_tree(?::oid) p JOIN pg_attribute o ON o.attrelid = p.relid
+            WHERE o.attnotnull) AS forbidden
         FROM pg_attribute a WHERE a.attrelid = ?::oid AND a.attnum > 0 AND NOT a.attisdropped
         UNION ALL
         SELECT b.attnum, t.typbasetype, greatest(b.modifier, t.typtypmod), b.forbidden OR t.typnotnull
         FROM base b JOIN pg_type t ON t.oid = b.type WHERE t.typtype = 'd')
-      SELECT a.attname, format_type(a.atttypid, a.atttypmod), t.typname, b.modifier, b.forbidden,
+      SELECT a.attname,
+        format_type(a.atttypid, a.atttypmod) || coalesce((
+          SELECT ' (' || string_agg(quote_ident(m.attname) || ' ' || format_type(m.atttypid, m.atttypmod), ', '
+                                    ORDER BY m.attnum) || ')'
+          FROM pg_attribute m
+          WHERE m.attrelid = greatest(t.typrelid, e.typrelid) AND m.attnum > 0 AND NOT m.attisdropped), ''),
+        t.typname, b.modifier, b.forbidden,
         a.attgenerated <> '', co.collname, t.typnamespace = 'pg_catalog'::regnamespace
       FROM pg_attribute a
         JOIN base b ON b.attnum = a.attnum
         JOIN pg_type t ON t.oid = b.type AND t.typtype <> 'd'
+        LEFT JOIN pg_type e ON e.oid = t.typelem
         LEFT JOIN pg_collation co ON co.oid = a.attcollation
       WHERE a.attrelid = ?::oid ORDER BY a.attnum
       """;
+
+  /** A table and its partitions, which may have more of their own. */
+  private static final String RELATION =
+      "IN (SELECT ?::oid UNION ALL SELECT relid FROM pg_partition_tree(?::oid))";
 
   private static final String INDEXES =
       """
@@ -60,21 +79,24 @@ final class CatalogueReader {
         ARRAY(SELECT a.attname::text FROM generate_series(0, i.indnkeyatts - 1) k
               JOIN pg_attribute a ON a.attrelid = i.indrelid AND a.attnum = i.indkey[k] ORDER BY k)
       FROM pg_index i JOIN pg_class c ON c.oid = i.indexrelid
-      WHERE i.indrelid = ?::oid ORDER BY i.indisprimary DESC, c.relname COLLATE "C"
-      """;
+      WHERE i.indrelid %s AND NOT c.relispartition ORDER BY i.indisprimary DESC, c.relname COLLATE "C"
+      """
+          .formatted(RELATION);
 
   private static final String CODE =
       """
-      SELECT 'trigger', tgname FROM pg_trigger WHERE tgrelid = ?::oid AND NOT tgisinternal
-      UNION ALL
-      SELECT 'check', conname FROM pg_constraint WHERE conrelid = ?::oid AND contype = 'c'
+      SELECT 'trigger', tgname FROM pg_trigger WHERE tgrelid %1$s AND NOT tgisinternal AND tgparentid = 0
+      UNION
+      SELECT 'check', conname FROM pg_constraint WHERE conrelid %1$s AND contype = 'c'
       ORDER BY 1, 2
-      """;
+      """
+          .formatted(RELATION);
 
   private static final String PARTS =
       """
       SELECT n.nspname, c.relname, c.relkind,
-        CASE WHEN c.relkind = 'r' THEN pg_relation_size(c.oid) / current_setting('block_size')::bigint END
+        CASE WHEN c.relkind = 'r' THEN pg_relation_size(c.oid) / current_setting('block_size')::bigint END,
+        row_security_active(c.oid)
       FROM pg_partition_tree(?::oid) p JOIN pg_class c ON c.oid = p.relid
         JOIN pg_namespace n ON n.oid = c.relnamespace
       WHERE p.isleaf ORDER BY 1, 2
@@ -208,11 +230,13 @@ final class CatalogueReader {
             CODE,
             row -> row.getString(1) + " " + TableName.quoted(row.getString(2)),
             relation.oid,
+            relation.oid,
+            relation.oid,
             relation.oid)
         .forEach(unjudged::add);
     return new Table(
         relation.name,
-        session.rows(COLUMNS, CatalogueReader::column, relation.oid, relation.oid),
+        session.rows(COLUMNS, CatalogueReader::column, relation.oid, relation.oid, relation.oid),
         uniques,
         parts(relation, findings),
         relation.hidden,
@@ -234,6 +258,7 @@ final class CatalogueReader {
           }
           return name;
         },
+        relation.oid,
         relation.oid);
     return uniques;
   }
@@ -244,7 +269,7 @@ final class CatalogueReader {
           session.number(
               "SELECT pg_relation_size(?::oid) / current_setting('block_size')::bigint",
               relation.oid);
-      return List.of(new Part(relation.name, pages));
+      return List.of(new Part(relation.name, pages, false));
     }
     List<Part> parts = new ArrayList<>();
     session.rows(
@@ -252,7 +277,7 @@ final class CatalogueReader {
         row -> {
           TableName name = new TableName(row.getString(1), row.getString(2));
           if (row.getString(3).equals("r")) {
-            parts.add(new Part(name, row.getLong(4)));
+            parts.add(new Part(name, row.getLong(4), row.getBoolean(5)));
           } else if (row.getString(3).equals("f")) {
             findings.add("its partition " + name + " is a foreign table");
           }
@@ -265,16 +290,25 @@ final class CatalogueReader {
   private static Column column(ResultSet row) throws SQLException {
     int modifier = row.getInt(4);
     String type = row.getBoolean(8) ? row.getString(3) : "";
-    boolean text = type.equals("varchar") || type.equals("bpchar");
     return new Column(
         row.getString(1),
         row.getString(2),
         masked(type, modifier - 4),
-        text ? Math.max(modifier - 4, 0) : 0,
+        limit(type, modifier - 4),
         type.equals("bpchar"),
         row.getBoolean(5),
         row.getBoolean(6),
         row.getString(7));
+  }
+
+  /** The last two cut what is longer, and say nothing. */
+  private static int limit(String type, int detail) {
+    return switch (type) {
+      case "varchar", "bpchar" -> Math.max(detail, 0);
+      case "name" -> LONGEST_NAME;
+      case "char" -> 1;
+      default -> 0;
+    };
   }
 
   /**

@@ -19,6 +19,7 @@ import java.util.TreeMap;
 import java.util.concurrent.ThreadLocalRandom;
 import java.util.function.Consumer;
 import java.util.stream.Collectors;
+import java.util.stream.Stream;
 
 /**
  * A masked copy of a database. It is planned when it is opened, which writes nothing; the source is
@@ -108,6 +109,7 @@ public final class DatabaseCopy implements MaskedCopy {
     }
     Catalogue theirs = reading.get();
     inspect(target, theirs, findings);
+    requireRelations(target, ours, theirs, findings);
     plan =
         new Planner(engine, rules, ours, theirs, new PostgresCrossing(allowsReplicaRole(target)))
             .plan(all, findings);
@@ -161,6 +163,33 @@ public final class DatabaseCopy implements MaskedCopy {
       String rows = rows(tables, table.name());
       if (looks && target.isTrue("SELECT EXISTS (SELECT FROM " + rows + ")")) {
         findings.add("table " + table.name() + ": the target's is not empty");
+      }
+    }
+  }
+
+  /** A foreign key of one partition says nothing of the rows of others. */
+  private static void requireRelations(
+      Postgres target, Catalogue ours, Catalogue theirs, List<String> findings)
+      throws SQLException {
+    Set<String> known =
+        theirs.foreignKeys().stream()
+            .flatMap(key -> Stream.of(key.childRelation(), key.parentRelation()))
+            .collect(Collectors.toSet());
+    for (ForeignKey key : ours.foreignKeys()) {
+      boolean both = theirs.tables().keySet().containsAll(List.of(key.child(), key.parent()));
+      for (String relation : List.of(key.childRelation(), key.parentRelation())) {
+        if (both
+            && !known.contains(relation)
+            && target.isTrue("SELECT to_regclass(?) IS NULL", relation)) {
+          findings.add(
+              "table "
+                  + key.child()
+                  + ": foreign key "
+                  + TableName.quoted(key.name())
+                  + " names "
+                  + relation
+                  + ", which is missing in the target");
+        }
       }
     }
   }
@@ -373,11 +402,18 @@ public final class DatabaseCopy implements MaskedCopy {
                 row -> new String[] {row.getString(1), row.getString(2)})
             .get(0);
     for (Sequence other : theirs) {
+      set(control, other.name(), state);
+    }
+  }
+
+  /** All rows are there by then: whoever is told which one it is can mend it. */
+  private static void set(Postgres control, TableName sequence, String[] state) {
+    try {
       control.text(
-          "SELECT setval(?::regclass, ?::bigint, ?::boolean)",
-          other.name().sql(),
-          state[0],
-          state[1]);
+          "SELECT setval(?::regclass, ?::bigint, ?::boolean)", sequence.sql(), state[0], state[1]);
+    } catch (SQLException e) {
+      throw CopyException.failed(
+          "sequence " + sequence + " of the target cannot follow: " + Postgres.told(e));
     }
   }
 

@@ -104,8 +104,14 @@ public final class DatabaseUrl {
     password = colon < 0 ? null : decoded(info.substring(colon + 1));
   }
 
+  /** The decoder's own message would hold a part of the text. */
   private static String decoded(String text) {
-    return URLDecoder.decode(text.replace("+", "%2B"), StandardCharsets.UTF_8);
+    try {
+      return URLDecoder.decode(text.replace("+", "%2B"), StandardCharsets.UTF_8);
+    } catch (IllegalArgumentException e) {
+      throw CopyException.refused(
+          "the URL of a database: % in a user's name or a password is written %25");
+    }
   }
 
   /** Takes user and password out of a URL of any database, wherever such URLs have them. */

@@ -166,7 +166,7 @@ record JdbcCatalogue(
               name,
               plain,
               uniques,
-              List.of(new Part(name, 0)),
+              List.of(new Part(name, 0, false)),
               hidden.contains(name.name()),
               findings,
               unjudged,
@@ -353,8 +353,8 @@ record JdbcCatalogue(
                 own,
                 first.parent,
                 theirs,
-                session.sql(table),
-                session.sql(first.parent),
+                "",
+                "",
                 Collections.nCopies(own.size(), "=")));
       }
       return keys;

@@ -7,13 +7,16 @@ import java.io.IOException;
 import java.io.InterruptedIOException;
 import java.sql.SQLException;
 import java.util.ArrayList;
+import java.util.Collections;
 import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
+import java.util.NavigableMap;
 import java.util.Queue;
 import java.util.concurrent.Callable;
 import java.util.concurrent.ConcurrentHashMap;
 import java.util.concurrent.ConcurrentLinkedQueue;
+import java.util.concurrent.ConcurrentSkipListMap;
 import java.util.concurrent.ExecutionException;
 import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
@@ -65,7 +68,7 @@ final class PieceRun implements AutoCloseable {
     for (Worker worker : workers) {
       worker.join();
     }
-    Map<TableName, Map<Long, Mark>> kept = new ConcurrentHashMap<>();
+    Map<TableName, NavigableMap<Long, Mark>> kept = new ConcurrentHashMap<>();
     Queue<Task> comparisons = new ConcurrentLinkedQueue<>();
     Map<TableName, Step> steps = new HashMap<>();
     plan.steps()
@@ -88,10 +91,11 @@ final class PieceRun implements AutoCloseable {
     }
   }
 
-  private void compare(Worker worker, Step step, Mark mark, Map<TableName, Map<Long, Mark>> kept)
+  private void compare(
+      Worker worker, Step step, Mark mark, Map<TableName, NavigableMap<Long, Mark>> kept)
       throws IOException, SQLException {
     if (worker.isAsRead(step, mark)) {
-      kept.computeIfAbsent(mark.piece().part(), part -> new ConcurrentHashMap<>())
+      kept.computeIfAbsent(mark.piece().part(), part -> new ConcurrentSkipListMap<>())
           .put(mark.piece().from(), mark);
       tell(mark.rows(), mark.piece(), step);
       return;
@@ -118,21 +122,27 @@ final class PieceRun implements AutoCloseable {
   }
 
   /**
-   * The pieces of a table that have no mark. The last one is open: nothing is behind it.
+   * The pieces of a table that have no mark. The last one is open: nothing is behind it. None goes
+   * beyond the beginning of one that has a mark, which may be that of a user whose pieces were
+   * shorter.
    *
    * @param kept the marks by the part and the page where their piece begins
    */
-  private List<Piece> left(Step step, Map<TableName, Map<Long, Mark>> kept) {
+  private List<Piece> left(Step step, Map<TableName, NavigableMap<Long, Mark>> kept) {
     List<Piece> left = new ArrayList<>();
     for (Part part : step.source().parts()) {
+      NavigableMap<Long, Mark> marks =
+          kept.getOrDefault(part.name(), Collections.emptyNavigableMap());
       long from = 0;
       for (boolean open = false; !open; ) {
-        Mark mark = kept.getOrDefault(part.name(), Map.of()).get(from);
+        Mark mark = marks.get(from);
         long end = from + (isWhole(step) ? Piece.OPEN - from : settings.pages());
+        Long next = marks.higherKey(from);
+        long last = end >= part.pages() ? Piece.OPEN : end;
         Piece piece =
             mark != null
                 ? mark.piece()
-                : new Piece(part.name(), from, end >= part.pages() ? Piece.OPEN : end);
+                : new Piece(part.name(), from, next == null ? last : Math.min(last, next));
         if (mark == null) {
           left.add(piece);
         }

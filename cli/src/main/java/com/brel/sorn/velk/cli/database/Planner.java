@@ -93,6 +93,12 @@ final class Planner {
     if (table.hidden()) {
       find(table.name(), "row-level security of the source would hide rows");
     }
+    table.parts().stream()
+        .filter(Catalogue.Part::hidden)
+        .map(
+            part ->
+                "row-level security of the source would hide rows of its partition " + part.name())
+        .forEach(finding -> find(table.name(), finding));
     if (table.stored().isEmpty()) {
       find(table.name(), "it has no columns that could be copied");
     }
@@ -300,7 +306,14 @@ final class Planner {
       for (ForeignKey key : catalogue.foreignKeys()) {
         if (source.tables().containsKey(key.child())) {
           keys.putIfAbsent(
-              List.of(key.child(), key.columns(), key.parent(), key.parentColumns()), key);
+              List.of(
+                  key.child(),
+                  key.columns(),
+                  key.parent(),
+                  key.parentColumns(),
+                  key.childRelation(),
+                  key.parentRelation()),
+              key);
         }
       }
     }

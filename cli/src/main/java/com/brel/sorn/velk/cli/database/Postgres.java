@@ -40,6 +40,8 @@ final class Postgres extends Session {
           "bytea_output = 'hex'",
           "lc_monetary = 'C'",
           "array_nulls = on",
+          // The driver keeps all that a trigger has to say of rows, and looks through it each time.
+          "client_min_messages = error",
           "xmloption = content",
           "standard_conforming_strings = on",
           "row_security = off",
@@ -86,7 +88,8 @@ final class Postgres extends Session {
         throw e;
       }
     } catch (SQLException e) {
-      throw CopyException.failed(url + ": " + told(e));
+      // The driver quotes the address, whose parameters may hold the password of a key.
+      throw CopyException.failed(url + ": " + told(e).replace(url.jdbc(), url.toString()));
     }
   }
 
@@ -172,9 +175,9 @@ final class Postgres extends Session {
 
   /** What failed, without a word of the server that might hold a value. */
   static String told(SQLException e) {
-    ServerErrorMessage server = e instanceof PSQLException own ? own.getServerErrorMessage() : null;
+    ServerErrorMessage server = server(e);
     String state = e.getSQLState() == null ? "" : e.getSQLState();
-    boolean ofData = server != null && isOfData(state);
+    boolean ofData = server != null && isOfData(e);
     StringBuilder text = new StringBuilder();
     if (!ofData) {
       text.append(server == null ? e.getMessage() : server.getMessage());
@@ -187,9 +190,26 @@ final class Postgres extends Session {
     return text.append(ADVICE.getOrDefault(state, "")).toString();
   }
 
-  /** Data, constraints, and what functions of the database raise: their messages quote values. */
-  static boolean isOfData(String state) {
-    return !state.matches("(08|0A|25|28|3D|3F|40|42|53|54|55|57|58).*");
+  /** What a server says of it, null where no server does. */
+  static ServerErrorMessage server(SQLException e) {
+    return e instanceof PSQLException own ? own.getServerErrorMessage() : null;
+  }
+
+  /**
+   * Data, constraints, and what functions of the database raise: their messages quote values, and
+   * so do those of types whose values are names of what the database has.
+   */
+  static boolean isOfData(SQLException e) {
+    String state = e.getSQLState() == null ? "" : e.getSQLState();
+    return !state.matches("(08|0A|25|28|3D|3F|40|42|53|54|55|57|58).*")
+        || state.matches("(0A|3F|42(?!501)).*") && isInARow(e);
+  }
+
+  /** The server says first where it was, in whatever language; in a trigger it was elsewhere. */
+  private static boolean isInARow(SQLException e) {
+    ServerErrorMessage server = server(e);
+    String where = server == null ? null : server.getWhere();
+    return where != null && where.lines().findFirst().orElse("").contains("COPY");
   }
 
   private static void append(StringBuilder text, String what, String name) {

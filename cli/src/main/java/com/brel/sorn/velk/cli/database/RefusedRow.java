@@ -10,8 +10,10 @@ import java.io.IOException;
 import java.sql.SQLException;
 import java.util.List;
 import java.util.Optional;
+import java.util.function.LongFunction;
 import java.util.stream.Collectors;
 import java.util.stream.IntStream;
+import org.postgresql.util.ServerErrorMessage;
 
 /**
  * Finds the row for which the target refuses a piece. Halves that it takes stay written while the
@@ -23,13 +25,21 @@ final class RefusedRow {
   private final PieceCopy copy;
   private final Step step;
   private final TableName part;
+  private final SQLException reason;
 
-  RefusedRow(Postgres source, Postgres target, PieceCopy copy, Step step, TableName part) {
+  RefusedRow(
+      Postgres source,
+      Postgres target,
+      PieceCopy copy,
+      Step step,
+      TableName part,
+      SQLException reason) {
     this.source = source;
     this.target = target;
     this.copy = copy;
     this.step = step;
     this.part = part;
+    this.reason = reason;
   }
 
   /**
@@ -39,39 +49,70 @@ final class RefusedRow {
    * @return empty where no single row is refused
    */
   Optional<String> find(Engine engine, Piece piece) throws IOException, SQLException {
-    String all = piece.condition();
-    List<String> places =
-        source.rows(
-            "SELECT ctid::text AS place FROM ONLY "
-                + part.sql()
-                + " WHERE "
-                + all
-                + " ORDER BY ctid",
-            row -> row.getString(1));
-    int from = 0;
-    int to = places.size();
-    while (to - from > 1) {
-      int middle = (from + to) >>> 1;
-      if (isTaken(Piece.between(places.get(from), places.get(middle)))) {
-        from = middle;
-      } else {
-        to = middle;
-      }
-    }
-    if (from == to || isTaken("ctid = '" + places.get(from) + "'::tid")) {
+    if (refersToItself()) {
       return Optional.empty();
     }
-    return Optional.of(maskedKey(engine, places.get(from)));
+    long end = piece.isOpen() ? pages() : piece.to();
+    long page = narrow(piece.from(), end, number -> "(" + number + ",0)");
+    List<String> places = places(new Piece(part, page, page + 1));
+    if (places.isEmpty()) {
+      return Optional.empty();
+    }
+    String place = places.get((int) narrow(0, places.size(), i -> places.get((int) i)));
+    return isRefused("ctid = '" + place + "'::tid")
+        ? Optional.of(maskedKey(engine, place))
+        : Optional.empty();
   }
 
-  private boolean isTaken(String condition) throws IOException, SQLException {
+  /** Whether a row's parent may be any row of the piece. */
+  private boolean refersToItself() throws SQLException {
+    ServerErrorMessage told = Postgres.server(reason);
+    return target.isTrue(
+        "SELECT EXISTS (SELECT FROM pg_constraint"
+            + " WHERE contype = 'f' AND conrelid = confrelid AND conname = ?)",
+        told == null ? null : told.getConstraint());
+  }
+
+  private long pages() throws SQLException {
+    return source.number(
+        "SELECT pg_relation_size(?::regclass) / current_setting('block_size')::bigint", part.sql());
+  }
+
+  private List<String> places(Piece piece) throws SQLException {
+    return source.rows(
+        "SELECT ctid::text AS place FROM ONLY "
+            + part.sql()
+            + " WHERE "
+            + piece.condition()
+            + " ORDER BY ctid",
+        row -> row.getString(1));
+  }
+
+  /** Which of so many places in a row is the one behind which rows are refused. */
+  private long narrow(long first, long end, LongFunction<String> place)
+      throws IOException, SQLException {
+    long from = first;
+    long to = end;
+    while (to - from > 1) {
+      long middle = (from + to) >>> 1;
+      if (isRefused(Piece.between(place.apply(from), place.apply(middle)))) {
+        to = middle;
+      } else {
+        from = middle;
+      }
+    }
+    return from;
+  }
+
+  /** Whether rows are refused for the same reason: any other one is that they are not all. */
+  private boolean isRefused(String condition) throws IOException, SQLException {
     target.execute("SAVEPOINT half");
     try {
       copy.copy(step, part, condition);
-      return true;
+      return false;
     } catch (PieceCopy.TargetRefusal e) {
       target.execute("ROLLBACK TO SAVEPOINT half");
-      return false;
+      return Postgres.told(e.reason()).equals(Postgres.told(reason));
     }
   }
 

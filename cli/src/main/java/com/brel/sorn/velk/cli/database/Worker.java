@@ -109,12 +109,12 @@ final class Worker implements AutoCloseable {
   private CopyException refusal(Step step, Piece piece, SQLException reason)
       throws IOException, SQLException {
     String text = "table " + step.source().name() + ": the target refuses ";
-    if (reason.getSQLState() == null || !Postgres.isOfData(reason.getSQLState())) {
+    if (reason.getSQLState() == null || !Postgres.isOfData(reason)) {
       return CopyException.failed(text + "a piece: " + Postgres.told(reason));
     }
     target.execute("BEGIN");
     try {
-      RefusedRow row = new RefusedRow(source, target, copy, step, piece.part());
+      RefusedRow row = new RefusedRow(source, target, copy, step, piece.part(), reason);
       String which = row.find(engine, piece).orElse("rows of a piece together");
       return CopyException.failed(text + which + ": " + Postgres.told(reason));
     } finally {
