@@ -144,7 +144,7 @@ final class CopyCommand implements Callable<Integer> {
     CopySettings settings = settings(text);
     try (Sessions sessions = Sessions.begin(settings);
         Engine engine = files.engine(rules);
-        MaskedCopy copy = MaskedCopy.open(engine, settings, sessions)) {
+        MaskedCopy copy = MaskedCopy.open(engine, settings.with(files.dictionaries()), sessions)) {
       files.keyWarnings().forEach(velk.streams()::warn);
       copy.warnings().forEach(velk.streams()::warn);
       if (planOnly) {
@@ -223,7 +223,8 @@ final class CopyCommand implements Callable<Integer> {
         pages,
         rows,
         noSnapshot,
-        drivers);
+        drivers,
+        List.of());
   }
 
   private String rulesText() {

@@ -31,6 +31,7 @@ final class RunFiles {
 
   private static final Pattern ESCAPE = Pattern.compile("\\\\(?:u\\{([0-9A-Fa-f]+)}|(.))");
   private static final String KEY_FILE = "file:";
+  private static final String DICTIONARY = "a dictionary";
 
   private static final boolean HAS_DEVICES =
       FileSystems.getDefault().supportedFileAttributeViews().contains("unix");
@@ -138,6 +139,15 @@ final class RunFiles {
     return keys.stream().map(KeyFile::warning).flatMap(Optional::stream).toList();
   }
 
+  /** The dictionaries that the masking strings name, in their order. */
+  List<Path> dictionaries() {
+    return read.stream()
+        .filter(file -> file.what.equals(DICTIONARY))
+        .map(Named::path)
+        .distinct()
+        .toList();
+  }
+
   private void addKey(String place) {
     addFile("the key file", place.substring(KEY_FILE.length()));
   }
@@ -146,7 +156,7 @@ final class RunFiles {
     Matcher argument = ARGUMENT.matcher(arguments);
     while (argument.lookingAt() && argument.end() > argument.regionStart()) {
       if ("file".equals(argument.group(1))) {
-        addFile("a dictionary", unquoted(argument.group(2)));
+        addFile(DICTIONARY, unquoted(argument.group(2)));
       }
       argument.region(argument.end(), arguments.length());
     }

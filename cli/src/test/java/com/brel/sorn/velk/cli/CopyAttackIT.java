@@ -360,11 +360,15 @@ class CopyAttackIT extends CopyTests {
     assertEquals(kept, checksum());
   }
 
-  @Test
-  void whatIsDoneWithoutAKeyIsDoneAgain() throws Exception {
+  private static void fillForACopyThatEndsEarly() {
     both("CREATE TABLE a (id int PRIMARY KEY, x text)");
     server.execute("source", "INSERT INTO a SELECT i, 'Anna' FROM generate_series(1, 3000) i");
     server.execute("target", "ALTER TABLE a ADD CONSTRAINT early CHECK (id < 2500)");
+  }
+
+  @Test
+  void whatIsDoneWithoutAKeyIsDoneAgain() throws Exception {
+    fillForACopyThatEndsEarly();
     String rules = "service=s\n[public.a]\nid=keep x=null";
     copy(rules, "--piece-pages", "4", "--jobs", "1").expect(ExitCode.INPUT_OUTPUT);
     server.execute("target", "ALTER TABLE a DROP CONSTRAINT early");
@@ -374,9 +378,7 @@ class CopyAttackIT extends CopyTests {
 
   @Test
   void aCopyIsNotResumedWithAnotherKeyInTheSamePlace() throws Exception {
-    both("CREATE TABLE a (id int PRIMARY KEY, x text)");
-    server.execute("source", "INSERT INTO a SELECT i, 'Anna' FROM generate_series(1, 3000) i");
-    server.execute("target", "ALTER TABLE a ADD CONSTRAINT early CHECK (id < 2500)");
+    fillForACopyThatEndsEarly();
     Path key = Files.writeString(folder.resolve("key"), "one key of 16 bytes or more");
     String rules = "service=s key='file:" + key + "'\n[public.a]\nid=keep x=hash";
     copy(rules, "--piece-pages", "4", "--jobs", "1").expect(ExitCode.INPUT_OUTPUT);
@@ -384,6 +386,22 @@ class CopyAttackIT extends CopyTests {
     Run other = copy(rules, "--piece-pages", "4", "--resume").expect(ExitCode.USAGE);
     String told = "the copy that was begun is another one, for it differs in the key\n";
     assertTrue(other.err().endsWith("velk: --resume: " + told), other.err());
+  }
+
+  @Test
+  void otherWordsInADictionaryAreAnotherCopy() throws Exception {
+    fillForACopyThatEndsEarly();
+    Path words = Files.writeString(folder.resolve("words"), "one\ntwo\nthree\n");
+    String rules = HEAD + "[public.a]\nid=keep x=dict(file='" + words + "')";
+    copy(rules, "--piece-pages", "4", "--jobs", "1").expect(ExitCode.INPUT_OUTPUT);
+    Files.writeString(words, "one\ntwo\nfour\n");
+    Run other = copy(rules, "--piece-pages", "4", "--resume").expect(ExitCode.USAGE);
+    String told =
+        "the copy that was begun is another one, for it differs in the rules or a dictionary\n";
+    assertTrue(other.err().endsWith("velk: --resume: " + told), other.err());
+    Files.writeString(words, "one\ntwo\nthree\n");
+    server.execute("target", "ALTER TABLE a DROP CONSTRAINT early");
+    copy(rules, "--piece-pages", "4", "--resume").expect(ExitCode.DONE);
   }
 
   /** A session that leaves keys unchecked leaves a deferrable unique constraint unchecked, too. */

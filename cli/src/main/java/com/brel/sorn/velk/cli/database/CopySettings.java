@@ -16,6 +16,7 @@ import java.util.List;
  * @param rows how many rows are, where a table has no pages
  * @param noSnapshot whether a source may be read that cannot show one state of all tables
  * @param drivers jars of drivers
+ * @param dictionaries the files of values that the rules name
  */
 public record CopySettings(
     DatabaseUrl from,
@@ -27,4 +28,26 @@ public record CopySettings(
     long pages,
     int rows,
     boolean noSnapshot,
-    List<Path> drivers) {}
+    List<Path> drivers,
+    List<Path> dictionaries) {
+  /**
+   * Adds the dictionaries, which are known once the rules are read.
+   *
+   * @param dictionaries the files
+   * @return settings that are the same otherwise
+   */
+  public CopySettings with(List<Path> dictionaries) {
+    return new CopySettings(
+        from,
+        to,
+        rules,
+        tables,
+        jobs,
+        resume,
+        pages,
+        rows,
+        noSnapshot,
+        drivers,
+        List.copyOf(dictionaries));
+  }
+}

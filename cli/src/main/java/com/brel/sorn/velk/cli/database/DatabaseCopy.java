@@ -287,7 +287,7 @@ public final class DatabaseCopy implements MaskedCopy {
       table.parts().forEach(part -> catalogue.append('\n').append(part.name().sql()));
     }
     return new Fingerprint(
-        Fingerprints.hex(settings.rules() + "\n" + settings.tables()),
+        Fingerprints.ofRules(settings),
         HexFormat.of().formatHex(Fingerprints.ofKeys(engine, plan.keys(), "velk copy fingerprint")),
         Fingerprints.hex(engine.library().identification()),
         Fingerprints.hex(catalogue.toString()),

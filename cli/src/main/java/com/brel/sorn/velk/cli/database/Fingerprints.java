@@ -4,7 +4,13 @@ import com.brel.sorn.velk.masking.Engine;
 import com.brel.sorn.velk.masking.MaskingService;
 import com.brel.sorn.velk.masking.Rule;
 import com.brel.sorn.velk.masking.Type;
+import java.io.IOException;
+import java.io.InputStream;
+import java.io.OutputStream;
 import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.security.DigestInputStream;
 import java.security.MessageDigest;
 import java.security.NoSuchAlgorithmException;
 import java.security.SecureRandom;
@@ -21,8 +27,12 @@ final class Fingerprints {
   private Fingerprints() {}
 
   static byte[] digest(String text) {
+    return sha256().digest(text.getBytes(StandardCharsets.UTF_8));
+  }
+
+  private static MessageDigest sha256() {
     try {
-      return MessageDigest.getInstance("SHA-256").digest(text.getBytes(StandardCharsets.UTF_8));
+      return MessageDigest.getInstance("SHA-256");
     } catch (NoSuchAlgorithmException e) {
       throw new IllegalStateException(e);
     }
@@ -30,6 +40,29 @@ final class Fingerprints {
 
   static String hex(String text) {
     return HexFormat.of().formatHex(digest(text));
+  }
+
+  /**
+   * What is masked and how, with what dictionaries hold: by others one copy would be masked twice.
+   */
+  static String ofRules(CopySettings settings) {
+    StringBuilder all = new StringBuilder(settings.rules()).append('\n').append(settings.tables());
+    settings.dictionaries().forEach(file -> all.append('\n').append(ofFile(file)));
+    return hex(all.toString());
+  }
+
+  /** A pipe is read by the engine, and by nobody else. */
+  private static String ofFile(Path file) {
+    if (!Files.isRegularFile(file)) {
+      return "";
+    }
+    MessageDigest digest = sha256();
+    try (InputStream in = new DigestInputStream(Files.newInputStream(file), digest)) {
+      in.transferTo(OutputStream.nullOutputStream());
+    } catch (IOException e) {
+      throw CopyException.failed("a dictionary cannot be read again");
+    }
+    return HexFormat.of().formatHex(digest.digest());
   }
 
   /**

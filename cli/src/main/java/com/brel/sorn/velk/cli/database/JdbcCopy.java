@@ -230,7 +230,7 @@ final class JdbcCopy implements MaskedCopy {
       step.to().forEach(column -> catalogue.append('\n').append(column.column().type()));
     }
     return new Fingerprint(
-        Fingerprints.hex(settings.rules() + "\n" + settings.tables()),
+        Fingerprints.ofRules(settings),
         HexFormat.of().formatHex(Fingerprints.ofKeys(engine, plan.keys(), "velk copy fingerprint")),
         Fingerprints.hex(engine.library().identification()),
         Fingerprints.hex(catalogue.toString()),

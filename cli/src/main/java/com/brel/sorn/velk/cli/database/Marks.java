@@ -19,7 +19,7 @@ final class Marks {
     /** What differs, in words; null where nothing does. */
     String difference(Fingerprint other) {
       if (!rules.equals(other.rules)) {
-        return "the rules";
+        return "the rules or a dictionary";
       }
       if (!key.equals(other.key)) {
         return "the key";
