@@ -136,6 +136,26 @@ class CopyJdbcRefusalIT {
   }
 
   @Test
+  void foreignKeysAreSeenByOneWhoMayOnlyRead() throws IOException {
+    String parent = "CREATE TABLE a (id varchar(9), no int, PRIMARY KEY (id, no))";
+    one(
+        maria,
+        "source",
+        parent,
+        "CREATE TABLE b (id int PRIMARY KEY, a varchar(9), no int,"
+            + " CONSTRAINT toA FOREIGN KEY (a, no) REFERENCES a(id, no))",
+        "CREATE OR REPLACE USER reader",
+        "GRANT SELECT ON source.* TO reader");
+    one(maria, "target", parent, "CREATE TABLE b (id int PRIMARY KEY, a varchar(9), no int)");
+    expect(
+        maria.url("source").replace("root@", "reader@"),
+        maria.url("target"),
+        HEAD + "[source.a] = keep\n[source.b]\nid=keep a=classes no=keep",
+        "table source.b: foreign key \"toA\": column \"a\" (line 4, column 9) and source.a, column"
+            + " \"id\" are not masked alike: classes and keep");
+  }
+
+  @Test
   void aTargetThatIsNotFitIsRefused() throws IOException {
     one(
         maria,

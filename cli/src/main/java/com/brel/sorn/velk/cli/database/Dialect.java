@@ -10,6 +10,7 @@ import java.time.LocalDate;
 import java.time.LocalDateTime;
 import java.time.LocalTime;
 import java.time.OffsetDateTime;
+import java.util.ArrayList;
 import java.util.Collection;
 import java.util.List;
 import java.util.Map;
@@ -109,6 +110,26 @@ class Dialect {
    */
   Map<List<String>, String> narrowTypes(JdbcSession session) throws SQLException {
     return Map.of();
+  }
+
+  /**
+   * Reads the columns of a table's foreign keys.
+   *
+   * @param read reads one, by the names of {@link java.sql.DatabaseMetaData#getImportedKeys}
+   */
+  <T> List<T> foreignKeys(JdbcSession session, TableName table, Session.RowReader<T> read)
+      throws SQLException {
+    Connection connection = session.connection();
+    List<T> found = new ArrayList<>();
+    try (ResultSet rows =
+        connection
+            .getMetaData()
+            .getImportedKeys(connection.getCatalog(), connection.getSchema(), table.name())) {
+      while (rows.next()) {
+        found.add(read.read(rows));
+      }
+    }
+    return found;
   }
 
   /** Tables of which the session does not see all rows. */

@@ -322,24 +322,24 @@ record JdbcCatalogue(
       record End(String key, short place, String column, TableName parent, String parentColumn) {}
 
       Map<String, TreeMap<Short, End>> found = new TreeMap<>();
-      try (ResultSet rows = metadata.getImportedKeys(catalog, schema, table.name())) {
-        while (rows.next()) {
-          String parentSchema = rows.getString(schema == null ? "PKTABLE_CAT" : "PKTABLE_SCHEM");
-          TableName parent = new TableName(parentSchema, rows.getString("PKTABLE_NAME"));
-          String told = rows.getString("FK_NAME");
-          String name = told == null ? "to " + parent : told;
-          short place = rows.getShort("KEY_SEQ");
-          found
-              .computeIfAbsent(name, key -> new TreeMap<>())
-              .put(
-                  place,
-                  new End(
-                      name,
-                      place,
-                      rows.getString("FKCOLUMN_NAME"),
-                      parent,
-                      rows.getString("PKCOLUMN_NAME")));
-        }
+      List<End> all =
+          dialect.foreignKeys(
+              session,
+              table,
+              row -> {
+                String parentSchema =
+                    row.getString(schema == null ? "PKTABLE_CAT" : "PKTABLE_SCHEM");
+                TableName parent = new TableName(parentSchema, row.getString("PKTABLE_NAME"));
+                String told = row.getString("FK_NAME");
+                return new End(
+                    told == null ? "to " + parent : told,
+                    row.getShort("KEY_SEQ"),
+                    row.getString("FKCOLUMN_NAME"),
+                    parent,
+                    row.getString("PKCOLUMN_NAME"));
+              });
+      for (End end : all) {
+        found.computeIfAbsent(end.key, key -> new TreeMap<>()).put(end.place, end);
       }
       List<ForeignKey> keys = new ArrayList<>();
       for (TreeMap<Short, End> ends : found.values()) {

@@ -120,6 +120,21 @@ final class MariaDbDialect extends Dialect {
     return types;
   }
 
+  /** The driver asks a view that shows nothing of a table to those who may only read it. */
+  @Override
+  <T> List<T> foreignKeys(JdbcSession session, TableName table, Session.RowReader<T> read)
+      throws SQLException {
+    return session.rows(
+        "SELECT CONSTRAINT_NAME FK_NAME, ORDINAL_POSITION KEY_SEQ, COLUMN_NAME FKCOLUMN_NAME,"
+            + " REFERENCED_TABLE_SCHEMA PKTABLE_CAT, REFERENCED_TABLE_SCHEMA PKTABLE_SCHEM,"
+            + " REFERENCED_TABLE_NAME PKTABLE_NAME, REFERENCED_COLUMN_NAME PKCOLUMN_NAME"
+            + " FROM information_schema.KEY_COLUMN_USAGE WHERE TABLE_SCHEMA = ?"
+            + " AND TABLE_NAME = ? AND REFERENCED_TABLE_NAME IS NOT NULL",
+        read,
+        table.schema(),
+        table.name());
+  }
+
   @Override
   boolean isUnordered(JdbcSession target) {
     return true;
