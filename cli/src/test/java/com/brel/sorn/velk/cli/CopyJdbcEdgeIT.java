@@ -135,7 +135,13 @@ class CopyJdbcEdgeIT extends DatabaseMakes {
         "postgres; numeric; numeric; numeric(100000,0) of the target is narrower than numeric",
         "h2; numeric(9,2); numeric; numeric(100000,0) of the target is narrower than numeric(9,2)",
         "mariadb; varbinary(3); binary(6); binary(6) of the target is narrower than varbinary(3)",
-        "h2; varbinary(3); binary(6); binary(6) of the target is narrower than binary varying(3)"
+        "h2; varbinary(3); binary(6); binary(6) of the target is narrower than binary varying(3)",
+        "h2; decfloat(9); numeric(9,0); numeric(9,0) of the target is narrower than decfloat(9)",
+        "h2; decfloat(9); bigint; bigint of the target is narrower than decfloat(9)",
+        "h2; decfloat(9); decfloat(3); decfloat(9) does not go over to decfloat(3) by JDBC",
+        "h2; interval second(2,9); interval second(2,0); interval second(2,9) does not go over to"
+            + " interval second(2,0) by JDBC",
+        "h2; interval year(4); interval day(4); interval year(4,0) does not go over to interval day(4,0)"
       })
   void aTypeThatMakesOtherValuesOfWhatItIsGivenIsRefused(
       String from, String type, String targetType, String refusal) throws IOException {
@@ -158,7 +164,10 @@ class CopyJdbcEdgeIT extends DatabaseMakes {
         "mariadb; double(5,2); 1.25; double(5,2)",
         "mariadb; double(5,2); 1.25; double",
         "mariadb; binary(2); 'ab'; binary(2)",
-        "mariadb; binary(2); 'ab'; varbinary(2)"
+        "mariadb; binary(2); 'ab'; varbinary(2)",
+        "h2; decfloat(9); 1.2345; decfloat(9)",
+        "h2; interval second(2,9); INTERVAL '1.123456789' SECOND; interval second(2,9)",
+        "h2; interval year(4); INTERVAL '1234' YEAR; interval year(4)"
       })
   void suchATypeGoesOverToItself(String make, String type, String value, String targetType)
       throws IOException {
@@ -233,6 +242,20 @@ class CopyJdbcEdgeIT extends DatabaseMakes {
     copy("h2", "h2", "\nID=keep X=noise(percent=10)").expect(ExitCode.DONE);
     String masked = makes.get("h2").row("target", "SELECT x FROM a");
     assertTrue(masked.matches("(0\\.9|1\\.[012])\\d+"), masked);
+  }
+
+  @Test
+  void aDecimalWhosePointIsAnywhereIsMaskedAndKept() throws IOException {
+    tables("h2", "decfloat(9)", "postgres", "numeric");
+    insert("h2", "(1, 1.2345), (2, 1e50)");
+    keep("h2", "postgres").expect(ExitCode.DONE);
+    String kept = "SELECT string_agg(x::text, ' ' ORDER BY id) FROM a";
+    assertEquals("1.2345 1" + "0".repeat(50), makes.get("postgres").row("target", kept));
+    makes.get("postgres").create("target");
+    makes.get("postgres").execute("target", "CREATE TABLE a (id int PRIMARY KEY, x numeric)");
+    copy("h2", "postgres", "\nID=keep X=noise(percent=10)").expect(ExitCode.DONE);
+    String near = "SELECT x BETWEEN 1.1 AND 1.4 FROM a WHERE id = 1";
+    assertEquals("t", makes.get("postgres").row("target", near));
   }
 
   @Test

@@ -222,7 +222,7 @@ class Dialect {
   }
 
   /** The digits of a decimal by its metadata, 0 for no limit. */
-  int digits(int told) {
+  int digits(String typeName, int told) {
     return told;
   }
 

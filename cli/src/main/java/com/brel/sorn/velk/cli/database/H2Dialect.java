@@ -1,8 +1,10 @@
 package com.brel.sorn.velk.cli.database;
 
 import java.sql.SQLException;
+import java.util.HashMap;
 import java.util.List;
 import java.util.Locale;
+import java.util.Map;
 
 /** H2. */
 final class H2Dialect extends Dialect {
@@ -77,6 +79,29 @@ final class H2Dialect extends Dialect {
         target.rows(session, row -> row.getString(1)).contains(own)
             || path != null && path.equals(target.text("SELECT DATABASE_PATH()"));
     return oneDatabase && source.schema().equals(target.schema());
+  }
+
+  /**
+   * An interval's second is cut to its digits, and a number of so many digits is rounded to them.
+   */
+  @Override
+  Map<List<String>, String> narrowTypes(JdbcSession session) throws SQLException {
+    Map<List<String>, String> types = new HashMap<>();
+    session.rows(
+        "SELECT TABLE_NAME, COLUMN_NAME, CASE DATA_TYPE WHEN 'DECFLOAT' THEN 'decfloat('"
+            + " || NUMERIC_PRECISION ELSE 'interval ' || LOWER(INTERVAL_TYPE) || '('"
+            + " || INTERVAL_PRECISION || ',' || DATETIME_PRECISION END || ')'"
+            + " FROM INFORMATION_SCHEMA.COLUMNS WHERE TABLE_SCHEMA = ?"
+            + " AND DATA_TYPE IN ('DECFLOAT', 'INTERVAL')",
+        row -> types.put(List.of(row.getString(1), row.getString(2)), row.getString(3)),
+        session.schema());
+    return types;
+  }
+
+  /** The point of such a number is anywhere. */
+  @Override
+  int digits(String typeName, int told) {
+    return typeName.equals("DECFLOAT") ? 0 : told;
   }
 
   /** In that mode an empty text is stored as null. */

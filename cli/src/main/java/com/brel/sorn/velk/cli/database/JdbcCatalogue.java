@@ -225,7 +225,7 @@ record JdbcCatalogue(
     private int size(Form form, int jdbcType, String type, int told) {
       return switch (form) {
         case INTEGER -> bits(jdbcType, type);
-        case DECIMAL -> dialect.digits(told);
+        case DECIMAL -> dialect.digits(type, told);
         case TEXT, BINARY, OWN_TEXT, OWN_BYTES ->
             told >= Dialect.NO_LIMIT || isLong(jdbcType) ? 0 : told;
         default -> 0;

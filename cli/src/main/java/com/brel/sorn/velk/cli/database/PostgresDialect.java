@@ -130,7 +130,7 @@ final class PostgresDialect extends Dialect {
   }
 
   @Override
-  int digits(int told) {
+  int digits(String typeName, int told) {
     return told > MOST_DIGITS ? 0 : told;
   }
 
