@@ -114,6 +114,22 @@ class CopyJdbcEdgeIT extends DatabaseMakes {
   }
 
   @Test
+  void nullIsNotMadeTheDefaultOfAColumn() throws IOException {
+    tables("mariadb", "int", "h2", "int DEFAULT 3 DEFAULT ON NULL");
+    insert("mariadb", "(6, 5), (7, NULL)");
+    Run run = keep("mariadb", "h2").expect(ExitCode.INPUT_OUTPUT);
+    assertTold(
+        run,
+        "the target refuses the row that has, masked, \"id\" = 7: a constraint is violated"
+            + " (SQLSTATE 23000");
+    assertNothingIn("h2");
+    tables("mariadb", "int", "h2", "int DEFAULT 3 DEFAULT ON NULL");
+    insert("mariadb", "(6, 5)");
+    keep("mariadb", "h2").expect(ExitCode.DONE);
+    assertEquals("6|5", makes.get("h2").row("target", "SELECT id, x FROM a"));
+  }
+
+  @Test
   void nullGoesToATimestampThatMayBeNull() throws IOException {
     tables("postgres", "timestamptz", "mariadb", "timestamp(6) NULL");
     insert("postgres", "(7, NULL)");

@@ -5,6 +5,7 @@ import java.sql.PreparedStatement;
 import java.sql.ResultSet;
 import java.sql.SQLDataException;
 import java.sql.SQLException;
+import java.sql.SQLIntegrityConstraintViolationException;
 import java.sql.Types;
 import java.time.LocalDate;
 import java.time.LocalDateTime;
@@ -110,6 +111,11 @@ class Dialect {
    */
   Map<List<String>, String> narrowTypes(JdbcSession session) throws SQLException {
     return Map.of();
+  }
+
+  /** Columns that have another value in place of null, each by its table and its name. */
+  Set<List<String>> fillingNull(JdbcSession session) throws SQLException {
+    return Set.of();
   }
 
   /**
@@ -281,6 +287,9 @@ class Dialect {
 
   /** Has a statement write null. */
   void writeNull(PreparedStatement statement, int at, JdbcColumn column) throws SQLException {
+    if (column.fillsNull()) {
+      throw new SQLIntegrityConstraintViolationException("null", "23000");
+    }
     statement.setNull(at, nullType(column));
   }
 

@@ -5,6 +5,7 @@ import java.util.HashMap;
 import java.util.List;
 import java.util.Locale;
 import java.util.Map;
+import java.util.Set;
 
 /** H2. */
 final class H2Dialect extends Dialect {
@@ -96,6 +97,16 @@ final class H2Dialect extends Dialect {
         row -> types.put(List.of(row.getString(1), row.getString(2)), row.getString(3)),
         session.schema());
     return types;
+  }
+
+  @Override
+  Set<List<String>> fillingNull(JdbcSession session) throws SQLException {
+    return Set.copyOf(
+        session.rows(
+            "SELECT TABLE_NAME, COLUMN_NAME FROM INFORMATION_SCHEMA.COLUMNS"
+                + " WHERE TABLE_SCHEMA = ? AND DEFAULT_ON_NULL",
+            row -> List.of(row.getString(1), row.getString(2)),
+            session.schema()));
   }
 
   /** The point of such a number is anywhere. */

@@ -88,6 +88,7 @@ record JdbcCatalogue(
     private Set<String> hidden = Set.of();
     private Map<String, String> unfit = Map.of();
     private Map<List<String>, String> narrow = Map.of();
+    private Set<List<String>> fillingNull = Set.of();
 
     Reader(JdbcSession session) throws SQLException {
       this.session = session;
@@ -134,6 +135,7 @@ record JdbcCatalogue(
 
     JdbcCatalogue read(Collection<TableName> wanted) throws SQLException {
       narrow = dialect.narrowTypes(session);
+      fillingNull = dialect.fillingNull(session);
       readColumns();
       hidden = dialect.hidden(session);
       unfit = dialect.unfit(session);
@@ -213,7 +215,8 @@ record JdbcCatalogue(
               generated,
               null);
       boolean counted = "YES".equals(row.getString("IS_AUTOINCREMENT"));
-      return new JdbcColumn(column, form, size, scale, unsigned, counted, whole != null);
+      boolean fills = fillingNull.contains(List.of(row.getString("TABLE_NAME"), name));
+      return new JdbcColumn(column, form, size, scale, unsigned, counted, whole != null, fills);
     }
 
     private static int fraction(Form form, int jdbcType, int size) {

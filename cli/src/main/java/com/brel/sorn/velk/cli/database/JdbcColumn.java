@@ -13,6 +13,7 @@ import com.brel.sorn.velk.cli.database.Catalogue.Column;
  * @param unsigned whether it has no negative numbers
  * @param counted whether the database gives it numbers
  * @param narrow whether it changes values of other types
+ * @param fillsNull whether it has another value in place of null
  */
 record JdbcColumn(
     Column column,
@@ -21,7 +22,8 @@ record JdbcColumn(
     int scale,
     boolean unsigned,
     boolean counted,
-    boolean narrow) {
+    boolean narrow,
+    boolean fillsNull) {
   private static final int[] DIGITS_BY_BYTES = {0, 3, 5, 8, 10, 13, 15, 18, 20};
 
   /** Why values of another column cannot go into this one, null where they can. */

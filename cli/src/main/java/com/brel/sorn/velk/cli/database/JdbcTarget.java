@@ -118,7 +118,8 @@ record JdbcTarget(
         their.scale(),
         their.unsigned(),
         their.counted(),
-        their.narrow());
+        their.narrow(),
+        their.fillsNull());
   }
 
   private static List<ForeignKey> keys(
