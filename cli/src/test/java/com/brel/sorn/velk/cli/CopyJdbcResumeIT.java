@@ -218,6 +218,26 @@ class CopyJdbcResumeIT extends DatabaseMakes {
   }
 
   @Test
+  void noRowOfAnotherTableGoesWithItsParent() throws IOException {
+    fill("h2");
+    leaveSomeUndone("h2");
+    TestDatabases databases = makes.get("h2");
+    databases.execute(
+        "target",
+        "CREATE TABLE own (visit int REFERENCES visits(no) ON DELETE CASCADE)",
+        "INSERT INTO own VALUES (1)");
+    databases.execute("source", "UPDATE visits SET at = NULL WHERE no = 2");
+    Run run = copy("h2", "--resume").expect(ExitCode.INPUT_OUTPUT);
+    assertTrue(
+        run.err().contains("PUBLIC.VISITS has changed in the source and others refer to it"),
+        run.err());
+    assertEquals("1", databases.row("target", "SELECT count(*) FROM own"));
+    databases.execute("target", "DELETE FROM own");
+    copy("h2", "--resume").expect(ExitCode.DONE);
+    assertEquals(PEOPLE + VISITS, contents("h2").size());
+  }
+
+  @Test
   void aParentThatHasChangedSinceIsLeftWhereKeysAreChecked() throws IOException {
     fill("h2");
     leaveSomeUndone("h2");

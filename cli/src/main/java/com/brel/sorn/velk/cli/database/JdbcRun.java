@@ -158,12 +158,7 @@ final class JdbcRun {
   /** Takes a table back, and its marks: its rows are as many as those that the copy wrote. */
   private void undo(JdbcStep step, List<Mark> marked) throws SQLException {
     TableName name = step.step().source().name();
-    List<String> begun = marks.read().stream().map(Mark::table).toList();
-    boolean hasChildren =
-        plan.foreignKeys().stream()
-            .filter(key -> key.parent().equals(name) && !key.child().equals(name))
-            .anyMatch(key -> begun.contains(key.child().toString()));
-    if (hasChildren && !plan.unordered()) {
+    if (!plan.unordered() && target.hasChildren(step.target())) {
       throw CopyException.failed(
           "table "
               + name

@@ -9,6 +9,8 @@ import java.sql.Statement;
 import java.util.Map;
 import java.util.Optional;
 import java.util.Properties;
+import java.util.Set;
+import java.util.TreeSet;
 
 /** A session of any database. */
 final class JdbcSession extends Session {
@@ -107,12 +109,11 @@ final class JdbcSession extends Session {
     return schema;
   }
 
-  /** A table of the session's own schema. */
   String sql(TableName table) {
     return quoted(table.schema()) + "." + quoted(table.name());
   }
 
-  /** Whether a table of the session's own schema has a row. */
+  /** Whether a table has a row. */
   boolean hasRows(TableName table) throws SQLException {
     try (Statement statement = connection().createStatement()) {
       statement.setMaxRows(1);
@@ -120,6 +121,27 @@ final class JdbcSession extends Session {
         return rows.next();
       }
     }
+  }
+
+  /** Whether another table has rows that may refer to this one's, and would go with them. */
+  boolean hasChildren(TableName table) throws SQLException {
+    String schema = connection().getSchema();
+    String column = schema == null ? "FKTABLE_CAT" : "FKTABLE_SCHEM";
+    DatabaseMetaData metadata = connection().getMetaData();
+    Set<TableName> children = new TreeSet<>();
+    try (ResultSet keys =
+        metadata.getExportedKeys(connection().getCatalog(), schema, table.name())) {
+      while (keys.next()) {
+        children.add(new TableName(keys.getString(column), keys.getString("FKTABLE_NAME")));
+      }
+    }
+    children.remove(table);
+    for (TableName child : children) {
+      if (hasRows(child)) {
+        return true;
+      }
+    }
+    return false;
   }
 
   /** What failed where no value was on its way. */
