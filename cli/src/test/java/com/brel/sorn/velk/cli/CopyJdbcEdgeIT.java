@@ -10,6 +10,8 @@ import java.nio.file.Path;
 import java.sql.Connection;
 import java.sql.SQLException;
 import java.sql.Statement;
+import java.util.ArrayList;
+import java.util.List;
 import java.util.Map;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.condition.DisabledOnOs;
@@ -36,12 +38,16 @@ class CopyJdbcEdgeIT extends DatabaseMakes {
     return Map.of("mariadb", "[source.a]", "h2", "[PUBLIC.A]", "postgres", "[public.a]").get(make);
   }
 
-  private Run copy(String from, String to, String rule) throws IOException {
+  private Run copy(String from, String to, String rule, String... more) throws IOException {
     String rules = "service=s key=env:MASK_KEY\n" + table(from) + rule;
     Path file = Files.writeString(folder.resolve("rules"), rules);
     String source = makes.get(from).url("source");
     String target = makes.get(to).url("target");
-    return Run.velk("copy", "--from", source, "--to", target, "-r", file.toString(), "-q");
+    List<String> arguments =
+        new ArrayList<>(
+            List.of("copy", "--from", source, "--to", target, "-r", file.toString(), "-q"));
+    arguments.addAll(List.of(more));
+    return Run.velk(arguments.toArray(String[]::new));
   }
 
   private Run keep(String from, String to) throws IOException {
@@ -323,6 +329,30 @@ class CopyJdbcEdgeIT extends DatabaseMakes {
                 + " 1000 * @@SESSION.lock_wait_timeout + @@SESSION.innodb_lock_wait_timeout");
     keep("mariadb", "mariadb").expect(ExitCode.DONE);
     assertEquals("60060", makes.get("mariadb").row("target", "SELECT x FROM a"));
+  }
+
+  @Test
+  void whatMariaDbIsToLeaveUncheckedIsChecked() throws IOException {
+    tables("mariadb", "int", "mariadb", "int CHECK (x < 2)");
+    insert("mariadb", "(1, 1), (2, 2)");
+    String unchecked =
+        "SET GLOBAL unique_checks = %s, check_constraint_checks = %s, sql_select_limit = %s";
+    makes.get("mariadb").execute("target", unchecked.formatted(0, 0, 1));
+    try {
+      Run run = keep("mariadb", "mariadb").expect(ExitCode.INPUT_OUTPUT);
+      assertTold(
+          run, "the target refuses the row that has, masked, \"id\" = 2: a constraint is violated");
+      makes
+          .get("mariadb")
+          .execute(
+              "target",
+              "ALTER TABLE a MODIFY x int",
+              "CREATE TRIGGER t BEFORE INSERT ON a FOR EACH ROW SET NEW.x = @@SESSION.unique_checks");
+      copy("mariadb", "mariadb", "=keep", "--resume").expect(ExitCode.DONE);
+      assertEquals("2|1", makes.get("mariadb").row("target", "SELECT count(*), min(x) FROM a"));
+    } finally {
+      makes.get("mariadb").execute("target", unchecked.formatted(1, 1, "18446744073709551615"));
+    }
   }
 
   /** No row is looked for that would be to blame: each try would wait for the lock anew. */

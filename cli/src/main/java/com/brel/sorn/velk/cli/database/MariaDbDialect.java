@@ -33,8 +33,9 @@ final class MariaDbDialect extends Dialect {
           "useBulkStmts", "true");
 
   /**
-   * A text that is too long is refused, 0 stays 0, and a date that is none stays what it is. A lock
-   * of somebody else's is waited for a minute, and not a day.
+   * A text that is too long is refused, 0 stays 0, and a date that is none stays what it is. What
+   * the server may have been told to leave unchecked, or unread, is not. A lock of somebody else's
+   * is waited for a minute, and not a day.
    */
   private static final List<String> SETTINGS =
       List.of(
@@ -45,6 +46,9 @@ final class MariaDbDialect extends Dialect {
           "wait_timeout = 86400",
           "lock_wait_timeout = 60",
           "innodb_lock_wait_timeout = 60",
+          "unique_checks = 1",
+          "check_constraint_checks = 1",
+          "sql_select_limit = 18446744073709551615",
           "max_statement_time = 0");
 
   private static final DateTimeFormatter CLOCK =
