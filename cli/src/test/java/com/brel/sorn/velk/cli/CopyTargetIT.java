@@ -239,4 +239,22 @@ class CopyTargetIT extends CopyTests {
                     + " \"boss\" (SQLSTATE 23503)\n"),
         orphan.err());
   }
+
+  @Test
+  void aDomainOfAnotherTypeIsAnotherOne() throws Exception {
+    both();
+    server.execute("source", "CREATE DOMAIN at AS timestamptz(3)", "CREATE TABLE a (x at, y at[])");
+    server.execute("target", "CREATE DOMAIN at AS timestamp(3)", "CREATE TABLE a (x at, y at[])");
+    String is = " (timestamp(3) with time zone), and is public.at";
+    String found = " (timestamp(3) without time zone) in the target\n";
+    assertEquals(
+        "velk: table public.a: column \"x\" is public.at"
+            + is
+            + found
+            + "velk: table public.a: column \"y\" is public.at[]"
+            + is
+            + "[]"
+            + found,
+        copy("[public.a] = keep").expect(ExitCode.USAGE).err());
+  }
 }

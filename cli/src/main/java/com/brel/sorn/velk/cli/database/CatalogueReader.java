@@ -40,7 +40,7 @@ final class CatalogueReader {
   /**
    * A domain's base type is that at the end of its domains; a domain may forbid null as well, and
    * so may a partition alone. The text of a composite value goes by the order of its attributes, so
-   * that these are part of the type.
+   * that these are part of the type; so is what a domain is of, which may drop a part of a text.
    */
   private static final String COLUMNS =
       """
@@ -58,7 +58,9 @@ final class CatalogueReader {
           SELECT ' (' || string_agg(quote_ident(m.attname) || ' ' || format_type(m.atttypid, m.atttypmod), ', '
                                     ORDER BY m.attnum) || ')'
           FROM pg_attribute m
-          WHERE m.attrelid = greatest(t.typrelid, e.typrelid) AND m.attnum > 0 AND NOT m.attisdropped), ''),
+          WHERE m.attrelid = greatest(t.typrelid, e.typrelid) AND m.attnum > 0 AND NOT m.attisdropped),
+          CASE WHEN a.atttypid <> b.type THEN ' (' || format_type(b.type, b.modifier) || ')'
+               WHEN e.typtype = 'd' THEN ' (' || format_type(e.typbasetype, e.typtypmod) || ')' ELSE '' END),
         t.typname, b.modifier, b.forbidden,
         a.attgenerated <> '', co.collname, t.typnamespace = 'pg_catalog'::regnamespace
       FROM pg_attribute a
