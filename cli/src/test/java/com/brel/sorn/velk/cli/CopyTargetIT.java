@@ -257,4 +257,28 @@ class CopyTargetIT extends CopyTests {
             + found,
         copy("[public.a] = keep").expect(ExitCode.USAGE).err());
   }
+
+  @Test
+  void rowsOfTablesThatInheritAreNeitherChildrenNorParents() throws Exception {
+    both(
+        "CREATE TABLE p (id int PRIMARY KEY)",
+        "CREATE TABLE q () INHERITS (p)",
+        "CREATE TABLE a (p int)",
+        "CREATE TABLE b () INHERITS (a)",
+        "ALTER TABLE a ADD CONSTRAINT own FOREIGN KEY (p) REFERENCES p NOT VALID");
+    server.execute(
+        "source",
+        "INSERT INTO p VALUES (1)",
+        "INSERT INTO q VALUES (2)",
+        "INSERT INTO a VALUES (1)",
+        "INSERT INTO b VALUES (3)");
+    String rules = "[public.p] = keep\n[public.q] = keep\n[public.a] = keep\n[public.b] = keep";
+    copy(rules).expect(ExitCode.DONE);
+    server.execute("target", "DROP SCHEMA velk_copy CASCADE", "TRUNCATE p, a CASCADE");
+    server.execute("source", "SET session_replication_role = replica", "INSERT INTO a VALUES (2)");
+    Run run = copy(rules).expect(ExitCode.INPUT_OUTPUT);
+    assertEquals(
+        "velk: table public.a: 1 rows are without their parent in foreign key \"own\"\n",
+        run.err());
+  }
 }
