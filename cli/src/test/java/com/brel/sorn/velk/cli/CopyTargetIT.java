@@ -281,4 +281,20 @@ class CopyTargetIT extends CopyTests {
         "velk: table public.a: 1 rows are without their parent in foreign key \"own\"\n",
         run.err());
   }
+
+  @Test
+  void whatOneUserLeftUncheckedIsCheckedWhereAnotherOneResumes() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY, x text)");
+    server.execute("target", "ALTER TABLE a ADD UNIQUE (x) DEFERRABLE");
+    server.execute("source", "INSERT INTO a VALUES (1, 'twice'), (2, 'twice')");
+    String told = "velk: table public.a: 2 rows are not unique by constraint \"a_x_key\"\n";
+    assertEquals(told, copy("[public.a] = keep").expect(ExitCode.INPUT_OUTPUT).err());
+    String plain = plainUser("a");
+    server.execute(
+        "target",
+        "GRANT ALL ON SCHEMA velk_copy TO plain",
+        "GRANT ALL ON ALL TABLES IN SCHEMA velk_copy TO plain");
+    Run run = copyTo(server.url("source"), plain, "[public.a] = keep", "--resume");
+    assertEquals(told, run.expect(ExitCode.INPUT_OUTPUT).err());
+  }
 }

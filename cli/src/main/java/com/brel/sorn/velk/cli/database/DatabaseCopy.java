@@ -317,9 +317,8 @@ public final class DatabaseCopy implements MaskedCopy {
     for (ForeignKey key : plan.foreignKeys()) {
       requireParents(control, key);
     }
-    if (plan.unordered()) {
-      UncheckedConstraints.require(control, plan.target().tables().keySet());
-    }
+    // Whoever began the copy may have left unchecked what this user may not.
+    UncheckedConstraints.require(control, plan.target().tables().keySet());
     for (Step step : plan.steps()) {
       for (Sequence sequence : step.source().sequences()) {
         follow(control, step, sequence, warned);
