@@ -297,4 +297,25 @@ class CopyTargetIT extends CopyTests {
     Run run = copyTo(server.url("source"), plain, "[public.a] = keep", "--resume");
     assertEquals(told, run.expect(ExitCode.INPUT_OUTPUT).err());
   }
+
+  @Test
+  void whatATriggerRaisesIsNotShownWhateverItsState() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY, x text)");
+    server.execute("source", "INSERT INTO a VALUES (1, 'Anna')");
+    server.execute(
+        "target",
+        "CREATE FUNCTION f() RETURNS trigger LANGUAGE plpgsql AS"
+            + " $$BEGIN RAISE '% is not allowed', NEW.x USING ERRCODE = TG_ARGV[0]; END$$");
+    for (String state : List.of("42501", "55000", "57014", "0A000")) {
+      server.execute(
+          "target",
+          "DROP SCHEMA IF EXISTS velk_copy CASCADE",
+          "DROP TRIGGER IF EXISTS t ON a",
+          "CREATE TRIGGER t BEFORE INSERT ON a FOR EACH ROW EXECUTE FUNCTION f('" + state + "')",
+          "ALTER TABLE a ENABLE ALWAYS TRIGGER t");
+      Run run = copy("[public.a] = keep").expect(ExitCode.INPUT_OUTPUT);
+      String told = "the row that has, masked, \"id\" = 1: a value is refused (SQLSTATE " + state;
+      assertTrue(run.err().endsWith(told + ")\n"), run.err());
+    }
+  }
 }
