@@ -259,6 +259,31 @@ class CopyTargetIT extends CopyTests {
   }
 
   @Test
+  void aTypeOfOtherTypesIsAnotherOneHoweverDeepTheyAre() throws Exception {
+    both();
+    for (String database : List.of("source", "target")) {
+      String type = database.equals("source") ? "timestamptz" : "date";
+      server.execute(
+          database,
+          "CREATE DOMAIN d AS " + type,
+          "CREATE TYPE c AS (a d[])",
+          "CREATE TYPE n AS (c c)",
+          "CREATE TYPE r AS RANGE (subtype = " + type + ", multirange_type_name = m)",
+          "CREATE TABLE a (x n, y r, z m[], u int4range)");
+    }
+    String text =
+        """
+        velk: table public.a: column "x" is public.n (c public.c) (a public.d[]) (ZONED), \
+        and is public.n (c public.c) (a public.d[]) (date) in the target
+        velk: table public.a: column "y" is public.r (ZONED), and is public.r (date) in the target
+        velk: table public.a: column "z" is public.m[] (ZONED), and is public.m[] (date) in the target
+        """;
+    assertEquals(
+        text.replace("ZONED", "timestamp with time zone"),
+        copy("[public.a] = keep").expect(ExitCode.USAGE).err());
+  }
+
+  @Test
   void rowsOfTablesThatInheritAreNeitherChildrenNorParents() throws Exception {
     both(
         "CREATE TABLE p (id int PRIMARY KEY)",
