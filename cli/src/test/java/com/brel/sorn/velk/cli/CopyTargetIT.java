@@ -343,4 +343,23 @@ class CopyTargetIT extends CopyTests {
       assertTrue(run.err().endsWith(told + ")\n"), run.err());
     }
   }
+
+  @Test
+  void rowsThatAServerWouldReadInParallelAreKnownAgain() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY, x text)");
+    server.execute(
+        "source",
+        "INSERT INTO a SELECT i, repeat('x', 50) FROM generate_series(1, 200000) i",
+        "ANALYZE a",
+        "ALTER DATABASE source SET enable_tidscan = off",
+        "ALTER DATABASE source SET parallel_setup_cost = 0",
+        "ALTER DATABASE source SET parallel_tuple_cost = 0",
+        "ALTER DATABASE source SET min_parallel_table_scan_size = 0");
+    copy("[public.a] = keep").expect(ExitCode.DONE);
+    String pieces = "SELECT from_page, transaction FROM velk_copy.piece ORDER BY 1";
+    List<String> before = server.rows("target", pieces);
+    server.execute("target", "UPDATE velk_copy.run SET finished = NULL");
+    copy("[public.a] = keep", "--resume").expect(ExitCode.DONE);
+    assertEquals(before, server.rows("target", pieces));
+  }
 }
