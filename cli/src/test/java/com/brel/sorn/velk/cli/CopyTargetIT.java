@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.cli;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.util.List;
@@ -361,5 +362,35 @@ class CopyTargetIT extends CopyTests {
     server.execute("target", "UPDATE velk_copy.run SET finished = NULL");
     copy("[public.a] = keep", "--resume").expect(ExitCode.DONE);
     assertEquals(before, server.rows("target", pieces));
+  }
+
+  @Test
+  void aValueThatAFunctionTakesForANameIsNotShown() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY, x text)");
+    server.execute("source", "INSERT INTO a VALUES (1, 'anna')");
+    server.execute(
+        "target",
+        "CREATE FUNCTION f() RETURNS trigger LANGUAGE plpgsql AS"
+            + " $$BEGIN EXECUTE 'SELECT ' || NEW.x; RETURN NEW; END$$",
+        "CREATE FUNCTION g(t text) RETURNS boolean LANGUAGE sql IMMUTABLE AS"
+            + " $$SELECT t::regclass IS NOT NULL$$");
+    String late = "CREATE CONSTRAINT TRIGGER t AFTER INSERT ON a DEFERRABLE INITIALLY DEFERRED";
+    for (String code :
+        List.of(
+            "CREATE TRIGGER t BEFORE INSERT ON a FOR EACH ROW EXECUTE FUNCTION f()",
+            late + " FOR EACH ROW EXECUTE FUNCTION f()",
+            "ALTER TABLE a ADD CHECK (g(x))")) {
+      server.execute(
+          "target",
+          "DROP SCHEMA IF EXISTS velk_copy CASCADE",
+          "DROP TRIGGER IF EXISTS t ON a",
+          code);
+      if (code.contains("TRIGGER")) {
+        server.execute("target", "ALTER TABLE a ENABLE ALWAYS TRIGGER t");
+      }
+      Run run = copy("[public.a] = keep").expect(ExitCode.INPUT_OUTPUT);
+      assertTrue(run.err().contains("a value is refused (SQLSTATE 42"), run.err());
+      assertFalse(run.err().contains("anna"), run.err());
+    }
   }
 }

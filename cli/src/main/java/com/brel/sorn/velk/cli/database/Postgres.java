@@ -212,11 +212,10 @@ final class Postgres extends Session {
     return server != null && "exec_stmt_raise".equals(server.getRoutine());
   }
 
-  /** The server says first where it was, in whatever language; in a trigger it was elsewhere. */
+  /** The server says where it was: in a row, or in a function that was called for one. */
   private static boolean isInARow(SQLException e) {
     ServerErrorMessage server = server(e);
-    String where = server == null ? null : server.getWhere();
-    return where != null && where.lines().findFirst().orElse("").contains("COPY");
+    return server != null && server.getWhere() != null;
   }
 
   private static void append(StringBuilder text, String what, String name) {
