@@ -292,4 +292,30 @@ class CopyShapesIT extends CopyTests {
     assertEquals(
         "0", server.row("source", "SELECT count(*) FROM pg_locks WHERE locktype = 'advisory'"));
   }
+
+  @Test
+  void textsOfAnotherNameAreSuggestedToBeMasked() throws Exception {
+    both(
+        "CREATE EXTENSION citext",
+        "CREATE DOMAIN mail AS citext",
+        "CREATE DOMAIN code AS varchar(20)",
+        "CREATE TABLE a (id citext PRIMARY KEY, code code UNIQUE, email citext, mail mail, phone code,"
+            + " names varchar(20)[])");
+    server.execute(
+        "source", "INSERT INTO a VALUES ('x', 'abcd', 'a@b.c', 'a@b.c', '012345', '{Anna}')");
+    String rules = Run.velk("init", "--from", server.url("source")).expect(ExitCode.DONE).out();
+    for (String line :
+        List.of(
+            "id = null  # public.citext, not null, primary key: id = keep",
+            "code = null  # public.code (character varying(20)), unique by \"a_code_key\": code ="
+                + " ff1(alphabet=alphanumeric)",
+            "email = null  # public.citext: email = email(domain=example.com)",
+            "mail = null  # public.mail (public.citext): mail = email(domain=example.com)",
+            "phone = null  # public.code (character varying(20)): phone = classes",
+            "names = null  # character varying(20)[]: names = keep")) {
+      assertTrue(rules.lines().toList().contains(line), line + "\n" + rules);
+    }
+    copy(rules.replaceAll("(?m)^\\S.* = null  # .*: (.* = .*)$", "$1")).expect(ExitCode.DONE);
+    assertEquals("{Anna}", server.row("target", "SELECT names FROM a WHERE phone <> '012345'"));
+  }
 }

@@ -1,6 +1,7 @@
 package com.brel.sorn.velk.cli;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.util.List;
@@ -238,5 +239,158 @@ class CopyTargetIT extends CopyTests {
                 "the target refuses rows of a piece together: a constraint is violated, constraint"
                     + " \"boss\" (SQLSTATE 23503)\n"),
         orphan.err());
+  }
+
+  @Test
+  void aDomainOfAnotherTypeIsAnotherOne() throws Exception {
+    both();
+    server.execute("source", "CREATE DOMAIN at AS timestamptz(3)", "CREATE TABLE a (x at, y at[])");
+    server.execute("target", "CREATE DOMAIN at AS timestamp(3)", "CREATE TABLE a (x at, y at[])");
+    String is = " (timestamp(3) with time zone), and is public.at";
+    String found = " (timestamp(3) without time zone) in the target\n";
+    assertEquals(
+        "velk: table public.a: column \"x\" is public.at"
+            + is
+            + found
+            + "velk: table public.a: column \"y\" is public.at[]"
+            + is
+            + "[]"
+            + found,
+        copy("[public.a] = keep").expect(ExitCode.USAGE).err());
+  }
+
+  @Test
+  void aTypeOfOtherTypesIsAnotherOneHoweverDeepTheyAre() throws Exception {
+    both();
+    for (String database : List.of("source", "target")) {
+      String type = database.equals("source") ? "timestamptz" : "date";
+      server.execute(
+          database,
+          "CREATE DOMAIN d AS " + type,
+          "CREATE TYPE c AS (a d[])",
+          "CREATE TYPE n AS (c c)",
+          "CREATE TYPE r AS RANGE (subtype = " + type + ", multirange_type_name = m)",
+          "CREATE TABLE a (x n, y r, z m[], u int4range)");
+    }
+    String text =
+        """
+        velk: table public.a: column "x" is public.n (c public.c) (a public.d[]) (ZONED), \
+        and is public.n (c public.c) (a public.d[]) (date) in the target
+        velk: table public.a: column "y" is public.r (ZONED), and is public.r (date) in the target
+        velk: table public.a: column "z" is public.m[] (ZONED), and is public.m[] (date) in the target
+        """;
+    assertEquals(
+        text.replace("ZONED", "timestamp with time zone"),
+        copy("[public.a] = keep").expect(ExitCode.USAGE).err());
+  }
+
+  @Test
+  void rowsOfTablesThatInheritAreNeitherChildrenNorParents() throws Exception {
+    both(
+        "CREATE TABLE p (id int PRIMARY KEY)",
+        "CREATE TABLE q () INHERITS (p)",
+        "CREATE TABLE a (p int)",
+        "CREATE TABLE b () INHERITS (a)",
+        "ALTER TABLE a ADD CONSTRAINT own FOREIGN KEY (p) REFERENCES p NOT VALID");
+    server.execute(
+        "source",
+        "INSERT INTO p VALUES (1)",
+        "INSERT INTO q VALUES (2)",
+        "INSERT INTO a VALUES (1)",
+        "INSERT INTO b VALUES (3)");
+    String rules = "[public.p] = keep\n[public.q] = keep\n[public.a] = keep\n[public.b] = keep";
+    copy(rules).expect(ExitCode.DONE);
+    server.execute("target", "DROP SCHEMA velk_copy CASCADE", "TRUNCATE p, a CASCADE");
+    server.execute("source", "SET session_replication_role = replica", "INSERT INTO a VALUES (2)");
+    Run run = copy(rules).expect(ExitCode.INPUT_OUTPUT);
+    assertEquals(
+        "velk: table public.a: 1 rows are without their parent in foreign key \"own\"\n",
+        run.err());
+  }
+
+  @Test
+  void whatOneUserLeftUncheckedIsCheckedWhereAnotherOneResumes() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY, x text)");
+    server.execute("target", "ALTER TABLE a ADD UNIQUE (x) DEFERRABLE");
+    server.execute("source", "INSERT INTO a VALUES (1, 'twice'), (2, 'twice')");
+    String told = "velk: table public.a: 2 rows are not unique by constraint \"a_x_key\"\n";
+    assertEquals(told, copy("[public.a] = keep").expect(ExitCode.INPUT_OUTPUT).err());
+    String plain = plainUser("a");
+    server.execute(
+        "target",
+        "GRANT ALL ON SCHEMA velk_copy TO plain",
+        "GRANT ALL ON ALL TABLES IN SCHEMA velk_copy TO plain");
+    Run run = copyTo(server.url("source"), plain, "[public.a] = keep", "--resume");
+    assertEquals(told, run.expect(ExitCode.INPUT_OUTPUT).err());
+  }
+
+  @Test
+  void whatATriggerRaisesIsNotShownWhateverItsState() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY, x text)");
+    server.execute("source", "INSERT INTO a VALUES (1, 'Anna')");
+    server.execute(
+        "target",
+        "CREATE FUNCTION f() RETURNS trigger LANGUAGE plpgsql AS"
+            + " $$BEGIN RAISE '% is not allowed', NEW.x USING ERRCODE = TG_ARGV[0]; END$$");
+    for (String state : List.of("42501", "55000", "57014", "0A000")) {
+      server.execute(
+          "target",
+          "DROP SCHEMA IF EXISTS velk_copy CASCADE",
+          "DROP TRIGGER IF EXISTS t ON a",
+          "CREATE TRIGGER t BEFORE INSERT ON a FOR EACH ROW EXECUTE FUNCTION f('" + state + "')",
+          "ALTER TABLE a ENABLE ALWAYS TRIGGER t");
+      Run run = copy("[public.a] = keep").expect(ExitCode.INPUT_OUTPUT);
+      String told = "the row that has, masked, \"id\" = 1: a value is refused (SQLSTATE " + state;
+      assertTrue(run.err().endsWith(told + ")\n"), run.err());
+    }
+  }
+
+  @Test
+  void rowsThatAServerWouldReadInParallelAreKnownAgain() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY, x text)");
+    server.execute(
+        "source",
+        "INSERT INTO a SELECT i, repeat('x', 50) FROM generate_series(1, 200000) i",
+        "ANALYZE a",
+        "ALTER DATABASE source SET enable_tidscan = off",
+        "ALTER DATABASE source SET parallel_setup_cost = 0",
+        "ALTER DATABASE source SET parallel_tuple_cost = 0",
+        "ALTER DATABASE source SET min_parallel_table_scan_size = 0");
+    copy("[public.a] = keep").expect(ExitCode.DONE);
+    String pieces = "SELECT from_page, transaction FROM velk_copy.piece ORDER BY 1";
+    List<String> before = server.rows("target", pieces);
+    server.execute("target", "UPDATE velk_copy.run SET finished = NULL");
+    copy("[public.a] = keep", "--resume").expect(ExitCode.DONE);
+    assertEquals(before, server.rows("target", pieces));
+  }
+
+  @Test
+  void aValueThatAFunctionTakesForANameIsNotShown() throws Exception {
+    both("CREATE TABLE a (id int PRIMARY KEY, x text)");
+    server.execute("source", "INSERT INTO a VALUES (1, 'anna')");
+    server.execute(
+        "target",
+        "CREATE FUNCTION f() RETURNS trigger LANGUAGE plpgsql AS"
+            + " $$BEGIN EXECUTE 'SELECT ' || NEW.x; RETURN NEW; END$$",
+        "CREATE FUNCTION g(t text) RETURNS boolean LANGUAGE sql IMMUTABLE AS"
+            + " $$SELECT t::regclass IS NOT NULL$$");
+    String late = "CREATE CONSTRAINT TRIGGER t AFTER INSERT ON a DEFERRABLE INITIALLY DEFERRED";
+    for (String code :
+        List.of(
+            "CREATE TRIGGER t BEFORE INSERT ON a FOR EACH ROW EXECUTE FUNCTION f()",
+            late + " FOR EACH ROW EXECUTE FUNCTION f()",
+            "ALTER TABLE a ADD CHECK (g(x))")) {
+      server.execute(
+          "target",
+          "DROP SCHEMA IF EXISTS velk_copy CASCADE",
+          "DROP TRIGGER IF EXISTS t ON a",
+          code);
+      if (code.contains("TRIGGER")) {
+        server.execute("target", "ALTER TABLE a ENABLE ALWAYS TRIGGER t");
+      }
+      Run run = copy("[public.a] = keep").expect(ExitCode.INPUT_OUTPUT);
+      assertTrue(run.err().contains("a value is refused (SQLSTATE 42"), run.err());
+      assertFalse(run.err().contains("anna"), run.err());
+    }
   }
 }

@@ -39,8 +39,9 @@ final class CatalogueReader {
 
   /**
    * A domain's base type is that at the end of its domains; a domain may forbid null as well, and
-   * so may a partition alone. The text of a composite value goes by the order of its attributes, so
-   * that these are part of the type.
+   * so may a partition alone. What attributes, domains and ranges are of, and in which order, is
+   * part of the type: another one may take the same text for another value. The server's own types
+   * have numbers below 16384.
    */
   private static final String COLUMNS =
       """
@@ -54,17 +55,40 @@ final class CatalogueReader {
         SELECT b.attnum, t.typbasetype, greatest(b.modifier, t.typtypmod), b.forbidden OR t.typnotnull
         FROM base b JOIN pg_type t ON t.oid = b.type WHERE t.typtype = 'd')
       SELECT a.attname,
-        format_type(a.atttypid, a.atttypmod) || coalesce((
-          SELECT ' (' || string_agg(quote_ident(m.attname) || ' ' || format_type(m.atttypid, m.atttypmod), ', '
-                                    ORDER BY m.attnum) || ')'
-          FROM pg_attribute m
-          WHERE m.attrelid = greatest(t.typrelid, e.typrelid) AND m.attnum > 0 AND NOT m.attisdropped), ''),
+        format_type(a.atttypid, a.atttypmod) || CASE WHEN a.atttypid < 16384 THEN '' ELSE coalesce((
+          WITH RECURSIVE inside AS (
+            SELECT a.atttypid AS type, '{}'::int[] AS path
+            UNION ALL
+            SELECT m.type, i.path || m.at
+            FROM inside i JOIN pg_type o ON o.oid = i.type
+              CROSS JOIN LATERAL (
+                SELECT o.typelem AS type, 0 AS at WHERE o.typtype = 'b' AND o.typcategory = 'A'
+                UNION ALL
+                SELECT o.typbasetype, 0 WHERE o.typtype = 'd'
+                UNION ALL
+                SELECT CASE o.oid WHEN r.rngtypid THEN r.rngsubtype ELSE r.rngtypid END, 0 FROM pg_range r
+                WHERE o.oid IN (r.rngtypid, (to_jsonb(r) ->> 'rngmultitypid')::oid)
+                UNION ALL
+                SELECT m.atttypid, m.attnum FROM pg_attribute m
+                WHERE m.attrelid = o.typrelid AND m.attnum > 0 AND NOT m.attisdropped
+              ) m)
+          SELECT string_agg(' (' || told || ')', '' ORDER BY path)
+          FROM inside i JOIN pg_type o ON o.oid = i.type AND o.oid >= 16384
+            CROSS JOIN LATERAL (
+              SELECT format_type(o.typbasetype, o.typtypmod) AS told WHERE o.typtype = 'd'
+              UNION ALL
+              SELECT format_type(r.rngsubtype, -1) FROM pg_range r WHERE r.rngtypid = o.oid
+              UNION ALL
+              SELECT string_agg(quote_ident(m.attname) || ' ' || format_type(m.atttypid, m.atttypmod), ', '
+                                ORDER BY m.attnum)
+              FROM pg_attribute m
+              WHERE m.attrelid = o.typrelid AND m.attnum > 0 AND NOT m.attisdropped
+            ) x), '') END,
         t.typname, b.modifier, b.forbidden,
         a.attgenerated <> '', co.collname, t.typnamespace = 'pg_catalog'::regnamespace
       FROM pg_attribute a
         JOIN base b ON b.attnum = a.attnum
         JOIN pg_type t ON t.oid = b.type AND t.typtype <> 'd'
-        LEFT JOIN pg_type e ON e.oid = t.typelem
         LEFT JOIN pg_collation co ON co.oid = a.attcollation
       WHERE a.attrelid = ?::oid ORDER BY a.attnum
       """;

@@ -317,9 +317,8 @@ public final class DatabaseCopy implements MaskedCopy {
     for (ForeignKey key : plan.foreignKeys()) {
       requireParents(control, key);
     }
-    if (plan.unordered()) {
-      UncheckedConstraints.require(control, plan.target().tables().keySet());
-    }
+    // Whoever began the copy may have left unchecked what this user may not.
+    UncheckedConstraints.require(control, plan.target().tables().keySet());
     for (Step step : plan.steps()) {
       for (Sequence sequence : step.source().sequences()) {
         follow(control, step, sequence, warned);
@@ -349,17 +348,25 @@ public final class DatabaseCopy implements MaskedCopy {
     long orphans =
         control.number(
             "SELECT count(*) FROM "
-                + key.childRelation()
+                + own(control, key.childRelation())
                 + " c WHERE "
                 + whole
                 + "NOT EXISTS (SELECT FROM "
-                + key.parentRelation()
+                + own(control, key.parentRelation())
                 + " p WHERE "
                 + same
                 + ")");
     if (orphans > 0) {
       throw CopyException.failed(orphans(key, orphans));
     }
+  }
+
+  /** A key is not that of tables which inherit, be it of children or of parents. */
+  private static String own(Postgres control, String relation) throws SQLException {
+    return control.text(
+        "SELECT CASE relkind WHEN 'p' THEN '' ELSE 'ONLY ' END || oid::regclass FROM pg_class"
+            + " WHERE oid = ?::regclass",
+        relation);
   }
 
   static String orphans(ForeignKey key, long count) {

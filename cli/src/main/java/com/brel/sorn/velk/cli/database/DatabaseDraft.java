@@ -30,8 +30,10 @@ public final class DatabaseDraft {
    */
   public record ColumnDraft(String name, String description, String suggestion) {}
 
+  /** Also domains of such a type; an array of texts is none. */
   private static final Pattern TEXT =
-      Pattern.compile("(tiny|medium|long)?text|(national )?character.*|n?(var)?char\\(.*|n?clob");
+      Pattern.compile(
+          "(.* \\()?((tiny|medium|long)?text|(national )?character[^\\[]*|n?(var)?char\\(.*|n?clob|.*\\.citext)\\)?");
 
   private final Catalogue catalogue;
 
@@ -132,7 +134,9 @@ public final class DatabaseDraft {
         TEXT.matcher(column.type()).matches() && (column.limit() == 0 || column.limit() >= 4);
     if (isKey) {
       String scope = parents.containsKey(end) ? ", scope=" + TableName.literal(root(end)) : "";
-      return isText ? "ff1(alphabet=alphanumeric" + scope + ")" : "keep";
+      // Two keys that differ may have results that citext takes for the same.
+      boolean isExact = isText && !column.type().contains("citext");
+      return isExact ? "ff1(alphabet=alphanumeric" + scope + ")" : "keep";
     }
     if (type.equals(Type.date()) || type.equals(Type.timestamp())) {
       return "dateshift(days=30)";

@@ -202,14 +202,20 @@ final class Postgres extends Session {
   static boolean isOfData(SQLException e) {
     String state = e.getSQLState() == null ? "" : e.getSQLState();
     return !state.matches("(08|0A|25|28|3D|3F|40|42|53|54|55|57|58).*")
-        || state.matches("(0A|3F|42(?!501)).*") && isInARow(e);
+        || state.matches("(0A|3F|42(?!501)).*") && isInARow(e)
+        || isRaised(e);
   }
 
-  /** The server says first where it was, in whatever language; in a trigger it was elsewhere. */
+  /** A function may raise any state it likes, with a message of its own. */
+  private static boolean isRaised(SQLException e) {
+    ServerErrorMessage server = server(e);
+    return server != null && "exec_stmt_raise".equals(server.getRoutine());
+  }
+
+  /** The server says where it was: in a row, or in a function that was called for one. */
   private static boolean isInARow(SQLException e) {
     ServerErrorMessage server = server(e);
-    String where = server == null ? null : server.getWhere();
-    return where != null && where.lines().findFirst().orElse("").contains("COPY");
+    return server != null && server.getWhere() != null;
   }
 
   private static void append(StringBuilder text, String what, String name) {

@@ -48,7 +48,11 @@ final class Worker implements AutoCloseable {
     Postgres source = Postgres.open(settings.from(), true);
     try {
       source.beginSnapshot();
-      source.execute("SET TRANSACTION SNAPSHOT " + TableName.literal(snapshot));
+      // Rows of parallel workers come in an order that is another one each time.
+      source.execute(
+          "SET TRANSACTION SNAPSHOT "
+              + TableName.literal(snapshot)
+              + "; SET max_parallel_workers_per_gather = 0");
       lock(source, plan);
       return source;
     } catch (SQLException | RuntimeException e) {
