@@ -365,6 +365,18 @@ class CopyTargetIT extends CopyTests {
   }
 
   @Test
+  void aServerThatQuotesAllNamesHasTheSameTypes() throws Exception {
+    both(
+        "CREATE TYPE mood AS ENUM ('glad')",
+        "CREATE TABLE a (m mood UNIQUE)",
+        "CREATE TABLE b (m mood REFERENCES a (m))");
+    server.execute("target", "ALTER DATABASE target SET quote_all_identifiers = on");
+    server.execute("source", "INSERT INTO a VALUES ('glad')", "INSERT INTO b VALUES ('glad')");
+    copy("[public.a] = keep\n[public.b] = keep").expect(ExitCode.DONE);
+    assertSame("SELECT a.m, b.m FROM a, b");
+  }
+
+  @Test
   void aValueThatAFunctionTakesForANameIsNotShown() throws Exception {
     both("CREATE TABLE a (id int PRIMARY KEY, x text)");
     server.execute("source", "INSERT INTO a VALUES (1, 'anna')");

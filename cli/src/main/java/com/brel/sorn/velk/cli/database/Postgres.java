@@ -40,6 +40,7 @@ final class Postgres extends Session {
           "bytea_output = 'hex'",
           "lc_monetary = 'C'",
           "array_nulls = on",
+          "quote_all_identifiers = off",
           // The driver keeps all that a trigger has to say of rows, and looks through it each time.
           "client_min_messages = error",
           "xmloption = content",
