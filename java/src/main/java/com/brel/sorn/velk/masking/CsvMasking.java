@@ -143,7 +143,7 @@ public final class CsvMasking {
    * @param out gets the masked table; it is flushed at the end, and not closed
    * @return what became of the values
    * @throws CsvException if the table is no such one, with the place
-   * @throws InterruptedIOException if the thread is interrupted while it waits for others
+   * @throws InterruptedIOException if the thread is interrupted while others mask for it
    * @throws IOException if reading or writing fails
    * @throws VELKException if the engine fails, or a value has an error that ends the run
    * @throws IllegalStateException if the service is closed, be it in the middle
@@ -164,7 +164,7 @@ public final class CsvMasking {
    * @return what became of the values
    * @throws IllegalBlockingModeException if a channel is not in blocking mode
    * @throws CsvException if the table is no such one, with the place
-   * @throws InterruptedIOException if the thread is interrupted while it waits for others
+   * @throws InterruptedIOException if the thread is interrupted while others mask for it
    * @throws IOException if reading or writing fails
    * @throws VELKException if the engine fails, or a value has an error that ends the run
    * @throws IllegalStateException if the service is closed, be it in the middle
@@ -186,7 +186,7 @@ public final class CsvMasking {
    * @param out gets the masked table; it is flushed at the end, and not closed
    * @return what became of the values
    * @throws CsvException if the table is no such one, with the place
-   * @throws InterruptedIOException if the thread is interrupted while it waits for others
+   * @throws InterruptedIOException if the thread is interrupted while others mask for it
    * @throws IOException if reading or writing fails
    * @throws VELKException if the engine fails, or a value has an error that ends the run
    * @throws IllegalStateException if rows were read already, the reader or the service is closed

@@ -202,8 +202,14 @@ final class CsvRun implements AutoCloseable {
     }
   }
 
+  /**
+   * An interrupt ends the run whether or not the block is done: a future that is would ignore it.
+   */
   private static void await(Future<?> end) throws IOException {
     try {
+      if (Thread.interrupted()) {
+        throw new InterruptedException();
+      }
       end.get();
     } catch (InterruptedException e) {
       Thread.currentThread().interrupt();

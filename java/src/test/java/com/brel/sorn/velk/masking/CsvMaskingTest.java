@@ -28,6 +28,7 @@ import java.util.Arrays;
 import java.util.List;
 import java.util.Map;
 import java.util.Random;
+import java.util.concurrent.locks.LockSupport;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
@@ -604,7 +605,12 @@ class CsvMaskingTest {
   void aThreadThatIsInterruptedEndsTheRun() {
     try (MaskingService service = service("name=hash day=keep note=hash")) {
       CsvMasking masking = service.csv().threads(2);
-      masking.onBlock(now -> Thread.currentThread().interrupt());
+      masking.onBlock(
+          now -> {
+            // The next block is done by then, and nothing is left to wait for.
+            LockSupport.parkNanos(300_000_000);
+            Thread.currentThread().interrupt();
+          });
       InputStream in = new ByteArrayInputStream(table(40_000));
       OutputStream out = OutputStream.nullOutputStream();
       assertThrows(InterruptedIOException.class, () -> masking.mask(in, out));
