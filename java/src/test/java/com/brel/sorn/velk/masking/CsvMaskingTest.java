@@ -607,11 +607,11 @@ class CsvMaskingTest {
       CsvMasking masking = service.csv().threads(2);
       masking.onBlock(
           now -> {
-            // The next block is done by then, and nothing is left to wait for.
+            // All blocks are done by then, and nothing is left to wait for.
             LockSupport.parkNanos(300_000_000);
             Thread.currentThread().interrupt();
           });
-      InputStream in = new ByteArrayInputStream(table(40_000));
+      InputStream in = new ByteArrayInputStream(table(6_000));
       OutputStream out = OutputStream.nullOutputStream();
       assertThrows(InterruptedIOException.class, () -> masking.mask(in, out));
       assertTrue(Thread.interrupted());
